@@ -1,0 +1,61 @@
+// SPDX-License-Identifier: MIT
+// The log file: append-only writing, rotation by size, and the lock that keeps texts whole. What
+// is written, and when, is left to the callers.
+#pragma once
+
+#include <atomic>
+#include <cstddef>
+#include <cstdint>
+#include <mutex>
+
+#include "zvlog/log_path.h"
+#include "zvlog_ext.h"
+
+namespace zvlog {
+
+struct Rotation {
+    uint64_t max_bytes = ZVLOG_DEFAULT_MAX_BYTES;
+    unsigned generations = ZVLOG_DEFAULT_GENERATIONS;
+};
+
+class LogFile {
+  public:
+    // Replaces the open file, if any. False when the new one cannot be opened; that is reported on
+    // stderr, but not twice in a row for the same path.
+    bool open(const char* dir, const char* file);
+    void close();
+    void set_rotation(Rotation rotation);
+
+    // A hint that costs no lock; write() decides.
+    bool is_open() const { return fd_.load(std::memory_order_relaxed) >= 0; }
+
+    // Writes one text, rotating before it when it would not fit.
+    void write(const char* text, size_t length);
+
+    // For several texts that must stay together: hold the lock and use write_locked.
+    std::unique_lock<std::mutex> lock() { return std::unique_lock(mutex_); }
+    void write_locked(const char* text, size_t length);
+
+  private:
+    bool open_path();
+    bool reopen();
+    void rotate();
+    bool shift_generations();
+    void close_locked();
+    void report_open_failure();
+    void report_write_failure();
+
+    std::mutex mutex_;
+    std::atomic<int> fd_{-1};
+    uint64_t size_ = 0;  // bytes in the file, or since the last rotation that did not succeed
+    Rotation wanted_;    // what the program asked for
+    Rotation active_;    // what holds for the open file
+    Path path_ = "";
+    Path reported_ = "";  // the last path whose failure was reported
+    bool write_failure_reported_ = false;
+};
+
+// The one log file of the process.
+LogFile& log_file();
+
+}  // namespace zvlog

@@ -1,0 +1,62 @@
+// SPDX-License-Identifier: MIT
+// Owns the list of built-in handlers and the way a handler keeps its state inside a context.
+#pragma once
+
+#include <zvprotocol.h>
+
+#include <cstdint>
+#include <new>
+#include <utility>
+
+#include "io.h"
+
+namespace zvptc {
+
+extern const ZvptcHandler kFileHandler;
+extern const ZvptcHandler kHttpHandler;
+extern const ZvptcHandler kHttpsHandler;
+extern const ZvptcHandler kUdpHandler;
+extern const ZvptcHandler kTcpHandler;
+extern const ZvptcHandler kRtpHandler;
+
+// Process-wide start and end of the http client; both may be called again and from any thread.
+int startHttp() noexcept;
+void releaseHttp() noexcept;
+
+// The state of an open context: lives in its private area, is destroyed by close, and answers only
+// to the handler family that made it (`owner`: the address of any constant of that family).
+template <typename State>
+State* createState(ZvptcUrlContext& context, const void* owner, State state) noexcept {
+    static_assert(sizeof(State) <= sizeof context.private_state);
+    static_assert(alignof(State) <= alignof(uint64_t));
+    context.opened_by = owner;
+    return new (static_cast<void*>(context.private_state)) State(std::move(state));
+}
+
+template <typename State>
+State* stateOf(ZvptcUrlContext* context, const void* owner) noexcept {
+    if (!context || context->opened_by != owner) return nullptr;
+    return std::launder(reinterpret_cast<State*>(context->private_state));
+}
+
+template <typename State>
+void destroyState(ZvptcUrlContext& context, State& state) noexcept {
+    state.~State();
+    context.opened_by = nullptr;
+}
+
+// What a failed look-up of the state means to read and write.
+inline int notOpen(const ZvptcUrlContext* context) noexcept {
+    return failure(context ? EBADF : EINVAL);
+}
+
+// The same for close, which accepts a context that is not open.
+inline int closeUnopened(const ZvptcUrlContext* context) noexcept {
+    return context && context->opened_by ? failure(EBADF) : 0;
+}
+
+// How every open begins: refuses a context that is in use, splits the URL and checks that it is of
+// the protocol `index`. -> 0 or a negated errno
+int beginOpen(ZvptcUrlContext* context, int index) noexcept;
+
+}  // namespace zvptc
