@@ -1,0 +1,237 @@
+/* SPDX-License-Identifier: MIT
+ * MPEG-2 transport streams (ISO/IEC 13818-1, service names by ETSI EN 300 468): what the "mpegts"
+ * resolver reports, pacing by a stream clock, remapping, and builders for single-packet tables. */
+#ifndef ZV_MPEGTS_H
+#define ZV_MPEGTS_H
+
+#include <stddef.h>
+#include <stdint.h>
+
+#include "zv_api.h"
+
+ZV_BEGIN_DECLS
+
+/* Option word of the resolver's parse operation. */
+#define ZV_TS_PACE_PCR 0x01u   /* sleep to the first programme's PCR */
+#define ZV_TS_PACE_PES 0x02u   /* sleep to the PTS (or DTS) of the first video, else first, stream \
+                                */
+#define ZV_TS_CHECK_CC 0x04u   /* check continuity counters */
+#define ZV_TS_STOP_KNOWN 0x08u /* look no further once all tables are known */
+#define ZV_TS_PES_TIMING 0x10u /* follow PTS and DTS of every elementary stream */
+#define ZV_TS_REMAP 0x20u      /* rewrite identifiers; set by mpegts_api_remap only */
+
+/* Capacities: what lies beyond is not stored. */
+#define ZV_TS_MAX_PROGRAMS 30
+#define ZV_TS_MAX_STREAMS 4 /* elementary streams of one programme */
+
+/* Continuity state of one PID; all zero before its first packet. */
+typedef struct CCState {
+    uint8_t started;  /* 1 once a packet was checked */
+    uint8_t last_cc;  /* counter of the last packet checked */
+    uint8_t alt_cc;   /* counter of the last packet with a PCR, accepted as predecessor too */
+    uint32_t errnum;  /* discontinuities */
+    uint32_t lostnum; /* packets presumed lost; a wrap counts one fewer than modulo 16 would */
+} CCState;
+
+/* Arrival clock of a table or a PCR, microseconds of zvtime_api_upUs; period stays 0 until the
+ * second stamped arrival. */
+typedef struct Period {
+    uint64_t last;
+    uint64_t now;
+    uint64_t period;
+} Period;
+
+/* Anchor of one stream clock for pacing; start it all zero. */
+typedef struct RateEmu {
+    int64_t lastStream_us; /* stream time of the anchor */
+    int64_t lastSys_us;    /* system time at which the anchor was taken */
+    uint8_t numOutOfRange; /* consecutive steps with two seconds of drift or more */
+} RateEmu;
+
+/* PTS and DTS of one elementary stream. */
+typedef struct PesTiming {
+    uint64_t pts_us; /* latest header: PTS in 90 kHz ticks x 11; 0 when it had none */
+    uint64_t dts_us; /* latest header: DTS / 90 x 1000; 0 when it had none */
+    int8_t ptsSeen;  /* 1 once any header had a valid PTS */
+    uint64_t lastPts_us;
+    uint64_t lastDts_us;
+    uint16_t pesDataLen;     /* PES_packet_length less (9 + PES_header_data_length); 0 unbounded */
+    uint16_t pes_data_recvd; /* payload bytes of the current PES packet, modulo 65536 */
+} PesTiming;
+
+/* One elementary stream of a programme. For mpegts_api_buildPmtEs only pid, stream_type,
+ * es_info_len and es_info matter. */
+typedef struct MPEGTSStream {
+    uint64_t reserved;
+    uint16_t pid;
+    uint8_t stream_type;
+    uint16_t es_info_len; /* 0..128 */
+    uint8_t es_info[128]; /* descriptors */
+    uint32_t kind;        /* 1 video, 2 audio, 0 anything else */
+    char type_name[64];
+    CCState cc_state;
+    int32_t numPcr_noInPmt; /* packets with a PCR although no PMT names this PID as PCR_PID */
+    PesTiming timing;
+} MPEGTSStream;
+
+/* The resolver's context. A host gets one from ffurl_mpegts_parser.init and passes it on. */
+typedef struct MPEGTSContext MPEGTSContext;
+
+/* One elementary stream as updateInfo reports it. The library fills everything up to and including
+ * numPcr_noInPmt; the media details behind it are the host's to fill and are printed when present.
+ */
+typedef struct StreamInfoEs {
+    uint16_t pid;
+    uint8_t stream_type;
+    uint16_t es_info_len;
+    uint8_t es_info[128];
+    int32_t kind;       /* 1 video, 2 audio, 0 anything else */
+    char type_name[64]; /* not terminated when all 64 bytes are used */
+    CCState cc_state;
+    int32_t numPcr_noInPmt;
+    int32_t sample_rate; /* Hz */
+    int64_t bit_rate;    /* bit/s */
+    char audio_desc[2][64];
+    float frame_rate; /* frames per second, printed only when picture is not empty */
+    char picture[64];
+    char video_desc[3][64];
+} StreamInfoEs;
+
+/* One programme as updateInfo reports it. */
+typedef struct StreamInfoProgram {
+    uint16_t pmt_pid;
+    uint16_t program_number;
+    uint16_t pcr_pid;
+    uint8_t has_service; /* 1 once the SDT described a service with this programme's number */
+    char service_type[256];
+    char service_provider[256];
+    char service_name[256];
+    int8_t es_count;
+    StreamInfoEs streams[ZV_TS_MAX_STREAMS];
+    int64_t pcr_period; /* microseconds between PCR arrivals, 0 unknown */
+    int64_t pmt_period; /* microseconds between PMT arrivals, 0 unknown */
+    uint8_t pmt_packet[204];
+    uint8_t pmt_packet_len;
+} StreamInfoProgram;
+
+/* The caller-owned result of updateInfo; zero it before the first update. */
+typedef struct StreamInfo {
+    uint32_t pkt_size;  /* 188, 192 or 204; 0 unknown */
+    char format[128];   /* "mpegts" once filled */
+    char progress[128]; /* "Found 1/3 PMT", then "Finished!" */
+    int32_t program_count;
+    StreamInfoProgram programs[ZV_TS_MAX_PROGRAMS];
+    int32_t report_program_count; /* 0: the report takes program_count */
+    int64_t pat_period;           /* microseconds between PAT arrivals, 0 unknown */
+    int64_t sdt_period;
+    uint8_t packet[204]; /* the stream's first PAT packet */
+    uint8_t packet_len;
+} StreamInfo;
+
+/* New identifiers for mpegts_api_remap. A PID outside 0x10..0x1FFE leaves its packets alone. */
+typedef struct RemapTarget {
+    uint16_t program_number;
+    uint16_t pmt_pid;
+    uint16_t pcr_pid;
+    uint16_t pid_es[ZV_TS_MAX_STREAMS]; /* in the order of the PMT */
+} RemapTarget;
+
+/* Appends one line that describes the stream.
+ * info        in/out  filled by updateInfo; report_program_count is set when 0
+ * out         in/out  NUL-terminated text; room for 16 KiB more is always enough
+ * withFormat  in      non-zero: begin with "format[...],pktSize[...]"
+ * -> 1 appended, 0 no programme known or a null argument (out untouched)
+ * Programmes are described in detail only when the stream holds exactly one.
+ * Any thread, one at a time per record. */
+ZV_API int mpegts_api_getStreamInfo(StreamInfo* info, char* out, int withFormat);
+
+/* Paces the caller by a stream clock: sleeps until as much system time as stream time has passed
+ * since the anchor, less 100 us. The first call, a stream time at or behind the anchor, and the
+ * call after two drifts of two seconds or more in a row set the anchor anew instead. name, tag in
+ * texts for the messages, e.g. the source and "pcr"; null reads as "" rate           in/out  the
+ * clock's anchor streamTime_us  in      stream time, microseconds; 0 or less never becomes an
+ * anchor verbose        in      non-zero: a late stream is reported
+ * -> the system time at entry, microseconds, when a pacing step was made; -1 otherwise
+ * Sleeps the calling thread for up to two seconds. One thread at a time per record. */
+ZV_API int64_t mpegts_api_rateEmuLong(const char* name, const char* tag, RateEmu* rate,
+                                      int64_t streamTime_us, uint8_t verbose);
+
+/* -> 1 when the anchor is set, lies before both times, and fewer than two steps in a row were out
+ * of range; 0 otherwise or for a null record */
+ZV_API int mpegts_innerapi_isRateEmuVaild(const RateEmu* rate, int64_t streamTime_us,
+                                          int64_t now_us);
+
+/* One pacing step against a valid anchor (see mpegts_api_rateEmuLong).
+ * -> 1 paced, 0 the drift was two seconds or more (counted and reported, no sleep) or rate is null
+ */
+ZV_API int mpegts_innerapi_rateEmuDone(const char* name, const char* tag, RateEmu* rate,
+                                       int64_t streamTime_us, int64_t now_us, uint8_t verbose);
+
+/* Rewrites a buffer of whole packets in place so that its single programme carries new identifiers.
+ * PAT and SDT packets are taken out, but the packet that moves into a removed one's place is not
+ * examined: feed one packet at a time to let nothing slip through. The first accepted PMT gets the
+ * new PID, programme number and CRC; later PMT packets pass as they are, and the PIDs listed in the
+ * PMT are not rewritten. The new PID's high five bits are ORed onto the old ones.
+ * target   in      new identifiers
+ * context  in/out  a context of its own; it learns the tables from the stream
+ * buffer   in/out  `length` bytes, shortened by the packets taken out
+ * length   in      bytes
+ * -> the new length's low 8 bits as a signed number: a buffer of whole packets never gives -1,
+ * which stands for a packet without sync byte (what came before it is rewritten) or a null argument
+ * One thread at a time per context. */
+ZV_API int8_t mpegts_api_remap(const RemapTarget* target, MPEGTSContext* context, uint8_t* buffer,
+                               int length);
+
+/* Builders of one packet that holds a whole table: section with pointer_field 0, version 2,
+ * transport stream 1 and CRC_32, continuity counter 0.
+ * buffer                    out  188 bytes are always written (0xFF where nothing else goes); a
+ *                                table too long for the packet runs on behind it, so have room for
+ * 8 bytes more than the section. Null: nothing is done buffer_size               in   above 188:
+ * that many bytes are cleared first. No capacity adaptation_field_control  in   1: the section
+ * starts at byte 4. 3: the section ends with the packet behind stuffing (at most 176 bytes of it).
+ * Else: no section Any thread. */
+
+/* count masks to 14 bits; program_numbers and pmt_pids hold that many (null: no programme). Up to
+ * 42 programmes fit the packet. */
+ZV_API void mpegts_api_buildPat(uint8_t* buffer, uint8_t adaptation_field_control,
+                                uint8_t buffer_size, uint16_t count,
+                                const uint16_t* program_numbers, const uint16_t* pmt_pids);
+
+/* streams holds es_count entries, of which pid, stream_type, es_info_len (its low byte) and es_info
+ * are read. The section length is summed in 8 bits: keep 5 bytes a stream plus descriptors below
+ * 168 in all. */
+ZV_API void mpegts_api_buildPmtEs(uint8_t* buffer, uint8_t adaptation_field_control,
+                                  uint16_t program_number, uint16_t pmt_pid, uint16_t pcr_pid,
+                                  int8_t es_count, const MPEGTSStream* streams,
+                                  uint8_t buffer_size);
+
+/* One service of type digital television. provider and service_name in the encoding of ETSI EN 300
+ * 468 annex A, together up to 157 bytes; null reads as "". */
+ZV_API void mpegts_api_buildSdt(uint8_t* buffer, uint8_t adaptation_field_control,
+                                uint16_t service_id, const char* provider, const char* service_name,
+                                uint8_t buffer_size);
+
+/* A null packet; its payload_unit_start_indicator is set like that of the tables. */
+ZV_API void mpegts_api_buildNullPkt(uint8_t* buffer, uint8_t buffer_size);
+
+/* Run packets of a table through a fresh context, for their log lines.
+ * buffer   in  `length` bytes of whole packets
+ * pmt_pid  in  PID of the PMT packets
+ * -> what the resolver's parse returns: -1 null argument or lost sync, else 0, accepted or not
+ * The context of about 68 KB lives on the stack. Any thread. */
+ZV_API int mpegts_api_parsePat(const uint8_t* buffer, int length);
+ZV_API int mpegts_api_parsePmt(const uint8_t* buffer, uint16_t pmt_pid, int length);
+ZV_API int mpegts_api_parseSdt(const uint8_t* buffer, int length);
+
+/* -> 1 when one of the first es_count streams has that pid; otherwise es_count itself, so beside a
+ *    non-empty list every PID reads as present */
+ZV_API int mpegts_api_isEsPid(uint16_t pid, int8_t es_count, const MPEGTSStream* streams);
+
+/* Builds every table in two layouts and parses it back, logging to tsApiTest.txt in
+ * /var/log/tavrix. Opens and closes the log, and leaves the table debug switches on. For a small
+ * test program. log_level  in  4 shows every field */
+ZV_API void mpegts_api_tsApiTest(int log_level);
+
+ZV_END_DECLS
+
+#endif

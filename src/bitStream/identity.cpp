@@ -1,0 +1,14 @@
+// SPDX-License-Identifier: MIT
+// What the library says of itself.
+#include <cstring>
+
+#include "bitStream.h"
+
+void zvbitStream_api_info(char* buf) {
+    if (buf == nullptr) return;
+    strcat(buf, "linux_soc|mpegts_parser|flv_parser|mp3_parser");
+}
+
+const char* zvbitStream_api_version(void) {
+    return "01.00.22";
+}

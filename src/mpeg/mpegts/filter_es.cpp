@@ -1,0 +1,63 @@
+// SPDX-License-Identifier: MIT
+// Packets of the elementary streams: continuity, hand-over to PES timing, remapping.
+#include <cstdlib>
+
+#include "bitStream/log.h"
+#include "mpeg/mpegts/continuity_label.h"
+#include "mpeg/mpegts/es_timing_wanted.h"
+#include "mpeg/mpegts/filters.h"
+
+namespace {
+
+constexpr uint16_t kTrapPid = 0x202;
+constexpr uint8_t kModeWithAlternative = 1;
+
+// A trap for one stream under study: with DBG_CC on, the first discontinuity on PID 0x202 dumps the
+// packet and ends the process. DBG_CC is 0 and nothing that a host can call sets it.
+void spring_trap(const MPEGTSContext& ctx, const uint8_t* pkt, int check) {
+    if (!DBG_CC || ctx.ts_head.pid != kTrapPid) return;
+    zvsi_api_tsHeaderPrint(&ctx.ts_head, 1);
+    zvlog_innerapi_bufHex("table_buf", pkt + zv::kTsHeaderSize, zv::kTsBodySize, __func__,
+                          __LINE__);
+    if (check < 0) exit(1);
+}
+
+// A packet with a PCR is not checked: its counter becomes a second acceptable predecessor.
+void check_continuity(const MPEGTSContext& ctx, MPEGTSStream& es, const uint8_t* pkt,
+                      int8_t is_pcr) {
+    CCState& state = es.cc_state;
+    if (is_pcr == 1) {
+        state.alt_cc = ctx.ts_head.continuity_counter;
+        if (DBG_AV)
+            LOG(zv::kLogDebug, "MPEGTS", "[%s]cc:0x%02x,is_pcr:%d",
+                zv::StreamLabel(ctx, es.type_name).text, state.alt_cc, is_pcr);
+        return;
+    }
+    const int check = zv::check_continuity(ctx, state, es.type_name, kModeWithAlternative);
+    spring_trap(ctx, pkt, check);
+    zv::dump_continuity(ctx, state, es.type_name);
+}
+
+}  // namespace
+
+unsigned mpegts_innerapi_filterEs(MPEGTSContext* ctx, uint8_t* pkt, uint8_t flags, int8_t isPcr,
+                                  const uint16_t* remapPids) {
+    if (ctx == nullptr) {
+        LOG(zv::kLogError, "MPEGTS", "param err:rlmpegts");
+        return 0;
+    }
+    if (pkt == nullptr) {
+        LOG(zv::kLogError, "MPEGTS", "param err:tspkt");
+        return 0;
+    }
+    int es_index = 0;
+    MPEGTSStream* es = mpegts_innerapi_findEs(ctx, nullptr, &es_index);
+    if (es == nullptr) return 0;
+
+    if (flags & ZV_TS_CHECK_CC) check_continuity(*ctx, *es, pkt, isPcr);
+    const zv::EsTiming timing = zv::es_timing_wanted(*ctx, es, flags);
+    if (timing.wanted) mpegts_innerapi_filterPes(ctx, es, pkt + zv::kTsHeaderSize, timing.pace);
+    if ((flags & ZV_TS_REMAP) && remapPids != nullptr && zvsi_api_isValidPid(remapPids[es_index]))
+        zvsi_api_tsHeaderRemap(remapPids[es_index], pkt);
+    return 1;
+}

@@ -1,0 +1,205 @@
+// SPDX-License-Identifier: MIT
+// Program map table (ISO/IEC 13818-1, 2.4.4.8): PCR PID and elementary streams of one programme,
+// read once from a section that fits one packet. In remap mode that first packet is rewritten in
+// place.
+#include <algorithm>
+#include <cstdio>
+#include <cstring>
+
+#include "bitStream/log.h"
+#include "mpeg/mpegts/continuity_label.h"
+#include "mpeg/mpegts/filters.h"
+#include "mpeg/mpegts/section.h"
+#include "mpeg/mpegts/stream_class.h"
+#include "zvcommon.h"
+
+namespace {
+
+constexpr uint8_t kTableIdPmt = 0x02;
+constexpr int kSectionHeaderSize = 12;
+constexpr int kEntryHeaderSize = 5;
+constexpr int kMaxEsInfo = 128;
+constexpr char kProductTag[] = "quenvale";
+
+// One entry of the stream loop.
+struct StreamEntry {
+    uint8_t stream_type;
+    uint16_t pid;
+    uint16_t es_info_len;  // as kept: 0 when the table gave more than there is room for
+    uint8_t es_info[kMaxEsInfo];
+};
+
+StreamEntry read_entry(const zv::PacketBody& body, int at) {
+    StreamEntry entry = {
+        .stream_type = body.u8(at),
+        .pid = body.be13(at + 1),
+        .es_info_len = body.be12(at + 3),
+        .es_info = {},
+    };
+    if (entry.es_info_len > kMaxEsInfo) {
+        LOG(zv::kLogWarning, "MPEGTS", "[%s]esinfo_len=%d too long,drop it,please fix me",
+            kProductTag, entry.es_info_len);
+        entry.es_info_len = 0;
+    }
+    if (entry.es_info_len != 0) {
+        LOG(zv::kLogVerbose, "MPEGTS", "Has esinfo,len=%d", entry.es_info_len);
+        for (int i = 0; i < entry.es_info_len; ++i)
+            entry.es_info[i] = body.u8(at + kEntryHeaderSize + i);
+    }
+    return entry;
+}
+
+void log_entry(const StreamEntry& entry, const zv::StreamClass& type) {
+    if (type.label != nullptr)
+        LOG_IF(DBG_PMT, zv::kLogInfo, "MPEGTS", "##stream: %s, pid:%#x,esinfo_len:%d", type.label,
+               entry.pid, entry.es_info_len);
+    else
+        LOG_IF(DBG_PMT, zv::kLogInfo, "MPEGTS", "##stream:%#x unknow, pid:%#x,esinfo_len:%d",
+               entry.stream_type, entry.pid, entry.es_info_len);
+}
+
+void store_stream(MPEGTSProgram& program, const StreamEntry& entry, uint32_t kind) {
+    if (program.es_count < 0 || program.es_count >= zv::kMaxStreams) return;
+    MPEGTSStream& stream = program.streams[program.es_count];
+    stream.kind = kind;
+    stream.pid = entry.pid;
+    stream.stream_type = entry.stream_type;
+    stream.es_info_len = entry.es_info_len;
+    if (entry.es_info_len != 0) memcpy(stream.es_info, entry.es_info, sizeof stream.es_info);
+    mpegts_innerapi_getAVTypeString(entry.stream_type, stream.type_name);
+    program.es_count = static_cast<int8_t>(program.es_count + 1);
+}
+
+// What a PMT packet is parsed into, and from.
+struct PmtPacket {
+    MPEGTSContext& ctx;
+    MPEGTSProgram& program;
+    uint8_t* pkt;
+    int start;  // body offset of table_id
+
+    zv::PacketBody body() const { return zv::PacketBody(pkt + zv::kTsHeaderSize); }
+};
+
+void store_entry(PmtPacket& pmt, const StreamEntry& entry, const zv::StreamClass& type) {
+    store_stream(pmt.program, entry, type.kind);
+    pmt.program.pmt_parsed = 1;
+    pmt.ctx.is_update = 1;
+    pmt.ctx.has_pmt = 1;
+    uint8_t* copy = pmt.program.pmt_packet;
+    if (copy[0] != zv::kTsSyncByte)
+        memcpy(copy, pmt.pkt, std::min<size_t>(pmt.ctx.pkt_size, zv::kPacketCopySize));
+}
+
+// -> false when a stream of a known type has an invalid PID; what came before it stays
+bool read_streams(PmtPacket& pmt, const zv::OnePacketSection& section, int program_info_length) {
+    LOG_IF(DBG_PMT, zv::kLogDebug, "MPEGTS", "-------[PMT]stream loop----------");
+    const auto loop_len =
+        static_cast<int16_t>(section.sum() - pmt.start - program_info_length - kSectionHeaderSize);
+    const int loop_at = pmt.start + kSectionHeaderSize + program_info_length;
+    for (int i = 0; i < loop_len;) {
+        const StreamEntry entry = read_entry(pmt.body(), loop_at + i);
+        // The kept length: behind over-long descriptors the walk goes on inside them.
+        i += entry.es_info_len + kEntryHeaderSize;
+
+        const zv::StreamClass type = zv::classify_stream(entry.stream_type);
+        if (type.needs_valid_pid && !zvsi_api_isValidPid(entry.pid)) {
+            LOG_IF(DBG_PAT, zv::kLogDebug, "MPEGTS", "unvalid epid %d,out of range(%d~%d)",
+                   entry.pid, zv::kPidFirstValid, zv::kPidLastValid);
+            return false;
+        }
+        log_entry(entry, type);
+        store_entry(pmt, entry, type);
+    }
+    return true;
+}
+
+// The identifiers of the header; -> false when the PCR PID is invalid
+bool read_header(PmtPacket& pmt, int section_length) {
+    const zv::PacketBody body = pmt.body();
+    LOG_IF(DBG_PMT, zv::kLogDebug, "MPEGTS", "-------[PMT]HEADER INFO:%d byte----------",
+           kSectionHeaderSize);
+    if (pmt.ctx.ts_head.payload_unit_start_indicator == 1)
+        LOG_IF(DBG_PMT, zv::kLogDebug, "MPEGTS", "The psi has pointer_filed in the first byte ");
+    else
+        LOG_IF(DBG_PMT, zv::kLogDebug, "MPEGTS",
+               "The psi hasnot pointer_filed in the first byte:I dont support,fix me ");
+
+    MPEGTSProgram& program = pmt.program;
+    program.program_number = body.be16(pmt.start + 3);
+    LOG_IF(DBG_PMT, zv::kLogDebug, "MPEGTS", "program:%d=%#x", program.program_number,
+           program.program_number);
+    LOG_IF(DBG_PMT, zv::kLogDebug, "MPEGTS", "section_len:%d", section_length);
+    LOG_IF(DBG_PMT, zv::kLogDebug, "MPEGTS", "section_num:%d", body.u8(pmt.start + 6));
+    LOG_IF(DBG_PMT, zv::kLogDebug, "MPEGTS", "section_lastsec:%d", body.u8(pmt.start + 7));
+    program.pcr_pid = body.be13(pmt.start + 8);
+    LOG_IF(DBG_PMT, zv::kLogDebug, "MPEGTS", "pid_pcr:%#x", program.pcr_pid);
+    if (!zvsi_api_isValidPid(program.pcr_pid)) {
+        LOG_IF(DBG_PMT, zv::kLogDebug, "MPEGTS", "unvalid pid_pcr %d,out of range(%d~%d)",
+               program.pcr_pid, zv::kPidFirstValid, zv::kPidLastValid);
+        return false;
+    }
+    return true;
+}
+
+void store_be32(uint8_t* at, uint32_t value) {
+    for (int i = 0; i < 4; ++i)
+        at[i] = static_cast<uint8_t>(value >> (24 - 8 * i));
+}
+
+// The programme number is written even when it is 0: a valid new PID alone asks for the rewrite.
+void rewrite(const PmtPacket& pmt, const zv::OnePacketSection& section, uint16_t new_pid,
+             uint16_t new_program_number) {
+    uint8_t* body = pmt.pkt + zv::kTsHeaderSize;
+    zvsi_api_tsHeaderRemap(new_pid, pmt.pkt);
+    body[pmt.start + 3] = static_cast<uint8_t>(new_program_number >> 8);
+    body[pmt.start + 4] = static_cast<uint8_t>(new_program_number);
+    store_be32(body + section.crc_at(), zv::section_crc(body, section).computed);
+}
+
+bool parse_section(PmtPacket& pmt, uint8_t flags, uint16_t new_pid, uint16_t new_program_number) {
+    const uint8_t* body_bytes = pmt.pkt + zv::kTsHeaderSize;
+    const zv::PacketBody body = pmt.body();
+    const zv::OnePacketSection section = {
+        .adaptation_len =
+            zvsi_api_getAdaptationFieldLen(pmt.ctx.ts_head.adaptation_field_control, body_bytes),
+        .section_length = body.be12(pmt.start + 1),
+    };
+    if (!read_header(pmt, section.section_length)) return false;
+    const int program_info_length = body.be12(pmt.start + 10);
+    LOG_IF(DBG_PMT, zv::kLogDebug, "MPEGTS", "-------[PMT]program_info_des_loop----------");
+    LOG_IF(DBG_PMT, zv::kLogDebug, "MPEGTS", "program_info_len:%d", program_info_length);
+    if (!zv::fits_one_packet(section)) return false;
+
+    const zv::SectionCrc crc = zv::section_crc(body_bytes, section);
+    LOG_IF(DBG_PMT, zv::kLogDebug, "MPEGTS", "crc:%#x=%u", crc.stored, crc.stored);
+    if (!crc.good()) {
+        zv::report_bad_crc(crc);
+        return false;
+    }
+    const bool wanted = zvsi_api_isValidPid(new_pid) || new_program_number != 0;
+    if ((flags & ZV_TS_REMAP) && wanted) rewrite(pmt, section, new_pid, new_program_number);
+    return read_streams(pmt, section, program_info_length);
+}
+
+}  // namespace
+
+uint32_t mpegts_innerapi_filterPmt(MPEGTSContext* ctx, uint8_t* pkt, uint8_t flags,
+                                   uint16_t new_pid, uint16_t new_program_number) {
+    if (ctx == nullptr || pkt == nullptr || !ctx->has_pat) return 0;
+    if (!mpegts_innerapi_isPmt_byPid(ctx)) return 0;
+    const uint8_t* body = pkt + zv::kTsHeaderSize;
+    const int start = mpegts_innerapi_isTargstTable("PMT", ctx, body, kTableIdPmt, 0);
+    if (start < 0) return 0;
+    MPEGTSProgram* program =
+        mpegts_innerapi_findPmt_byPid(ctx, zv::PacketBody(body).be16(start + 3));
+    if (program == nullptr) return 0;
+
+    zv::check_table_continuity(*ctx, program->cc_state, "PMT", flags);
+    if (program->pmt_parsed == 1) {
+        mpegts_innerapi_getPeriod(&program->period);
+        ctx->is_update = 1;
+        return 1;
+    }
+    PmtPacket pmt = {*ctx, *program, pkt, start};
+    return parse_section(pmt, flags, new_pid, new_program_number);
+}

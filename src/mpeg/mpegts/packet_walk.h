@@ -1,0 +1,48 @@
+// SPDX-License-Identifier: MIT
+// A buffer as packets of the context's size: detection, sync test, header decoding, look-ahead.
+#pragma once
+
+#include "mpeg/mpegts/context.h"
+
+namespace zv {
+
+class PacketWalk {
+  public:
+    // Detects the context's packet size when it is not known yet.
+    PacketWalk(MPEGTSContext& ctx, const uint8_t* buf, int len);
+
+    int count() const { return count_; }
+
+    // Also asks the memory for the header of a packet further on: without that every loop over a
+    // large buffer waits for one cache miss a packet (measured: 2.4 times the time).
+    const uint8_t* packet(int index) const {
+        const uint8_t* pkt = at(index);
+        if (index + kLookAhead < count_) __builtin_prefetch(at(index + kLookAhead));
+        return pkt;
+    }
+
+    // Decodes a packet's header into the context. -> false, reported, when the sync byte is missing
+    bool open(MPEGTSContext& ctx, int index) const;
+
+    // The header in hand is that of the last packet before `end`, however that packet went by.
+    void settle(MPEGTSContext& ctx, int end) const;
+
+  private:
+    static constexpr int kLookAhead = 32;
+
+    const uint8_t* at(int index) const {
+        return buf_ + static_cast<size_t>(index) * static_cast<size_t>(size_);
+    }
+
+    const uint8_t* buf_;
+    int len_;
+    int size_;
+    int count_;
+};
+
+// Null packets and the reserved adaptation_field_control concern no stage.
+inline bool is_skipped(const struct ts_head& head) {
+    return head.pid == kPidNull || head.adaptation_field_control == kAfcReserved;
+}
+
+}  // namespace zv

@@ -1,0 +1,71 @@
+// SPDX-License-Identifier: MIT
+// Fields of a PES packet header (ISO/IEC 13818-1, 2.4.3.6), read from a pointer at its start code.
+// The caller vouches for the bytes: up to p[18] for the time stamps.
+#pragma once
+
+#include <cstdint>
+
+namespace zv {
+
+// 33 bits spread over five bytes; the marker bits between them are dropped unchecked.
+inline uint64_t pes_time_stamp(const uint8_t* b) {
+    return ((static_cast<uint64_t>(b[0]) << 29) & 0x1C0000000ULL) |
+           (static_cast<uint64_t>(b[1]) << 22) | ((static_cast<uint64_t>(b[2]) << 14) & 0x3F8000) |
+           (static_cast<uint64_t>(b[3]) << 7) | (b[4] >> 1);
+}
+
+}  // namespace zv
+
+extern "C" {
+
+inline uint32_t pes_get_streamid(const uint8_t* p) {
+    return p[3];
+}
+inline uint32_t pes_get_length(const uint8_t* p) {
+    return (static_cast<uint32_t>(p[4]) << 8) | p[5];
+}
+inline uint32_t pes_get_headerlength(const uint8_t* p) {
+    return p[8];
+}
+inline uint32_t pes_get_dataalignment(const uint8_t* p) {
+    return (p[6] >> 2) & 1;
+}
+inline uint32_t pes_has_pts(const uint8_t* p) {
+    return p[7] >> 7;
+}
+inline uint32_t pes_has_dts(const uint8_t* p) {
+    return (p[7] & 0xC0) == 0xC0;
+}
+
+// -> 1 when the field's prefix and two of its marker bits are right. The PTS test accepts the
+// prefix of a PTS alone and of a PTS with DTS, whatever the flags say.
+inline uint32_t pes_validate_pts(const uint8_t* p) {
+    return (p[9] & 0xE1) == 0x21 && (p[11] & 1) && (p[13] & 1);
+}
+inline uint32_t pes_validate_dts(const uint8_t* p) {
+    return (p[9] & 0x10) && (p[14] & 0xF1) == 0x11 && (p[16] & 1) && (p[18] & 1);
+}
+
+// -> the time stamp in 90 kHz ticks
+inline uint64_t pes_get_pts(const uint8_t* p) {
+    return zv::pes_time_stamp(p + 9);
+}
+inline uint64_t pes_get_dts(const uint8_t* p) {
+    return zv::pes_time_stamp(p + 14);
+}
+
+// -> 1 at a start code of program_stream_map (0xBC) or above
+inline uint32_t pes_validate(const uint8_t* p) {
+    return p[0] == 0 && p[1] == 0 && p[2] == 1 && p[3] >= 0xBC;
+}
+
+// -> 1 when the optional header's '10' marker is there
+inline uint32_t pes_validate_header(const uint8_t* p) {
+    return (p[6] & 0xC0) == 0x80;
+}
+
+// -> the first offset in 0..len-1 at which pes_validate and pes_validate_header hold, else -1.
+// Reads up to six bytes beyond buf[len - 1]; the caller supplies them.
+int32_t pes_find(const uint8_t* buf, int32_t len);
+
+}  // extern "C"

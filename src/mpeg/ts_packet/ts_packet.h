@@ -1,0 +1,131 @@
+// SPDX-License-Identifier: MIT
+// The transport packet layer of ISO/IEC 13818-1: header, continuity, sync and packet size,
+// adaptation field and PCR. Pure functions over one packet; no context, no allocation.
+#pragma once
+
+#include <cstdint>
+
+#include "mpegts.h"
+
+namespace zv {
+
+constexpr uint8_t kTsSyncByte = 0x47;
+constexpr int kTsPacketSize = 188;
+constexpr int kTsHeaderSize = 4;
+constexpr int kTsBodySize = kTsPacketSize - kTsHeaderSize;
+constexpr uint16_t kPidPat = 0x0000;
+constexpr uint16_t kPidSdt = 0x0011;
+constexpr uint16_t kPidNull = 0x1FFF;
+constexpr uint16_t kPidFirstValid = 0x0010;
+constexpr uint16_t kPidLastValid = 0x1FFE;
+
+// adaptation_field_control
+constexpr uint8_t kAfcReserved = 0;
+constexpr uint8_t kAfcPayloadOnly = 1;
+constexpr uint8_t kAfcAdaptationOnly = 2;
+constexpr uint8_t kAfcBoth = 3;
+
+}  // namespace zv
+
+extern "C" {
+
+// The decoded 4-byte header of a packet.
+struct ts_head {
+    uint8_t sync_byte;
+    uint8_t transport_error_indicator;
+    uint8_t payload_unit_start_indicator;
+    uint8_t transport_priority;
+    uint16_t pid;
+    uint8_t transport_scrambling_control;
+    uint8_t adaptation_field_control;
+    uint8_t continuity_counter;
+};
+
+// header.cpp
+
+// Decodes pkt[0..3]. print_mode goes to zvsi_api_tsHeaderPrint; pkt_size is not used.
+// -> 0; -1 for a null argument or a byte other than 0x47 (logged), out is then as it was
+int zvsi_api_tsHeaderParse(ts_head* out, const uint8_t* pkt, int pkt_size, uint8_t print_mode);
+
+// Debug dump at level 4. mode 1: every field, a line each; 2: PID and counter; else nothing.
+void zvsi_api_tsHeaderPrint(const ts_head* h, uint8_t mode);
+
+// Writes out[0..3] for a packet that starts a unit.
+void zvsi_api_tsHeaderBuild(uint16_t pid, uint8_t adaptation_field_control,
+                            uint8_t continuity_counter, uint8_t* out);
+
+// Puts pid into a header. The high five bits are ORed onto the old ones: exact only when the old
+// high bits are a subset of the new; callers that need more clear them first.
+void zvsi_api_tsHeaderRemap(uint16_t pid, uint8_t* pkt);
+
+// -> 1 when a programme or stream may live on pid: 0x10..0x1FFE
+int zvsi_api_isValidPid(uint16_t pid);
+
+// continuity.cpp
+
+// Checks one packet's counter and counts discontinuities. label names the stream in messages.
+// mode 1: a counter that continues alt_cc is in order too.
+// -> 0 in order, first packet or repeat; -1 discontinuity
+int zvsi_api_CCCheck(const char* label, CCState* st, uint8_t cc, uint8_t mode);
+
+// sync.cpp
+
+// -> 1 when every packet start buf[k * pkt_size] inside buf is 0x47 (also for an empty buffer)
+int zvsi_api_isTsByPktSize(const uint8_t* buf, uint32_t len, int pkt_size);
+
+// -> 1 when the buffer is a transport stream at 188, 192 or 204 bytes a packet
+int zvsi_api_isTs(const uint8_t* buf, uint32_t len);
+
+// -> the first of 188, 192, 204 at which the buffer is a transport stream; 188 when none is
+int zvsi_api_getPktSize(const uint8_t* buf, uint32_t len);
+
+// -> the first offset at which the rest of the buffer is a transport stream, -1 when there is none.
+// Linear in len.
+int zvsi_api_tsOffsetInBuf(const uint8_t* buf, int len);
+
+// adaptation.cpp
+
+// -> bytes between the header and the payload; af points at packet byte 4
+uint8_t zvsi_api_getAdaptationFieldLen(uint8_t adaptation_field_control, const uint8_t* af);
+
+// Prepares the adaptation field of *pkt so that a section of section_length payload_len, with its
+// pointer field, ends the packet. -> where the payload goes; null when there is none or it does not
+// fit before the packet's end
+uint8_t* zvsi_api_setAdaptationFieldLen(uint8_t adaptation_field_control, uint16_t payload_len,
+                                        uint8_t** pkt);
+
+// -> 1 when the packet carries a PCR; af points at packet byte 4
+int zvsi_api_isPcrData(ts_head header, const uint8_t* af);
+
+// -> the PCR in 27 MHz ticks; p points at the adaptation field's flags byte
+uint64_t zvsi_api_getPcr(const uint8_t* p);
+
+}  // extern "C"
+
+namespace zv {
+
+// Would zvsi_api_CCCheck accept cc without a message? The per-packet path asks this first.
+inline bool continuity_in_order(const CCState& st, uint8_t cc, uint8_t mode) {
+    if (!st.started) return true;
+    if (cc == ((st.last_cc + 1) & 15)) return true;
+    return mode == 1 && cc == ((st.alt_cc + 1) & 15);
+}
+
+inline uint32_t load_be32(const uint8_t* p) {
+    return (static_cast<uint32_t>(p[0]) << 24) | (static_cast<uint32_t>(p[1]) << 16) |
+           (static_cast<uint32_t>(p[2]) << 8) | p[3];
+}
+
+inline uint16_t load_be16(const uint8_t* p) {
+    return static_cast<uint16_t>((p[0] << 8) | p[1]);
+}
+
+// The low 12 or 13 bits of a big-endian 16-bit field: the standard's lengths and PIDs.
+inline uint16_t load_be12(const uint8_t* p) {
+    return load_be16(p) & 0x0FFF;
+}
+inline uint16_t load_be13(const uint8_t* p) {
+    return load_be16(p) & 0x1FFF;
+}
+
+}  // namespace zv
