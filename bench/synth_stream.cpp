@@ -1,0 +1,151 @@
+// SPDX-License-Identifier: MIT
+#include "synth_stream.h"
+
+#include <array>
+#include <cstring>
+#include <string>
+
+#include "mpegts.h"
+
+namespace zvbench {
+namespace {
+
+constexpr size_t kTsSize = 188;
+constexpr uint16_t kPidSdt = 0x11;
+constexpr uint16_t kPidNull = 0x1FFF;
+constexpr uint16_t kFirstPmtPid = 0x1000;
+constexpr uint16_t kFirstStreamPid = 0x100;
+
+class Generator {
+  public:
+    Generator(const StreamShape& shape, size_t min_bytes) : shape_(shape), min_bytes_(min_bytes) {
+        out_.bytes.reserve(min_bytes + 200 * static_cast<size_t>(shape.packet_size));
+    }
+
+    SynthStream run() {
+        const size_t size = static_cast<size_t>(shape_.packet_size);
+        for (size_t turn = 0; out_.bytes.size() < min_bytes_ || !counters_closed(); ++turn) {
+            if (turn % static_cast<size_t>(shape_.tables_every) == 0) tables();
+            if (chance(shape_.null_percent))
+                null_packet();
+            else
+                stream_packet(next_stream());
+        }
+        out_.packets = out_.bytes.size() / size;
+        return std::move(out_);
+    }
+
+  private:
+    // Every stream's counter is back where it started, so a repeated feed is in order.
+    bool counters_closed() const {
+        return turn_ % static_cast<size_t>(16 * shape_.programs * shape_.streams) == 0;
+    }
+
+    bool chance(int percent) {
+        state_ = state_ * 6364136223846793005ULL + 1442695040888963407ULL;
+        return static_cast<int>((state_ >> 33) % 100) < percent;
+    }
+
+    uint16_t stream_pid(int program, int stream) const {
+        return static_cast<uint16_t>(kFirstStreamPid + program * ZV_TS_MAX_STREAMS + stream);
+    }
+
+    void append(const uint8_t* packet) {
+        out_.bytes.insert(out_.bytes.end(), packet, packet + kTsSize);
+        out_.bytes.resize(out_.bytes.size() + static_cast<size_t>(shape_.packet_size) - kTsSize);
+    }
+
+    // Tables are appended with the counter that their PID has reached.
+    void append_table(uint8_t* packet) {
+        uint8_t& cc = counters_[static_cast<size_t>(((packet[1] & 0x1F) << 8) | packet[2])];
+        packet[3] = static_cast<uint8_t>((packet[3] & 0xF0) | (cc++ & 15));
+        append(packet);
+    }
+
+    void tables() {
+        uint8_t packet[kTsSize + 8];
+        std::vector<uint16_t> numbers, pmt_pids;
+        for (int p = 0; p < shape_.programs; ++p) {
+            numbers.push_back(static_cast<uint16_t>(p + 1));
+            pmt_pids.push_back(static_cast<uint16_t>(kFirstPmtPid + p));
+        }
+        mpegts_api_buildPat(packet, 1, kTsSize, static_cast<uint16_t>(shape_.programs),
+                            numbers.data(), pmt_pids.data());
+        append_table(packet);
+        for (int p = 0; p < shape_.programs; ++p)
+            pmt(p);
+        const std::string name = "Service";
+        mpegts_api_buildSdt(packet, 1, 1, "Bench", name.c_str(), kTsSize);
+        append_table(packet);
+    }
+
+    void pmt(int program) {
+        uint8_t packet[kTsSize + 8];
+        std::array<MPEGTSStream, ZV_TS_MAX_STREAMS> streams{};
+        for (int s = 0; s < shape_.streams; ++s) {
+            streams[static_cast<size_t>(s)].pid = stream_pid(program, s);
+            streams[static_cast<size_t>(s)].stream_type = s == 0 ? 0x1b : 0x0f;
+        }
+        mpegts_api_buildPmtEs(packet, 1, static_cast<uint16_t>(program + 1),
+                              static_cast<uint16_t>(kFirstPmtPid + program), stream_pid(program, 0),
+                              static_cast<int8_t>(shape_.streams), streams.data(), kTsSize);
+        append_table(packet);
+    }
+
+    void null_packet() {
+        uint8_t packet[kTsSize];
+        mpegts_api_buildNullPkt(packet, kTsSize);
+        append(packet);
+    }
+
+    uint16_t next_stream() {
+        const int count = shape_.programs * shape_.streams;
+        const int turn = static_cast<int>(turn_++ % static_cast<size_t>(count));
+        return stream_pid(turn / shape_.streams, turn % shape_.streams);
+    }
+
+    void stream_packet(uint16_t pid) {
+        const size_t sent = sent_[pid]++;
+        uint8_t& cc = counters_[pid];
+        if (sent > 0 && chance(shape_.lost_percent)) {
+            cc = static_cast<uint8_t>(cc + 3);
+            ++out_.losses;
+        }
+        uint8_t packet[kTsSize];
+        memset(packet, 0xA5, sizeof packet);
+        const bool first_of_program = (pid - kFirstStreamPid) % ZV_TS_MAX_STREAMS == 0;
+        const bool with_pcr = first_of_program && sent % static_cast<size_t>(shape_.pcr_every) == 1;
+        const bool starts_unit = sent % static_cast<size_t>(shape_.unit_start_every) == 0;
+        packet[0] = 0x47;
+        packet[1] = static_cast<uint8_t>((starts_unit ? 0x40 : 0) | (pid >> 8));
+        packet[2] = static_cast<uint8_t>(pid);
+        packet[3] = static_cast<uint8_t>((with_pcr ? 0x30 : 0x10) | (cc++ & 15));
+        uint8_t* payload = packet + 4;
+        if (with_pcr) {
+            const uint8_t field[] = {7, 0x10, 0, 0, static_cast<uint8_t>(sent >> 8), 1, 0x7E, 0};
+            memcpy(payload, field, sizeof field);
+            payload += sizeof field;
+        }
+        if (starts_unit) {
+            const uint8_t header[] = {0, 0, 1, 0xE0, 0, 0, 0x80, 0x80, 5, 0x21, 0, 1, 0, 1};
+            memcpy(payload, header, sizeof header);
+        }
+        append(packet);
+    }
+
+    StreamShape shape_;
+    size_t min_bytes_;
+    SynthStream out_;
+    size_t turn_ = 0;
+    uint64_t state_ = 1;
+    std::array<uint8_t, 8192> counters_{};
+    std::array<size_t, 8192> sent_{};
+};
+
+}  // namespace
+
+SynthStream make_stream(const StreamShape& shape, size_t min_bytes) {
+    return Generator(shape, min_bytes).run();
+}
+
+}  // namespace zvbench

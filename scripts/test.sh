@@ -1,0 +1,12 @@
+#!/bin/sh
+# SPDX-License-Identifier: MIT
+# Installs what is missing, builds everything, and runs all tests.
+# usage: scripts/test.sh [preset]   (release, debug or asan)
+set -eu
+cd "$(dirname "$0")/.."
+preset=${1:-release}
+
+scripts/setup.sh
+cmake --preset "$preset" -DZV_BUILD_TESTS=ON -DZV_WERROR=ON
+cmake --build --preset "$preset"
+ctest --preset "$preset" -j "$(nproc)"

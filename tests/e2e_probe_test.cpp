@@ -1,0 +1,267 @@
+// SPDX-License-Identifier: MIT
+// The command-line tool from outside: what `zvprobe` prints, and how it exits, on the sample
+// streams and on damaged copies of them.
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+
+#include <csignal>
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <nlohmann/json.hpp>
+#include <string>
+
+namespace {
+
+namespace fs = std::filesystem;
+using nlohmann::json;
+
+constexpr size_t kMiddle = 800 * 188;  // a packet start in the middle of single.ts
+
+struct Outcome {
+    int status;
+    std::string out;
+    std::string err;
+};
+
+std::string read_file(const fs::path& path) {
+    std::ifstream in(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(in), {}};
+}
+
+std::string media(const std::string& name) {
+    return std::string(ZV_TEST_MEDIA) + "/" + name;
+}
+
+class Probe : public testing::Test {
+  protected:
+    void SetUp() override {
+        std::string pattern = testing::TempDir() + "zvprobeXXXXXX";
+        dir_ = mkdtemp(pattern.data());
+    }
+    void TearDown() override { fs::remove_all(dir_); }
+
+    // Runs a shell command line in which "zvprobe" stands for the tool.
+    Outcome shell(const std::string& line) const {
+        const std::string command = "zvprobe() { '" ZV_PROBE_BINARY "' \"$@\"; }; cd '" +
+                                    dir_.string() + "'; (" + line + ") 2>stderr";
+        FILE* const pipe = popen(command.c_str(), "r");
+        Outcome outcome = {};
+        char piece[4096];
+        for (size_t n; (n = fread(piece, 1, sizeof piece, pipe)) > 0;)
+            outcome.out.append(piece, n);
+        outcome.status = WEXITSTATUS(pclose(pipe));
+        outcome.err = read_file(dir_ / "stderr");
+        return outcome;
+    }
+
+    std::string file(const std::string& bytes) const {
+        std::ofstream(dir_ / "stream", std::ios::binary) << bytes;
+        return "stream";
+    }
+
+    // The tool's account of one transport stream.
+    json probe(const std::string& path, const std::string& options = "") const {
+        const Outcome outcome = shell("zvprobe --json " + options + " '" + path + "'");
+        EXPECT_EQ(outcome.status, 0) << outcome.err;
+        return json::parse(outcome.out).at("sources").at(0).at("mpegts");
+    }
+
+    fs::path dir_;
+};
+
+// "number/pmt/pcr name: pid type kind errors; ..."
+std::string summary(const json& program) {
+    std::string text = program["program_number"].dump() + "/" + program["pmt_pid"].dump() + "/" +
+                       program["pcr_pid"].dump() + " " +
+                       program["service"]["name"].get<std::string>() + ":";
+    for (const json& stream : program["streams"]) {
+        text += " " + stream["pid"].dump() + " " + stream["type_name"].get<std::string>() + " " +
+                stream["kind"].get<std::string>() + " " + stream["continuity"]["errors"].dump() +
+                ";";
+    }
+    return text;
+}
+
+uint64_t accounted_bytes(const json& stream) {
+    return stream["packets"].get<uint64_t>() * stream["packet_size"].get<uint64_t>() +
+           stream["sync"]["skipped_bytes"].get<uint64_t>() +
+           stream["trailing_bytes"].get<uint64_t>();
+}
+
+TEST_F(Probe, DescribesOneProgramme) {
+    const json stream = probe(media("single.ts"));
+    EXPECT_EQ(stream["packet_size"], 188);
+    EXPECT_EQ(stream["packets"], 1679);
+    EXPECT_EQ(stream["tables"]["complete"], true);
+    ASSERT_EQ(stream["programs"].size(), 1u);
+    EXPECT_EQ(summary(stream["programs"][0]),
+              "1/4096/256 Colour Bars: 256 h264 video 0; 257 aac audio 0;");
+    EXPECT_EQ(stream["programs"][0]["service"]["provider"], "Test Patterns");
+    EXPECT_EQ(stream["programs"][0]["service"]["type"], "digital_tv");
+}
+
+TEST_F(Probe, DescribesEveryOneOfThreeProgrammes) {
+    const json programs = probe(media("three-programs.ts"))["programs"];
+    ASSERT_EQ(programs.size(), 3u);
+    EXPECT_EQ(summary(programs[0]), "1/4096/256 News: 256 h264 video 0; 257 aac audio 0;");
+    EXPECT_EQ(summary(programs[1]), "2/4097/258 Film: 258 mpeg2v video 0; 259 mpeg1a audio 0;");
+    EXPECT_EQ(summary(programs[2]), "3/4098/260 Radio: 260 ac3 audio 0;");
+}
+
+TEST_F(Probe, CountsTheLastPacketWhoseTimeCodeNeverComes) {
+    const json timed = probe(media("single-192.m2ts"));
+    EXPECT_EQ(timed["packet_size"], 192);
+    EXPECT_EQ(timed["packets"], 800);
+    EXPECT_EQ(timed["sync"]["first_sync_offset"], 4);
+    EXPECT_EQ(timed["sync"]["skipped_bytes"], 0);
+    EXPECT_EQ(timed["trailing_bytes"], 0);
+    const json parity = probe(media("single-204.ts"));
+    EXPECT_EQ(parity["packet_size"], 204);
+    EXPECT_EQ(parity["packets"], 1000);
+}
+
+TEST_F(Probe, ReportsTenPacketsRemovedFromTheMiddle) {
+    std::string bytes = read_file(media("single.ts"));
+    const json stream = probe(file(bytes.erase(kMiddle, 10 * 188)));
+    EXPECT_EQ(stream["packets"], 1669);
+    EXPECT_EQ(stream["continuity"], json({{"errors", 1}, {"lost", 10}}));
+    EXPECT_EQ(stream["sync"]["losses"], 0);
+    EXPECT_EQ(shell("zvprobe --strict stream").status, 1);
+}
+
+TEST_F(Probe, SkipsExactlyTheStrayBytesWhereverTheyStand) {
+    const std::string whole = read_file(media("single.ts"));
+    for (const size_t inside : {size_t{0}, size_t{1}, size_t{100}, size_t{187}}) {
+        std::string bytes = whole;
+        const json stream = probe(file(bytes.insert(kMiddle + inside, 37, '\x11')));
+        EXPECT_EQ(stream["sync"]["skipped_bytes"], 37) << inside;
+        EXPECT_EQ(stream["packets"], 1679) << inside;
+        const size_t missed_at = kMiddle + (inside == 0 ? 0 : 188);
+        EXPECT_EQ(stream["sync"]["loss_list"][0]["offset"], missed_at) << inside;
+    }
+}
+
+TEST_F(Probe, AccountsForEveryByteOfAnyPrefix) {
+    for (const auto& [name, size] :
+         {std::pair("single.ts", 188u), std::pair("single-192.m2ts", 192u),
+          std::pair("single-204.ts", 204u)}) {
+        const std::string whole = read_file(media(name));
+        for (const size_t length : {size * 1, size * 2 + 1, size * 5 - 1, size * 40 + 190}) {
+            const json stream = probe(file(whole.substr(0, length)));
+            EXPECT_EQ(stream["packets"], length / size) << name << length;
+            EXPECT_EQ(accounted_bytes(stream), length) << name << length;
+        }
+    }
+}
+
+TEST_F(Probe, SeesTheSameThroughAPipeAndThroughWindowsOfALargeFile) {
+    const std::string whole = read_file(media("three-programs.ts"));
+    std::string bytes;
+    for (int i = 0; i < 40; ++i)
+        bytes += whole.substr(static_cast<size_t>(i));
+    const json mapped = probe(file(bytes));
+    EXPECT_EQ(mapped["sync"]["losses"], 39);
+    EXPECT_EQ(accounted_bytes(mapped), bytes.size());
+    const Outcome piped = shell("cat stream | zvprobe --json -");
+    EXPECT_EQ(json::parse(piped.out)["sources"][0]["mpegts"], mapped);
+}
+
+TEST_F(Probe, TellsWhatIsMissingWhenATableNeverComes) {
+    // The first 752 bytes hold SDT, PAT and two of the three PMTs.
+    const json stream = probe(file(read_file(media("three-programs.ts")).substr(0, 4 * 188)));
+    EXPECT_EQ(stream["tables"]["complete"], false);
+    EXPECT_EQ(stream["tables"]["progress"], "Found 2/3 PMT");
+    EXPECT_TRUE(stream["programs"].empty());
+    EXPECT_TRUE(stream["stream_info"].is_null());
+}
+
+TEST_F(Probe, CountsLossesOfTablesForTheStatistics) {
+    std::string bytes = read_file(media("single.ts"));
+    size_t pat = kMiddle;
+    while (bytes.compare(pat, 3, "\x47\x40\0", 3) != 0)
+        pat += 188;
+    const std::string text = shell("zvprobe --stats " + file(bytes.erase(pat, 188))).out;
+    EXPECT_NE(text.find("\n* pktSize:188\n[PAT]period,numErr,numLost:"), text.npos);
+    EXPECT_NE(text.find(",1,1\n[SDT]period"), text.npos) << text;
+    EXPECT_NE(text.find("\n[h264-0x100]numErr,numLost:0,0\n"), text.npos);
+}
+
+TEST_F(Probe, AnswersWhatIsNoStreamWithOneLineAndAStatus) {
+    struct Case {
+        const char* command;
+        int status;
+        const char* message;
+    };
+    file("");
+    std::ofstream(dir_ / "text") << std::string(2000, 'x') << "Good day, GOOD GRIEF.\n";
+    for (const Case& c : {
+             Case{"zvprobe missing", 3, "missing: No such file or directory"},
+             Case{"zvprobe .", 3, ".: Is a directory"},
+             Case{"zvprobe gopher://x", 3, "unknown protocol \"gopher\""},
+             Case{"zvprobe stream", 4, "not a known format"},
+             Case{"zvprobe text", 4, "not a known format"},
+             Case{"head -c 10000000 /dev/urandom | zvprobe -", 4, "not a known format"},
+         }) {
+        const Outcome outcome = shell(c.command);
+        EXPECT_EQ(outcome.status, c.status) << c.command;
+        EXPECT_NE(outcome.err.find(c.message), std::string::npos) << outcome.err;
+        EXPECT_EQ(std::count(outcome.err.begin(), outcome.err.end(), '\n'), 1) << outcome.err;
+        EXPECT_EQ(outcome.out, "") << c.command;
+    }
+    EXPECT_EQ(shell("zvprobe").status, 2);
+    EXPECT_EQ(shell("zvprobe --no-such-option x").status, 2);
+    EXPECT_EQ(shell("zvprobe --pace=dts x").status, 2);
+}
+
+TEST_F(Probe, GoesOnBehindASourceThatFails) {
+    const Outcome outcome = shell("zvprobe probe --json missing '" + media("single.ts") + "'");
+    EXPECT_EQ(outcome.status, 3);
+    const json sources = json::parse(outcome.out)["sources"];
+    EXPECT_EQ(sources[0]["error"]["kind"], "cannot_open");
+    EXPECT_EQ(sources[1]["mpegts"]["packets"], 1679);
+}
+
+TEST_F(Probe, EscapesControlCharactersOfNamesInTheStream) {
+    std::string bytes = read_file(media("single.ts"));
+    for (size_t at = 0; (at = bytes.find("Colour Bars", at)) != bytes.npos;)
+        bytes.replace(at, 3, "\x1b[m");
+    const std::string text = shell("zvprobe " + file(bytes)).out;
+    EXPECT_NE(text.find("\"\\x1b[mour Bars\""), text.npos) << text;
+    EXPECT_EQ(text.find('\x1b'), text.npos);
+}
+
+TEST_F(Probe, KeepsItsOutputFreeOfLibraryMessages) {
+    const std::string source = "'" + media("single.ts") + "'";
+    const Outcome quiet = shell("zvprobe " + source);
+    const Outcome logged = shell("zvprobe --log messages -v " + source);
+    EXPECT_EQ(quiet.err, "");
+    EXPECT_EQ(logged.out, quiet.out);
+    EXPECT_NE(read_file(dir_ / "messages").find("Find all info"), std::string::npos);
+    EXPECT_NE(shell("zvprobe -vv " + source).err.find("Find all info"), std::string::npos);
+}
+
+TEST_F(Probe, PacesByTheStreamsClockAndReportsWhenInterrupted) {
+    const Outcome outcome =
+        shell("timeout -s INT 1 '" ZV_PROBE_BINARY "' --pace --json '" + media("single.ts") + "'");
+    const json source = json::parse(outcome.out)["sources"][0];
+    EXPECT_EQ(source["interrupted"], true);
+    EXPECT_GT(source["mpegts"]["packets"], 50);
+    EXPECT_LT(source["mpegts"]["packets"], 1000);
+}
+
+TEST_F(Probe, SurvivesAFileThatShrinks) {
+    const std::string whole = read_file(media("single.ts"));
+    std::string bytes;
+    while (bytes.size() < 3'000'000)
+        bytes += whole;
+    file(bytes);
+    const Outcome outcome = shell("timeout --preserve-status -s INT 1 '" ZV_PROBE_BINARY
+                                  "' --pace stream & "
+                                  "sleep 0.5; truncate -s 8192 stream; wait $!");
+    EXPECT_EQ(outcome.status, 3) << outcome.err;
+    EXPECT_NE(outcome.err.find("became shorter"), std::string::npos) << outcome.err;
+}
+
+}  // namespace

@@ -1,0 +1,164 @@
+// SPDX-License-Identifier: MIT
+// `probe`, the default command: tells what sources are.
+#include <unistd.h>
+
+#include <algorithm>
+#include <iostream>
+#include <memory>
+#include <utility>
+
+#include "format_detect.h"
+#include "interrupt.h"
+#include "json_report.h"
+#include "progress.h"
+#include "session.h"
+#include "source.h"
+#include "text_report.h"
+#include "ts_probe.h"
+
+namespace zvprobe {
+namespace {
+
+struct ProbeOptions {
+    std::vector<std::string> sources;
+    bool json = false;
+    bool statistics = false;
+    bool strict = false;
+    std::string pace;
+};
+
+// -> what is wrong with it; the command line library says "true" when no value is given
+std::string is_pace(const std::string& text) {
+    const bool known = text == "true" || text == "pcr" || text == "pts";
+    return known ? "" : "\"" + text + "\" is neither pcr nor pts";
+}
+
+Pace pace_of(const std::string& name) {
+    if (name.empty()) return Pace::kNone;
+    return name == "pts" ? Pace::kPts : Pace::kPcr;
+}
+
+Failure cannot_open(const std::string& message) {
+    return {"cannot_open", kExitCannotOpen, message};
+}
+
+Failure read_error(const std::string& message) {
+    return {"read_error", kExitCannotOpen, "reading stopped: " + message};
+}
+
+Failure unknown_format() {
+    const char* const reason =
+        interrupted() ? "interrupted before its format was known" : "not a known format";
+    return {"unknown_format", kExitUnknownFormat, reason};
+}
+
+// Reads one source; one object for each call.
+class SourceProbe {
+  public:
+    SourceProbe(const std::string& name, const ProbeOptions& options, const Session& session)
+        : options_(options), session_(session) {
+        report_.name = name;
+    }
+
+    SourceReport run() {
+        try {
+            const auto source = open_source(report_.name);
+            read(*source);
+        } catch (const SourceError& error) {
+            report_.failure = cannot_open(error.what());
+        }
+        report_.interrupted = interrupted();
+        return std::move(report_);
+    }
+
+  private:
+    void read(Source& source) {
+        const auto first_window = source.next(0);
+        const DetectedFormat format = detect_format(first_window, source.at_end());
+        if (const auto* const first = std::get_if<SyncPoint>(&format)) {
+            report_.content = read_transport_stream(source, first_window, *first);
+        } else {
+            report_.failure = unknown_format();
+        }
+        if (!source.error().empty()) report_.failure = read_error(source.error());
+    }
+
+    TsReport read_transport_stream(Source& source, std::span<const uint8_t> first_window,
+                                   const SyncPoint& first) const {
+        const bool draw = !session_.quiet && options_.pace.empty() && is_terminal(STDERR_FILENO);
+        Progress progress(source.size().value_or(0), draw);
+        TsProbeOptions options;
+        options.pace = pace_of(options_.pace);
+        options.statistics = options_.statistics;
+        options.on_progress = [&progress](uint64_t bytes) { progress.show(bytes); };
+        return probe_transport_stream(report_.name, source, first_window, first, options);
+    }
+
+    const ProbeOptions& options_;
+    const Session& session_;
+    SourceReport report_;
+};
+
+bool has_findings(const SourceReport& report) {
+    const auto* const stream = std::get_if<TsReport>(&report.content);
+    return stream != nullptr && has_findings(*stream);
+}
+
+ExitStatus status_of(const SourceReport& report, bool strict) {
+    if (report.failure) return report.failure->status;
+    return strict && has_findings(report) ? kExitFindings : kExitOk;
+}
+
+// Probes every source; text goes out as it comes, JSON when all is known.
+int run_probe(const ProbeOptions& options, const Session& session) {
+    const TextOptions text_options = {Style(wants_colour(STDOUT_FILENO)), options.statistics};
+    std::vector<SourceReport> reports;
+    int status = kExitOk;
+    bool printed_any = false;
+    for (const std::string& name : options.sources) {
+        if (interrupted()) break;
+        SourceReport report = SourceProbe(name, options, session).run();
+        status = std::max<int>(status, status_of(report, options.strict));
+        if (report.failure) complain(name, report.failure->message);
+        if (options.json) {
+            reports.push_back(std::move(report));
+            continue;
+        }
+        if (!report.has_content()) continue;
+        if (std::exchange(printed_any, true)) std::cout << '\n';
+        print_text(std::cout, report, text_options);
+        std::cout.flush();
+    }
+    if (options.json) print_json(std::cout, reports);
+    return status;
+}
+
+void add_options(CLI::App& app, ProbeOptions& options) {
+    app.add_option("source", options.sources, "Files, URLs, or - for standard input")
+        ->type_name("SOURCE");
+    app.add_flag("--json", options.json, "Print one JSON object (docs/JSON.md)");
+    app.add_flag("--stats", options.statistics, "Add arrival periods and table continuity");
+    app.add_flag("--strict", options.strict, "Exit with status 1 when a stream has errors");
+    app.add_flag("--pace", options.pace, "Feed in real time, by the PCR or, with --pace=pts, PTS")
+        ->check(is_pace);
+}
+
+}  // namespace
+
+void add_probe_command(CLI::App& root, Session& session) {
+    const auto options = std::make_shared<ProbeOptions>();
+    const auto choose = [options, &session] {
+        if (options->sources.empty()) throw CLI::RequiredError("SOURCE");
+        session.run = [options, &session] { return run_probe(*options, session); };
+    };
+    CLI::App& probe = *root.add_subcommand("probe", "Describe sources (the default command)");
+    add_options(probe, *options);
+    probe.callback(choose);
+    // Without a command the options are the root's own.
+    add_options(root, *options);
+    root.callback([&root, choose] {
+        if (root.get_subcommands().empty()) choose();
+    });
+}
+
+}  // namespace zvprobe

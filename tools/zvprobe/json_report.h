@@ -1,0 +1,19 @@
+// SPDX-License-Identifier: MIT
+// The report for programs: one object, described in docs/JSON.md. The same input gives the same
+// bytes, statistics apart.
+#pragma once
+
+#include <nlohmann/json_fwd.hpp>
+#include <ostream>
+#include <vector>
+
+#include "source_report.h"
+
+namespace zvprobe {
+
+void print_json(std::ostream& out, const std::vector<SourceReport>& reports);
+
+// The part about a transport stream.
+nlohmann::ordered_json to_json(const TsReport& report);
+
+}  // namespace zvprobe

@@ -1,0 +1,36 @@
+// SPDX-License-Identifier: MIT
+// A regular file, mapped window by window: nearly twice as fast as read, because nothing is copied,
+// and memory stays at one window whatever the size of the file.
+#pragma once
+
+#include "mapped_window.h"
+#include "source.h"
+
+namespace zvprobe {
+
+class MappedSource : public Source {
+  public:
+    // -> null when the file cannot be mapped (read it instead); throws SourceError when it cannot
+    //    be opened
+    static std::unique_ptr<MappedSource> open(const std::string& path);
+    ~MappedSource() override;
+    MappedSource(const MappedSource&) = delete;
+    MappedSource& operator=(const MappedSource&) = delete;
+
+    std::span<const uint8_t> next(size_t keep) override;
+    bool at_end() const override;
+    std::string error() const override;
+    std::optional<uint64_t> size() const override { return size_; }
+
+  private:
+    explicit MappedSource(int fd) : fd_(fd) {}
+    uint64_t current_size() const;
+
+    int fd_;
+    uint64_t size_ = 0;
+    uint64_t window_end_ = 0;  // file offset behind the current window
+    MappedWindow window_;
+    std::string map_error_;
+};
+
+}  // namespace zvprobe

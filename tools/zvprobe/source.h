@@ -1,0 +1,46 @@
+// SPDX-License-Identifier: MIT
+// Where bytes come from: a file, standard input or a URL, seen through windows. What the bytes mean
+// is left to others.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <span>
+#include <stdexcept>
+#include <string>
+
+namespace zvprobe {
+
+// A source that cannot be opened; the text says why, without naming the source.
+class SourceError : public std::runtime_error {
+  public:
+    using std::runtime_error::runtime_error;
+};
+
+class Source {
+  public:
+    // The most bytes of a window that can be asked for again.
+    static constexpr size_t kMaxKept = 4096;
+
+    virtual ~Source() = default;
+
+    // The next window: the last `keep` bytes of the previous one (at most kMaxKept) with new bytes
+    // behind them. It is valid until the next call. At the end there are no new bytes.
+    virtual std::span<const uint8_t> next(size_t keep) = 0;
+
+    // -> true when nothing follows the current window
+    virtual bool at_end() const = 0;
+
+    // -> why reading ended early; empty when it did not
+    virtual std::string error() const = 0;
+
+    // -> bytes in all, where that is known
+    virtual std::optional<uint64_t> size() const = 0;
+};
+
+// Opens a path, "-" or a URL. Throws SourceError.
+std::unique_ptr<Source> open_source(const std::string& name);
+
+}  // namespace zvprobe

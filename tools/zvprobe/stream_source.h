@@ -1,0 +1,43 @@
+// SPDX-License-Identifier: MIT
+// Everything that is read rather than mapped: standard input, pipes, devices and network URLs,
+// through the protocol library.
+#pragma once
+
+#include <memory>
+#include <vector>
+
+#include "source.h"
+#include "zvprotocol.h"
+
+namespace zvprobe {
+
+class StreamSource : public Source {
+  public:
+    explicit StreamSource(const std::string& url);  // throws SourceError
+    ~StreamSource() override;
+    StreamSource(const StreamSource&) = delete;
+    StreamSource& operator=(const StreamSource&) = delete;
+
+    std::span<const uint8_t> next(size_t keep) override;
+    bool at_end() const override { return at_end_; }
+    std::string error() const override { return error_; }
+    std::optional<uint64_t> size() const override { return std::nullopt; }
+
+  private:
+    // -> bytes read, 0 at the end of the source or of the user's patience
+    size_t read_some(std::span<uint8_t> room);
+
+    struct FreeMemory {
+        void operator()(uint8_t* memory) const;
+    };
+
+    ZvptcUrlContext context_{};
+    const ZvptcHandler* handler_ = nullptr;
+    std::unique_ptr<uint8_t, FreeMemory> buffer_;
+    size_t filled_ = 0;  // bytes of the current window behind the room for kept bytes
+    size_t wanted_;      // bytes to gather for the next window
+    bool at_end_ = false;
+    std::string error_;
+};
+
+}  // namespace zvprobe

@@ -1,0 +1,22 @@
+// SPDX-License-Identifier: MIT
+// The report for people: one block of aligned text for each source.
+#pragma once
+
+#include <ostream>
+
+#include "source_report.h"
+#include "terminal.h"
+
+namespace zvprobe {
+
+struct TextOptions {
+    Style style{false};
+    bool statistics = false;
+};
+
+void print_text(std::ostream& out, const SourceReport& report, const TextOptions& options);
+
+// The part about a transport stream.
+void print_text(std::ostream& out, const TsReport& report, const TextOptions& options);
+
+}  // namespace zvprobe

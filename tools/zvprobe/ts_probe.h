@@ -1,0 +1,29 @@
+// SPDX-License-Identifier: MIT
+// Reads a transport stream to its end, or to a signal, and says what it found.
+#pragma once
+
+#include <functional>
+#include <span>
+#include <string>
+
+#include "source.h"
+#include "ts_report.h"
+#include "ts_sync.h"
+
+namespace zvprobe {
+
+enum class Pace { kNone, kPcr, kPts };
+
+struct TsProbeOptions {
+    Pace pace = Pace::kNone;
+    bool statistics = false;
+    std::function<void(uint64_t bytes)> on_progress;  // called after each window
+};
+
+// name          label for log lines
+// first_window  what source.next(0) gave, in which `first` was found
+TsReport probe_transport_stream(const std::string& name, Source& source,
+                                std::span<const uint8_t> first_window, const SyncPoint& first,
+                                const TsProbeOptions& options);
+
+}  // namespace zvprobe

@@ -1,0 +1,153 @@
+// SPDX-License-Identifier: MIT
+// The text about a transport stream.
+#include "resolver.h"
+#include "text_report.h"
+#include "ts_statistics.h"
+#include "ts_text.h"
+
+namespace zvprobe {
+namespace {
+
+constexpr int kLabelWidth = 13;
+constexpr size_t kPrintedLosses = 10;
+
+std::string padded(std::string_view text, size_t width) {
+    std::string out(text);
+    if (out.size() < width) out.append(width - out.size(), ' ');
+    return out;
+}
+
+std::string counted(uint64_t count, std::string_view one, std::string_view many) {
+    return std::to_string(count).append(" ").append(count == 1 ? one : many);
+}
+
+std::string quoted(std::string_view text) {
+    return '"' + printable(text) + '"';
+}
+
+class TsPrinter {
+  public:
+    TsPrinter(std::ostream& out, const TsReport& report, const TextOptions& options)
+        : out_(out), report_(report), style_(options.style), options_(options) {}
+
+    void print() const {
+        print_reading();
+        print_sync();
+        print_tables();
+        for (const StreamInfoProgram& program : report_.programs())
+            print_program(program);
+        print_info_line();
+        if (options_.statistics) print_statistics(out_, report_);
+    }
+
+  private:
+    std::ostream& line(std::string_view label) const {
+        return out_ << "  " << style_.label(padded(label, kLabelWidth));
+    }
+
+    std::string marked(bool good, std::string_view text) const {
+        return good ? style_.good(text) : style_.bad(text);
+    }
+
+    void print_reading() const {
+        const TsReading& reading = report_.reading;
+        line("format") << "MPEG transport stream, " << reading.packet_size << "-byte packets\n";
+        line("packets") << reading.packets << " in " << counted(reading.bytes, "byte", "bytes");
+        if (reading.trailing_bytes != 0) {
+            out_ << ", then "
+                 << style_.bad(counted(reading.trailing_bytes, "trailing byte", "trailing bytes"));
+        }
+        out_ << '\n';
+    }
+
+    void print_sync() const {
+        const TsReading& reading = report_.reading;
+        line("skipped") << marked(reading.skipped_bytes == 0,
+                                  counted(reading.skipped_bytes, "byte", "bytes"))
+                        << " out of sync\n";
+        if (reading.first_sync_offset != 0)
+            line("first packet") << "at byte " << reading.first_sync_offset << '\n';
+        if (reading.sync_losses == 0) return;
+        line("sync lost") << style_.bad(counted(reading.sync_losses, "time", "times")) << '\n';
+        const size_t printed = std::min(reading.losses.size(), kPrintedLosses);
+        for (const SyncLoss& loss : std::span(reading.losses).first(printed)) {
+            line("") << "at byte " << loss.offset << ", " << counted(loss.skipped, "byte", "bytes")
+                     << " skipped\n";
+        }
+        if (reading.sync_losses > printed)
+            line("") << "and " << reading.sync_losses - printed << " more\n";
+    }
+
+    void print_tables() const {
+        if (report_.tables_complete) {
+            const ContinuityTotals totals = continuity_totals(report_);
+            line("continuity") << marked(totals.errors == 0,
+                                         counted(totals.errors, "error", "errors"))
+                               << ", " << counted(totals.lost, "packet", "packets") << " lost\n";
+            return;
+        }
+        const std::string_view progress = bounded(report_.info->progress);
+        line("tables") << style_.bad("incomplete") << ": "
+                       << (progress.empty() ? "no programme found" : progress) << '\n';
+    }
+
+    void print_program(const StreamInfoProgram& program) const {
+        out_ << '\n';
+        line("programme") << style_.heading(std::to_string(program.program_number)) << ", PMT "
+                          << hex(program.pmt_pid) << ", PCR " << hex(program.pcr_pid) << '\n';
+        print_service(program);
+        line("streams") << style_.label("PID     type  name                  kind   continuity")
+                        << '\n';
+        for (const StreamInfoEs& stream : streams_of(program))
+            print_stream(stream);
+    }
+
+    void print_service(const StreamInfoProgram& program) const {
+        if (program.has_service == 0) {
+            line("service") << "not described\n";
+            return;
+        }
+        line("service") << style_.heading(quoted(bounded(program.service_name))) << ", provider "
+                        << quoted(bounded(program.service_provider)) << ", "
+                        << bounded(program.service_type) << '\n';
+    }
+
+    void print_stream(const StreamInfoEs& stream) const {
+        line("") << padded(hex(stream.pid), 8) << padded(hex_byte(stream.stream_type), 6)
+                 << padded(printable(bounded(stream.type_name)), 22)
+                 << padded(kind_name(stream.kind), 7) << continuity(stream.cc_state);
+        if (stream.numPcr_noInPmt != 0) {
+            out_ << ", "
+                 << counted(static_cast<uint32_t>(stream.numPcr_noInPmt), "packet", "packets")
+                 << " with a PCR the PMT does not name";
+        }
+        out_ << '\n';
+    }
+
+    std::string continuity(const CCState& state) const {
+        if (state.started == 0) return "no packet checked";
+        if (state.errnum == 0) return style_.good("ok");
+        return style_.bad(counted(state.errnum, "error", "errors") + ", " +
+                          counted(state.lostnum, "packet", "packets") + " lost");
+    }
+
+    void print_info_line() const {
+        const std::string text = stream_info_line(*report_.info, options_.statistics);
+        if (text.empty()) return;
+        out_ << '\n';
+        line("stream info") << printable(text) << '\n';
+    }
+
+    std::ostream& out_;
+    const TsReport& report_;
+    const Style& style_;
+    const TextOptions& options_;
+};
+
+}  // namespace
+
+void print_text(std::ostream& out, const TsReport& report, const TextOptions& options) {
+    TsPrinter(out, report, options).print();
+}
+
+}  // namespace zvprobe
