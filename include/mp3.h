@@ -1,0 +1,43 @@
+/* SPDX-License-Identifier: MIT
+ * MPEG audio frame headers (ISO/IEC 11172-3, ISO/IEC 13818-3 and the 2.5 extension; Layers I, II
+ * and III): is this one, and what does it say? */
+#ifndef ZV_MP3_H
+#define ZV_MP3_H
+
+#include <stdint.h>
+
+#include "zv_api.h"
+
+ZV_BEGIN_DECLS
+
+/* One decoded frame header. */
+typedef struct MP3HeaderInfo {
+    uint32_t version;        /* 1 = MPEG-2.5, 2 = MPEG-2, 3 = MPEG-1, 0 = reserved */
+    uint32_t layer;          /* 1 = Layer III, 2 = Layer II, 3 = Layer I, 0 = reserved */
+    uint8_t protection;      /* 1: no CRC follows the header */
+    int32_t bitrate;         /* kbit/s; -1 for the "free" and "bad" indices */
+    int32_t samplerate;      /* Hz; only the upper bit of the index counts, 48000 reads as 44100 */
+    uint8_t padding;         /* 0 or 1 */
+    uint32_t channel_mode;   /* 0 stereo or 2 dual channel: only the upper bit of the mode counts */
+    uint32_t mode_extension; /* 0..3, written for joint stereo (1) only, so never by the check */
+    uint8_t rights;          /* copyright bit */
+    uint8_t home;            /* original bit */
+} MP3HeaderInfo;
+
+/* Tells whether four bytes are a frame header, and decodes it. No second frame is looked for.
+ * info  out  the fields; after a failure those decoded before it
+ * data  in   four bytes, always read; borrowed for the call
+ * len   in   ignored
+ * -> 1 yes; 0 no sync word (silent), a reserved version or layer (logged), or a null argument
+ * Any thread. */
+ZV_API unsigned mp3_api_check(MP3HeaderInfo* info, const uint8_t* data, int len);
+
+/* Appends the header's description, for example ",mpeg1/L3,128 kb/s,44100 Hz,stereo".
+ * info  in      filled by mp3_api_check or by the host; values without a name add nothing
+ * out   in/out  NUL-terminated text with room for 80 characters more; untouched when info is null
+ * -> out. Any thread. */
+ZV_API char* mp3_api_getInfo(const MP3HeaderInfo* info, char* out);
+
+ZV_END_DECLS
+
+#endif
