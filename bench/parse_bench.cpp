@@ -125,21 +125,35 @@ void run_parse(benchmark::State& state, const ParseCase& test, uint32_t options)
     state.counters["x_touch"] = parse_seconds / touch_seconds;
 }
 
+constexpr size_t kDatagram = 7 * 188;
+constexpr size_t kMegabyte = 1u << 20;
+
 const ParseCase kCases[] = {
     {"one", {}, kBeyondCaches, 0},
     {"thirty", {.programs = 30, .streams = 4}, kBeyondCaches, 0},
+    {"null_heavy", {.null_percent = 50}, kBeyondCaches, 0},
+    {"lossy", {.lost_percent = 1}, kBeyondCaches, 0},
+    {"pes_dense", {.unit_start_every = 3}, kBeyondCaches, 0},
+    {"size192", {.packet_size = 192}, kBeyondCaches, 0},
+    {"size204", {.packet_size = 204}, kBeyondCaches, 0},
+    {"one_by_1316", {}, kBeyondCaches, kDatagram},
+    {"one_by_1MB", {}, kBeyondCaches, kMegabyte},
+    {"thirty_by_1316", {.programs = 30, .streams = 4}, kBeyondCaches, kDatagram},
+    {"one_in_L2", {}, kInL2, 0},
+    {"thirty_in_L2", {.programs = 30, .streams = 4}, kInL2, 0},
+    {"pes_dense_in_L2", {.unit_start_every = 3}, kInL2, 0},
 };
 
 void register_parse_cases() {
     for (const ParseCase& test : kCases) {
-        for (const uint32_t options : {0x00u, 0x04u, 0x14u}) {
+        for (const uint32_t options : {0x00u, 0x04u, 0x10u, 0x14u}) {
             char name[64];
             snprintf(name, sizeof name, "parse/%s/0x%02x", test.name, options);
             benchmark::RegisterBenchmark(
                 name,
                 [&test, options](benchmark::State& state) { run_parse(state, test, options); })
                 ->UseManualTime()
-                ->Unit(benchmark::kMillisecond);
+                ->Unit(benchmark::kMicrosecond);
         }
     }
 }

@@ -13,8 +13,7 @@ ZV_BEGIN_DECLS
 
 /* Option word of the resolver's parse operation. */
 #define ZV_TS_PACE_PCR 0x01u   /* sleep to the first programme's PCR */
-#define ZV_TS_PACE_PES 0x02u   /* sleep to the PTS (or DTS) of the first video, else first, stream \
-                                */
+#define ZV_TS_PACE_PES 0x02u   /* sleep to the time stamps of the first video (else first) stream */
 #define ZV_TS_CHECK_CC 0x04u   /* check continuity counters */
 #define ZV_TS_STOP_KNOWN 0x08u /* look no further once all tables are known */
 #define ZV_TS_PES_TIMING 0x10u /* follow PTS and DTS of every elementary stream */
@@ -128,7 +127,8 @@ typedef struct StreamInfo {
     uint8_t packet_len;
 } StreamInfo;
 
-/* New identifiers for mpegts_api_remap. A PID outside 0x10..0x1FFE leaves its packets alone. */
+/* New identifiers for mpegts_api_remap. A PID outside 0x10..0x1FFE leaves its packets alone, except
+ * pmt_pid, which is written whenever program_number is not 0. */
 typedef struct RemapTarget {
     uint16_t program_number;
     uint16_t pmt_pid;
@@ -147,23 +147,24 @@ ZV_API int mpegts_api_getStreamInfo(StreamInfo* info, char* out, int withFormat)
 
 /* Paces the caller by a stream clock: sleeps until as much system time as stream time has passed
  * since the anchor, less 100 us. The first call, a stream time at or behind the anchor, and the
- * call after two drifts of two seconds or more in a row set the anchor anew instead. name, tag in
- * texts for the messages, e.g. the source and "pcr"; null reads as "" rate           in/out  the
- * clock's anchor streamTime_us  in      stream time, microseconds; 0 or less never becomes an
- * anchor verbose        in      non-zero: a late stream is reported
+ * call after two drifts of two seconds or more in a row set the anchor anew instead.
+ * name, tag      in      texts for the messages, e.g. the source (256 characters of it are printed)
+ *                        and "pcr"; null reads as ""
+ * rate           in/out  the clock's anchor
+ * streamTime_us  in      stream time, microseconds; 0 or less never becomes an anchor
+ * verbose        in      non-zero: a late stream is reported
  * -> the system time at entry, microseconds, when a pacing step was made; -1 otherwise
  * Sleeps the calling thread for up to two seconds. One thread at a time per record. */
 ZV_API int64_t mpegts_api_rateEmuLong(const char* name, const char* tag, RateEmu* rate,
                                       int64_t streamTime_us, uint8_t verbose);
 
 /* -> 1 when the anchor is set, lies before both times, and fewer than two steps in a row were out
- * of range; 0 otherwise or for a null record */
+ *    of range; 0 otherwise or for a null record */
 ZV_API int mpegts_innerapi_isRateEmuVaild(const RateEmu* rate, int64_t streamTime_us,
                                           int64_t now_us);
 
 /* One pacing step against a valid anchor (see mpegts_api_rateEmuLong).
- * -> 1 paced, 0 the drift was two seconds or more (counted and reported, no sleep) or rate is null
- */
+ * -> 1 paced; 0 the drift was two seconds or more (counted, reported, no sleep) or rate is null */
 ZV_API int mpegts_innerapi_rateEmuDone(const char* name, const char* tag, RateEmu* rate,
                                        int64_t streamTime_us, int64_t now_us, uint8_t verbose);
 
@@ -177,19 +178,24 @@ ZV_API int mpegts_innerapi_rateEmuDone(const char* name, const char* tag, RateEm
  * buffer   in/out  `length` bytes, shortened by the packets taken out
  * length   in      bytes
  * -> the new length's low 8 bits as a signed number: a buffer of whole packets never gives -1,
- * which stands for a packet without sync byte (what came before it is rewritten) or a null argument
+ *    which stands for a packet without sync byte (what came before it is rewritten) or a null
+ *    argument
  * One thread at a time per context. */
 ZV_API int8_t mpegts_api_remap(const RemapTarget* target, MPEGTSContext* context, uint8_t* buffer,
                                int length);
 
 /* Builders of one packet that holds a whole table: section with pointer_field 0, version 2,
  * transport stream 1 and CRC_32, continuity counter 0.
- * buffer                    out  188 bytes are always written (0xFF where nothing else goes); a
- *                                table too long for the packet runs on behind it, so have room for
- * 8 bytes more than the section. Null: nothing is done buffer_size               in   above 188:
- * that many bytes are cleared first. No capacity adaptation_field_control  in   1: the section
- * starts at byte 4. 3: the section ends with the packet behind stuffing (at most 176 bytes of it).
- * Else: no section Any thread. */
+ * buffer                    out  188 bytes are always written (0xFF where nothing else goes); in
+ *                                layout 1 a table too long for the packet runs on behind it, so
+ *                                have room for 8 bytes more than the section. Null: nothing is done
+ * buffer_size               in   above 188: that many bytes are cleared first. No capacity
+ * adaptation_field_control  in   1: the section starts at byte 4.
+ *                                3: it ends with the packet, behind stuffing; its section_length
+ *                                must be 179 or less (180..184 overwrites the header, beyond that
+ *                                nothing is written).
+ *                                Else: no section
+ * Any thread. */
 
 /* count masks to 14 bits; program_numbers and pmt_pids hold that many (null: no programme). Up to
  * 42 programmes fit the packet. */
@@ -198,8 +204,8 @@ ZV_API void mpegts_api_buildPat(uint8_t* buffer, uint8_t adaptation_field_contro
                                 const uint16_t* program_numbers, const uint16_t* pmt_pids);
 
 /* streams holds es_count entries, of which pid, stream_type, es_info_len (its low byte) and es_info
- * are read. The section length is summed in 8 bits: keep 5 bytes a stream plus descriptors below
- * 168 in all. */
+ * are read. The section length is summed in 8 bits: keep 5 bytes a stream plus descriptors at 166
+ * or less in all. */
 ZV_API void mpegts_api_buildPmtEs(uint8_t* buffer, uint8_t adaptation_field_control,
                                   uint16_t program_number, uint16_t pmt_pid, uint16_t pcr_pid,
                                   int8_t es_count, const MPEGTSStream* streams,
@@ -217,7 +223,8 @@ ZV_API void mpegts_api_buildNullPkt(uint8_t* buffer, uint8_t buffer_size);
 /* Run packets of a table through a fresh context, for their log lines.
  * buffer   in  `length` bytes of whole packets
  * pmt_pid  in  PID of the PMT packets
- * -> what the resolver's parse returns: -1 null argument or lost sync, else 0, accepted or not
+ * -> what the resolver's parse returns: -1 null argument or lost sync, else 0 or 1, whether or not
+ *    the table was accepted
  * The context of about 68 KB lives on the stack. Any thread. */
 ZV_API int mpegts_api_parsePat(const uint8_t* buffer, int length);
 ZV_API int mpegts_api_parsePmt(const uint8_t* buffer, uint16_t pmt_pid, int length);
@@ -229,7 +236,8 @@ ZV_API int mpegts_api_isEsPid(uint16_t pid, int8_t es_count, const MPEGTSStream*
 
 /* Builds every table in two layouts and parses it back, logging to tsApiTest.txt in
  * /var/log/tavrix. Opens and closes the log, and leaves the table debug switches on. For a small
- * test program. log_level  in  4 shows every field */
+ * test program.
+ * log_level  in  4 shows every field */
 ZV_API void mpegts_api_tsApiTest(int log_level);
 
 ZV_END_DECLS

@@ -284,6 +284,24 @@ TEST(ParseLoop, TakesShortCutsThatChangeNothing) {
     EXPECT_GT(complete, 300);  // many enough got past the tables to a PCR
 }
 
+TEST(ParseLoop, FollowsTablesThatAHostChangedAndThatChangeWithinACall) {
+    LogRecorder log;
+    Analyser ts;
+    ts.parse(one_programme().add(kVideoPid, 2).bytes());
+    ts->program[1].program_number = 2;
+    ts->program[1].pmt_pid = 0x1001;
+    ts->program[1].es_count = 1;
+    ts->program[1].streams[0].pid = 0x2150;  // no packet can have it
+    ts->totalnum_program = 2;
+
+    TsStream more;
+    more.add(kVideoPid, 1).add(TsPacket(0x1001).section(pmt(2, 0x200, {{0x1B, 0x200}})));
+    more.add(TsPacket(0x150).cc(1)).add(TsPacket(0x200).cc(3)).add(TsPacket(0x200).cc(9));
+    ts.parse(more.bytes(), ZV_TS_CHECK_CC);
+    EXPECT_EQ(ts->program[1].streams[0].cc_state.started, 0);
+    EXPECT_EQ(ts->program[1].streams[1].cc_state.errnum, 1u);
+}
+
 TEST(ParseLoop, GivesTheSameForEverySplitOfTheFeed) {
     TsStream stream = one_programme();
     stream.add(TsPacket(kVideoPid).pcr(1))

@@ -3,7 +3,6 @@
 // module, and the look-ups over the record. Which filter writes what stands beside the member.
 #pragma once
 
-#include <array>
 #include <cstddef>
 #include <cstdint>
 
@@ -113,10 +112,13 @@ extern uint8_t DBG_FIND_INFO;
 // Names by PMT stream_type and by SDT service_type.
 constexpr size_t kAvTypeCount = 236;
 constexpr size_t kServiceTypeCount = 27;
-extern std::array<const char*, kAvTypeCount> str_avtype;
-extern std::array<const char*, kServiceTypeCount> str_servicetype;
+extern const char* str_avtype[kAvTypeCount];
+extern const char* str_servicetype[kServiceTypeCount];
 
 // names.cpp
+
+// Fills both tables where entry 0 is unset: at load, and again when init finds them so.
+void mpegts_innerapi_fillNames(void);
 
 // out: at least 21 bytes; the first 8 are cleared
 void mpegts_innerapi_getAVTypeString(uint32_t streamType, char* out);

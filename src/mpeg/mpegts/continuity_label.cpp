@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+// The continuity check of the packet in hand, and the texts that only its messages need.
 #include "mpeg/mpegts/continuity_label.h"
 
 #include <cstdio>

@@ -71,7 +71,6 @@ bool store_program(MPEGTSContext& ctx, uint16_t program_number, uint16_t pid) {
 // -> false when an entry with an invalid PID ended the walk; what came before it stays
 bool read_programs(MPEGTSContext& ctx, const zv::PacketBody& body, int at, int count) {
     for (; count > 0 && at + kEntrySize <= zv::kTsBodySize; --count, at += kEntrySize) {
-        if (ctx.totalnum_program >= zv::kMaxPrograms) break;
         const uint16_t program_number = body.be16(at);
         const uint16_t pid = body.be13(at + 2);
         if (program_number == 0) {
@@ -79,9 +78,12 @@ bool read_programs(MPEGTSContext& ctx, const zv::PacketBody& body, int at, int c
             LOG_IF(DBG_PAT, zv::kLogDebug, "MPEGTS", "pid_nit:%#x", pid);
             continue;
         }
+        if (ctx.totalnum_program >= zv::kMaxPrograms) break;
         if (!store_program(ctx, program_number, pid)) return false;
-        if (ctx.totalnum_program == zv::kMaxPrograms)
+        if (ctx.totalnum_program == zv::kMaxPrograms) {
             LOG(zv::kLogWarning, "MPEGTS", "Only support %d program", zv::kMaxPrograms);
+            break;
+        }
     }
     return true;
 }

@@ -82,11 +82,9 @@ bool is_stored(const MPEGTSSdt& sdt, uint16_t service_id) {
     return false;
 }
 
-void store_service(MPEGTSContext& ctx, const GatheredSection& section, const ServiceEntry& entry) {
+void store_texts(MPEGTSContext& ctx, const GatheredSection& section, const ServiceEntry& entry) {
     MPEGTSSdt& sdt = ctx.sdt;
     MPEGTSService& service = sdt.services[sdt.service_count];
-    service.service_id = entry.service_id;
-    service.service_type = entry.service_type;
     sdt.service_count = static_cast<uint16_t>(sdt.service_count + 1);
     LOG_IF(DBG_SDT, zv::kLogDebug, "MPEGTS", "---------%d/%d------------", sdt.service_count,
            ctx.totalnum_program);
@@ -100,20 +98,20 @@ void store_service(MPEGTSContext& ctx, const GatheredSection& section, const Ser
     LOG_IF(DBG_SDT, zv::kLogDebug, "MPEGTS", "-----------------------");
 }
 
-// -> false when the walk ends here: no room for more services, or a descriptor that does not add up
-bool read_service(MPEGTSContext& ctx, const GatheredSection& section, const ServiceEntry& entry) {
-    if (entry.header_inside && is_stored(ctx.sdt, entry.service_id)) {
-        LOG_IF(DBG_SDT, zv::kLogDebug, "MPEGTS", "find serviceid(programe_num):%d",
-               entry.service_id);
-        return true;
-    }
-    if (ctx.sdt.service_count >= ctx.totalnum_program ||
-        ctx.sdt.service_count >= zv::kMaxPrograms) {
-        LOG_IF(DBG_SDT, zv::kLogDebug, "MPEGTS", "sdt_num =totalnum_program:%d=%d",
-               ctx.sdt.service_count, ctx.totalnum_program);
-        return false;
-    }
+bool has_room(const MPEGTSContext& ctx) {
+    const int count = ctx.sdt.service_count;
+    if (count < ctx.totalnum_program && count < zv::kMaxPrograms) return true;
+    LOG_IF(DBG_SDT, zv::kLogDebug, "MPEGTS", "sdt_num =totalnum_program:%d=%d", count,
+           ctx.totalnum_program);
+    return false;
+}
+
+// Takes the next free slot; it counts only when its texts are stored, too.
+bool store_service(MPEGTSContext& ctx, const GatheredSection& section, const ServiceEntry& entry) {
+    MPEGTSService& service = ctx.sdt.services[ctx.sdt.service_count];
+    service.service_id = entry.service_id;
     LOG_IF(DBG_SDT, zv::kLogDebug, "MPEGTS", "des_loop_len:%d", entry.des_loop_len);
+    service.service_type = entry.service_type;
     LOG_IF(DBG_SDT, zv::kLogDebug, "MPEGTS", "len_service_provider_name:%u",
            static_cast<unsigned>(entry.provider_len));
     LOG_IF(DBG_SDT, zv::kLogDebug, "MPEGTS", "len_service_name:%u",
@@ -123,8 +121,20 @@ bool read_service(MPEGTSContext& ctx, const GatheredSection& section, const Serv
                entry.described_len());
         return false;
     }
-    store_service(ctx, section, entry);
+    store_texts(ctx, section, entry);
     return true;
+}
+
+// -> false when the walk ends here: no room for more services, or a descriptor that does not add up
+bool read_service(MPEGTSContext& ctx, const GatheredSection& section, const ServiceEntry& entry) {
+    if (entry.header_inside && is_stored(ctx.sdt, entry.service_id)) {
+        LOG_IF(DBG_SDT, zv::kLogDebug, "MPEGTS", "find serviceid(programe_num):%d",
+               entry.service_id);
+        return true;
+    }
+    if (entry.header_inside && !has_room(ctx)) return false;
+    if (ctx.sdt.service_count < zv::kMaxPrograms) return store_service(ctx, section, entry);
+    return false;
 }
 
 bool read_services(MPEGTSContext& ctx, const GatheredSection& section, int start, int loop_len) {

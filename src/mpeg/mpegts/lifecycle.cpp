@@ -61,6 +61,7 @@ void mpegts_init(MPEGTSContext** slot, const char* name, void* /*reserved*/) {
         return;
     }
     memset(memory, 0, sizeof(MPEGTSContext));
+    mpegts_innerapi_fillNames();
     if (name != nullptr) zv::copy_text_or_report((*slot)->name, name, SIZE_MAX);
 }
 

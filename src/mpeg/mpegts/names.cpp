@@ -67,35 +67,35 @@ constexpr TypeName kServiceTypes[] = {
 };
 
 template <size_t Size, size_t Named>
-consteval std::array<const char*, Size> name_table(const TypeName (&named)[Named],
-                                                   const char* unknown) {
-    std::array<const char*, Size> table{};
+void fill_once(const char* (&table)[Size], const TypeName (&named)[Named], const char* unknown) {
+    if (table[0] != nullptr) return;
     for (const char*& name : table)
         name = unknown;
     for (const TypeName& entry : named)
         table[entry.type] = entry.name;
-    return table;
 }
 
-}  // namespace
-
-// Set at load, so that contexts may be created in any number of threads at once.
-extern "C" {
-constinit std::array<const char*, kAvTypeCount> str_avtype =
-    name_table<kAvTypeCount>(kStreamTypes, kUnknownType);
-constinit std::array<const char*, kServiceTypeCount> str_servicetype =
-    name_table<kServiceTypeCount>(kServiceTypes, kUnknownService);
+// At load, so that contexts may be created in any number of threads at once.
+[[gnu::constructor]] void fill_at_load() {
+    mpegts_innerapi_fillNames();
 }
-
-namespace {
 
 template <size_t Size>
-const char* name_of(const std::array<const char*, Size>& table, uint32_t type,
-                    const char* unknown) {
+const char* name_of(const char* const (&table)[Size], uint32_t type, const char* unknown) {
     return type < Size && table[type] != nullptr ? table[type] : unknown;
 }
 
 }  // namespace
+
+extern "C" {
+const char* str_avtype[kAvTypeCount];
+const char* str_servicetype[kServiceTypeCount];
+}
+
+void mpegts_innerapi_fillNames(void) {
+    fill_once(str_avtype, kStreamTypes, kUnknownType);
+    fill_once(str_servicetype, kServiceTypes, kUnknownService);
+}
 
 void mpegts_innerapi_getAVTypeString(uint32_t streamType, char* out) {
     memset(out, 0, 8);

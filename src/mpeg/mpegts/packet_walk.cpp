@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+// Finding, opening and looking ahead over the packets of one buffer.
 #include "mpeg/mpegts/packet_walk.h"
 
 #include <algorithm>
@@ -9,7 +10,7 @@
 namespace zv {
 
 PacketWalk::PacketWalk(MPEGTSContext& ctx, const uint8_t* buf, int len) : buf_(buf), len_(len) {
-    if (ctx.pkt_size == 0)
+    if (ctx.pkt_size < kTsPacketSize)
         ctx.pkt_size = mpegts_api_getTsPktSize3(buf, static_cast<uint32_t>(std::max(len, 0)));
     size_ = ctx.pkt_size;
     count_ = std::max(len, 0) / size_;

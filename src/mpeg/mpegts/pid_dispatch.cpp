@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+// Derives the meaning of each PID from the programme table, and notices when the table has changed.
 #include "mpeg/mpegts/pid_dispatch.h"
 
 #include <cstring>
@@ -10,23 +11,22 @@ namespace {
 
 static_assert(1 + kMaxPrograms * kMaxStreams < kPidIgnored);
 
-// A digest of everything that the entries are derived from, never 0.
+// A digest of everything that the entries are derived from, never 0. A sum of products with odd
+// factors: any single change shows, and no product waits for the one before.
 uint64_t stamp_of_tables(MPEGTSContext& ctx) {
-    constexpr uint64_t kMultiplier = 0x9E3779B97F4A7C15ULL;
+    constexpr uint64_t kStep = 0x9E3779B97F4A7C15ULL;
+    uint64_t factor = kStep | 1;
     uint64_t stamp = ctx.totalnum_program;
-    const auto mix = [&stamp](uint64_t value) {
-        stamp = (stamp ^ value) * kMultiplier;
-        stamp ^= stamp >> 29;
-    };
     for (MPEGTSProgram& program : programs(ctx)) {
-        mix((static_cast<uint64_t>(program.pmt_pid) << 16) |
-            static_cast<uint8_t>(program.es_count));
         uint64_t pids = 0;
         for (const MPEGTSStream& stream : streams(program))
             pids = (pids << 16) | stream.pid;
-        mix(pids);
+        const auto es_count = static_cast<uint8_t>(program.es_count);
+        stamp +=
+            pids * factor + ((uint64_t{program.pmt_pid} << 8) | es_count) * (factor ^ kStep << 1);
+        factor += 2 * kStep;
     }
-    return stamp | 1;
+    return stamp | 1ULL << 63;
 }
 
 void derive(MPEGTSContext& ctx) {
@@ -41,8 +41,9 @@ void derive(MPEGTSContext& ctx) {
     for (MPEGTSProgram& program : programs(ctx)) {
         uint8_t next = number;
         for (const MPEGTSStream& stream : streams(program)) {
-            uint8_t& claimed = entry[stream.pid % kPidCount];
-            if (claimed == kPidUnclaimed) claimed = next;  // the first stream of a PID owns it
+            // The first stream of a PID owns it.
+            if (stream.pid < kPidCount && entry[stream.pid] == kPidUnclaimed)
+                entry[stream.pid] = next;
             ++next;
         }
         number = static_cast<uint8_t>(number + kMaxStreams);

@@ -50,6 +50,9 @@ int mpegts_parse(MPEGTSContext* ctx, const uint8_t* buf, int len, uint32_t flags
         if (zv::is_skipped(ctx->ts_head)) continue;
         const int8_t is_pcr = offer_to_stages(*ctx, pkt, options);
         if (result == 0) result = is_pcr;
+        // Only a packet of a table can have changed what the entries are made of.
+        if (dispatch != nullptr && dispatch[ctx->ts_head.pid] == zv::kPidHasTable)
+            dispatch = nullptr;
     }
     walk.settle(*ctx, walk.count());
     return result;

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+// Kind and log label of each stream_type that the analyser knows by name.
 #include "mpeg/mpegts/stream_class.h"
 
 #include "mpeg/mpegts/context.h"

@@ -47,7 +47,7 @@ void add_timed_pid(LineWriter& line, const char* name, uint16_t pid, int64_t per
 
 void add_service(LineWriter& line, const StreamInfoProgram& program) {
     if (!program.has_service) return;
-    line.add(",service[");
+    line.add("%s", ",service[");
     const char* separator = "";
     for (const char* text :
          {program.service_type, program.service_provider, program.service_name}) {
@@ -55,7 +55,7 @@ void add_service(LineWriter& line, const StreamInfoProgram& program) {
         line.add("%s%.256s", separator, text);
         separator = ",";
     }
-    line.add("]");
+    line.add("%s", "]");
 }
 
 template <size_t Count>

@@ -66,6 +66,7 @@ void copy_program(MPEGTSContext& ctx, MPEGTSProgram& from, StreamInfoProgram& to
     const MPEGTSService* service = find_service(ctx.sdt, from.program_number);
     if (service == nullptr) return;
     to.has_service = 1;
+    memset(to.service_type, 0, sizeof to.service_type);
     mpegts_innerapi_getServiceTypeString(&to, service, &ctx);
     set_text(to.service_provider, service->provider_name);
     set_text(to.service_name, service->service_name);
