@@ -159,6 +159,15 @@ ZV_API void flv_api_getInfo(const FLVProbe* probe, char* out);
  * -> bytes written, 185..453; 0 when an argument is null. Any thread. */
 ZV_API unsigned flv_api_setFlvHeaderScript(const FLVProbe* probe, uint8_t* out);
 
+/* Prints the file header and the first 21 tags of a source to the console through the log, tries
+ * the writer, and ends the process with status 0, also when the source cannot be opened, ends
+ * early, or has a tag of more than 10236 bytes (logged). For a small test program.
+ * log_level  in  4 shows the fields
+ * url        in  a path or URL of the protocol library; borrowed
+ * Returns only when no protocol handler knows the scheme (logged, null url too); log, memory and
+ * protocol library are left started then. Not for several threads. */
+ZV_API void flv_api_test(int log_level, const char* url);
+
 ZV_END_DECLS
 
 #endif

@@ -19,8 +19,8 @@ ZV_API uint8_t mpegts_api_getTsPktSize3(const uint8_t* buf, uint32_t len);
 
 /* Opens a source, reads up to 5120 bytes once and tells the packet size.
  * url          in  up to 1023 characters; borrowed, as all texts here
- * interfaceIn  in  interface to receive a udp or rtp multicast group on, by name or address; null or
- *                  "": the system's choice
+ * interfaceIn  in  interface to receive a udp or rtp multicast group on, by name or address; null
+ *                  or "": the system's choice
  * a3, a4       in  passed on to zvptc_api_getPtcindex
  * -> 188, 192 or 204 (188 when the bytes hold no sync byte at all); 0 when the source cannot be
  *    opened or gives nothing (logged), or url is null
@@ -51,10 +51,11 @@ ZV_API int mpegts_api_isMpeg(const char* format, uint16_t flag);
 ZV_API int mpegts_api_isMpeg2(const char* format);
 
 /* The stream tools. Each opens a source, runs the analyser over it and returns when the source has
- * ended: at its last byte, when nothing came for the protocol's time-out, or when a signal interrupted
- * the wait. They find the first packet and, where the stream is damaged, the next one. The report at
- * the end (level 3, tag "MPEGTS") is the line of mpegts_api_getStreamInfo, "* packets,skippedBytes,
- * syncLosses:" with what lay outside of packets, and a block of counters of every table and stream.
+ * ended: at its last byte, when nothing came for the protocol's time-out, or when a signal
+ * interrupted the wait. They find the first packet and, where the stream is damaged, the next one.
+ * The report at the end (level 3, tag "MPEGTS") is the line of mpegts_api_getStreamInfo, then
+ * "* packets,skippedBytes,syncLosses:" with what lay outside of packets, then a block of counters
+ * of every table and stream.
  * log_level  in  0 (silent) .. 6; 3 shows the reports
  * url        in  borrowed
  * -> 0 the source was read to its end, as above
@@ -64,31 +65,33 @@ ZV_API int mpegts_api_isMpeg2(const char* format);
  *    -4 the output cannot be written
  * Each failure is logged. Files are written under a temporary name and get their own name when
  * complete: after a failure there are none, and files of an earlier run are as they were.
- * The tools start and end the log (into /var/log/tavrix), memory and protocol library, so a log file
- * that the host had opened is closed. One tool at a time. */
+ * The tools start and end the log (into /var/log/tavrix), memory and protocol library, so a log
+ * file that the host had opened is closed. One tool at a time. */
 
-/* Analyses with continuity checks and PES timing, and writes the payload of each elementary stream's
- * PES packets to <out_dir>/<program_number>_<pid as 0x...>_<stream type's name>.es, for example
- * 1_0x100_h264.es. A stream without PES packets (sections) gives no file. Of each programme the first
- * four streams are known; packets up to 4 MiB ahead of the tables are not lost.
+/* Analyses with continuity checks and PES timing, and writes the payload of each elementary
+ * stream's PES packets to <out_dir>/<program_number>_<pid as 0x...>_<stream type's name>.es, for
+ * example 1_0x100_h264.es. A stream without PES packets (sections) gives no file. Of each programme
+ * the first four streams are known; packets up to 4 MiB ahead of the tables are not lost.
  * Logs to tsExtract.txt.
  * out_dir  in  existing directory; null: nothing is written */
 ZV_API int mpegts_api_tsExtract(int log_level, const char* url, const char* out_dir);
 
 /* Analyses with continuity checks and reports as time passes. Logs to tsMonitor.txt.
- * interval_ms  in  wall-clock time between reports, which come while data does; 0: only at the end */
+ * interval_ms  in  wall-clock time between reports, which come while data does; 0: at the end only
+ */
 ZV_API int mpegts_api_tsMonitor(int log_level, const char* url, unsigned interval_ms);
 
 /* Takes a transport stream out of RTP datagrams (RFC 3550, RFC 2250), puts it in the order of the
- * sequence numbers, analyses it like mpegts_api_tsExtract and writes it to a file. Datagrams of plain
- * transport stream, and sources without datagrams, pass as they are. Logs to rtpDemux.txt; its report
- * ends with "[RTP]packets,lost,repeated,reordered,late,bad:":
+ * sequence numbers, analyses it like mpegts_api_tsExtract and writes it to a file. Datagrams of
+ * plain transport stream, and sources without datagrams, pass as they are. Logs to rtpDemux.txt;
+ * its report ends with "[RTP]packets,lost,repeated,reordered,late,bad:":
  *     packets    datagrams with a sound RTP header
  *     lost       never came, or came after more than 16 later ones
  *     repeated   had come before; left out
  *     reordered  came behind a later one, and were put in their place
  *     late       came too late (counted as lost as well) or before the first; left out
- *     bad        not RTP version 2, longer claims than bytes, or not whole transport packets; left out
+ *     bad        not RTP version 2, claims beyond its bytes, or no whole transport packets; left
+ *                out
  * ts_out  in  file to write; a pipe or device is written directly; null: nothing is written */
 ZV_API int mpegts_api_rtpDemux(int log_level, const char* url, const char* ts_out);
 

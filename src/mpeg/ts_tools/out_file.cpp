@@ -1,0 +1,155 @@
+// SPDX-License-Identifier: MIT
+#include "mpeg/ts_tools/out_file.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <atomic>
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+#include "bitStream/log.h"
+#include "zvcommon.h"
+
+namespace zv {
+namespace {
+
+constexpr char kTag[] = "OutFile";
+constexpr char kSubTag[] = "ts_tools";
+constexpr mode_t kMode = 0666;
+constexpr int kNameAttempts = 100;
+
+void log_failure(const char* path, int error) {
+    LOG(kLogError, "MPEGTS", "Write %s failed:%s", path, strerror(error));
+}
+
+int directory_length(const char* path) {
+    const char* slash = strrchr(path, '/');
+    return slash != nullptr ? static_cast<int>(slash - path) + 1 : 0;
+}
+
+}  // namespace
+
+bool OutFile::open(const char* path) {
+    void* memory = zvmem_api_malloc(sizeof(State), kTag, kSubTag, __FILE__, __LINE__);
+    state_ = static_cast<State*>(memory);
+    if (state_ == nullptr) {
+        LOG(kLogError, "MPEGTS", "Malloc %s|%s failed,please check the memory", kTag, kSubTag);
+        return false;
+    }
+    state_->fd = -1;
+    state_->buffered = 0;
+    return open_state(path);
+}
+
+// What a link leads to is written, not the link. A file that exists and is not regular has readers
+// of its own, so it keeps its place.
+bool OutFile::open_state(const char* path) {
+    struct stat status;
+    const bool exists = realpath(path, state_->path) != nullptr && stat(path, &status) == 0;
+    if (!exists) {
+        const int length = snprintf(state_->path, sizeof state_->path, "%s", path);
+        if (static_cast<size_t>(length) >= sizeof state_->path) return fail(ENAMETOOLONG);
+    }
+    state_->is_temporary = !exists || S_ISREG(status.st_mode);
+    if (state_->is_temporary) return open_temporary();
+    state_->fd = ::open(path, O_WRONLY | O_CLOEXEC);
+    return state_->fd >= 0 || fail(errno);
+}
+
+bool OutFile::open_temporary() {
+    static std::atomic<unsigned> counter{0};
+    for (int attempt = 0; attempt < kNameAttempts; ++attempt) {
+        const int length = snprintf(state_->written_path, sizeof state_->written_path,
+                                    "%.*s.zv-%ld-%u.part", directory_length(state_->path),
+                                    state_->path, static_cast<long>(getpid()), counter++);
+        if (static_cast<size_t>(length) >= sizeof state_->written_path) return fail(ENAMETOOLONG);
+        state_->fd = ::open(state_->written_path, O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, kMode);
+        if (state_->fd >= 0 || errno != EEXIST) break;
+    }
+    return state_->fd >= 0 || fail(errno);
+}
+
+bool OutFile::write(std::span<const uint8_t> bytes) {
+    while (!bytes.empty()) {
+        if (state_->fd < 0) return false;
+        const size_t size = std::min(bytes.size(), kBufferSize - state_->buffered);
+        memcpy(state_->buffer + state_->buffered, bytes.data(), size);
+        state_->buffered += size;
+        bytes = bytes.subspan(size);
+        if (state_->buffered == kBufferSize && !write_out()) return false;
+    }
+    return true;
+}
+
+bool OutFile::write_out() {
+    size_t done = 0;
+    while (done < state_->buffered) {
+        const ssize_t written = ::write(state_->fd, state_->buffer + done, state_->buffered - done);
+        if (written < 0 && errno != EINTR) return fail(errno);
+        if (written > 0) done += static_cast<size_t>(written);
+    }
+    state_->buffered = 0;
+    return true;
+}
+
+bool OutFile::commit() {
+    if (state_->fd < 0 || !write_out()) return false;
+    const int fd = state_->fd;
+    state_->fd = -1;
+    // Some file systems tell only now that there was no room.
+    int error = ::close(fd) == 0 ? 0 : errno;
+    if (error == 0 && state_->is_temporary && rename(state_->written_path, state_->path) != 0)
+        error = errno;
+    if (error == 0) {
+        free_state();
+        return true;
+    }
+    if (state_->is_temporary) unlink(state_->written_path);
+    return fail(error);
+}
+
+void OutFile::abandon() {
+    if (state_ == nullptr) return;
+    if (state_->fd >= 0) {
+        ::close(state_->fd);
+        if (state_->is_temporary) unlink(state_->written_path);
+    }
+    free_state();
+}
+
+// Keeps the state, without a file, so that later calls know.
+bool OutFile::fail(int error) {
+    log_failure(state_->path, error);
+    if (state_->fd >= 0) {
+        ::close(state_->fd);
+        if (state_->is_temporary) unlink(state_->written_path);
+    }
+    state_->fd = -1;
+    return false;
+}
+
+void OutFile::free_state() {
+    zvmem_api_free(&state_);
+    state_ = nullptr;
+}
+
+bool is_writable_directory(const char* path) {
+    struct stat status;
+    int error = 0;
+    if (stat(path, &status) != 0)
+        error = errno;
+    else if (!S_ISDIR(status.st_mode))
+        error = ENOTDIR;
+    else if (access(path, W_OK | X_OK) != 0)
+        error = errno;
+    if (error == 0) return true;
+    log_failure(path, error);
+    return false;
+}
+
+}  // namespace zv

@@ -1,0 +1,56 @@
+// SPDX-License-Identifier: MIT
+// A file that appears under its name only when it is complete: written under another name in the
+// same directory, renamed at the end, removed when it comes to no end. What is not a regular file
+// (a pipe, a device) is written directly.
+#pragma once
+
+#include <climits>
+#include <cstddef>
+#include <cstdint>
+#include <span>
+
+namespace zv {
+
+class OutFile {
+  public:
+    OutFile() = default;
+    ~OutFile() { abandon(); }
+    OutFile(const OutFile&) = delete;
+    OutFile& operator=(const OutFile&) = delete;
+
+    bool is_open() const { return state_ != nullptr; }
+
+    // All answer false when the file cannot be written, logged once; then only abandon is of use.
+    bool open(const char* path);
+    bool write(std::span<const uint8_t> bytes);
+    // Writes what is left and gives the file its name.
+    bool commit();
+
+    // Removes what was written, unless it was committed.
+    void abandon();
+
+  private:
+    static constexpr size_t kBufferSize = 32768;
+
+    struct State {
+        int fd;
+        bool is_temporary;
+        size_t buffered;
+        char path[PATH_MAX];
+        char written_path[PATH_MAX];
+        uint8_t buffer[kBufferSize];
+    };
+
+    bool open_state(const char* path);
+    bool open_temporary();
+    bool write_out();
+    bool fail(int error);
+    void free_state();
+
+    State* state_ = nullptr;
+};
+
+// -> whether files can be made in the directory; logged when not
+bool is_writable_directory(const char* path);
+
+}  // namespace zv

@@ -1,0 +1,39 @@
+// SPDX-License-Identifier: MIT
+// The bytes of a URL, piece by piece, to their end. How a URL is found and read is the protocol
+// library's; what the bytes mean is the caller's.
+#pragma once
+
+#include <cstdint>
+#include <span>
+
+#include "bitStream/url_record.h"
+#include "mpeg/ts_tools/tool_result.h"
+
+namespace zv {
+
+class UrlSource {
+  public:
+    static constexpr int kMaxPiece = 65536;  // no datagram is longer
+
+    // -> false, logged, when no handler knows the scheme or the source does not open
+    bool open(const char* url);
+
+    // One piece: a datagram, or some bytes of a stream. It lasts until the next call.
+    // -> empty at the end, at a time-out, when a signal interrupted the read, or on failure
+    std::span<const uint8_t> next();
+
+    bool has_datagrams() const { return has_datagrams_; }
+
+    // -> kToolDone when the source ended after at least one byte; else kToolCannotRead, logged
+    ToolResult result() const;
+
+  private:
+    HandledUrl source_;
+    const char* url_ = nullptr;
+    bool has_datagrams_ = false;
+    bool any_ = false;
+    int last_read_ = 0;
+    uint8_t piece_[kMaxPiece];
+};
+
+}  // namespace zv
