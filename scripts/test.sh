@@ -1,7 +1,7 @@
 #!/bin/sh
 # SPDX-License-Identifier: MIT
 # Installs what is missing, builds everything, and runs all tests.
-# usage: scripts/test.sh [preset]   (release, debug or asan)
+# usage: scripts/test.sh [preset]   (release, debug, asan or tsan)
 set -eu
 cd "$(dirname "$0")/.."
 preset=${1:-release}
