@@ -140,6 +140,7 @@ const ParseCase kCases[] = {
     {"one_by_1MB", {}, kBeyondCaches, kMegabyte},
     {"thirty_by_1316", {.programs = 30, .streams = 4}, kBeyondCaches, kDatagram},
     {"one_in_L2", {}, kInL2, 0},
+    {"one_in_L2_by_1316", {}, kInL2, kDatagram},
     {"thirty_in_L2", {.programs = 30, .streams = 4}, kInL2, 0},
     {"pes_dense_in_L2", {.unit_start_every = 3}, kInL2, 0},
 };

@@ -104,17 +104,26 @@ class Generator {
         return stream_pid(turn / shape_.streams, turn % shape_.streams);
     }
 
+    // The analyser's rule: a packet may continue the last one checked or the last with a PCR.
+    void note_order(uint16_t pid, int cc, bool with_pcr, bool first) {
+        if (with_pcr) {
+            last_pcr_cc_[pid] = cc;
+            return;
+        }
+        const bool continues = cc == (last_cc_[pid] + 1) % 16 || cc == (last_pcr_cc_[pid] + 1) % 16;
+        out_.losses += !first && !continues;
+        last_cc_[pid] = cc;
+    }
+
     void stream_packet(uint16_t pid) {
         const size_t sent = sent_[pid]++;
         uint8_t& cc = counters_[pid];
-        if (sent > 0 && chance(shape_.lost_percent)) {
-            cc = static_cast<uint8_t>(cc + 3);
-            ++out_.losses;
-        }
+        if (sent > 0 && chance(shape_.lost_percent)) cc = static_cast<uint8_t>(cc + 3);
         uint8_t packet[kTsSize];
         memset(packet, 0xA5, sizeof packet);
         const bool first_of_program = (pid - kFirstStreamPid) % ZV_TS_MAX_STREAMS == 0;
         const bool with_pcr = first_of_program && sent % static_cast<size_t>(shape_.pcr_every) == 1;
+        note_order(pid, cc & 15, with_pcr, sent == 0);
         const bool starts_unit = sent % static_cast<size_t>(shape_.unit_start_every) == 0;
         packet[0] = 0x47;
         packet[1] = static_cast<uint8_t>((starts_unit ? 0x40 : 0) | (pid >> 8));
@@ -140,6 +149,8 @@ class Generator {
     uint64_t state_ = 1;
     std::array<uint8_t, 8192> counters_{};
     std::array<size_t, 8192> sent_{};
+    std::array<int, 8192> last_cc_{};
+    std::array<int, 8192> last_pcr_cc_{};
 };
 
 }  // namespace

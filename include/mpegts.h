@@ -225,7 +225,7 @@ ZV_API void mpegts_api_buildNullPkt(uint8_t* buffer, uint8_t buffer_size);
  * pmt_pid  in  PID of the PMT packets
  * -> what the resolver's parse returns: -1 null argument or lost sync, else 0 or 1, whether or not
  *    the table was accepted
- * The context of about 68 KB lives on the stack. Any thread. */
+ * The context of about 76 KB lives on the stack. Any thread. */
 ZV_API int mpegts_api_parsePat(const uint8_t* buffer, int length);
 ZV_API int mpegts_api_parsePmt(const uint8_t* buffer, uint16_t pmt_pid, int length);
 ZV_API int mpegts_api_parseSdt(const uint8_t* buffer, int length);

@@ -27,7 +27,7 @@ constexpr uint32_t kKindAudio = 2;
 // What the parse loop knows of a PID once all tables are known; see pid_dispatch.h.
 struct PidDispatch {
     uint64_t tables_stamp;  // of the tables this was derived from; 0 when not derived yet
-    uint8_t entry[kPidCount];
+    uint16_t entry[kPidCount];
 };
 
 }  // namespace zv

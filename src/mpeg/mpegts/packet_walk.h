@@ -14,10 +14,12 @@ class PacketWalk {
     int count() const { return count_; }
 
     // Also asks the memory for the header of a packet further on: without that every loop over a
-    // large buffer waits for one cache miss a packet (measured: 2.4 times the time).
+    // large buffer waits for one cache miss a packet (measured: 2.4 times the time). A prefetch
+    // never faults, so it may point behind the buffer: that is where the next call often begins.
     const uint8_t* packet(int index) const {
         const uint8_t* pkt = at(index);
-        if (index + kLookAhead < count_) __builtin_prefetch(at(index + kLookAhead));
+        __builtin_prefetch(
+            reinterpret_cast<const void*>(reinterpret_cast<uintptr_t>(pkt) + ahead_));
         return pkt;
     }
 
@@ -38,6 +40,7 @@ class PacketWalk {
     int len_;
     int size_;
     int count_;
+    uintptr_t ahead_;  // bytes of look-ahead
 };
 
 // Null packets and the reserved adaptation_field_control concern no stage.

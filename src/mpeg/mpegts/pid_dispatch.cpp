@@ -9,44 +9,49 @@
 namespace zv {
 namespace {
 
-static_assert(1 + kMaxPrograms * kMaxStreams < kPidIgnored);
+static_assert(kPidUnclaimed == 0);  // cleared entries
+static_assert(offsetof(MPEGTSContext, program) / kPlaceUnit > kPidHasTable);
+static_assert(offsetof(MPEGTSContext, sdt) / kPlaceUnit <= UINT16_MAX);
 
 // A digest of everything that the entries are derived from, never 0. A sum of products with odd
-// factors: any single change shows, and no product waits for the one before.
+// factors: any single change shows, and no product waits for the one before. It is made on every
+// call, which may bring seven packets only, so it asks for no more than it must: unused slots count.
 uint64_t stamp_of_tables(MPEGTSContext& ctx) {
     constexpr uint64_t kStep = 0x9E3779B97F4A7C15ULL;
-    uint64_t factor = kStep | 1;
+    static_assert(kMaxStreams == 4);
+    uint64_t factor = kStep;
     uint64_t stamp = ctx.totalnum_program;
-    for (MPEGTSProgram& program : programs(ctx)) {
-        uint64_t pids = 0;
-        for (const MPEGTSStream& stream : streams(program))
-            pids = (pids << 16) | stream.pid;
-        const auto es_count = static_cast<uint8_t>(program.es_count);
-        stamp +=
-            pids * factor + ((uint64_t{program.pmt_pid} << 8) | es_count) * (factor ^ kStep << 1);
+    for (const MPEGTSProgram& program : programs(ctx)) {
+        const MPEGTSStream* stream = program.streams;
+        const uint64_t pids = stream[0].pid | uint64_t{stream[1].pid} << 16 |
+                              uint64_t{stream[2].pid} << 32 | uint64_t{stream[3].pid} << 48;
+        const uint64_t table = program.pmt_pid | uint64_t{static_cast<uint8_t>(program.es_count)}
+                                                     << 16;
+        stamp += pids * factor + table * (factor ^ 2);
         factor += 2 * kStep;
     }
     return stamp | 1ULL << 63;
 }
 
+uint16_t place_of(const MPEGTSContext& ctx, const MPEGTSStream& stream) {
+    const auto bytes = reinterpret_cast<const char*>(&stream) - reinterpret_cast<const char*>(&ctx);
+    return static_cast<uint16_t>(static_cast<size_t>(bytes) / kPlaceUnit);
+}
+
 void derive(MPEGTSContext& ctx) {
-    uint8_t* entry = ctx.dispatch.entry;
-    memset(entry, kPidUnclaimed, sizeof ctx.dispatch.entry);
+    uint16_t* entry = ctx.dispatch.entry;
+    memset(entry, 0, sizeof ctx.dispatch.entry);
     entry[kPidPat] = kPidHasTable;
     entry[kPidSdt] = kPidHasTable;
     for (const MPEGTSProgram& program : programs(ctx)) {
         if (zvsi_api_isValidPid(program.pmt_pid)) entry[program.pmt_pid] = kPidHasTable;
     }
-    uint8_t number = 1;
     for (MPEGTSProgram& program : programs(ctx)) {
-        uint8_t next = number;
         for (const MPEGTSStream& stream : streams(program)) {
             // The first stream of a PID owns it.
             if (stream.pid < kPidCount && entry[stream.pid] == kPidUnclaimed)
-                entry[stream.pid] = next;
-            ++next;
+                entry[stream.pid] = place_of(ctx, stream);
         }
-        number = static_cast<uint8_t>(number + kMaxStreams);
     }
     entry[kPidNull] = kPidIgnored;
 }
@@ -57,7 +62,7 @@ bool every_packet_is_watched() {
 
 }  // namespace
 
-const uint8_t* ready_dispatch(MPEGTSContext& ctx) {
+const uint16_t* ready_dispatch(MPEGTSContext& ctx) {
     if (!ctx.is_getAllInfo || ctx.btc_es == nullptr || every_packet_is_watched()) return nullptr;
     const uint64_t stamp = stamp_of_tables(ctx);
     if (ctx.dispatch.tables_stamp != stamp) {

@@ -8,18 +8,22 @@
 
 namespace zv {
 
-// Entries 1..120 name a stream: 1 + programme * kMaxStreams + position.
-constexpr uint8_t kPidUnclaimed = 0;   // no table, no stream: only a PCR would matter
-constexpr uint8_t kPidIgnored = 254;   // null packets
-constexpr uint8_t kPidHasTable = 255;  // PAT, PMT or SDT: every stage must see it
+constexpr uint16_t kPidUnclaimed = 0;  // no table, no stream: only a PCR would matter
+constexpr uint16_t kPidIgnored = 1;    // null packets
+constexpr uint16_t kPidHasTable = 2;   // PAT, PMT or SDT: every stage must see it
+// Any other entry is the place of the PID's stream in the context, in units of kPlaceUnit bytes.
+constexpr size_t kPlaceUnit = alignof(MPEGTSStream);
 
 // -> the entries for the context's tables as they stand; null while tables are missing, before the
 // pacing stream was chosen, or while a debug switch wants to see every packet
-const uint8_t* ready_dispatch(MPEGTSContext& ctx);
+const uint16_t* ready_dispatch(MPEGTSContext& ctx);
 
-inline MPEGTSStream& stream_of_entry(MPEGTSContext& ctx, uint8_t entry) {
-    const unsigned index = entry - 1u;
-    return ctx.program[index / kMaxStreams].streams[index % kMaxStreams];
+inline bool is_stream_entry(uint16_t entry) {
+    return entry > kPidHasTable;
+}
+
+inline MPEGTSStream& stream_of_entry(MPEGTSContext& ctx, uint16_t entry) {
+    return *reinterpret_cast<MPEGTSStream*>(reinterpret_cast<char*>(&ctx) + entry * kPlaceUnit);
 }
 
 }  // namespace zv

@@ -5,6 +5,7 @@
 #include "mpeg/mpegts/filters.h"
 #include "mpeg/mpegts/ordinary_packet.h"
 #include "mpeg/mpegts/packet_walk.h"
+#include "mpeg/mpegts/pid_dispatch.h"
 
 namespace {
 
@@ -37,18 +38,18 @@ int mpegts_parse(MPEGTSContext* ctx, const uint8_t* buf, int len, uint32_t flags
 
     const zv::PacketWalk walk(*ctx, buf, len);
     const auto options = static_cast<uint8_t>(flags);
-    const uint8_t* dispatch = nullptr;
+    const uint16_t* dispatch = nullptr;
     int8_t result = 0;
     for (int i = 0; i < walk.count(); ++i) {
-        const uint8_t* pkt = walk.packet(i);
         if (dispatch == nullptr) dispatch = zv::ready_dispatch(*ctx);
-        if (dispatch != nullptr && zv::pass_ordinary(*ctx, dispatch, pkt, options)) continue;
+        if (dispatch != nullptr) i = zv::pass_ordinary(*ctx, walk, i, dispatch, options);
+        if (i == walk.count()) break;
         if (!walk.open(*ctx, i)) {
             walk.settle(*ctx, i);
             return -1;
         }
         if (zv::is_skipped(ctx->ts_head)) continue;
-        const int8_t is_pcr = offer_to_stages(*ctx, pkt, options);
+        const int8_t is_pcr = offer_to_stages(*ctx, walk.packet(i), options);
         if (result == 0) result = is_pcr;
         // Only a packet of a table can have changed what the entries are made of.
         if (dispatch != nullptr && dispatch[ctx->ts_head.pid] == zv::kPidHasTable)
