@@ -7,6 +7,6 @@ cd "$(dirname "$0")/.."
 preset=${1:-release}
 
 scripts/setup.sh
-cmake --preset "$preset" -DZV_BUILD_TESTS=ON -DZV_WERROR=ON
+cmake --preset "$preset" -DZV_BUILD_TESTS=ON -DZV_BUILD_FUZZERS=ON -DZV_WERROR=ON
 cmake --build --preset "$preset"
 ctest --preset "$preset" -j "$(nproc)"

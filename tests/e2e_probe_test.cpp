@@ -1,74 +1,26 @@
 // SPDX-License-Identifier: MIT
 // The command-line tool from outside: what `zvprobe` prints, and how it exits, on the sample
 // streams and on damaged copies of them.
-#include <gtest/gtest.h>
-#include <sys/wait.h>
+#include <algorithm>
+#include <utility>
 
-#include <csignal>
-#include <cstdio>
-#include <filesystem>
-#include <fstream>
-#include <iterator>
-#include <nlohmann/json.hpp>
-#include <string>
+#include "support/tool_run.h"
 
 namespace {
 
-namespace fs = std::filesystem;
 using nlohmann::json;
+using zvtest::media;
+using zvtest::Outcome;
+using zvtest::read_file;
 
 constexpr size_t kMiddle = 800 * 188;  // a packet start in the middle of single.ts
 
-struct Outcome {
-    int status;
-    std::string out;
-    std::string err;
-};
-
-std::string read_file(const fs::path& path) {
-    std::ifstream in(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(in), {}};
-}
-
-std::string media(const std::string& name) {
-    return std::string(ZV_TEST_MEDIA) + "/" + name;
-}
-
-class Probe : public testing::Test {
+class Probe : public zvtest::ToolTest {
   protected:
-    void SetUp() override {
-        std::string pattern = testing::TempDir() + "zvprobeXXXXXX";
-        dir_ = mkdtemp(pattern.data());
-    }
-    void TearDown() override { fs::remove_all(dir_); }
-
-    // Runs a shell command line in which "zvprobe" stands for the tool.
-    Outcome shell(const std::string& line) const {
-        const std::string command = "zvprobe() { '" ZV_PROBE_BINARY "' \"$@\"; }; cd '" +
-                                    dir_.string() + "'; (" + line + ") 2>stderr";
-        FILE* const pipe = popen(command.c_str(), "r");
-        Outcome outcome = {};
-        char piece[4096];
-        for (size_t n; (n = fread(piece, 1, sizeof piece, pipe)) > 0;)
-            outcome.out.append(piece, n);
-        outcome.status = WEXITSTATUS(pclose(pipe));
-        outcome.err = read_file(dir_ / "stderr");
-        return outcome;
-    }
-
-    std::string file(const std::string& bytes) const {
-        std::ofstream(dir_ / "stream", std::ios::binary) << bytes;
-        return "stream";
-    }
-
     // The tool's account of one transport stream.
     json probe(const std::string& path, const std::string& options = "") const {
-        const Outcome outcome = shell("zvprobe --json " + options + " '" + path + "'");
-        EXPECT_EQ(outcome.status, 0) << outcome.err;
-        return json::parse(outcome.out).at("sources").at(0).at("mpegts");
+        return account(path, options).at("mpegts");
     }
-
-    fs::path dir_;
 };
 
 // "number/pmt/pcr name: pid type kind errors; ..."

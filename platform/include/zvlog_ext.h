@@ -4,6 +4,7 @@
 #ifndef ZVLOG_EXT_H
 #define ZVLOG_EXT_H
 
+#include <stddef.h>
 #include <stdint.h>
 
 #include "zv_api.h"
@@ -23,6 +24,22 @@ ZV_BEGIN_DECLS
  * generations  in  old files to keep, at most 99 (ZVLOG_MOST_GENERATIONS); 0: `file` is emptied
  * Any thread. */
 ZV_API void zvlog_ext_setRotation(uint64_t max_bytes, unsigned generations);
+
+/* Reads along in the log.
+ * user    in  what zvlog_ext_setObserver was given
+ * text    in  one text as the log file gets it: a line with its line end. Borrowed for the call,
+ *             not terminated
+ * length  in  bytes of text
+ * Called by the thread that logs, one call at a time, under the log's lock: it must not log. */
+typedef void (*ZvlogObserver)(void* user, const char* text, size_t length);
+
+/* Has a function see every text that is written from now on, whether or not there is a log file.
+ * While it is set, a log file that cannot be opened is not reported on stderr.
+ * observer  in  null: nobody; takes the place of the one before, which is not called any more when
+ *               this returns
+ * user      in  passed on to it
+ * Any thread, but not from within the observer. */
+ZV_API void zvlog_ext_setObserver(ZvlogObserver observer, void* user);
 
 ZV_END_DECLS
 

@@ -83,7 +83,7 @@ void print_label(Output& output, const char* label, int length, const char* func
 extern "C" void zvlog_innerapi_bufHex(const char* label, const void* data, int length,
                                       const char* function, int line) {
     if (zvlog_api_getLoglevel() == 0) return;
-    if (flag_stdPrint == 0 && !zvlog::log_file().is_open()) return;
+    if (flag_stdPrint == 0 && !zvlog::log_file().has_reader()) return;
     const int saved_errno = errno;
     {
         Output output;

@@ -29,7 +29,7 @@ void zvlog_api_deinit(void) {
 
 // Leaves errno alone: callers log on their way out of a failure.
 void zvlog_innerapi_file(const char* format, ...) {
-    if (!zvlog::log_file().is_open()) return;
+    if (!zvlog::log_file().has_reader()) return;
     const int saved_errno = errno;
     va_list arguments;
     va_start(arguments, format);
@@ -41,6 +41,10 @@ void zvlog_innerapi_file(const char* format, ...) {
 
 void zvlog_ext_setRotation(uint64_t max_bytes, unsigned generations) {
     zvlog::log_file().set_rotation({.max_bytes = max_bytes, .generations = generations});
+}
+
+void zvlog_ext_setObserver(ZvlogObserver observer, void* user) {
+    zvlog::log_file().set_observer(observer, user);
 }
 
 }  // extern "C"

@@ -113,8 +113,20 @@ void LogFile::write(const char* text, size_t length) {
     write_locked(text, length);
 }
 
+void LogFile::set_observer(ZvlogObserver observer, void* user) {
+    const std::lock_guard guard(mutex_);
+    observer_ = observer;
+    observer_user_ = user;
+    observed_.store(observer != nullptr, std::memory_order_relaxed);
+}
+
 void LogFile::write_locked(const char* text, size_t length) {
-    if (!is_open() || length == 0) return;
+    if (length == 0) return;
+    if (observer_ != nullptr) observer_(observer_user_, text, length);
+    if (is_open()) append(text, length);
+}
+
+void LogFile::append(const char* text, size_t length) {
     if (active_.max_bytes != 0 && size_ != 0 && size_ + length > active_.max_bytes) rotate();
     if (write_all(fd_.load(std::memory_order_relaxed), text, length)) {
         size_ += length;
@@ -153,6 +165,7 @@ bool LogFile::shift_generations() {
 }
 
 void LogFile::report_open_failure() {
+    if (observer_ != nullptr) return;  // nothing is lost
     if (std::strcmp(path_, reported_) == 0) return;
     std::fprintf(stderr, "zvlog: cannot open %s: %s; logging goes on without it\n", path_,
                  std::strerror(errno));

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// The log file: append-only writing, rotation by size, and the lock that keeps texts whole. What
-// is written, and when, is left to the callers.
+// The log file: append-only writing, rotation by size, the observer that reads along, and the lock
+// that keeps texts whole. What is written, and when, is left to the callers.
 #pragma once
 
 #include <atomic>
@@ -26,8 +26,11 @@ class LogFile {
     void close();
     void set_rotation(Rotation rotation);
 
-    // A hint that costs no lock; write() decides.
-    bool is_open() const { return fd_.load(std::memory_order_relaxed) >= 0; }
+    // Returns when no call of the observer before is under way any more.
+    void set_observer(ZvlogObserver observer, void* user);
+
+    // Is there a file or an observer? A hint that costs no lock; write() decides.
+    bool has_reader() const { return is_open() || observed_.load(std::memory_order_relaxed); }
 
     // Writes one text, rotating before it when it would not fit.
     void write(const char* text, size_t length);
@@ -37,11 +40,13 @@ class LogFile {
     void write_locked(const char* text, size_t length);
 
   private:
+    bool is_open() const { return fd_.load(std::memory_order_relaxed) >= 0; }
     bool open_path();
     bool reopen();
     void rotate();
     bool shift_generations();
     void close_locked();
+    void append(const char* text, size_t length);
     void report_open_failure();
     void report_write_failure();
 
@@ -53,6 +58,9 @@ class LogFile {
     Path path_ = "";
     Path reported_ = "";  // the last path whose failure was reported
     bool write_failure_reported_ = false;
+    std::atomic<bool> observed_{false};
+    ZvlogObserver observer_ = nullptr;
+    void* observer_user_ = nullptr;
 };
 
 // The one log file of the process.

@@ -7,6 +7,7 @@
 #include <memory>
 #include <utility>
 
+#include "flv_probe.h"
 #include "format_detect.h"
 #include "interrupt.h"
 #include "json_report.h"
@@ -77,6 +78,10 @@ class SourceProbe {
         const DetectedFormat format = detect_format(first_window, source.at_end());
         if (const auto* const first = std::get_if<SyncPoint>(&format)) {
             report_.content = read_transport_stream(source, first_window, *first);
+        } else if (std::holds_alternative<FlvStart>(format)) {
+            report_.content = read_flv(source, first_window);
+        } else if (std::holds_alternative<MpegAudioStart>(format)) {
+            read_mpeg_audio(source, first_window);
         } else {
             report_.failure = unknown_format();
         }
@@ -85,8 +90,7 @@ class SourceProbe {
 
     TsReport read_transport_stream(Source& source, std::span<const uint8_t> first_window,
                                    const SyncPoint& first) const {
-        const bool draw = !session_.quiet && options_.pace.empty() && is_terminal(STDERR_FILENO);
-        Progress progress(source.size().value_or(0), draw);
+        Progress progress = make_progress(source);
         TsProbeOptions options;
         options.pace = pace_of(options_.pace);
         options.statistics = options_.statistics;
@@ -94,19 +98,45 @@ class SourceProbe {
         return probe_transport_stream(report_.name, source, first_window, first, options);
     }
 
+    FlvReport read_flv(Source& source, std::span<const uint8_t> first_window) const {
+        Progress progress = make_progress(source);
+        FlvProbeOptions options;
+        options.on_progress = [&progress](uint64_t bytes) { progress.show(bytes); };
+        return probe_flv(source, first_window, options);
+    }
+
+    // Behind a large tag there may be anything.
+    void read_mpeg_audio(Source& source, std::span<const uint8_t> first_window) {
+        Progress progress = make_progress(source);
+        MpegAudioReport report = probe_mpeg_audio(
+            source, first_window, [&progress](uint64_t bytes) { progress.show(bytes); });
+        if (report.first)
+            report_.content = std::move(report);
+        else
+            report_.failure = unknown_format();
+    }
+
+    Progress make_progress(const Source& source) const {
+        const bool draw = !session_.quiet && options_.pace.empty() && is_terminal(STDERR_FILENO);
+        return Progress(source.size().value_or(0), draw);
+    }
+
     const ProbeOptions& options_;
     const Session& session_;
     SourceReport report_;
 };
 
-bool has_findings(const SourceReport& report) {
-    const auto* const stream = std::get_if<TsReport>(&report.content);
-    return stream != nullptr && has_findings(*stream);
-}
+struct FindingsSeeker {
+    bool operator()(const std::monostate&) const { return false; }
+    template <typename Report>
+    bool operator()(const Report& report) const {
+        return has_findings(report);
+    }
+};
 
 ExitStatus status_of(const SourceReport& report, bool strict) {
     if (report.failure) return report.failure->status;
-    return strict && has_findings(report) ? kExitFindings : kExitOk;
+    return strict && std::visit(FindingsSeeker{}, report.content) ? kExitFindings : kExitOk;
 }
 
 // Probes every source; text goes out as it comes, JSON when all is known.
@@ -157,7 +187,10 @@ void add_probe_command(CLI::App& root, Session& session) {
     // Without a command the options are the root's own.
     add_options(root, *options);
     root.callback([&root, choose] {
-        if (root.get_subcommands().empty()) choose();
+        if (root.get_subcommands().empty()) return choose();
+        // What a command has no place for falls through to here.
+        const CLI::Option* const extra = root.get_option("source");
+        if (extra->count() > 0) throw CLI::ExtrasError({extra->results().front()});
     });
 }
 

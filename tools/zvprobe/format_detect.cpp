@@ -2,10 +2,15 @@
 // Implementation of format_detect.h: the formats in the order in which they are tried.
 #include "format_detect.h"
 
+#include "flv_walk.h"
+#include "mpeg_audio_walk.h"
+
 namespace zvprobe {
 
 DetectedFormat detect_format(std::span<const uint8_t> first_bytes, bool whole) {
     if (const auto first = find_first_packet(first_bytes, whole)) return *first;
+    if (starts_like_flv(first_bytes)) return FlvStart{};
+    if (starts_like_mpeg_audio(first_bytes, whole)) return MpegAudioStart{};
     return UnknownFormat{};
 }
 

@@ -2,16 +2,12 @@
 // Implementation of json_report.h: what all formats have in common.
 #include "json_report.h"
 
-#include <nlohmann/json.hpp>
-
 #include "bitStream.h"
+#include "json_parts.h"
 
 namespace zvprobe {
 namespace {
 
-using Json = nlohmann::ordered_json;
-
-constexpr char kSchema[] = "zvprobe/1";
 constexpr int kIndent = 2;
 
 // Adds the format's name and, under that name, what is known.
@@ -23,7 +19,17 @@ struct ContentWriter {
         source["format"] = "mpegts";
         source["mpegts"] = to_json(report);
     }
+    void operator()(const FlvReport& report) const {
+        source["format"] = "flv";
+        source["flv"] = to_json(report);
+    }
+    void operator()(const MpegAudioReport& report) const {
+        source["format"] = "mpeg_audio";
+        source["mpeg_audio"] = to_json(report);
+    }
 };
+
+}  // namespace
 
 Json to_json(const SourceReport& report) {
     Json source;
@@ -38,11 +44,9 @@ Json to_json(const SourceReport& report) {
     return source;
 }
 
-}  // namespace
-
 void print_json(std::ostream& out, const std::vector<SourceReport>& reports) {
     Json root;
-    root["schema"] = kSchema;
+    root["schema"] = kJsonSchema;
     root["library_version"] = zvbitStream_api_version();
     root["sources"] = Json::array();
     for (const SourceReport& report : reports)

@@ -13,7 +13,14 @@ namespace zvprobe {
 
 void print_json(std::ostream& out, const std::vector<SourceReport>& reports);
 
+// What there is about one source.
+nlohmann::ordered_json to_json(const SourceReport& report);
+
 // The part about a transport stream.
 nlohmann::ordered_json to_json(const TsReport& report);
+
+// The parts about an FLV and an MPEG audio source.
+nlohmann::ordered_json to_json(const FlvReport& report);
+nlohmann::ordered_json to_json(const MpegAudioReport& report);
 
 }  // namespace zvprobe

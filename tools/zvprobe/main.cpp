@@ -42,11 +42,17 @@ int run(const Session& session) {
 }  // namespace
 
 int main(int argc, char** argv) {
-    CLI::App app("Describes MPEG transport streams.", "zvprobe");
+    CLI::App app("Describes MPEG transport streams, FLV files and MPEG audio.", "zvprobe");
     Session session;
     add_common_options(app, session);
     app.fallthrough();
     zvprobe::add_probe_command(app, session);
+    zvprobe::add_flv_meta_command(app, session);
+    zvprobe::add_monitor_command(app, session);
+    zvprobe::add_build_command(app, session);
+    zvprobe::add_pace_command(app, session);
+    zvprobe::add_extract_command(app, session);
+    zvprobe::add_rtp_command(app, session);
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {

@@ -27,7 +27,7 @@ std::unique_ptr<MappedSource> MappedSource::open(const std::string& path) {
     const int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
     if (fd < 0) throw SourceError(std::strerror(errno));
     std::unique_ptr<MappedSource> source(new MappedSource(fd));
-    if (!source->window_.map(fd, 0, static_cast<size_t>(page_size()))) return nullptr;
+    if (!source->window_.map(fd, 0, static_cast<size_t>(page_size()), true)) return nullptr;
     source->size_ = source->current_size();
     return source;
 }
@@ -47,12 +47,19 @@ std::span<const uint8_t> MappedSource::next(size_t keep) {
     size_ = current_size();  // it may have grown, or shrunk
     if (size_ <= from) return {};
     const uint64_t length = std::min(kWindowSize, size_ - map_from);
-    if (!window_.map(fd_, map_from, static_cast<size_t>(length))) {
+    if (!window_.map(fd_, map_from, static_cast<size_t>(length), populate_)) {
         map_error_ = std::strerror(errno);
         return {};
     }
     window_end_ = map_from + length;
     return window_.bytes().subspan(static_cast<size_t>(from - map_from));
+}
+
+uint64_t MappedSource::skip(uint64_t count) {
+    size_ = current_size();
+    const uint64_t passed = std::min(count, size_ - std::min(size_, window_end_));
+    window_end_ += passed;
+    return passed;
 }
 
 bool MappedSource::at_end() const {

@@ -18,6 +18,8 @@ class MappedSource : public Source {
     MappedSource& operator=(const MappedSource&) = delete;
 
     std::span<const uint8_t> next(size_t keep) override;
+    void expect_skips() override { populate_ = false; }
+    uint64_t skip(uint64_t count) override;
     bool at_end() const override;
     std::string error() const override;
     std::optional<uint64_t> size() const override { return size_; }
@@ -29,6 +31,7 @@ class MappedSource : public Source {
     int fd_;
     uint64_t size_ = 0;
     uint64_t window_end_ = 0;  // file offset behind the current window
+    bool populate_ = true;
     MappedWindow window_;
     std::string map_error_;
 };

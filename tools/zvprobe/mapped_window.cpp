@@ -45,11 +45,11 @@ void install_handler() {
 
 }  // namespace
 
-bool MappedWindow::map(int fd, uint64_t offset, size_t length) {
+bool MappedWindow::map(int fd, uint64_t offset, size_t length, bool populate) {
     unmap();
     install_handler();
-    void* const at = mmap(nullptr, length, PROT_READ, MAP_PRIVATE | MAP_POPULATE, fd,
-                          static_cast<off_t>(offset));
+    const int flags = MAP_PRIVATE | (populate ? MAP_POPULATE : 0);
+    void* const at = mmap(nullptr, length, PROT_READ, flags, fd, static_cast<off_t>(offset));
     if (at == MAP_FAILED) return false;
     bytes_ = {static_cast<const uint8_t*>(at), length};
     guarded_begin.store(reinterpret_cast<uintptr_t>(at));

@@ -18,8 +18,9 @@ class MappedWindow {
     MappedWindow& operator=(const MappedWindow&) = delete;
 
     // Moves the window to `length` bytes from `offset`, a multiple of the page size.
+    // populate: have all pages at once, which is faster when all are looked at
     // -> false, with errno set and an empty window, when that fails
-    bool map(int fd, uint64_t offset, size_t length);
+    bool map(int fd, uint64_t offset, size_t length, bool populate);
 
     std::span<const uint8_t> bytes() const { return bytes_; }
 

@@ -18,6 +18,9 @@ struct Session {
     std::function<int()> run;
 };
 
+// -> the level of the library's messages that the options ask for; 0 when nobody listens
+int wanted_log_level(const Session& session);
+
 // Starts the library's log as the options say: to the file, to standard error, or nowhere.
 void start_log(const Session& session);
 
@@ -26,5 +29,11 @@ void complain(const std::string& name, const std::string& message);
 
 // Each command adds itself to the command line.
 void add_probe_command(CLI::App& root, Session& session);
+void add_flv_meta_command(CLI::App& root, Session& session);
+void add_monitor_command(CLI::App& root, Session& session);
+void add_build_command(CLI::App& root, Session& session);
+void add_pace_command(CLI::App& root, Session& session);
+void add_extract_command(CLI::App& root, Session& session);
+void add_rtp_command(CLI::App& root, Session& session);
 
 }  // namespace zvprobe

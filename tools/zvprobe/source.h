@@ -30,6 +30,17 @@ class Source {
     // behind them. It is valid until the next call. At the end there are no new bytes.
     virtual std::span<const uint8_t> next(size_t keep) = 0;
 
+    // The reader will pass over much of what follows: better not to fetch all of it.
+    virtual void expect_skips() {}
+
+    // The reader wants bytes as they come: a window may be small, and but for the first may have no
+    // new bytes when a signal came or nothing else did for long.
+    virtual void expect_live() {}
+
+    // Passes over bytes behind the current window without reading them. Then next(0) goes on.
+    // -> bytes passed: `count`, fewer at the end; 0 where all must be read
+    virtual uint64_t skip(uint64_t /*count*/) { return 0; }
+
     // -> true when nothing follows the current window
     virtual bool at_end() const = 0;
 

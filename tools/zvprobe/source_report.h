@@ -7,6 +7,8 @@
 #include <variant>
 
 #include "exit_status.h"
+#include "flv_report.h"
+#include "mpeg_audio_report.h"
 #include "ts_report.h"
 
 namespace zvprobe {
@@ -21,7 +23,9 @@ struct SourceReport {
     std::string name;
     std::optional<Failure> failure;
     bool interrupted = false;
-    std::variant<std::monostate, TsReport> content;  // nothing when the format is not known
+
+    // Nothing when the format is not known.
+    std::variant<std::monostate, TsReport, FlvReport, MpegAudioReport> content;
 
     bool has_content() const { return content.index() != 0; }
 };

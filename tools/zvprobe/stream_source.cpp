@@ -10,6 +10,7 @@
 #include <new>
 
 #include "interrupt.h"
+#include "rtp_payload.h"
 
 namespace zvprobe {
 namespace {
@@ -30,7 +31,7 @@ void StreamSource::FreeMemory::operator()(uint8_t* memory) const {
     std::free(memory);
 }
 
-StreamSource::StreamSource(const std::string& url) : wanted_(kFirstWindow) {
+StreamSource::StreamSource(const std::string& url) : wanted_(kFirstWindow), most_(kReadSize) {
     if (url.size() >= sizeof context_.url) throw SourceError(std::strerror(ENAMETOOLONG));
     url.copy(context_.url, url.size());
     const int split = zvptc_api_urlSplit_urlctt(&context_);
@@ -55,14 +56,33 @@ StreamSource::~StreamSource() {
     zvptc_api_deinit();
 }
 
+// The time-out of a live source ends nothing: its sender may come back.
+void StreamSource::expect_live() {
+    live_ = true;
+    most_ = kMaxDatagram;
+    wanted_ = kMaxKept;
+}
+
+int StreamSource::read_once(std::span<uint8_t> room) {
+    const auto size = static_cast<int>(std::min(room.size(), most_));
+    const int got = handler_->read(&context_, room.data(), size);
+    if (got <= 0 || handler_->ptc_index != ZVPTC_INDEX_RTP) return got;
+    const auto payload = rtp_payload(room.first(static_cast<size_t>(got)));
+    std::memmove(room.data(), payload.data(), payload.size());
+    return payload.empty() ? -EINTR : static_cast<int>(payload.size());
+}
+
 size_t StreamSource::read_some(std::span<uint8_t> room) {
     while (!interrupted()) {
-        const int got = handler_->read(&context_, room.data(), static_cast<int>(room.size()));
+        const int got = read_once(room);
+        at_end_ = got == 0;
         if (got >= 0) return static_cast<size_t>(got);
+        if (live_ && (got == -EINTR || got == -ETIMEDOUT)) return 0;
         if (got == -EINTR) continue;
         error_ = std::strerror(-got);
-        return 0;
+        break;
     }
+    at_end_ = true;
     return 0;
 }
 
@@ -74,7 +94,7 @@ std::span<const uint8_t> StreamSource::next(size_t keep) {
     while (!at_end_ && filled_ < wanted_ && kReadSize - filled_ >= kMaxDatagram) {
         const size_t got = read_some({read_at + filled_, kReadSize - filled_});
         filled_ += got;
-        at_end_ = got == 0;
+        if (got == 0 && wanted_ == 1) break;
     }
     wanted_ = 1;
     return {kept_at, keep + filled_};

@@ -19,13 +19,16 @@ class StreamSource : public Source {
     StreamSource& operator=(const StreamSource&) = delete;
 
     std::span<const uint8_t> next(size_t keep) override;
+    void expect_live() override;
     bool at_end() const override { return at_end_; }
     std::string error() const override { return error_; }
     std::optional<uint64_t> size() const override { return std::nullopt; }
 
   private:
-    // -> bytes read, 0 at the end of the source or of the user's patience
+    // -> bytes read; 0 for no more now: at the end of the source, of the user's patience, or, live,
+    //    of a wait
     size_t read_some(std::span<uint8_t> room);
+    int read_once(std::span<uint8_t> room);
 
     struct FreeMemory {
         void operator()(uint8_t* memory) const;
@@ -36,6 +39,8 @@ class StreamSource : public Source {
     std::unique_ptr<uint8_t, FreeMemory> buffer_;
     size_t filled_ = 0;  // bytes of the current window behind the room for kept bytes
     size_t wanted_;      // bytes to gather for the next window
+    size_t most_;        // bytes to ask for at once
+    bool live_ = false;
     bool at_end_ = false;
     std::string error_;
 };

@@ -19,4 +19,8 @@ void print_text(std::ostream& out, const SourceReport& report, const TextOptions
 // The part about a transport stream.
 void print_text(std::ostream& out, const TsReport& report, const TextOptions& options);
 
+// The parts about an FLV and an MPEG audio source.
+void print_text(std::ostream& out, const FlvReport& report, const TextOptions& options);
+void print_text(std::ostream& out, const MpegAudioReport& report, const TextOptions& options);
+
 }  // namespace zvprobe

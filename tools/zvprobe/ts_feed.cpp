@@ -73,6 +73,7 @@ size_t TsFeed::parse(std::span<const uint8_t> packets) {
     }
     if (options_.table_watch != nullptr)
         options_.table_watch->see(packets.first(taken), packet_size_);
+    if (options_.on_packets && taken > 0) options_.on_packets(packets.first(taken));
     reading_.packets += taken / packet_size_;
     return taken;
 }

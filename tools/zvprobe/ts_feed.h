@@ -4,6 +4,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <span>
 
 #include "resolver.h"
@@ -17,6 +18,9 @@ struct FeedOptions {
     uint32_t parse_options = ZV_TS_CHECK_CC;
     bool paced = false;                 // the resolver sleeps, so it is called for few packets
     TableWatch* table_watch = nullptr;  // sees every packet too; may be null
+
+    // Gets every packet once the resolver has seen it; may be empty.
+    std::function<void(std::span<const uint8_t> packets)> on_packets;
 };
 
 class TsFeed {

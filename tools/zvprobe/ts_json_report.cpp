@@ -1,27 +1,13 @@
 // SPDX-License-Identifier: MIT
 // The JSON about a transport stream.
-#include <nlohmann/json.hpp>
-
+#include "json_parts.h"
 #include "json_report.h"
 #include "resolver.h"
+#include "text_parts.h"
 #include "ts_text.h"
 
 namespace zvprobe {
 namespace {
-
-using Json = nlohmann::ordered_json;
-
-Json text_or_null(std::string_view text) {
-    return text.empty() ? Json(nullptr) : Json(text);
-}
-
-std::string hex_bytes(std::span<const uint8_t> bytes) {
-    constexpr char kDigits[] = "0123456789abcdef";
-    std::string out;
-    for (const uint8_t byte : bytes)
-        out.append({kDigits[byte >> 4], kDigits[byte & 15]});
-    return out;
-}
 
 Json sync_json(const TsReading& reading) {
     Json losses = Json::array();

@@ -18,6 +18,13 @@ struct TsProbeOptions {
     Pace pace = Pace::kNone;
     bool statistics = false;
     std::function<void(uint64_t bytes)> on_progress;  // called after each window
+
+    // Gets every packet, when its time has come if paced.
+    std::function<void(std::span<const uint8_t> packets, size_t packet_size)> on_packets;
+
+    // Reports on the way: asked after each window whether one is due, and given it.
+    std::function<bool()> is_report_due;
+    std::function<void(TsReport)> on_report;
 };
 
 // name          label for log lines

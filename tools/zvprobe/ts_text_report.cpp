@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 // The text about a transport stream.
 #include "resolver.h"
+#include "text_parts.h"
 #include "text_report.h"
 #include "ts_statistics.h"
 #include "ts_text.h"
@@ -8,22 +9,7 @@
 namespace zvprobe {
 namespace {
 
-constexpr int kLabelWidth = 13;
 constexpr size_t kPrintedLosses = 10;
-
-std::string padded(std::string_view text, size_t width) {
-    std::string out(text);
-    if (out.size() < width) out.append(width - out.size(), ' ');
-    return out;
-}
-
-std::string counted(uint64_t count, std::string_view one, std::string_view many) {
-    return std::to_string(count).append(" ").append(count == 1 ? one : many);
-}
-
-std::string quoted(std::string_view text) {
-    return '"' + printable(text) + '"';
-}
 
 class TsPrinter {
   public:
@@ -41,13 +27,7 @@ class TsPrinter {
     }
 
   private:
-    std::ostream& line(std::string_view label) const {
-        return out_ << "  " << style_.label(padded(label, kLabelWidth));
-    }
-
-    std::string marked(bool good, std::string_view text) const {
-        return good ? style_.good(text) : style_.bad(text);
-    }
+    std::ostream& line(std::string_view label) const { return begin_line(out_, style_, label); }
 
     void print_reading() const {
         const TsReading& reading = report_.reading;
@@ -62,7 +42,7 @@ class TsPrinter {
 
     void print_sync() const {
         const TsReading& reading = report_.reading;
-        line("skipped") << marked(reading.skipped_bytes == 0,
+        line("skipped") << marked(style_, reading.skipped_bytes == 0,
                                   counted(reading.skipped_bytes, "byte", "bytes"))
                         << " out of sync\n";
         if (reading.first_sync_offset != 0)
@@ -81,7 +61,7 @@ class TsPrinter {
     void print_tables() const {
         if (report_.tables_complete) {
             const ContinuityTotals totals = continuity_totals(report_);
-            line("continuity") << marked(totals.errors == 0,
+            line("continuity") << marked(style_, totals.errors == 0,
                                          counted(totals.errors, "error", "errors"))
                                << ", " << counted(totals.lost, "packet", "packets") << " lost\n";
             return;

@@ -47,15 +47,16 @@ bool OutFile::open(const char* path) {
 }
 
 // What a link leads to is written, not the link. A file that exists and is not regular has readers
-// of its own, so it keeps its place.
+// of its own, so it keeps its place; it need not have a path, as a pipe behind /dev/stdout.
 bool OutFile::open_state(const char* path) {
     struct stat status;
-    const bool exists = realpath(path, state_->path) != nullptr && stat(path, &status) == 0;
-    if (!exists) {
+    const bool exists = stat(path, &status) == 0;
+    const bool has_path = realpath(path, state_->path) != nullptr;
+    if (!has_path) {
         const int length = snprintf(state_->path, sizeof state_->path, "%s", path);
         if (static_cast<size_t>(length) >= sizeof state_->path) return fail(ENAMETOOLONG);
     }
-    state_->is_temporary = !exists || S_ISREG(status.st_mode);
+    state_->is_temporary = !exists || (has_path && S_ISREG(status.st_mode));
     if (state_->is_temporary) return open_temporary();
     state_->fd = ::open(path, O_WRONLY | O_CLOEXEC);
     return state_->fd >= 0 || fail(errno);

@@ -1,0 +1,46 @@
+// SPDX-License-Identifier: MIT
+// Implementation of byte_cursor.h.
+#include "byte_cursor.h"
+
+#include <algorithm>
+
+namespace zvprobe {
+
+std::span<const uint8_t> ByteCursor::peek(size_t count) {
+    while (window_.size() < count && !source_.at_end())
+        window_ = source_.next(window_.size());
+    return window_.first(std::min(count, window_.size()));
+}
+
+std::span<const uint8_t> ByteCursor::take(uint64_t count) {
+    while (window_.empty() && !source_.at_end())
+        window_ = source_.next(0);
+    const auto taken =
+        window_.first(static_cast<size_t>(std::min<uint64_t>(count, window_.size())));
+    window_ = window_.subspan(taken.size());
+    position_ += taken.size();
+    return taken;
+}
+
+uint64_t ByteCursor::skip(uint64_t count) {
+    uint64_t passed = take(std::min<uint64_t>(count, window_.size())).size();
+    while (passed < count && !source_.at_end()) {
+        const uint64_t jumped = source_.skip(count - passed);
+        position_ += jumped;
+        passed += jumped;
+        window_ = source_.next(0);
+        passed += take(std::min<uint64_t>(count - passed, window_.size())).size();
+    }
+    return passed;
+}
+
+void ByteCursor::read(size_t count, std::vector<uint8_t>& out) {
+    while (count > 0) {
+        const auto piece = take(count);
+        if (piece.empty()) return;
+        out.insert(out.end(), piece.begin(), piece.end());
+        count -= piece.size();
+    }
+}
+
+}  // namespace zvprobe

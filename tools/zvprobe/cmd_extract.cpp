@@ -1,0 +1,79 @@
+// SPDX-License-Identifier: MIT
+// `extract`: the elementary streams of a transport stream into files. The work is the library's;
+// here are the directory and the list of what was written.
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <iostream>
+#include <map>
+#include <memory>
+
+#include "exit_status.h"
+#include "library_tool.h"
+#include "terminal.h"
+#include "ts_tools.h"
+
+namespace zvprobe {
+namespace {
+
+namespace fs = std::filesystem;
+
+struct ExtractOptions {
+    std::string source;
+    std::string directory;
+};
+
+// Name to inode: a file that was written anew has another one.
+using Listing = std::map<std::string, ino_t>;
+
+Listing list(const std::string& directory) {
+    Listing listing;
+    std::error_code error;
+    for (const auto& entry : fs::directory_iterator(directory, error)) {
+        struct stat status {};
+        if (stat(entry.path().c_str(), &status) == 0 && S_ISREG(status.st_mode))
+            listing[entry.path()] = status.st_ino;
+    }
+    return listing;
+}
+
+void print_new_files(const Listing& before, const Listing& now) {
+    for (const auto& [path, inode] : now) {
+        const auto found = before.find(path);
+        if (found != before.end() && found->second == inode) continue;
+        std::error_code error;
+        std::cout << printable(path) << ": " << fs::file_size(path, error) << " bytes\n";
+    }
+}
+
+int run_extract(const ExtractOptions& options, const Session& session) {
+    const bool made = mkdir(options.directory.c_str(), 0777) == 0;
+    const Listing before = list(options.directory);
+    const auto extract = [&options](int log_level) {
+        return mpegts_api_tsExtract(log_level, options.source.c_str(), options.directory.c_str());
+    };
+    const int status =
+        run_library_tool({options.source, options.directory, extract}, session, std::cout);
+    if (status == kExitOk)
+        print_new_files(before, list(options.directory));
+    else if (made)
+        rmdir(options.directory.c_str());
+    return status;
+}
+
+}  // namespace
+
+void add_extract_command(CLI::App& root, Session& session) {
+    const auto options = std::make_shared<ExtractOptions>();
+    CLI::App& command = *root.add_subcommand(
+        "extract", "Write the elementary streams of a transport stream to files");
+    command.add_option("SOURCE", options->source, "File, URL, or - for standard input")->required();
+    command.add_option("DIR", options->directory, "Directory for the files, made when missing")
+        ->required();
+    command.callback([options, &session] {
+        session.run = [options, &session] { return run_extract(*options, session); };
+    });
+}
+
+}  // namespace zvprobe

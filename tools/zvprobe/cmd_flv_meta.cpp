@@ -1,0 +1,134 @@
+// SPDX-License-Identifier: MIT
+// `flv-meta`: a copy of an FLV file with a fresh onMetaData block. The file is walked first, then
+// its tags are copied as they are.
+#include <unistd.h>
+
+#include <iostream>
+#include <memory>
+
+#include "exit_status.h"
+#include "flv_copy.h"
+#include "flv_probe.h"
+#include "interrupt.h"
+#include "out_file.h"
+#include "progress.h"
+#include "session.h"
+#include "source.h"
+#include "terminal.h"
+
+namespace zvprobe {
+namespace {
+
+struct FlvMetaOptions {
+    std::string in;
+    std::string out;
+};
+
+// What ends the command; the text does not name the input.
+class FlvMetaError : public std::runtime_error {
+  public:
+    FlvMetaError(ExitStatus status, const std::string& message)
+        : std::runtime_error(message), status_(status) {}
+
+    ExitStatus status() const { return status_; }
+
+  private:
+    ExitStatus status_;
+};
+
+void check_reading(const Source& source) {
+    if (!source.error().empty())
+        throw FlvMetaError(kExitCannotOpen, "reading stopped: " + source.error());
+    if (interrupted()) throw FlvMetaError(kExitCannotOpen, "interrupted, nothing is written");
+}
+
+FlvReport walk(const std::string& in, FlvCopyList& list) {
+    const auto source = open_source(in);
+    if (!source->size()) throw FlvMetaError(kExitCannotOpen, "not a file, which is read twice");
+    const auto first_window = source->next(0);
+    if (!starts_like_flv(first_window)) throw FlvMetaError(kExitUnknownFormat, "not an FLV file");
+    FlvProbeOptions options;
+    options.on_tag = [&list](const FlvTag& tag) { list.add(tag); };
+    FlvReport report = probe_flv(*source, first_window, options);
+    check_reading(*source);
+    if (report.audio.tags + report.video.tags == 0)
+        throw FlvMetaError(kExitUnknownFormat, "has neither audio nor video");
+    return report;
+}
+
+void copy_piece(ByteCursor& cursor, const FlvCopyList::Piece& piece, OutFile& out) {
+    cursor.skip(piece.offset - cursor.position());
+    for (uint64_t left = piece.length; left > 0 && !interrupted();) {
+        const auto bytes = cursor.take(left);
+        if (bytes.empty()) throw FlvMetaError(kExitCannotOpen, "changed while it was read");
+        out.write(bytes);
+        left -= bytes.size();
+    }
+    if (!piece.size_word) return;
+    uint8_t word[ZV_FLV_PREVIOUS_TAG_SIZE];
+    for (size_t i = 0; i < sizeof word; ++i)
+        word[i] = static_cast<uint8_t>(*piece.size_word >> (24 - 8 * i));
+    out.write(word);
+}
+
+void copy(const FlvMetaOptions& options, const Session& session, const FlvReport& report,
+          const FlvCopyList& list) {
+    const auto source = open_source(options.in);
+    ByteCursor cursor(*source, source->next(0));
+    Progress progress(list.bytes(), !session.quiet && is_terminal(STDERR_FILENO));
+    OutFile out(options.out);
+    out.write(make_flv_start(report, list.bytes()));
+    for (const FlvCopyList::Piece& piece : list.pieces()) {
+        copy_piece(cursor, piece, out);
+        progress.show(out.written());
+    }
+    check_reading(*source);
+    out.commit();
+    if (!session.quiet && options.out != "-") {
+        std::cout << printable(options.out) << ": " << list.tags() << " tags behind onMetaData, "
+                  << out.written() << " bytes\n";
+    }
+}
+
+void warn_of_damage(const FlvMetaOptions& options, const FlvReading& reading) {
+    const uint64_t left_out = reading.skipped_bytes + reading.trailing_bytes;
+    if (left_out != 0)
+        complain(options.in, std::to_string(left_out) + " bytes of no whole tag are left out");
+    if (reading.size_mismatches != 0)
+        complain(options.in, std::to_string(reading.size_mismatches) + " size words are put right");
+}
+
+int run_flv_meta(const FlvMetaOptions& options, const Session& session) {
+    try {
+        FlvCopyList list;
+        const FlvReport report = walk(options.in, list);
+        warn_of_damage(options, report.reading);
+        copy(options, session, report, list);
+        return kExitOk;
+    } catch (const FlvMetaError& error) {
+        complain(options.in, error.what());
+        return error.status();
+    } catch (const SourceError& error) {
+        complain(options.in, error.what());
+    } catch (const OutputError& error) {
+        complain(options.out, std::string("cannot be written: ") + error.what());
+    }
+    return kExitCannotOpen;
+}
+
+}  // namespace
+
+void add_flv_meta_command(CLI::App& root, Session& session) {
+    const auto options = std::make_shared<FlvMetaOptions>();
+    CLI::App& command =
+        *root.add_subcommand("flv-meta", "Copy an FLV file with a fresh onMetaData block");
+    command.add_option("IN", options->in, "The FLV file")->required();
+    command
+        .add_option("OUT", options->out, "The copy, which may replace IN; - for standard output")
+        ->required();
+    command.callback([options, &session] {
+        session.run = [options, &session] { return run_flv_meta(*options, session); };
+    });
+}
+
+}  // namespace zvprobe

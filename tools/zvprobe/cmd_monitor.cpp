@@ -1,0 +1,131 @@
+// SPDX-License-Identifier: MIT
+// `monitor`: what `probe` tells, again and again while the stream comes. It reads like `probe`, not
+// through the library's own monitor: so there is one report for both, also as JSON, a report is due
+// when nothing comes, too, and a silent sender may come back.
+#include <unistd.h>
+
+#include <iostream>
+#include <memory>
+
+#include "interrupt.h"
+#include "monitor_report.h"
+#include "session.h"
+#include "source.h"
+#include "ticker.h"
+#include "ts_probe.h"
+
+namespace zvprobe {
+namespace {
+
+using Clock = std::chrono::steady_clock;
+using Seconds = std::chrono::duration<double>;
+
+constexpr double kShortestInterval = 0.1;
+constexpr double kLongestInterval = 86400;
+
+struct MonitorOptions {
+    std::string source;
+    double interval_s = 5;
+    bool json_lines = false;
+    bool statistics = false;
+};
+
+class Monitor {
+  public:
+    explicit Monitor(const MonitorOptions& options) : options_(options) {
+        report_.name = options.source;
+    }
+
+    int run() {
+        try {
+            const auto source = open_source(options_.source);
+            watch(*source);
+        } catch (const SourceError& error) {
+            fail("cannot_open", kExitCannotOpen, error.what());
+        }
+        if (!report_.failure) return kExitOk;
+        complain(options_.source, report_.failure->message);
+        return report_.failure->status;
+    }
+
+  private:
+    void watch(Source& source) {
+        Ticker ticker(std::chrono::round<std::chrono::microseconds>(Seconds(options_.interval_s)));
+        source.expect_live();
+        const auto first_window = source.next(0);
+        const auto first = find_first_packet(first_window, source.at_end());
+        note_read_error(source);
+        if (!first) return fail_without_stream();
+        begin_ = last_ = Clock::now();
+        last_bytes_ = first_window.size();  // they came before
+        TsReport last =
+            probe_transport_stream(options_.source, source, first_window, *first, options(ticker));
+        note_read_error(source);
+        report_.interrupted = interrupted();
+        print(std::move(last));
+    }
+
+    TsProbeOptions options(Ticker& ticker) {
+        TsProbeOptions options;
+        options.statistics = options_.statistics;
+        options.is_report_due = [&ticker] { return ticker.due(); };
+        options.on_report = [this](TsReport report) { print(std::move(report)); };
+        return options;
+    }
+
+    void print(TsReport content) {
+        const auto now = Clock::now();
+        const MonitorTime time = {Seconds(now - begin_).count(), Seconds(now - last_).count(),
+                                  content.reading.bytes - last_bytes_};
+        last_ = now;
+        last_bytes_ = content.reading.bytes;
+        report_.content = std::move(content);
+        if (options_.json_lines)
+            print_monitor_json(std::cout, report_, time);
+        else
+            print_monitor_text(std::cout, report_, time, text_options_);
+        std::cout.flush();
+    }
+
+    void note_read_error(const Source& source) {
+        if (!source.error().empty())
+            fail("read_error", kExitCannotOpen, "reading stopped: " + source.error());
+    }
+
+    void fail_without_stream() {
+        if (report_.failure) return;
+        if (interrupted()) return fail("cannot_open", kExitCannotOpen, "too little came");
+        fail("unknown_format", kExitUnknownFormat, "not a transport stream");
+    }
+
+    void fail(const char* kind, ExitStatus status, const std::string& message) {
+        report_.failure = {kind, status, message};
+    }
+
+    const MonitorOptions& options_;
+    const TextOptions text_options_ = {Style(wants_colour(STDOUT_FILENO)), options_.statistics};
+    SourceReport report_;
+    Clock::time_point begin_;
+    Clock::time_point last_;
+    uint64_t last_bytes_ = 0;
+};
+
+}  // namespace
+
+void add_monitor_command(CLI::App& root, Session& session) {
+    const auto options = std::make_shared<MonitorOptions>();
+    CLI::App& command = *root.add_subcommand(
+        "monitor", "Report on a live transport stream every few seconds until Ctrl-C");
+    command.add_option("URL", options->source, "URL, or - for standard input")->required();
+    command.add_option("--interval", options->interval_s, "Seconds between reports (default 5)")
+        ->type_name("S")
+        ->check(CLI::Range(kShortestInterval, kLongestInterval));
+    command.add_flag("--json-lines", options->json_lines,
+                     "Print each report as one line of JSON (docs/JSON.md)");
+    command.add_flag("--stats", options->statistics, "Add arrival periods and table continuity");
+    command.callback([options, &session] {
+        session.run = [options] { return Monitor(*options).run(); };
+    });
+}
+
+}  // namespace zvprobe

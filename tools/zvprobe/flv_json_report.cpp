@@ -1,0 +1,172 @@
+// SPDX-License-Identifier: MIT
+// The JSON about an FLV source.
+#include "flv_report.h"
+#include "json_parts.h"
+#include "json_report.h"
+#include "text_parts.h"
+
+namespace zvprobe {
+namespace {
+
+constexpr size_t kConfigShown = 64;
+
+// The reader has limited how deep values lie in each other.
+Json value_json(const AmfValue& value) {
+    switch (value.type) {
+        case AmfValue::Type::kNumber:
+            return value.number;
+        case AmfValue::Type::kBoolean:
+            return value.number != 0;
+        case AmfValue::Type::kText:
+            return value.text;
+        case AmfValue::Type::kDate:
+            return {{"unix_ms", value.number}};
+        case AmfValue::Type::kArray: {
+            Json array = Json::array();
+            for (const AmfValue& item : value.items)
+                array.push_back(value_json(item));
+            return array;
+        }
+        case AmfValue::Type::kObject: {
+            Json object = Json::object();
+            for (size_t i = 0; i < value.items.size(); ++i)
+                object[value.keys[i]] = value_json(value.items[i]);
+            return object;
+        }
+        case AmfValue::Type::kNothing:
+            break;
+    }
+    return nullptr;
+}
+
+Json script_json(const FlvScript& script) {
+    Json values = Json::array();
+    for (const AmfValue& value : script.data.values)
+        values.push_back(value_json(value));
+    return {{"offset", script.offset},
+            {"name", script.data.name},
+            {"complete", script.data.complete},
+            {"values", values}};
+}
+
+Json config_json(const FlvConfig& config) {
+    const size_t shown = std::min(config.bytes.size(), kConfigShown);
+    return {{"tags", config.tags},
+            {"length", config.length},
+            {"bytes", hex_bytes(std::span(config.bytes).first(shown))}};
+}
+
+Json track_json(const FlvReport& report, const FlvTrack& track, const std::string& codec) {
+    return {{"codec_id", track.codec},
+            {"codec", codec},
+            {"frames", track.frames},
+            {"body_bytes", track.body_bytes},
+            {"data_rate", report.data_rate(track)}};
+}
+
+Json aac_json(const FlvAudio& audio) {
+    if (audio.config.tags == 0) return nullptr;
+    Json out = config_json(audio.config);
+    if (!audio.aac) return out;
+    out["object_type"] = audio.aac->object_type;
+    out["object_name"] = aac_object_name(audio.aac->object_type);
+    out["sample_rate"] = audio.aac->sample_rate;
+    out["channels"] = audio.aac->channels;
+    return out;
+}
+
+Json audio_json(const FlvReport& report) {
+    const FlvAudio& audio = report.audio;
+    if (audio.tags == 0) return nullptr;
+    Json out = track_json(report, audio, flv_audio_codec(audio.codec));
+    out["header_rate_code"] = audio.rate_code;
+    out["header_sample_bits"] = audio.wide ? 16 : 8;
+    out["header_stereo"] = audio.stereo;
+    out["aac_config"] = aac_json(audio);
+    return out;
+}
+
+Json size_json(const std::optional<PictureSize>& size) {
+    if (!size) return nullptr;
+    return {{"width", size->width}, {"height", size->height}};
+}
+
+Json avc_json(const FlvVideo& video) {
+    if (video.config.tags == 0) return nullptr;
+    Json out = config_json(video.config);
+    if (!video.avc) return out;
+    out["profile"] = video.avc->profile;
+    out["profile_name"] = avc_profile_name(video.avc->profile);
+    out["level"] = video.avc->level;
+    return out;
+}
+
+Json video_json(const FlvReport& report) {
+    const FlvVideo& video = report.video;
+    if (video.tags == 0) return nullptr;
+    Json out = track_json(report, video, flv_video_codec(video.codec));
+    out["key_frames"] = video.key_frames;
+    out["frame_rate"] = frame_rate(video);
+    out["size"] = size_json(video.size);
+    out["avc_config"] = avc_json(video);
+    return out;
+}
+
+Json size_words_json(const FlvReading& reading) {
+    Json list = Json::array();
+    for (const SizeMismatch& word : reading.mismatches)
+        list.push_back(
+            {{"offset", word.offset}, {"expected", word.expected}, {"found", word.found}});
+    return {{"mismatches", reading.size_mismatches}, {"mismatch_list", list}};
+}
+
+Json sync_json(const FlvReading& reading) {
+    Json list = Json::array();
+    for (const TagLoss& loss : reading.losses)
+        list.push_back({{"offset", loss.offset}, {"skipped_bytes", loss.skipped}});
+    return {{"skipped_bytes", reading.skipped_bytes},
+            {"losses", reading.tag_losses},
+            {"loss_list", list}};
+}
+
+Json truncated_json(const FlvReading& reading) {
+    if (!reading.truncated) return nullptr;
+    const TruncatedTag& tag = *reading.truncated;
+    return {{"offset", tag.offset}, {"type", tag.type}, {"size", tag.size}};
+}
+
+Json tags_json(const FlvReport& report) {
+    return {{"total", report.reading.tags},     {"audio", report.audio.tags},
+            {"video", report.video.tags},       {"script", report.script_tags},
+            {"other", report.other_tags},       {"encrypted", report.filtered_tags},
+            {"bytes", report.reading.tag_bytes}};
+}
+
+}  // namespace
+
+Json to_json(const FlvReport& report) {
+    const FlvReading& reading = report.reading;
+    Json scripts = Json::array();
+    for (const FlvScript& script : report.scripts)
+        scripts.push_back(script_json(script));
+    return {{"version", reading.version},
+            {"header_length", reading.header_length},
+            {"header_flags",
+             {{"value", reading.flags},
+              {"audio", (reading.flags & kFlvHasAudio) != 0},
+              {"video", (reading.flags & kFlvHasVideo) != 0}}},
+            {"library",
+             {{"accepted", report.library.accepted}, {"info", text_or_null(report.library.info)}}},
+            {"bytes", reading.bytes},
+            {"tags", tags_json(report)},
+            {"duration", report.duration()},
+            {"video", video_json(report)},
+            {"audio", audio_json(report)},
+            {"script_data", scripts},
+            {"size_words", size_words_json(reading)},
+            {"sync", sync_json(reading)},
+            {"truncated_tag", truncated_json(reading)},
+            {"trailing_bytes", reading.trailing_bytes}};
+}
+
+}  // namespace zvprobe

@@ -1,0 +1,101 @@
+// SPDX-License-Identifier: MIT
+// From the bytes of an FLV source to its tags: keeps step by the size words, finds the next tag
+// after damage, and accounts for every byte. Bodies are passed over, not read.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <span>
+#include <vector>
+
+#include "byte_cursor.h"
+
+namespace zvprobe {
+
+// Bits of the file header's flags.
+constexpr uint8_t kFlvHasAudio = 4;
+constexpr uint8_t kFlvHasVideo = 1;
+
+struct FlvTag {
+    uint64_t offset = 0;  // of its header
+    uint8_t type = 0;
+    bool filtered = false;   // the body is encrypted
+    uint32_t timestamp = 0;  // ms, extension byte included
+    uint32_t data_len = 0;
+    uint32_t size_word = 0;      // the one behind it
+    std::vector<uint8_t> bytes;  // header, and of the body as much as its type calls for
+
+    uint32_t size() const;  // header and body
+    std::span<const uint8_t> body() const;
+};
+
+// A size word that does not say how large the tag before it is.
+struct SizeMismatch {
+    uint64_t offset;
+    uint32_t expected;
+    uint32_t found;
+};
+
+// A place where no tag stands.
+struct TagLoss {
+    uint64_t offset;
+    uint64_t skipped;  // bytes up to the next tag, or to the end
+};
+
+struct TruncatedTag {
+    uint64_t offset;
+    uint8_t type;
+    uint64_t size;  // whole, size word included
+};
+
+// How a source fell into tags. Read to its end, which lies behind the first size word:
+// bytes = header_length + 4 + tag_bytes + skipped_bytes + trailing_bytes.
+struct FlvReading {
+    // The counts go on behind the lists.
+    static constexpr size_t kMaxListed = 1000;
+
+    uint8_t version = 0;
+    uint8_t flags = 0;
+    uint32_t header_length = 0;
+    uint64_t bytes = 0;
+    uint64_t tags = 0;
+    uint64_t tag_bytes = 0;  // with their size words
+    uint64_t size_mismatches = 0;
+    std::vector<SizeMismatch> mismatches;  // the first of them
+    uint64_t tag_losses = 0;
+    std::vector<TagLoss> losses;  // the first of them
+    uint64_t skipped_bytes = 0;   // where tags were lost
+    std::optional<TruncatedTag> truncated;
+    uint64_t trailing_bytes = 0;  // behind the last whole tag
+};
+
+// -> true when the bytes begin like an FLV file
+bool starts_like_flv(std::span<const uint8_t> bytes);
+
+class FlvWalk {
+  public:
+    explicit FlvWalk(ByteCursor& cursor) : cursor_(cursor) {}
+
+    // Reads the file header; the source must start like one.
+    void begin();
+
+    // Reads the next whole tag. -> false at the end, or after a signal
+    bool next(FlvTag& tag);
+
+    const FlvReading& reading() const { return reading_; }
+
+  private:
+    bool is_tag(std::span<const uint8_t> header) const;
+    bool may_be_tag(std::span<const uint8_t> bytes) const;
+    bool read_tag(FlvTag& tag);
+    void check_size_word(uint64_t offset, uint32_t expected, uint32_t found);
+    void find_tag();
+    void end(uint64_t trailing);
+
+    ByteCursor& cursor_;
+    FlvReading reading_;
+    bool in_step_ = true;  // the last size word was right
+    uint32_t last_timestamp_ = 0;
+};
+
+}  // namespace zvprobe

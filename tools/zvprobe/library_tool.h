@@ -1,0 +1,23 @@
+// SPDX-License-Identifier: MIT
+// Runs one of the library's stream tools as a command: its report on a stream, its failures as
+// diagnostics and exit statuses.
+#pragma once
+
+#include <functional>
+#include <ostream>
+#include <string>
+
+#include "session.h"
+
+namespace zvprobe {
+
+struct LibraryTool {
+    std::string source;
+    std::string output;  // named when it cannot be written
+    std::function<int(int log_level)> run;  // -> the tool's result
+};
+
+// -> exit status
+int run_library_tool(const LibraryTool& tool, const Session& session, std::ostream& out);
+
+}  // namespace zvprobe

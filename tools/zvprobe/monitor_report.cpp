@@ -1,0 +1,48 @@
+// SPDX-License-Identifier: MIT
+// Implementation of monitor_report.h.
+#include "monitor_report.h"
+
+#include <cmath>
+
+#include "bitStream.h"
+#include "json_parts.h"
+#include "json_report.h"
+#include "text_parts.h"
+
+namespace zvprobe {
+namespace {
+
+constexpr int kBitsPerByte = 8;
+constexpr int kCompact = -1;
+
+int64_t milliseconds(double seconds) {
+    return std::llround(seconds * 1000);
+}
+
+}  // namespace
+
+double MonitorTime::bits_per_second() const {
+    return interval_s > 0 ? static_cast<double>(interval_bytes) * kBitsPerByte / interval_s : 0;
+}
+
+void print_monitor_text(std::ostream& out, const SourceReport& report, const MonitorTime& time,
+                        const TextOptions& options) {
+    print_text(out, report, options);
+    begin_line(out, options.style, "monitored")
+        << fixed(time.elapsed_s, 1) << " s, " << fixed(time.bits_per_second() / 1000, 1)
+        << " kbit/s in the last " << fixed(time.interval_s, 1) << " s\n\n";
+}
+
+void print_monitor_json(std::ostream& out, const SourceReport& report, const MonitorTime& time) {
+    Json line = {{"schema", kJsonSchema},
+                 {"library_version", zvbitStream_api_version()},
+                 {"monitor",
+                  {{"elapsed_ms", milliseconds(time.elapsed_s)},
+                   {"interval_ms", milliseconds(time.interval_s)},
+                   {"bits_per_second", std::llround(time.bits_per_second())}}}};
+    line.update(to_json(report));
+    // Names from streams and of sources need not be UTF-8.
+    out << line.dump(kCompact, ' ', false, Json::error_handler_t::replace) << '\n';
+}
+
+}  // namespace zvprobe

@@ -1,0 +1,50 @@
+// SPDX-License-Identifier: MIT
+// A file that a command writes: it appears under its name when it is whole, or not at all.
+#pragma once
+
+#include <cstdint>
+#include <span>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+namespace zvprobe {
+
+// An output that cannot be written; the text says why, without naming the output.
+class OutputError : public std::runtime_error {
+  public:
+    using std::runtime_error::runtime_error;
+};
+
+class OutFile {
+  public:
+    // path: "-" is standard output. That, and what is no regular file, is written directly; a
+    // regular file under a name of its own beside it, so it may be replaced while it is read.
+    // Throws OutputError.
+    explicit OutFile(const std::string& path);
+
+    // Without a commit nothing is left.
+    ~OutFile();
+    OutFile(const OutFile&) = delete;
+    OutFile& operator=(const OutFile&) = delete;
+
+    void write(std::span<const uint8_t> bytes);  // throws OutputError
+    uint64_t written() const { return written_; }
+
+    // Gives the file its name. Throws OutputError.
+    void commit();
+
+  private:
+    void open_beside(const std::string& path);
+    void write_now(std::span<const uint8_t> bytes);
+    void flush();
+
+    int fd_ = -1;
+    bool owns_fd_ = true;
+    std::string path_;       // links followed
+    std::string temporary_;  // empty when written directly, or committed
+    std::vector<uint8_t> pending_;
+    uint64_t written_ = 0;
+};
+
+}  // namespace zvprobe

@@ -1,0 +1,62 @@
+// SPDX-License-Identifier: MIT
+// Implementation of text_parts.h.
+#include "text_parts.h"
+
+#include <charconv>
+#include <cmath>
+#include <cstdio>
+
+namespace zvprobe {
+namespace {
+
+constexpr size_t kLabelWidth = 13;
+
+}  // namespace
+
+std::ostream& begin_line(std::ostream& out, const Style& style, std::string_view label) {
+    return out << "  " << style.label(padded(label, kLabelWidth));
+}
+
+std::string marked(const Style& style, bool good, std::string_view text) {
+    return good ? style.good(text) : style.bad(text);
+}
+
+std::string padded(std::string_view text, size_t width) {
+    std::string out(text);
+    if (out.size() < width) out.append(width - out.size(), ' ');
+    return out;
+}
+
+std::string counted(uint64_t count, std::string_view one, std::string_view many) {
+    return std::to_string(count).append(" ").append(count == 1 ? one : many);
+}
+
+std::string quoted(std::string_view text) {
+    return '"' + printable(text) + '"';
+}
+
+std::string hex_bytes(std::span<const uint8_t> bytes) {
+    constexpr char kDigits[] = "0123456789abcdef";
+    std::string out;
+    for (const uint8_t byte : bytes)
+        out.append({kDigits[byte >> 4], kDigits[byte & 15]});
+    return out;
+}
+
+std::string number_text(double value) {
+    constexpr double kLargestPlain = 1e15;
+    char text[32];
+    const bool plain =
+        value > -kLargestPlain && value < kLargestPlain && value == std::trunc(value);
+    const auto format = plain ? std::chars_format::fixed : std::chars_format::general;
+    const auto result = std::to_chars(text, text + sizeof text, value, format);
+    return {text, result.ptr};
+}
+
+std::string fixed(double value, int digits) {
+    char text[64];
+    std::snprintf(text, sizeof text, "%.*f", digits, value);
+    return text;
+}
+
+}  // namespace zvprobe
