@@ -1,0 +1,100 @@
+#!/bin/sh
+# SPDX-License-Identifier: MIT
+# Writes the seeds (corpus/<target>/seed-*) anew from the sample streams of the tests. Each is the
+# target's option bytes, then a piece of a stream; regression inputs beside them are left alone.
+set -eu
+cd "$(dirname "$0")"
+media=../tests/media
+
+# seed TARGET NAME OPTIONS [FILE SKIP COUNT]: options in printf's notation, then COUNT bytes of FILE
+seed() {
+    mkdir -p "corpus/$1"
+    out="corpus/$1/seed-$2"
+    printf "$3" >"$out"
+    if [ $# -gt 3 ]; then
+        tail -c "+$(($5 + 1))" "$media/$4" | head -c "$6" >>"$out"
+    fi
+}
+
+quiet='\000\000\000'
+logged='\200\377\077'
+sizes='\001\003\002\007\001\005\011\040'
+
+# mode, option word, log, piece sizes
+seed ts_parse any-pieces "\000\024$quiet$sizes" single.ts 0 5640
+seed ts_parse whole-188 "\003\024$logged$sizes" single.ts 0 5640
+seed ts_parse whole-192 "\023\007$quiet$sizes" single-192.m2ts 4 5760
+seed ts_parse whole-204 "\043\024$quiet$sizes" single-204.ts 0 6120
+seed ts_parse three-programs "\003\027$logged$sizes" three-programs.ts 0 5640
+
+# log, mode, option word, packets in the first call
+seed ts_reference media "$quiet\001\024\012" single.ts 0 7520
+seed ts_reference media-logged "$logged\001\027\003" three-programs.ts 0 5640
+seed ts_reference made "$logged\000\027\004\000\010\001\002\000\001\001\003\133\120\020\007\020\000\000\000\133\000\020\010\000\000\000\000\000\000\000\000\000\002\377\020\000\003\101\020\003\102\020\013\301\020\001"
+
+# mode, log, programme number, PMT PID, PCR PID, four stream PIDs, piece sizes
+target='\000\007\001\101\001\000\001\001\001\002\000\000\000\000'
+seed remap media "\002$quiet$target\001\001\003\001\007\001\001\002" single.ts 0 5640
+seed remap any-pieces "\004$logged$target$sizes" single.ts 0 3760
+seed remap made "\001$logged$target$sizes\000\010\001\002\000\001\001\003\133\120\020\133\000\020\002\000"
+
+# log, option word; records of table, header bits, section length, bytes
+pat='\000\030\000\015\011\000\001\305\000\000\000\001\341\000'
+pmt='\001\030\000\022\016\000\001\305\000\000\341\001\360\000\033\341\001\360\000'
+sdt='\002\030\000\043\037\000\001\305\000\000\377\001\377\000\001\374\200\022\110\020\001\010provider\005names'
+seed psi tables "$logged\004$pat$pmt$sdt$pat$pmt$sdt"
+
+# mode, log, piece sizes; the probe starts behind the file header
+seed flv_check avc-pieces "\000$quiet$sizes" h264-aac.flv 13 2048
+seed flv_check avc-tags "\002$logged$sizes" h264-aac.flv 13 4096
+seed flv_check h263-tags "\002$quiet$sizes" h263-mp3.flv 13 4096
+seed flv_check any-record "\001$quiet\001\001\001\001" h264-aac.flv 0 396
+
+# mode, log; a script body
+seed amf body "\000$logged" h264-aac.flv 24 300
+seed amf body-h263 "\000$quiet" h263-mp3.flv 24 300
+seed amf object "\001$logged\000\000\001\000\001a\000\077\360\000\000\000\000\000\000\000\001b\001\001\000\000\011"
+
+# mode, log; a file
+seed flv_walk avc "\004$logged" h264-aac.flv 0 4096
+seed flv_walk h263 "\001$quiet" h263-mp3.flv 0 4096
+
+# A configuration record longer than is kept.
+seed flv_walk config "\001$quiet""FLV\001\005\000\000\000\011\000\000\000\000\010\000\005\000\000\000\000\000\000\000\000\257\000" h264-aac.flv 0 1282
+
+# mode, log
+seed mp3 layer3 "\000$quiet" mpeg1-layer3.mp3 0 1024
+seed mp3 layer2 "\000$logged" mpeg1-layer2.mp2 0 1024
+seed mp3 mpeg2 "\000$quiet" mpeg2-layer3-mono.mp3 0 1024
+seed mp3 any-record "\001$quiet\003\000\000\000\001\000\000\000\001\000\000\000\200\000\000\000"
+
+# log, place and mask of the sync bytes
+seed pkt_size plain "$quiet\000\377" single.ts 0 1504
+seed pkt_size timed "$quiet\001\377" single-192.m2ts 0 1536
+seed pkt_size parity "$quiet\002\177" single-204.ts 0 1632
+
+seed url multicast 'udp://@239.1.1.1:1234?localaddr=10.0.0.1&rcvbuf=65536'
+seed url ipv6 'rtp://user:word@[fe80::1%%25eth0]:5004/path?timeout=5#part'
+seed url https 'HTTPS://host.example:8443/a/b.ts?x=1'
+seed url file 'file://localhost/var/%%6dedia/a%%20b.ts'
+seed url path 'c:media/a.ts'
+
+# first sequence number; records of size and flags, then the bytes
+seed rtp header '\000\000\052\200\041\000\001\000\000\000\001\000\000\000\002\107\100\000\020\000\260\032\260\041\000\002\000\000\000\001\000\000\000\002\000\000\000\001\107\002\002\002'
+seed rtp order '\377\376\204aaaa\204bbbb\304\001cccc\304\375dddd\304\020eeee\204ffff'
+
+# mode, first sync byte, piece sizes
+seed packet_feed plain "\000\000$sizes" single.ts 0 1880
+seed packet_feed timed "\000\000$sizes" single-192.m2ts 0 1920
+seed packet_feed forced "\005\003$sizes" single-204.ts 100 2040
+
+# mode, optional header bytes, bounded, packet payload sizes, the stream; or mode and packets
+seed pes_payload packed "\000\005\001\007\267\001\360\267\050\007\267" h264-aac.flv 0 1024
+seed pes_payload any-packets '\001\101\000\020\016\000\000\001\340\000\000\200\000\002\377\377abc\001\000\061\004\002\000\377d'
+
+# mode; a file
+seed zvprobe_read ts '\000' three-programs.ts 0 5640
+seed zvprobe_read timed-text '\004' single-192.m2ts 0 5760
+seed zvprobe_read made '\005\000\010\001\002\000\001\001\003\133\120\020\133\000\020\002\000\003\101\020\003\102\020'
+seed zvprobe_read flv '\000' h264-aac.flv 0 4096
+seed zvprobe_read mp3 '\000' mpeg1-layer3.mp3 0 4096

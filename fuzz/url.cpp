@@ -1,0 +1,76 @@
+// SPDX-License-Identifier: MIT
+// URL splitting over any text: both splits and the scheme look-ups agree, and every part ends
+// inside its member.
+#include <zvprotocol.h>
+
+#include "input.h"
+
+namespace {
+
+constexpr size_t kUrlRoom = sizeof(ZvptcUrlContext::url);
+
+template <size_t Size>
+void require_terminated(const char (&text)[Size]) {
+    fuzz::require(memchr(text, 0, Size) != nullptr, "every part is terminated");
+}
+
+template <typename Record>
+void require_parts_terminated(const Record& record) {
+    require_terminated(record.userinfo);
+    require_terminated(record.hostname);
+    require_terminated(record.path);
+    require_terminated(record.query);
+}
+
+int split_text(const char* url, ZvptcUrlInfo* info) {
+    memset(info, 0xEE, sizeof *info);
+    const int result = zvptc_api_urlSplit_urlinfo(info, url);
+    require_terminated(info->scheme);
+    require_parts_terminated(*info);
+    fuzz::require(result <= 0 && info->port >= 0 && info->port <= 65535, "ports are 16 bits wide");
+    if (url[0] == '\0') return result;
+    fuzz::require(zvptc_api_getPtcindex(url, 0, 0) == info->ptc_index, "one scheme, one index");
+    const ZvptcHandler* handler = zvptc_api_matchByName(info->scheme);
+    fuzz::require((handler != nullptr) == (info->ptc_index >= 0), "known schemes have handlers");
+    return result;
+}
+
+// The record's own member, which a host may have filled to the last byte.
+int split_record(std::span<const uint8_t> url, ZvptcUrlContext* context) {
+    memset(context, 0, sizeof *context);
+    memcpy(context->url, url.data(), std::min(url.size(), kUrlRoom));
+    const int result = zvptc_api_urlSplit_urlctt(context);
+    require_terminated(context->protocol);
+    require_parts_terminated(*context);
+    fuzz::require(memcmp(context->url, url.data(), std::min(url.size(), kUrlRoom)) == 0,
+                  "the URL stays as it is");
+    return result;
+}
+
+void require_same_parts(const ZvptcUrlInfo& info, const ZvptcUrlContext& context) {
+    fuzz::require(strcmp(info.scheme, context.protocol) == 0 &&
+                      strcmp(info.userinfo, context.userinfo) == 0 &&
+                      strcmp(info.hostname, context.hostname) == 0 &&
+                      strcmp(info.path, context.path) == 0 &&
+                      strcmp(info.query, context.query) == 0 && info.port == context.port &&
+                      info.ptc_index == context.ptc_index,
+                  "both splits find the same parts");
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+    if (size == 0) return 0;
+    const std::span<const uint8_t> bytes(data, size);
+    fuzz::ExactBytes text(size + 1);
+    std::copy(bytes.begin(), bytes.end(), text.data());
+    text.data()[size] = 0;
+
+    const auto info = std::make_unique<ZvptcUrlInfo>();
+    const auto context = std::make_unique<ZvptcUrlContext>();
+    const int by_text = split_text(text.text(), info.get());
+    const int by_record = split_record(bytes, context.get());
+    fuzz::require(by_text == by_record, "both splits return the same");
+    require_same_parts(*info, *context);
+    return 0;
+}

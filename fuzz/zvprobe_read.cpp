@@ -1,0 +1,107 @@
+// SPDX-License-Identifier: MIT
+// The tool's readers on whole files: the probe command as the command line runs it, over the mapped
+// and over the streamed file. Both must print the same, the JSON must be JSON, and no byte of the
+// stream may reach a terminal as a control character.
+#include <fcntl.h>
+#include <sys/mman.h>
+#include <unistd.h>
+
+#include <iostream>
+#include <nlohmann/json.hpp>
+#include <sstream>
+#include <string>
+
+#include "input.h"
+#include "packets.h"
+#include "session.h"
+
+namespace {
+
+// A file in memory, for as long as the object lives.
+class MemoryFile {
+  public:
+    explicit MemoryFile(std::span<const uint8_t> bytes) : fd_(memfd_create("fuzz", MFD_CLOEXEC)) {
+        fuzz::require(fd_ >= 0, "there is memory for the file");
+        fuzz::require(write(fd_, bytes.data(), bytes.size()) == static_cast<ssize_t>(bytes.size()),
+                      "the file can be written");
+    }
+    ~MemoryFile() { close(fd_); }
+    MemoryFile(const MemoryFile&) = delete;
+    MemoryFile& operator=(const MemoryFile&) = delete;
+
+    std::string path() const { return "/proc/self/fd/" + std::to_string(fd_); }
+
+  private:
+    int fd_;
+};
+
+// Takes what is written to a standard stream.
+class Capture {
+  public:
+    explicit Capture(std::ostream& stream)
+        : stream_(stream), before_(stream.rdbuf(text_.rdbuf())) {}
+    ~Capture() { stream_.rdbuf(before_); }
+    Capture(const Capture&) = delete;
+    Capture& operator=(const Capture&) = delete;
+
+    std::string text() const { return text_.str(); }
+
+  private:
+    std::ostream& stream_;
+    std::ostringstream text_;
+    std::streambuf* before_;
+};
+
+// -> what the command prints, its exit status behind it
+std::string run_command(const std::string& options, const std::string& source) {
+    CLI::App app("fuzz", "zvprobe");
+    zvprobe::Session session;
+    zvprobe::add_probe_command(app, session);
+    app.parse(options + " " + source);
+    const Capture out(std::cout);
+    const Capture errors(std::cerr);
+    const int status = session.run();
+    fuzz::require(status == 0 || status == 1 || status == 4, "a file in memory can be read");
+    return out.text() + errors.text() + std::to_string(status);
+}
+
+std::string without(std::string text, const std::string& name) {
+    for (size_t at; (at = text.find(name)) != std::string::npos;)
+        text.erase(at, name.size());
+    return text;
+}
+
+void require_printable(const std::string& text) {
+    for (const char c : text)
+        fuzz::require(c == '\n' || (static_cast<unsigned char>(c) >= 0x20 && c != 0x7F),
+                      "control characters are escaped");
+}
+
+void require_json(const std::string& text) {
+    const size_t end = text.rfind('}');
+    fuzz::require(end != std::string::npos && nlohmann::json::accept(text.substr(0, end + 1)),
+                  "the report is JSON");
+}
+
+std::vector<uint8_t> read_file(fuzz::ByteSource& in, uint8_t mode) {
+    if (mode & 1) return fuzz::make_stream(in);
+    if (mode & 2) return fuzz::whole_packets(in.rest(), 188, true);
+    return fuzz::any_bytes(in.rest());
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+    fuzz::ByteSource in(data, size);
+    const uint8_t mode = in.u8();
+    const MemoryFile file(read_file(in, mode));
+    const std::string options = mode & 4 ? "--strict" : "--json";
+
+    const std::string mapped = run_command(options, file.path());
+    const std::string streamed = run_command(options, "file:" + file.path());
+    fuzz::require(without(mapped, file.path()) == without(streamed, "file:" + file.path()),
+                  "mapped or streamed, a file reads the same");
+    require_printable(mapped);
+    if (!(mode & 4)) require_json(mapped);
+    return 0;
+}
