@@ -163,11 +163,9 @@ typedef struct ZvptcHandler {
  * Any thread. */
 ZV_API int zvptc_api_init(void);
 
-/* Makes the built-in handlers ready to use. They are always found by the look-ups below; this call
- * does early, while the host has one thread, what the first http open would do otherwise: the
- * process-wide start of the http client, which libcurl wants done before threads start.
- * -> 0; -EIO the http client cannot start (all other protocols work)
- * Any thread; repeating it is harmless. */
+/* Makes the built-in handlers ready to use. In this implementation they always are; the http client
+ * is loaded and started by the first http open.
+ * -> 0. Any thread; repeating it is harmless. */
 ZV_API int zvptc_api_register(void);
 
 /* Ends the use that zvptc_api_init began; the last one releases the process-wide state of the http

@@ -19,8 +19,7 @@ extern const ZvptcHandler kUdpHandler;
 extern const ZvptcHandler kTcpHandler;
 extern const ZvptcHandler kRtpHandler;
 
-// Process-wide start and end of the http client; both may be called again and from any thread.
-int startHttp() noexcept;
+// Process-wide end of the http client, which starts when it is first used. Any thread.
 void releaseHttp() noexcept;
 
 // The state of an open context: lives in its private area, is destroyed by close, and answers only

@@ -1,12 +1,11 @@
 // SPDX-License-Identifier: MIT
 // Owns the "http" and "https" handlers and the process-wide life of libcurl; a transfer itself is
 // HttpStream's.
-#include <curl/curl.h>
-
 #include <memory>
 #include <mutex>
 #include <new>
 
+#include "curl_api.h"
 #include "handlers.h"
 #include "http_stream.h"
 #include "options.h"
@@ -22,7 +21,8 @@ struct HttpProcess {
 constinit HttpProcess process;
 
 int startLocked() noexcept {
-    if (!process.started) process.started = curl_global_init(CURL_GLOBAL_DEFAULT) == CURLE_OK;
+    if (loadCurl() == nullptr) return failure(ENOSYS);
+    if (!process.started) process.started = curl().global_init(CURL_GLOBAL_DEFAULT) == CURLE_OK;
     return process.started ? 0 : failure(EIO);
 }
 
@@ -102,15 +102,10 @@ const ZvptcHandler kHttpHandler = {"http",    openHttp,  readHttp,
 const ZvptcHandler kHttpsHandler = {"https",   openHttp,  readHttp,
                                     writeHttp, closeHttp, ZVPTC_INDEX_HTTP};
 
-int startHttp() noexcept {
-    const std::lock_guard lock(process.mutex);
-    return startLocked();
-}
-
 void releaseHttp() noexcept {
     const std::lock_guard lock(process.mutex);
     if (!process.started || process.open_streams > 0) return;
-    curl_global_cleanup();
+    curl().global_cleanup();
     process.started = false;
 }
 

@@ -35,9 +35,6 @@ const ZvptcHandler kHttpHandler = {"http",    openHttp,  readHttp,
 const ZvptcHandler kHttpsHandler = {"https",   openHttp,  readHttp,
                                     writeHttp, closeHttp, ZVPTC_INDEX_HTTP};
 
-int startHttp() noexcept {
-    return 0;
-}
 void releaseHttp() noexcept {}
 
 }  // namespace zvptc

@@ -54,12 +54,12 @@ int curlError(CURLcode code) noexcept {
 // A redirection must not lead from the web to files or other protocols.
 bool allowOnlyHttp(CURL* easy) noexcept {
 #if LIBCURL_VERSION_NUM >= 0x075500
-    return curl_easy_setopt(easy, CURLOPT_PROTOCOLS_STR, "http,https") == CURLE_OK &&
-           curl_easy_setopt(easy, CURLOPT_REDIR_PROTOCOLS_STR, "http,https") == CURLE_OK;
+    return curl().easy_setopt(easy, CURLOPT_PROTOCOLS_STR, "http,https") == CURLE_OK &&
+           curl().easy_setopt(easy, CURLOPT_REDIR_PROTOCOLS_STR, "http,https") == CURLE_OK;
 #else
     constexpr long kHttpOnly = CURLPROTO_HTTP | CURLPROTO_HTTPS;
-    return curl_easy_setopt(easy, CURLOPT_PROTOCOLS, kHttpOnly) == CURLE_OK &&
-           curl_easy_setopt(easy, CURLOPT_REDIR_PROTOCOLS, kHttpOnly) == CURLE_OK;
+    return curl().easy_setopt(easy, CURLOPT_PROTOCOLS, kHttpOnly) == CURLE_OK &&
+           curl().easy_setopt(easy, CURLOPT_REDIR_PROTOCOLS, kHttpOnly) == CURLE_OK;
 #endif
 }
 
@@ -67,29 +67,29 @@ bool allowOnlyHttp(CURL* easy) noexcept {
 
 HttpStream::~HttpStream() {
     const SigpipeGuard guard;  // ending a TLS connection writes to it
-    if (multi_ && easy_) curl_multi_remove_handle(multi_, easy_);
-    if (easy_) curl_easy_cleanup(easy_);
-    if (multi_) curl_multi_cleanup(multi_);
+    if (multi_ && easy_) curl().multi_remove_handle(multi_, easy_);
+    if (easy_) curl().easy_cleanup(easy_);
+    if (multi_) curl().multi_cleanup(multi_);
 }
 
 bool HttpStream::configure(const char* url) noexcept {
     const long connect_timeout = std::max(timeout_ms_, 0);  // 0: libcurl's own, five minutes
-    return allowOnlyHttp(easy_) && curl_easy_setopt(easy_, CURLOPT_URL, url) == CURLE_OK &&
-           curl_easy_setopt(easy_, CURLOPT_NOSIGNAL, 1L) == CURLE_OK &&
-           curl_easy_setopt(easy_, CURLOPT_FAILONERROR, 1L) == CURLE_OK &&
-           curl_easy_setopt(easy_, CURLOPT_FOLLOWLOCATION, 1L) == CURLE_OK &&
-           curl_easy_setopt(easy_, CURLOPT_MAXREDIRS, kMaxRedirects) == CURLE_OK &&
-           curl_easy_setopt(easy_, CURLOPT_USERAGENT, "zvprotocol/1") == CURLE_OK &&
-           curl_easy_setopt(easy_, CURLOPT_CONNECTTIMEOUT_MS, connect_timeout) == CURLE_OK &&
-           curl_easy_setopt(easy_, CURLOPT_WRITEFUNCTION, &HttpStream::onBody) == CURLE_OK &&
-           curl_easy_setopt(easy_, CURLOPT_WRITEDATA, this) == CURLE_OK &&
-           curl_multi_add_handle(multi_, easy_) == CURLM_OK;
+    return allowOnlyHttp(easy_) && curl().easy_setopt(easy_, CURLOPT_URL, url) == CURLE_OK &&
+           curl().easy_setopt(easy_, CURLOPT_NOSIGNAL, 1L) == CURLE_OK &&
+           curl().easy_setopt(easy_, CURLOPT_FAILONERROR, 1L) == CURLE_OK &&
+           curl().easy_setopt(easy_, CURLOPT_FOLLOWLOCATION, 1L) == CURLE_OK &&
+           curl().easy_setopt(easy_, CURLOPT_MAXREDIRS, kMaxRedirects) == CURLE_OK &&
+           curl().easy_setopt(easy_, CURLOPT_USERAGENT, "zvprotocol/1") == CURLE_OK &&
+           curl().easy_setopt(easy_, CURLOPT_CONNECTTIMEOUT_MS, connect_timeout) == CURLE_OK &&
+           curl().easy_setopt(easy_, CURLOPT_WRITEFUNCTION, &HttpStream::onBody) == CURLE_OK &&
+           curl().easy_setopt(easy_, CURLOPT_WRITEDATA, this) == CURLE_OK &&
+           curl().multi_add_handle(multi_, easy_) == CURLM_OK;
 }
 
 int HttpStream::open(const char* url) noexcept {
     buffer_.reset(new (std::nothrow) uint8_t[kBufferSize]);
-    multi_ = curl_multi_init();
-    easy_ = curl_easy_init();
+    multi_ = curl().multi_init();
+    easy_ = curl().easy_init();
     if (!buffer_ || !multi_ || !easy_ || !configure(url)) return -ENOMEM;
     const Deadline deadline(timeout_ms_);
     while (begin_ == end_ && !finished_) {
@@ -128,7 +128,7 @@ int HttpStream::pump(const Deadline& deadline) noexcept {
     int ready = 0;
     // libcurl takes a signal for "nothing happened"; only errno tells the two apart.
     errno = 0;
-    const CURLMcode code = curl_multi_poll(multi_, nullptr, 0, wait, &ready);
+    const CURLMcode code = curl().multi_poll(multi_, nullptr, 0, wait, &ready);
     if (code != CURLM_OK) return -EIO;
     return ready == 0 && errno == EINTR ? -EINTR : 0;
 }
@@ -137,15 +137,15 @@ void HttpStream::run() noexcept {
     const SigpipeGuard guard;
     if (paused_ && begin_ == end_) {
         paused_ = false;
-        curl_easy_pause(easy_, CURLPAUSE_CONT);
+        curl().easy_pause(easy_, CURLPAUSE_CONT);
     }
     int running = 0;
-    if (curl_multi_perform(multi_, &running) != CURLM_OK) {
+    if (curl().multi_perform(multi_, &running) != CURLM_OK) {
         finished_ = true;
         result_ = CURLE_RECV_ERROR;
     }
     int queued = 0;
-    while (const CURLMsg* message = curl_multi_info_read(multi_, &queued)) {
+    while (const CURLMsg* message = curl().multi_info_read(multi_, &queued)) {
         if (message->msg != CURLMSG_DONE) continue;
         finished_ = true;
         result_ = message->data.result;
@@ -156,7 +156,7 @@ int HttpStream::transferError() const noexcept {
     if (result_ == CURLE_OK) return 0;
     if (result_ != CURLE_HTTP_RETURNED_ERROR) return -curlError(result_);
     long status = 0;
-    curl_easy_getinfo(easy_, CURLINFO_RESPONSE_CODE, &status);
+    curl().easy_getinfo(easy_, CURLINFO_RESPONSE_CODE, &status);
     return -httpStatusError(status);
 }
 

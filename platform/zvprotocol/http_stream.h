@@ -2,11 +2,10 @@
 // Owns one http transfer: turns libcurl's pushing into pulling, with a bounded buffer between.
 #pragma once
 
-#include <curl/curl.h>
-
 #include <cstdint>
 #include <memory>
 
+#include "curl_api.h"
 #include "io.h"
 
 namespace zvptc {
