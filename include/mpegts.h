@@ -186,9 +186,10 @@ ZV_API int8_t mpegts_api_remap(const RemapTarget* target, MPEGTSContext* context
 
 /* Builders of one packet that holds a whole table: section with pointer_field 0, version 2,
  * transport stream 1 and CRC_32, continuity counter 0.
- * buffer                    out  188 bytes are always written (0xFF where nothing else goes); in
- *                                layout 1 a table too long for the packet runs on behind it, so
- *                                have room for 8 bytes more than the section. Null: nothing is done
+ * buffer                    out  188 bytes are always written (0xFF where nothing else goes); a
+ *                                table too long for the packet runs on behind it: keep to the
+ *                                limits below, or have room for 192 bytes more than the section's
+ *                                real size. Null: nothing is done
  * buffer_size               in   above 188: that many bytes are cleared first. No capacity
  * adaptation_field_control  in   1: the section starts at byte 4.
  *                                3: it ends with the packet, behind stuffing; its section_length

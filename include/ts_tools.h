@@ -64,7 +64,8 @@ ZV_API int mpegts_api_isMpeg2(const char* format);
  *    -3 nothing could be read, or reading failed before the end
  *    -4 the output cannot be written
  * Each failure is logged. Files are written under a temporary name and get their own name when
- * complete: after a failure there are none, and files of an earlier run are as they were.
+ * complete: after a failed write there are none, and files of an earlier run are as they were. (Of
+ * several files, some may have their names when giving a name fails.)
  * The tools start and end the log (into /var/log/tavrix), memory and protocol library, so a log
  * file that the host had opened is closed. One tool at a time. */
 

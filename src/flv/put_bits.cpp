@@ -23,7 +23,7 @@ void store_word(PutBitContext* writer) {
 }  // namespace
 
 void put_bits(PutBitContext* writer, int32_t n, uint32_t value) {
-    if (n <= 0 || n >= kWordBits) return;
+    if (n <= 0 || n >= kWordBits || writer->bit_left < 0) return;
     if (n < writer->bit_left) {
         writer->bit_buf = writer->bit_buf << n | value;
         writer->bit_left -= n;

@@ -81,7 +81,11 @@ bool EsFiles::open(Stream& stream) {
     return false;
 }
 
+// No file gets its name before the bytes of every one are written.
 bool EsFiles::commit() {
+    for (int i = 0; i < count_; ++i) {
+        if (streams_[i].file.is_open() && !streams_[i].file.finish()) return false;
+    }
     for (int i = 0; i < count_; ++i) {
         if (streams_[i].file.is_open() && !streams_[i].file.commit()) return false;
     }

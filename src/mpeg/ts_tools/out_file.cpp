@@ -1,7 +1,9 @@
 // SPDX-License-Identifier: MIT
+// Buffered writing under a temporary name, and what becomes of it.
 #include "mpeg/ts_tools/out_file.h"
 
 #include <fcntl.h>
+#include <signal.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -27,6 +29,34 @@ void log_failure(const char* path, int error) {
     LOG(kLogError, "MPEGTS", "Write %s failed:%s", path, strerror(error));
 }
 
+// A reader that went away is an error of the write, not the end of the host: holds SIGPIPE back in
+// this thread, and takes away the one that a write in its life raised.
+class BrokenPipeGuard {
+  public:
+    BrokenPipeGuard() {
+        sigemptyset(&only_pipe_);
+        sigaddset(&only_pipe_, SIGPIPE);
+        sigset_t pending;
+        sigpending(&pending);
+        was_pending_ = sigismember(&pending, SIGPIPE) == 1;
+        pthread_sigmask(SIG_BLOCK, &only_pipe_, &before_);
+    }
+    ~BrokenPipeGuard() {
+        const int error = errno;
+        constexpr timespec kNow = {};
+        if (!was_pending_) sigtimedwait(&only_pipe_, nullptr, &kNow);
+        pthread_sigmask(SIG_SETMASK, &before_, nullptr);
+        errno = error;
+    }
+    BrokenPipeGuard(const BrokenPipeGuard&) = delete;
+    BrokenPipeGuard& operator=(const BrokenPipeGuard&) = delete;
+
+  private:
+    sigset_t only_pipe_;
+    sigset_t before_;
+    bool was_pending_;
+};
+
 int directory_length(const char* path) {
     const char* slash = strrchr(path, '/');
     return slash != nullptr ? static_cast<int>(slash - path) + 1 : 0;
@@ -43,6 +73,7 @@ bool OutFile::open(const char* path) {
     }
     state_->fd = -1;
     state_->buffered = 0;
+    state_->is_finished = false;
     return open_state(path);
 }
 
@@ -88,9 +119,11 @@ bool OutFile::write(std::span<const uint8_t> bytes) {
 }
 
 bool OutFile::write_out() {
+    const BrokenPipeGuard guard;
     size_t done = 0;
     while (done < state_->buffered) {
         const ssize_t written = ::write(state_->fd, state_->buffer + done, state_->buffered - done);
+        if (written == 0) return fail(EIO);
         if (written < 0 && errno != EINTR) return fail(errno);
         if (written > 0) done += static_cast<size_t>(written);
     }
@@ -98,40 +131,41 @@ bool OutFile::write_out() {
     return true;
 }
 
-bool OutFile::commit() {
+bool OutFile::finish() {
     if (state_->fd < 0 || !write_out()) return false;
     const int fd = state_->fd;
     state_->fd = -1;
+    state_->is_finished = true;
     // Some file systems tell only now that there was no room.
-    int error = ::close(fd) == 0 ? 0 : errno;
-    if (error == 0 && state_->is_temporary && rename(state_->written_path, state_->path) != 0)
-        error = errno;
-    if (error == 0) {
-        free_state();
-        return true;
-    }
-    if (state_->is_temporary) unlink(state_->written_path);
-    return fail(error);
+    return ::close(fd) == 0 || fail(errno);
+}
+
+bool OutFile::commit() {
+    if (!state_->is_finished && !finish()) return false;
+    if (state_->is_temporary && rename(state_->written_path, state_->path) != 0) return fail(errno);
+    free_state();
+    return true;
 }
 
 void OutFile::abandon() {
     if (state_ == nullptr) return;
-    if (state_->fd >= 0) {
-        ::close(state_->fd);
-        if (state_->is_temporary) unlink(state_->written_path);
-    }
+    drop_file();
     free_state();
 }
 
 // Keeps the state, without a file, so that later calls know.
 bool OutFile::fail(int error) {
     log_failure(state_->path, error);
-    if (state_->fd >= 0) {
-        ::close(state_->fd);
-        if (state_->is_temporary) unlink(state_->written_path);
-    }
-    state_->fd = -1;
+    drop_file();
     return false;
+}
+
+void OutFile::drop_file() {
+    const bool is_written = state_->fd >= 0 || state_->is_finished;
+    if (state_->fd >= 0) ::close(state_->fd);
+    if (is_written && state_->is_temporary) unlink(state_->written_path);
+    state_->fd = -1;
+    state_->is_finished = false;
 }
 
 void OutFile::free_state() {

@@ -23,7 +23,9 @@ class OutFile {
     // All answer false when the file cannot be written, logged once; then only abandon is of use.
     bool open(const char* path);
     bool write(std::span<const uint8_t> bytes);
-    // Writes what is left and gives the file its name.
+    // Writes what is left; after that only the name is missing.
+    bool finish();
+    // Finishes, when that is not done yet, and gives the file its name.
     bool commit();
 
     // Removes what was written, unless it was committed.
@@ -35,6 +37,7 @@ class OutFile {
     struct State {
         int fd;
         bool is_temporary;
+        bool is_finished;  // all bytes are in the file, which is closed
         size_t buffered;
         char path[PATH_MAX];
         char written_path[PATH_MAX];
@@ -45,6 +48,7 @@ class OutFile {
     bool open_temporary();
     bool write_out();
     bool fail(int error);
+    void drop_file();
     void free_state();
 
     State* state_ = nullptr;

@@ -45,7 +45,7 @@ void choose_interface(zv::UrlRecord& record, const char* interface_in) {
         interface_in != nullptr ? interface_in : "");
     if (!is_multicast || interface_in == nullptr || interface_in[0] == '\0') return;
     record.set_interface(interface_in);
-    LOG(zv::kLogDebug, "MPEGTS", "[%s]=========line:%d ", __func__, __LINE__);
+    LOG(zv::kLogDebug, "MPEGTS", "[%s]=========line:%d ", "mpegts_api_getTsPktSize", __LINE__);
 }
 
 }  // namespace
