@@ -1,0 +1,37 @@
+# SPDX-License-Identifier: MIT
+# Run by cpack on the staged files: gives each Debian package its copyright and changelog, and
+# compresses what Debian compresses. A plain `cmake --install` has none of this.
+string(TIMESTAMP now "%s" UTC)
+if(DEFINED ENV{SOURCE_DATE_EPOCH})
+    set(now $ENV{SOURCE_DATE_EPOCH})
+endif()
+execute_process(COMMAND date -R -u -d @${now} OUTPUT_VARIABLE date
+    OUTPUT_STRIP_TRAILING_WHITESPACE COMMAND_ERROR_IS_FATAL ANY)
+file(READ ${CPACK_RESOURCE_FILE_LICENSE} license)
+
+# zv_gzip(file): replaces a file by its compressed form, without name and time inside.
+function(zv_gzip file)
+    execute_process(COMMAND gzip -9nf ${file} COMMAND_ERROR_IS_FATAL ANY)
+endfunction()
+
+foreach(component ${CPACK_COMPONENTS_ALL})
+    string(TOUPPER ${component} upper)
+    set(package ${CPACK_DEBIAN_${upper}_PACKAGE_NAME})
+    set(root ${CPACK_TEMPORARY_DIRECTORY}/${component}/usr)
+    set(documents ${root}/share/doc/${package})
+    file(WRITE ${documents}/copyright "${license}")
+    file(WRITE ${documents}/changelog
+        "zvbitstream (${CPACK_PACKAGE_VERSION}) unstable; urgency=medium\n\n"
+        "  * Release ${CPACK_PACKAGE_VERSION}; CHANGELOG.md of the source tells what changed.\n\n"
+        " -- ${CPACK_PACKAGE_CONTACT}  ${date}\n")
+    zv_gzip(${documents}/changelog)
+    file(GLOB pages ${root}/share/man/man1/*.1)
+    foreach(page ${pages})
+        zv_gzip(${page})
+    endforeach()
+    file(GLOB_RECURSE archives ${root}/lib/*.a)
+    foreach(archive ${archives})
+        execute_process(COMMAND strip --strip-unneeded --enable-deterministic-archives ${archive}
+            COMMAND_ERROR_IS_FATAL ANY)
+    endforeach()
+endforeach()

@@ -1,0 +1,68 @@
+# SPDX-License-Identifier: MIT
+# What `cmake --install` puts where. Three components: runtime (shared libraries), dev (headers,
+# archives, CMake package, pkg-config file) and tool (zvprobe with manual page and completions).
+# The install rule of zvprobe itself stands beside the target.
+include(CMakePackageConfigHelpers)
+
+set(zv_shared zvbitstream zvlog zvcommon zvprotocol)
+list(TRANSFORM zv_shared APPEND _static OUTPUT_VARIABLE zv_static)
+set(zv_package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/zvbitstream)
+
+# Outside the system's own prefix programs and libraries find their neighbours by themselves.
+if(NOT CMAKE_INSTALL_PREFIX STREQUAL "/usr")
+    file(RELATIVE_PATH to_libraries
+        ${CMAKE_INSTALL_FULL_BINDIR} ${CMAKE_INSTALL_FULL_LIBDIR})
+    set_target_properties(${zv_shared} PROPERTIES INSTALL_RPATH "$ORIGIN")
+    if(TARGET zvprobe)
+        set_target_properties(zvprobe PROPERTIES INSTALL_RPATH "$ORIGIN/${to_libraries}")
+    endif()
+endif()
+
+install(DIRECTORY include/ platform/include/
+    DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/zvbitstream COMPONENT dev
+    FILES_MATCHING PATTERN "*.h")
+install(TARGETS ${zv_shared} EXPORT zvbitstreamTargets
+    LIBRARY COMPONENT runtime NAMELINK_COMPONENT dev)
+install(TARGETS ${zv_static} EXPORT zvbitstreamStaticTargets ARCHIVE COMPONENT dev)
+
+# The archives are a second export: when zvprotocol links libcurl, they need its CMake package, and
+# the shared libraries do not.
+foreach(export zvbitstreamTargets zvbitstreamStaticTargets)
+    install(EXPORT ${export} NAMESPACE zvbitstream:: DESTINATION ${zv_package_dir} COMPONENT dev)
+endforeach()
+get_target_property(libraries zvprotocol_static LINK_LIBRARIES)
+set(zv_static_system_libraries "-lstdc++ -lm -pthread")
+foreach(library ${CMAKE_DL_LIBS})
+    string(APPEND zv_static_system_libraries " -l${library}")
+endforeach()
+set(zv_static_needs_curl OFF)
+if("CURL::libcurl" IN_LIST libraries)
+    set(zv_static_needs_curl ON)
+    string(PREPEND zv_static_system_libraries "-lcurl ")
+endif()
+configure_package_config_file(cmake/zvbitstreamConfig.cmake.in
+    ${PROJECT_BINARY_DIR}/zvbitstreamConfig.cmake INSTALL_DESTINATION ${zv_package_dir})
+write_basic_package_version_file(${PROJECT_BINARY_DIR}/zvbitstreamConfigVersion.cmake
+    COMPATIBILITY SameMajorVersion)
+install(FILES ${PROJECT_BINARY_DIR}/zvbitstreamConfig.cmake
+    ${PROJECT_BINARY_DIR}/zvbitstreamConfigVersion.cmake
+    DESTINATION ${zv_package_dir} COMPONENT dev)
+
+# The prefix is told relative to the file, so that an installed tree can be moved as a whole.
+file(RELATIVE_PATH zv_pc_to_prefix
+    ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig ${CMAKE_INSTALL_PREFIX})
+string(REGEX REPLACE "/$" "" zv_pc_to_prefix "${zv_pc_to_prefix}")
+configure_file(cmake/zvbitstream.pc.in ${PROJECT_BINARY_DIR}/zvbitstream.pc @ONLY)
+install(FILES ${PROJECT_BINARY_DIR}/zvbitstream.pc
+    DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT dev)
+
+if(ZV_BUILD_TOOLS)
+    install(FILES docs/zvprobe.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT tool)
+    set(completions tools/zvprobe/completions)
+    install(FILES ${completions}/zvprobe.bash RENAME zvprobe
+        DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions COMPONENT tool)
+    install(FILES ${completions}/_zvprobe
+        DESTINATION ${CMAKE_INSTALL_DATADIR}/zsh/vendor-completions COMPONENT tool)
+    install(FILES ${completions}/zvprobe.fish
+        DESTINATION ${CMAKE_INSTALL_DATADIR}/fish/vendor_completions.d COMPONENT tool)
+endif()

@@ -1,0 +1,72 @@
+# SPDX-License-Identifier: MIT
+# Debian packages from the install components: libzvbitstream1, libzvbitstream-dev and zvprobe.
+# Build with the preset "deb" (prefix /usr), then `cpack --preset deb`.
+set(CPACK_GENERATOR DEB)
+set(CPACK_PACKAGE_NAME zvbitstream)
+set(CPACK_PACKAGE_VENDOR "The zvbitstream authors")
+set(ZV_DEB_MAINTAINER "The zvbitstream authors <maintainers@zvbitstream.example>"
+    CACHE STRING "Maintainer of the Debian packages: Name <address>")
+set(CPACK_PACKAGE_CONTACT "${ZV_DEB_MAINTAINER}")
+set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "") # each package has its own
+set(CPACK_STRIP_FILES ON)
+set(CPACK_COMPONENTS_ALL runtime dev)
+if(ZV_BUILD_TOOLS)
+    list(APPEND CPACK_COMPONENTS_ALL tool)
+endif()
+
+set(CPACK_DEB_COMPONENT_INSTALL ON)
+set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
+set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
+set(CPACK_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS
+    OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)
+
+set(CPACK_DEBIAN_RUNTIME_PACKAGE_NAME libzvbitstream1)
+set(CPACK_DEBIAN_RUNTIME_PACKAGE_SECTION libs)
+set(CPACK_DEBIAN_RUNTIME_PACKAGE_SHLIBDEPS ON)
+# The dynamic linker's cache is renewed by a trigger; cpack's own way would be maintainer scripts.
+set(zv_control ${PROJECT_BINARY_DIR}/deb-control)
+file(WRITE ${zv_control}/triggers "activate-noawait ldconfig\n")
+file(WRITE ${zv_control}/shlibs "")
+foreach(library ${zv_shared})
+    file(APPEND ${zv_control}/shlibs
+        "lib${library} ${PROJECT_VERSION_MAJOR} libzvbitstream1 (>= ${PROJECT_VERSION})\n")
+endforeach()
+set(CPACK_DEBIAN_RUNTIME_PACKAGE_CONTROL_EXTRA ${zv_control}/triggers ${zv_control}/shlibs)
+if(NOT zv_static_needs_curl AND TARGET CURL::libcurl)
+    set(CPACK_DEBIAN_RUNTIME_PACKAGE_RECOMMENDS "libcurl4 | libcurl4t64") # loaded for http only
+endif()
+set(CPACK_DEBIAN_RUNTIME_DESCRIPTION
+"media bitstream analysis and building (shared libraries)
+Describes MPEG transport streams, FLV files and MPEG audio: programmes,
+streams, clocks and errors. Builds and remaps transport stream tables.
+.
+The log, common and protocol libraries that it uses are included; a host may
+put its own in their place.")
+
+set(CPACK_DEBIAN_DEV_PACKAGE_NAME libzvbitstream-dev)
+set(CPACK_DEBIAN_DEV_PACKAGE_SECTION libdevel)
+set(CPACK_DEBIAN_DEV_PACKAGE_DEPENDS "libzvbitstream1 (= ${PROJECT_VERSION})")
+set(CPACK_DEBIAN_DEV_PACKAGE_SUGGESTS pkg-config)
+if(zv_static_needs_curl)
+    string(APPEND CPACK_DEBIAN_DEV_PACKAGE_SUGGESTS ", libcurl4-openssl-dev | libcurl-dev")
+endif()
+set(CPACK_DEBIAN_DEV_DESCRIPTION
+"media bitstream analysis and building (development files)
+Headers, archives, CMake package and pkg-config file of zvbitstream, and of
+the log, common and protocol libraries that it uses.")
+
+set(CPACK_DEBIAN_TOOL_PACKAGE_NAME zvprobe)
+set(CPACK_DEBIAN_TOOL_PACKAGE_SECTION video)
+set(CPACK_DEBIAN_TOOL_PACKAGE_SHLIBDEPS ON)
+set(CPACK_DEBIAN_TOOL_PACKAGE_DEPENDS "libzvbitstream1 (= ${PROJECT_VERSION})")
+set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${CMAKE_LIBRARY_OUTPUT_DIRECTORY})
+set(CPACK_DEBIAN_TOOL_DESCRIPTION
+"what is in this media stream?
+Describes MPEG transport streams, FLV files and MPEG audio, from files, pipes
+and the network, as text or JSON. Monitors live streams, extracts elementary
+streams, unpacks RTP, builds tables and sends streams in real time.")
+
+# Copyright, changelog and compression of documents, as Debian wants them.
+set(CPACK_PRE_BUILD_SCRIPTS ${PROJECT_SOURCE_DIR}/cmake/DebDocuments.cmake)
+set(CPACK_RESOURCE_FILE_LICENSE ${PROJECT_SOURCE_DIR}/LICENSE)
+include(CPack)
