@@ -103,6 +103,27 @@ TEST_F(Log, ReportsAFileThatCannotBeOpenedOnce) {
     EXPECT_NE(testing::internal::GetCapturedStderr(), "");
 }
 
+TEST_F(Log, AnObserverReadsAlongWithAndWithoutAFile) {
+    std::string seen;
+    zvlog_ext_setObserver(
+        [](void* user, const char* line, size_t length) {
+            static_cast<std::string*>(user)->append(line, length);
+        },
+        &seen);
+    zvlog_innerapi_file("one\r\n");
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(zvlog_api_init(4, "/proc/none", "a.log", 0), -1);
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
+    open();
+    zvlog_innerapi_file("%s\r\n", "two");
+    zvlog_innerapi_bufHex("dump", "ABC", 3, nullptr, 0);
+    zvlog_ext_setObserver(nullptr, nullptr);
+    zvlog_innerapi_file("three\r\n");
+    EXPECT_EQ(seen.substr(0, 10), "one\r\ntwo\r\n");
+    EXPECT_NE(seen.find("|ABC|\r\n"), std::string::npos) << seen;
+    EXPECT_EQ("one\r\n" + text(), seen + "three\r\n");
+}
+
 TEST_F(Log, WritesTextsOfAnyLength) {
     open();
     std::string expected;

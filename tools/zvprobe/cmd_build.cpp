@@ -33,7 +33,7 @@ void read_descriptors(std::string_view digits, MPEGTSStream& stream) {
     for (; !digits.empty(); digits.remove_prefix(2)) {
         const std::string byte = "0x" + std::string(digits.substr(0, 2));
         stream.es_info[stream.es_info_len++] =
-            static_cast<uint8_t>(number_of(byte, 0, 0xFF, "descriptor byte"));
+            static_cast<uint8_t>(number_from(byte, 0, 0xFF, "descriptor byte"));
     }
 }
 
@@ -42,8 +42,8 @@ MPEGTSStream stream_of(const std::string& text) {
     if (parts.size() < 2 || parts.size() > 3)
         throw UsageError("stream \"" + text + "\" is not TYPE:PID[:DESCRIPTORS]");
     MPEGTSStream stream{};
-    stream.stream_type = static_cast<uint8_t>(number_of(parts[0], 0, 0xFF, "stream type"));
-    stream.pid = pid_of(parts[1], "stream");
+    stream.stream_type = static_cast<uint8_t>(number_from(parts[0], 0, 0xFF, "stream type"));
+    stream.pid = pid_from(parts[1], "stream");
     if (parts.size() == 3) read_descriptors(parts[2], stream);
     return stream;
 }
@@ -51,7 +51,7 @@ MPEGTSStream stream_of(const std::string& text) {
 ProgramEntry program_of(const std::string& text) {
     const auto parts = split(text, ':');
     if (parts.size() != 2) throw UsageError("programme \"" + text + "\" is not NUMBER:PID");
-    return {number_of(parts[0], 0, kMostNumber, "programme"), pid_of(parts[1], "PMT")};
+    return {number_from(parts[0], 0, kMostNumber, "programme"), pid_from(parts[1], "PMT")};
 }
 
 Packet pat(const BuildOptions& options) {
@@ -62,8 +62,9 @@ Packet pat(const BuildOptions& options) {
 }
 
 Packet pmt(const BuildOptions& options) {
-    ProgramMap map = {number_of(options.program, 1, kMostNumber, "programme"),
-                      pid_of(options.pmt, "PMT"), number_of(options.pcr, 0, kMostPid, "PCR"),
+    ProgramMap map = {number_from(options.program, 1, kMostNumber, "programme"),
+                      pid_from(options.pmt, "PMT"),
+                      number_from(options.pcr, 0, kMostPid, "PCR"),
                       {}};
     for (const std::string& text : options.streams)
         map.streams.push_back(stream_of(text));
@@ -71,8 +72,8 @@ Packet pmt(const BuildOptions& options) {
 }
 
 Packet sdt(const BuildOptions& options) {
-    return build_sdt({number_of(options.service, 0, kMostNumber, "service"), options.provider,
-                      options.name});
+    return build_sdt(
+        {number_from(options.service, 0, kMostNumber, "service"), options.provider, options.name});
 }
 
 Packet null_packet(const BuildOptions&) {

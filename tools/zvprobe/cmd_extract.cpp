@@ -50,8 +50,8 @@ void print_new_files(const Listing& before, const Listing& now) {
 int run_extract(const ExtractOptions& options, const Session& session) {
     const bool made = mkdir(options.directory.c_str(), 0777) == 0;
     const Listing before = list(options.directory);
-    const auto extract = [&options](int log_level) {
-        return mpegts_api_tsExtract(log_level, options.source.c_str(), options.directory.c_str());
+    const auto extract = [&options](int log_level, const char* url) {
+        return mpegts_api_tsExtract(log_level, url, options.directory.c_str());
     };
     const int status =
         run_library_tool({options.source, options.directory, extract}, session, std::cout);

@@ -123,9 +123,8 @@ void add_monitor_command(CLI::App& root, Session& session) {
     command.add_flag("--json-lines", options->json_lines,
                      "Print each report as one line of JSON (docs/JSON.md)");
     command.add_flag("--stats", options->statistics, "Add arrival periods and table continuity");
-    command.callback([options, &session] {
-        session.run = [options] { return Monitor(*options).run(); };
-    });
+    command.callback(
+        [options, &session] { session.run = [options] { return Monitor(*options).run(); }; });
 }
 
 }  // namespace zvprobe

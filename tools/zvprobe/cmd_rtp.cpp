@@ -17,9 +17,8 @@ struct RtpOptions {
 int run_rtp(const RtpOptions& options, const Session& session) {
     const bool to_stdout = options.out == "-";
     const std::string path = to_stdout ? "/dev/stdout" : options.out;
-    const auto demux = [&](int log_level) {
-        return mpegts_api_rtpDemux(log_level, options.source.c_str(),
-                                   path.empty() ? nullptr : path.c_str());
+    const auto demux = [&path](int log_level, const char* url) {
+        return mpegts_api_rtpDemux(log_level, url, path.empty() ? nullptr : path.c_str());
     };
     return run_library_tool({options.source, options.out, demux}, session,
                             to_stdout ? std::cerr : std::cout);

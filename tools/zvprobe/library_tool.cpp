@@ -5,12 +5,12 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <cerrno>
 #include <charconv>
 #include <csignal>
 #include <cstring>
 
 #include "exit_status.h"
+#include "file_feeder.h"
 #include "library_log.h"
 #include "terminal.h"
 #include "zvprotocol.h"
@@ -29,23 +29,58 @@ bool has_no_packets(std::string_view line) {
     return packets == 0;
 }
 
-// The tools do not say why a source does not open; for files that is easily found out.
+// Of other sources the tools do not say why they do not open.
 std::string why_not_open(const std::string& name) {
     ZvptcUrlInfo info{};
     const int split = zvptc_api_urlSplit_urlinfo(&info, name.c_str());
     if (split < 0) return std::strerror(-split);
     if (zvptc_api_matchByName(info.scheme) == nullptr)
         return "unknown protocol \"" + std::string(info.scheme) + "\"";
-    if (info.ptc_index != ZVPTC_INDEX_FILE) return "cannot be opened";
+    return "cannot be opened";
+}
+
+// What waits for nobody is fed through a pipe.
+bool is_fed(const std::string& name) {
+    ZvptcUrlInfo info{};
     struct stat status {};
-    if (stat(info.path, &status) != 0 || access(info.path, R_OK) != 0) return std::strerror(errno);
-    return S_ISDIR(status.st_mode) ? std::strerror(EISDIR) : "cannot be opened";
+    return name != "-" && zvptc_api_urlSplit_urlinfo(&info, name.c_str()) == 0 &&
+           info.ptc_index == ZVPTC_INDEX_FILE &&
+           (stat(info.path, &status) != 0 || S_ISREG(status.st_mode) || S_ISDIR(status.st_mode));
+}
+
+struct Run {
+    int result;
+    std::string read_error;
+};
+
+Run run_on_source(const LibraryTool& tool, const Session& session, int log_level) {
+    if (!is_fed(tool.source)) return {tool.run(log_level, tool.source.c_str()), {}};
+    FileFeeder feeder(open_source(tool.source), !session.quiet && is_terminal(STDERR_FILENO));
+    const int result = tool.run(log_level, feeder.path().c_str());
+    return {result, feeder.finish()};
 }
 
 // "Write /x/y failed:No space left on device" -> what stands behind the colon
 std::string why_not_written(const std::string& error) {
     const size_t colon = error.rfind(':');
     return colon == error.npos ? error : error.substr(colon + 1);
+}
+
+ExitStatus status_of(const LibraryTool& tool, const Run& run, const LibraryLog& log,
+                     bool unknown_format) {
+    const auto fail = [](const std::string& name, const std::string& message) {
+        complain(name, message);
+        return kExitCannotOpen;
+    };
+    if (run.result == kCannotWrite)
+        return fail(tool.output, "cannot be written: " + why_not_written(log.last_error()));
+    if (!run.read_error.empty()) return fail(tool.source, "reading stopped: " + run.read_error);
+    if (run.result == kCannotRead)
+        return fail(tool.source, "nothing came, or reading stopped early");
+    if (run.result != kDone) return fail(tool.source, why_not_open(tool.source));
+    if (!unknown_format) return kExitOk;
+    complain(tool.source, "not a known format");
+    return kExitUnknownFormat;
 }
 
 }  // namespace
@@ -58,20 +93,12 @@ int run_library_tool(const LibraryTool& tool, const Session& session, std::ostre
     };
     std::signal(SIGXFSZ, SIG_IGN);  // a file that grows too large is an error like others
     LibraryLog log(session, print);
-    switch (tool.run(log.level())) {
-        case kDone:
-            if (!unknown_format) return kExitOk;
-            complain(tool.source, "not a known format");
-            return kExitUnknownFormat;
-        case kCannotRead:
-            complain(tool.source, "nothing came, or reading stopped early");
-            return kExitCannotOpen;
-        case kCannotWrite:
-            complain(tool.output, "cannot be written: " + why_not_written(log.last_error()));
-            return kExitCannotOpen;
-        default:
-            complain(tool.source, why_not_open(tool.source));
-            return kExitCannotOpen;
+    try {
+        const Run run = run_on_source(tool, session, log.level());
+        return status_of(tool, run, log, unknown_format);
+    } catch (const SourceError& error) {
+        complain(tool.source, error.what());
+        return kExitCannotOpen;
     }
 }
 

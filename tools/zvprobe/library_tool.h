@@ -13,8 +13,8 @@ namespace zvprobe {
 
 struct LibraryTool {
     std::string source;
-    std::string output;  // named when it cannot be written
-    std::function<int(int log_level)> run;  // -> the tool's result
+    std::string output;                                      // named when it cannot be written
+    std::function<int(int log_level, const char* url)> run;  // -> the tool's result
 };
 
 // -> exit status

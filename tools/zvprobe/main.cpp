@@ -50,6 +50,7 @@ int main(int argc, char** argv) {
     zvprobe::add_flv_meta_command(app, session);
     zvprobe::add_monitor_command(app, session);
     zvprobe::add_build_command(app, session);
+    zvprobe::add_remap_command(app, session);
     zvprobe::add_pace_command(app, session);
     zvprobe::add_extract_command(app, session);
     zvprobe::add_rtp_command(app, session);

@@ -21,10 +21,10 @@ class UsageError : public std::runtime_error {
 std::optional<uint32_t> parse_number(std::string_view text, uint32_t most);
 
 // As parse_number. what: names the value in the message. Throws UsageError.
-uint16_t number_of(std::string_view text, uint32_t least, uint32_t most, const char* what);
+uint16_t number_from(std::string_view text, uint32_t least, uint32_t most, const char* what);
 
 // A PID that may carry a table or a stream. Throws UsageError.
-uint16_t pid_of(std::string_view text, const char* what);
+uint16_t pid_from(std::string_view text, const char* what);
 
 // -> the pieces between the separators
 std::vector<std::string_view> split(std::string_view text, char separator);

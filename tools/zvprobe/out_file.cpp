@@ -89,6 +89,11 @@ void OutFile::write_now(std::span<const uint8_t> bytes) {
         const ssize_t count = ::write(fd_, bytes.data(), bytes.size());
         if (count < 0 && (errno != EINTR || interrupted())) fail();
         if (count > 0) bytes = bytes.subspan(static_cast<size_t>(count));
+        // A signal may also show as a write that stopped short: the next would block again.
+        if (!bytes.empty() && interrupted()) {
+            errno = EINTR;
+            fail();
+        }
     }
 }
 

@@ -32,6 +32,7 @@ void add_probe_command(CLI::App& root, Session& session);
 void add_flv_meta_command(CLI::App& root, Session& session);
 void add_monitor_command(CLI::App& root, Session& session);
 void add_build_command(CLI::App& root, Session& session);
+void add_remap_command(CLI::App& root, Session& session);
 void add_pace_command(CLI::App& root, Session& session);
 void add_extract_command(CLI::App& root, Session& session);
 void add_rtp_command(CLI::App& root, Session& session);

@@ -29,7 +29,9 @@ FeedOptions feed_options(const TsProbeOptions& options, TableWatch* table_watch,
 class TsProbe {
   public:
     TsProbe(const std::string& name, const SyncPoint& first, const TsProbeOptions& options)
-        : options_(options), resolver_(name), feed_(resolver_, first, make_feed_options(first.packet_size)) {}
+        : options_(options),
+          resolver_(name),
+          feed_(resolver_, first, make_feed_options(first.packet_size)) {}
 
     void read(Source& source, std::span<const uint8_t> window) {
         for (;;) {

@@ -1,0 +1,220 @@
+// SPDX-License-Identifier: MIT
+// The commands beside `probe`, from outside: files they write, datagrams they send and receive.
+#include <map>
+
+#include "../tools/zvprobe/rs_parity.h"
+#include "support/loopback.h"
+
+namespace {
+
+using nlohmann::json;
+using zvtest::Loopback;
+using zvtest::media;
+using zvtest::Outcome;
+using zvtest::read_file;
+using Clock = std::chrono::steady_clock;
+
+constexpr size_t kDatagram = 7 * 188;
+
+int byte(const std::string& text, size_t at) {
+    return static_cast<uint8_t>(text[at]);
+}
+
+// By PID: counter and payload of every packet that has a payload.
+std::map<int, std::string> streams(const std::string& path, size_t size = 188, size_t before = 0) {
+    const std::string bytes = read_file(path);
+    std::map<int, std::string> found;
+    for (size_t at = before; at + 188 <= bytes.size(); at += size) {
+        const std::string packet = bytes.substr(at, 188);
+        const int control = byte(packet, 3);
+        if ((control & 0x10) == 0) continue;
+        const size_t head = control & 0x20 ? 5u + static_cast<size_t>(byte(packet, 4)) : 4;
+        std::string& stream = found[(byte(packet, 1) & 0x1F) << 8 | byte(packet, 2)];
+        stream += static_cast<char>(control & 15) + packet.substr(head);
+    }
+    return found;
+}
+
+class Commands : public zvtest::ToolTest {
+  protected:
+    json programme(const std::string& path) const {
+        return account(path).at("mpegts").at("programs").at(0);
+    }
+};
+
+TEST_F(Commands, RemapChangesIdentifiersAndNothingElseOfTheStreams) {
+    struct Sample {
+        const char* name;
+        size_t size, before;
+        int video, audio;
+    };
+    for (const auto& [name, size, before, video, audio] :
+         {Sample{"single.ts", 188, 0, 256, 257}, Sample{"single-192.m2ts", 192, 4, 0x1011, 0x1100},
+          Sample{"single-204.ts", 204, 0, 256, 257}}) {
+        // The new PIDs lack high bits that the old ones have, and have others.
+        const Outcome outcome = shell("zvprobe remap '" + media(name) +
+                                      "' new --program 0x1234 "
+                                      "--pmt 256 --pcr 0x0EEF --es 0x0EEF,4095 && "
+                                      "zvprobe --strict --stats new");
+        EXPECT_EQ(outcome.status, 0) << outcome.err;
+        for (const char* table : {"[PAT]", "[SDT]", "[PMT-0x100]"}) {
+            const size_t at = outcome.out.find(table);
+            EXPECT_EQ(outcome.out.substr(outcome.out.find('\n', at) - 4, 4), ",0,0") << table;
+        }
+        json expected = programme(media(name));
+        expected["program_number"] = 0x1234;
+        expected["pmt_pid"] = 256;
+        expected["pcr_pid"] = expected["streams"][0]["pid"] = 0x0EEF;
+        expected["streams"][1]["pid"] = 4095;
+        EXPECT_EQ(programme("new"), expected);
+        auto was = streams(media(name), size, before);
+        auto is = streams(dir_ / "new", size, before);
+        EXPECT_EQ(is[0x0EEF], was[video]) << name;
+        EXPECT_EQ(is[4095], was[audio]) << name;
+        EXPECT_EQ(is.count(audio), 0u);
+    }
+}
+
+TEST_F(Commands, RemapMovesTheClockToAPidOfItsOwnAndIntoAStream) {
+    const auto was = streams(media("single.ts"));
+    std::string in = media("single.ts");
+    for (const std::string pcr : {"0x300", "0x201", "0x200"}) {
+        const Outcome outcome = shell("zvprobe remap '" + in + "' " + pcr +
+                                      " --program 1 --pmt 99 "
+                                      "--es 0x200,0x201 --pcr " +
+                                      pcr + " && zvprobe --strict " + pcr);
+        EXPECT_EQ(outcome.status, 0) << outcome.err << outcome.out;
+        EXPECT_EQ(outcome.out.find("PMT does not name"), std::string::npos) << outcome.out;
+        auto is = streams(dir_ / pcr);
+        EXPECT_EQ(is[0x200], was.at(256)) << pcr;
+        EXPECT_EQ(is[0x201], was.at(257)) << pcr;
+        in = pcr;
+    }
+}
+
+TEST_F(Commands, RemapTakesOneProgrammeOfSeveralAndRefusesWhatCannotBe) {
+    const std::string in = "'" + media("three-programs.ts") + "'";
+    const std::string good = " --program 7 --pmt 99 --pcr 512 --es 512,256";
+    EXPECT_EQ(shell("zvprobe remap --from 2 " + in + " new" + good).status, 0);
+    EXPECT_EQ(programme("new")["service"]["name"], "Film");
+    EXPECT_EQ(streams(dir_ / "new").size(), 6u);  // three tables, two streams, null packets
+    for (const std::string& line :
+         {in + " bad" + good, "new bad --from 2" + good,
+          std::string("new bad --program 7 --pmt 9 --pcr 512 --es 512,256"),
+          std::string("new bad --program 7 --pmt 512 --pcr 512 --es 512,256"),
+          std::string("new bad --program 7 --pmt 99 --pcr 0x11 --es 512,256"),
+          std::string("new bad --program 7 --pmt 99 --pcr 512 --es 512")}) {
+        EXPECT_EQ(shell("zvprobe remap " + line).status, 2) << line;
+    }
+    EXPECT_FALSE(std::filesystem::exists(dir_ / "bad"));
+}
+
+TEST_F(Commands, RemapRenewsTheParityOfChangedPackets) {
+    std::string bytes = read_file(media("single-204.ts"));
+    for (size_t at = 0; at < bytes.size(); at += 204) {
+        const auto* packet = reinterpret_cast<const uint8_t*>(bytes.data() + at);
+        const auto parity = zvprobe::rs_parity(std::span<const uint8_t, 188>(packet, 188));
+        bytes.replace(at + 188, 16, reinterpret_cast<const char*>(parity.data()), 16);
+    }
+    shell("zvprobe remap " + file(bytes) + " new --program 7 --pmt 99 --pcr 98 --es 98,97");
+    const std::string now = read_file(dir_ / "new");
+    ASSERT_EQ(now.size(), bytes.size());
+    // A code word is 0 at 2^0..2^15 (ETSI EN 300 421); x^8 = x^4 + x^3 + x^2 + 1.
+    for (size_t at = 0; at < now.size(); at += 204 * 50) {
+        for (int root = 0; root < 16; ++root) {
+            int value = 0;
+            for (size_t i = 0; i < 204; value ^= byte(now, at + i++))
+                for (int k = 0; k < root; ++k)
+                    value = value << 1 ^ (value & 0x80 ? 0x11D : 0);
+            EXPECT_EQ(value, 0) << at << " " << root;
+        }
+    }
+}
+
+TEST_F(Commands, ExtractAndRtpLeaveWholeFilesOrNone) {
+    const std::string source = "'" + media("single.ts") + "'";
+    const Outcome good = shell("zvprobe extract " + source + " es");
+    EXPECT_NE(good.out.find("es/1_0x101_aac.es: 50435 bytes"), std::string::npos) << good.out;
+    EXPECT_NE(good.out.find("* packets,skippedBytes,syncLosses:1679,0,0"), std::string::npos);
+    EXPECT_EQ(shell("zvprobe rtp - - < " + source + " | cmp - " + source).status, 0);
+    const Outcome full = shell("ulimit -f 40; zvprobe extract " + source + " part");
+    EXPECT_EQ(full.status, 3);
+    EXPECT_NE(full.err.find("part: cannot be written: File too large"), std::string::npos);
+    EXPECT_EQ(shell("zvprobe extract '" + media("h264-aac.flv") + "' part").status, 4);
+    EXPECT_EQ(shell("zvprobe extract missing part").status, 3);
+    EXPECT_FALSE(std::filesystem::exists(dir_ / "part"));
+}
+
+TEST_F(Commands, BuildMakesTablesThatDescribeAProgramme) {
+    const Outcome outcome = shell(
+        "(zvprobe build pat --program 258:0x142 - && zvprobe build sdt --service 0x102 --name N -"
+        " && zvprobe build pmt --program 258 --pmt 322 --pcr 0x101 --stream 0x1b:0x101 "
+        "--stream 3:0x102:0a04656e6701 - && zvprobe build null --count 3 -) > tables");
+    EXPECT_EQ(outcome.status, 0) << outcome.err;
+    EXPECT_EQ(programme("tables")["service"]["name"], "N");
+    EXPECT_EQ(programme("tables")["streams"][1]["descriptors"], "0a04656e6701");
+    EXPECT_EQ(shell("zvprobe build pat --program 1:0x2000 x").status, 2);
+    EXPECT_EQ(shell("zvprobe build sdt --name $(printf %0158d 1) x").status, 2);
+    EXPECT_EQ(shell("zvprobe build null missing/x").status, 3);
+}
+
+TEST_F(Commands, MonitorAndRtpReadDatagramsUntilInterrupted) {
+    const std::string bytes = read_file(media("single.ts"));
+    for (const std::string command : {"monitor --json-lines --interval 0.2 ", "rtp "}) {
+        Loopback loopback;
+        loopback.give_port_away();
+        std::thread sender([&] {
+            loopback.await_tool();
+            for (size_t i = 0; i * kDatagram < bytes.size(); ++i)
+                if (i != 9)
+                    loopback.send(zvtest::rtp_datagram(i, bytes.substr(i * kDatagram, kDatagram)));
+        });
+        const Outcome outcome =
+            shell("timeout --foreground --preserve-status -s INT 2 '" ZV_PROBE_BINARY "' " +
+                  command + "rtp://127.0.0.1:" + std::to_string(loopback.port));
+        sender.join();
+        EXPECT_EQ(outcome.status, 0) << outcome.err;
+        if (command == "rtp ") {
+            EXPECT_NE(outcome.out.find("bad:239,1,0,0,0,0\n"), std::string::npos) << outcome.out;
+            continue;
+        }
+        EXPECT_GE(std::count(outcome.out.begin(), outcome.out.end(), '\n'), 7);
+        const json last = json::parse(outcome.out.substr(outcome.out.rfind("\n{")));
+        EXPECT_EQ(last["interrupted"], true);
+        EXPECT_GT(last["monitor"]["elapsed_ms"], 1000);
+        EXPECT_EQ(last["mpegts"]["packets"], 1679 - 7);
+        EXPECT_EQ(last["mpegts"]["sync"]["losses"], 0);
+        EXPECT_GT(last["mpegts"]["continuity"]["errors"], 0);
+    }
+}
+
+TEST_F(Commands, PaceSendsAStreamAsFastAsItsClock) {
+    const std::string bytes = read_file(media("single.ts")).substr(0, 120 * kDatagram);
+    const Loopback loopback;
+    const std::string url = "udp://127.0.0.1:" + std::to_string(loopback.port);
+    Outcome outcome;
+    std::thread tool([&] { outcome = shell("zvprobe pace " + file(bytes) + " --to " + url); });
+    std::string all;
+    std::map<double, Clock::time_point> arrivals;  // by PCR, in seconds
+    for (std::string got; all.size() < bytes.size() && !(got = loopback.receive()).empty();) {
+        EXPECT_EQ(got.size(), kDatagram);
+        for (size_t at = 0; at < got.size(); at += 188) {
+            if ((byte(got, at + 3) & 0x20) == 0 || (byte(got, at + 5) & 0x10) == 0) continue;
+            double pcr = 0;
+            for (size_t i = 6; i < 10; ++i)
+                pcr = pcr * 256 + byte(got, at + i);
+            arrivals[pcr / 45000] = Clock::now();
+        }
+        all += got;
+    }
+    tool.join();
+    EXPECT_EQ(all, bytes);
+    ASSERT_GT(arrivals.size(), 10u);
+    const double meant = arrivals.rbegin()->first - arrivals.begin()->first;
+    const std::chrono::duration<double> took = arrivals.rbegin()->second - arrivals.begin()->second;
+    EXPECT_GT(meant, 2.5);
+    EXPECT_NEAR(took.count(), meant, 0.01 * meant);
+    EXPECT_NE(outcome.out.find("840 packets in "), std::string::npos) << outcome.out;
+}
+
+}  // namespace

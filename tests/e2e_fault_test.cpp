@@ -1,0 +1,103 @@
+// SPDX-License-Identifier: MIT
+// The tool where the world fails it: no room on the disk, no directory for its log, a signal in the
+// middle. It says so, and nothing that is only half of a file has a final name.
+#include <sys/stat.h>
+
+#include <set>
+
+#include "support/tool_run.h"
+
+namespace {
+
+using namespace zvtest;
+using Names = std::set<std::string>;
+
+const std::string kIn = "'" + media("single.ts") + "' ";
+const std::string kNewPids = "--program 7 --pmt 0x200 --pcr 0x201 --es 0x201,0x202 ";
+
+class Fault : public ToolTest {
+  protected:
+    Names names() const {
+        Names all;
+        for (const auto& entry : std::filesystem::directory_iterator(dir_))
+            if (entry.path().filename() != "stderr") all.insert(entry.path().filename());
+        return all;
+    }
+};
+
+TEST_F(Fault, AFullDiskLeavesNoPartOfAFile) {
+    file("kept");
+    const std::string commands[] = {
+        "zvprobe extract " + kIn + "es",
+        "zvprobe remap " + kIn + "stream " + kNewPids,
+        "zvprobe remap " + kIn + "new " + kNewPids,
+    };
+    for (const std::string& command : commands) {
+        const Outcome outcome = shell("ulimit -f 100; " + command);
+        EXPECT_EQ(outcome.status, 3) << command;
+        EXPECT_NE(outcome.err.find("cannot be written"), std::string::npos) << outcome.err;
+        EXPECT_EQ(names(), Names{"stream"}) << command;
+        EXPECT_EQ(read_file(dir_ / "stream"), "kept");
+    }
+    for (const char* command : {"", "--json "})
+        EXPECT_EQ(shell(std::string("zvprobe ") + command + kIn + "> /dev/full").status, 3);
+    EXPECT_EQ(shell("zvprobe remap " + kIn + "/dev/full " + kNewPids).status, 3);
+    EXPECT_EQ(shell("zvprobe remap " + kIn + "new " + kNewPids).status, 0);  // with room it works
+    EXPECT_EQ(names(), (Names{"stream", "new"}));
+}
+
+TEST_F(Fault, ALogThatCannotBeWrittenCostsTheLogOnly) {
+    const std::string expected = shell("zvprobe --json " + kIn).out;
+    const std::string monitored = shell("zvprobe monitor " + kIn).out;
+    std::filesystem::create_symlink("/dev/full", dir_ / "tsMonitor.txt");
+    std::filesystem::create_symlink("/dev/full", dir_ / "full");
+    for (const char* directory : {"$PWD/none/below", "/dev/null/none", "/proc", "$PWD"}) {
+        const std::string set = "export ZVLOG_DIR=\"" + std::string(directory) + "\"; ";
+        const Outcome probe = shell(set + "zvprobe --json " + kIn);
+        EXPECT_EQ(probe.status, 0) << directory;
+        EXPECT_EQ(probe.out, expected) << directory;
+        const Outcome monitor = shell(set + "zvprobe monitor " + kIn);
+        EXPECT_EQ(monitor.status, 0) << directory;
+        EXPECT_EQ(monitor.out, monitored) << directory;
+    }
+    for (const char* log : {"none/log", "full", "/dev/null/log"}) {
+        const Outcome probe = shell("zvprobe -v --log " + std::string(log) + " --json " + kIn);
+        EXPECT_EQ(probe.status, 0) << log;
+        EXPECT_EQ(probe.out, expected) << log;
+    }
+}
+
+// The source is a pipe that stays open, so the signal comes in the middle of the work.
+TEST_F(Fault, ASignalInTheMiddleEndsInOrder) {
+    const std::string feed = "{ cat " + kIn + "; exec sleep 30; } > pipe & feeder=$!; ";
+    const std::string commands[] = {"probe --json pipe", "monitor pipe", "extract pipe es"};
+    for (const std::string& command : commands) {
+        for (const char* signal : {"INT", "TERM"}) {
+            ASSERT_EQ(mkfifo((dir_ / "pipe").c_str(), 0600), 0);
+            const Outcome outcome = shell(
+                feed + "'" ZV_PROBE_BINARY "' " + command + " > out & tool=$!; sleep 1; kill -" +
+                signal + " $tool; wait $tool; status=$?; kill $feeder; cat out; exit $status");
+            EXPECT_EQ(outcome.status, 0) << command << outcome.err;
+            EXPECT_FALSE(outcome.out.empty()) << command;
+            const bool extracts = std::filesystem::exists(dir_ / "es");
+            EXPECT_EQ(extracts, command.starts_with("extract"));
+            if (extracts) {
+                for (const auto& entry : std::filesystem::directory_iterator(dir_ / "es"))
+                    EXPECT_EQ(entry.path().extension(), ".es") << entry.path();
+            }
+            for (const char* name : {"pipe", "out", "es"})
+                std::filesystem::remove_all(dir_ / name);
+        }
+    }
+}
+
+// The signal finds the tool in a write that nobody takes.
+TEST_F(Fault, ASignalEndsAWriteIntoAFullPipe) {
+    ASSERT_EQ(mkfifo((dir_ / "pipe").c_str(), 0600), 0);
+    const Outcome outcome =
+        shell("exec 3<>pipe; timeout --preserve-status -s INT -k 5 1 '" ZV_PROBE_BINARY "' remap " +
+              kIn + "pipe " + kNewPids);
+    EXPECT_EQ(outcome.status, 3) << outcome.err;
+}
+
+}  // namespace

@@ -1,0 +1,252 @@
+// SPDX-License-Identifier: MIT
+// Hostile input may not cost more per byte than its size says. Work is counted, not timed: the
+// library is compiled once more so that each basic block it runs calls a counter, and the bytes of
+// its memory operations are added.
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <cstring>
+#include <functional>
+#include <memory>
+
+#include "flv/flv_internal.h"
+#include "mpeg/mpegts/context.h"
+#include "mpeg/ts_packet/pes_header.h"
+#include "mpeg/ts_packet/ts_packet.h"
+#include "mpeg/ts_tools/packet_feed.h"
+#include "support/analyser.h"
+#include "support/ts_builder.h"
+#include "ts_tools.h"
+#include "zvlog.h"
+
+namespace {
+uint64_t work;
+}
+
+extern "C" {
+
+void __sanitizer_cov_trace_pc();
+void __sanitizer_cov_trace_pc() {
+    work += 1;
+}
+
+// The linker gives every call of memset and its like in this program to these.
+void* __real_memset(void* to, int byte, size_t size);
+void* __real_memcpy(void* to, const void* from, size_t size);
+void* __real_memmove(void* to, const void* from, size_t size);
+void* __real_memchr(const void* in, int byte, size_t size);
+void* __wrap_memset(void* to, int byte, size_t size);
+void* __wrap_memcpy(void* to, const void* from, size_t size);
+void* __wrap_memmove(void* to, const void* from, size_t size);
+void* __wrap_memchr(const void* in, int byte, size_t size);
+
+void* __wrap_memset(void* to, int byte, size_t size) {
+    work += size;
+    return __real_memset(to, byte, size);
+}
+void* __wrap_memcpy(void* to, const void* from, size_t size) {
+    work += size;
+    return __real_memcpy(to, from, size);
+}
+void* __wrap_memmove(void* to, const void* from, size_t size) {
+    work += size;
+    return __real_memmove(to, from, size);
+}
+// What it looked at, not what it was allowed to.
+void* __wrap_memchr(const void* in, int byte, size_t size) {
+    void* const found = __real_memchr(in, byte, size);
+    work +=
+        found == nullptr
+            ? size
+            : static_cast<size_t>(static_cast<const char*>(found) - static_cast<const char*>(in));
+    return found;
+}
+
+}  // extern "C"
+
+namespace {
+
+using namespace zvtest;
+
+constexpr size_t kSmall = size_t{1} << 20;
+constexpr size_t kLarge = 16 * kSmall;
+
+using Make = std::function<Bytes(size_t)>;
+using Use = std::function<void(const Bytes&)>;
+
+uint64_t work_of(const Use& use, const Bytes& bytes) {
+    const uint64_t before = work;
+    use(bytes);
+    return work - before;
+}
+
+// A tenth of slack: a quadratic share of even a hundredth of the small input's work breaks it.
+void expect_linear(const Make& make, const Use& use, const char* what) {
+    const uint64_t small = work_of(use, make(kSmall)), large = work_of(use, make(kLarge));
+    EXPECT_GT(small, kSmall / 1000) << what << ": nothing was counted";
+    EXPECT_LE(large, 16 * small + 16 * small / 10) << what;
+    testing::Test::RecordProperty(what, std::to_string(large / (kLarge >> 10)) + " per KiB");
+}
+
+Bytes repeated(const Bytes& pattern, size_t size) {
+    Bytes bytes;
+    bytes.reserve(size + pattern.size());
+    while (bytes.size() < size)
+        append(bytes, pattern);
+    bytes.resize(size);
+    return bytes;
+}
+
+Bytes sync_bytes(size_t size) {
+    return Bytes(size, 0x47);
+}
+
+Bytes sync_bytes_but_the_last_packet(size_t size) {
+    Bytes bytes = sync_bytes(size);
+    memset(bytes.data() + size - 204, 0, 204);
+    return bytes;
+}
+
+// Three starts agree, the fourth never does.
+Bytes syncs_that_break(size_t size) {
+    TsStream stream;
+    stream.add(0x100, 3);
+    Bytes pattern = stream;
+    append(pattern, Bytes(187, 0x47));
+    pattern.push_back(0);
+    return repeated(pattern, size);
+}
+
+void search(const Bytes& bytes) {
+    zvsi_api_tsOffsetInBuf(bytes.data(), static_cast<int>(bytes.size()));
+    mpegts_api_getTsPktSize3(bytes.data(), static_cast<uint32_t>(bytes.size()));
+}
+
+void feed(const Bytes& bytes, size_t piece) {
+    const auto feeder = std::make_unique<zv::PacketFeed>();
+    for (size_t at = 0; at < bytes.size(); at += piece) {
+        feeder->append(std::span(bytes).subspan(at, std::min(piece, bytes.size() - at)));
+        while (!feeder->next().empty()) {
+        }
+    }
+    feeder->finish();
+    while (!feeder->next().empty()) {
+    }
+}
+
+void analyse(const Bytes& bytes) {
+    Analyser analyser;
+    analyser.parse(bytes, ZV_TS_CHECK_CC | ZV_TS_PES_TIMING);
+}
+
+class LinearTime : public testing::Test {
+  protected:
+    void SetUp() override { zvlog_api_setLoglevel(0); }
+};
+
+TEST_F(LinearTime, SearchForPackets) {
+    const std::pair<const char*, Make> inputs[] = {
+        {"sync bytes", sync_bytes},
+        {"sync bytes but the last packet", sync_bytes_but_the_last_packet},
+        {"syncs that break", syncs_that_break}};
+    for (const auto& [name, make] : inputs) {
+        SCOPED_TRACE(name);
+        expect_linear(make, search, "search");
+        expect_linear(
+            make, [](const Bytes& bytes) { feed(bytes, 65536); }, "feed");
+        expect_linear(
+            make, [](const Bytes& bytes) { feed(bytes, 13); }, "feed in small pieces");
+        expect_linear(make, analyse, "analyse");
+    }
+}
+
+TEST_F(LinearTime, SearchForAPesHeaderThatNeverCompletes) {
+    constexpr int kReadBehind = 32;  // the caller vouches for a header behind the last offset
+    const Bytes start_codes[] = {{0, 0, 1}, {0, 0, 1, 0xE0}, {1}, {0, 0, 1, 0xE0, 0, 0}};
+    for (const Bytes& pattern : start_codes) {
+        const auto find = [](const Bytes& bytes) {
+            EXPECT_EQ(pes_find(bytes.data(), static_cast<int32_t>(bytes.size()) - kReadBehind), -1);
+        };
+        expect_linear([&](size_t size) { return repeated(pattern, size); }, find, "PES search");
+    }
+}
+
+// One tag with a body of that size.
+Bytes script_tag(const Bytes& head, const Bytes& pattern, size_t size) {
+    const size_t body = std::min<size_t>(size, 0xFFFFFF);  // three bytes hold the size
+    Bytes tag = {18};
+    tag.push_back(static_cast<uint8_t>(body >> 16));
+    append16(tag, static_cast<int>(body & 0xFFFF));
+    append(tag, Bytes(7, 0));
+    append(tag, head);
+    append(tag, repeated(pattern, body - head.size()));
+    append32(tag, static_cast<uint32_t>(body + 11));
+    return tag;
+}
+
+void check_flv(const Bytes& bytes, size_t piece) {
+    const auto probe = std::make_unique<FLVProbe>();
+    for (size_t at = 0; at < bytes.size(); at += piece)
+        flv_api_check(probe.get(), bytes.data() + at,
+                      static_cast<uint32_t>(std::min(piece, bytes.size() - at)));
+}
+
+// The body of a tag, as a host that walks a file has it read.
+void read_script(const Bytes& tag) {
+    const auto context = std::make_unique<FLVContext>();
+    context->data_len = static_cast<uint32_t>(tag.size() - 11 - 4);
+    flv_innerapi_getpayload_script(context.get(), tag.data() + 11, 0);
+}
+
+TEST_F(LinearTime, ScriptValuesWithoutEnd) {
+    const Bytes object = {3}, array = {8, 0x7F, 0xFF, 0xFF, 0xFF};
+    const Bytes patterns[] = {{5},
+                              {0xEE},
+                              {3},
+                              {8},
+                              {0, 0, 5},
+                              {0, 0, 3},
+                              {0, 0, 9},
+                              {0, 0, 8, 0x7F, 0xFF, 0xFF, 0xFF},
+                              {0, 0, 2, 0, 0},
+                              {10, 0xFF, 0xFF, 0xFF, 0xFF}};
+    for (const Bytes& head : {Bytes{}, object, array}) {
+        for (const Bytes& pattern : patterns) {
+            SCOPED_TRACE(testing::PrintToString(head) + testing::PrintToString(pattern));
+            const auto make = [&](size_t size) { return script_tag(head, pattern, size); };
+            expect_linear(make, read_script, "script");
+        }
+    }
+    expect_linear([](size_t size) { return repeated(script_tag({}, {5}, 64), size); },
+                  [](const Bytes& bytes) { check_flv(bytes, 11 + 64 + 4); }, "tags of 64 bytes");
+    expect_linear([](size_t size) { return script_tag({}, {5}, size); },
+                  [](const Bytes& bytes) { check_flv(bytes, 1024); }, "a tag in pieces");
+}
+
+// Thirty programmes are kept of the thousands that a PAT may name; every table is damaged.
+Bytes damaged_tables(size_t size) {
+    constexpr int kProgrammes = 30;
+    ProgramList programmes;
+    for (int i = 0; i < kProgrammes; ++i)
+        programmes.push_back({i + 1, 0x100 + i});
+    TsStream stream;
+    stream.add(pat_packet(programmes));
+    const Bytes loop(100, 0xFF);
+    for (size_t i = 0; i * 188 < size; ++i) {
+        const int number = static_cast<int>(i % 10'000);
+        Section table = pmt(number + 1, 0x1FFE, {{0x1B, 0x1000, loop}, {0x0F, 0x1001}});
+        stream.add(TsPacket(0x100 + number % kProgrammes).section(table.break_crc()));
+    }
+    return stream;
+}
+
+TEST_F(LinearTime, TablesWhoseChecksumIsNeverRight) {
+    expect_linear(damaged_tables, analyse, "PMT");
+    const auto services = [](size_t size) {
+        Section table = sdt({{1, 1, std::string(60, 'p'), std::string(60, 'n')}});
+        return repeated(TsPacket(0x11).section(table.break_crc()).cc(0).build(), size);
+    };
+    expect_linear(services, analyse, "SDT");
+}
+
+}  // namespace

@@ -1,0 +1,67 @@
+// SPDX-License-Identifier: MIT
+// Datagrams to and from a tool over the loopback interface.
+#pragma once
+
+#include <arpa/inet.h>
+#include <poll.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <string>
+#include <thread>
+#include <utility>
+
+#include "tool_run.h"
+
+namespace zvtest {
+
+inline sockaddr_in local_address(int port) {
+    return {AF_INET, htons(static_cast<uint16_t>(port)), {htonl(INADDR_LOOPBACK)}, {}};
+}
+
+// A socket of the loopback interface.
+struct Loopback {
+    Loopback() {
+        sockaddr_in address = local_address(0);
+        socklen_t length = sizeof address;
+        bind(fd, reinterpret_cast<sockaddr*>(&address), length);
+        getsockname(fd, reinterpret_cast<sockaddr*>(&address), &length);
+        port = ntohs(address.sin_port);
+    }
+    ~Loopback() { close(fd); }
+
+    // Leaves the port to the tool, sends there from now on.
+    void give_port_away() { close(std::exchange(fd, socket(AF_INET, SOCK_DGRAM, 0))); }
+    void await_tool() const {
+        char entry[16];
+        std::snprintf(entry, sizeof entry, ":%04X 0", static_cast<unsigned>(port));
+        for (int i = 0; i < 500 && read_file("/proc/net/udp").find(entry) == std::string::npos; ++i)
+            std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    }
+    void send(const std::string& bytes) const {
+        const sockaddr_in to = local_address(port);
+        sendto(fd, bytes.data(), bytes.size(), 0, reinterpret_cast<const sockaddr*>(&to),
+               sizeof to);
+        std::this_thread::sleep_for(std::chrono::milliseconds(2));
+    }
+    // -> a datagram; empty when none came for a second
+    std::string receive() const {
+        pollfd wait = {fd, POLLIN, 0};
+        std::string bytes(2000, '\0');
+        if (poll(&wait, 1, 1000) != 1) return {};
+        bytes.resize(static_cast<size_t>(recv(fd, bytes.data(), bytes.size(), 0)));
+        return bytes;
+    }
+
+    int fd = socket(AF_INET, SOCK_DGRAM, 0);
+    int port;
+};
+
+// With a CSRC, a header extension and padding around the payload.
+inline std::string rtp_datagram(size_t sequence, const std::string& payload) {
+    const std::string head = {'\xB1', 33, 0, static_cast<char>(sequence)};
+    return head + std::string(12, '\0') + std::string("\0\1\0\1wxyz", 8) + payload +
+           std::string("\0\0\3", 3);
+}
+
+}  // namespace zvtest

@@ -1,0 +1,178 @@
+// SPDX-License-Identifier: MIT
+// `remap`: a copy of a file whose programme has another number and other PIDs. The file is read
+// twice: what is in it decides what can be done.
+#include <unistd.h>
+
+#include <iostream>
+#include <memory>
+
+#include "exit_status.h"
+#include "interrupt.h"
+#include "numbers.h"
+#include "progress.h"
+#include "remap_writer.h"
+#include "session.h"
+#include "terminal.h"
+#include "ts_probe.h"
+
+namespace zvprobe {
+namespace {
+
+constexpr uint32_t kMostNumber = 0xFFFF;
+
+struct RemapOptions {
+    std::string in;
+    std::string out;
+    std::string from;
+    std::string program;
+    std::string pmt;
+    std::string pcr;
+    std::string es;
+};
+
+class UnknownFormat : public std::runtime_error {
+  public:
+    using std::runtime_error::runtime_error;
+};
+
+RemapWish wish_of(const RemapOptions& options) {
+    RemapWish wish = {std::nullopt,
+                      number_from(options.program, 1, kMostNumber, "programme"),
+                      pid_from(options.pmt, "PMT"),
+                      pid_from(options.pcr, "PCR"),
+                      {}};
+    if (!options.from.empty()) wish.from = number_from(options.from, 1, kMostNumber, "programme");
+    for (const std::string_view pid : split(options.es, ','))
+        wish.es_pids.push_back(pid_from(pid, "stream"));
+    return wish;
+}
+
+void check_reading(const Source& source) {
+    if (!source.error().empty()) throw SourceError("reading stopped: " + source.error());
+    if (interrupted()) throw SourceError("interrupted, nothing is written");
+}
+
+class Remap {
+  public:
+    Remap(const RemapOptions& options, const Session& session)
+        : options_(options),
+          wish_(wish_of(options)),
+          draw_(!session.quiet && is_terminal(STDERR_FILENO)),
+          talk_(!session.quiet && options.out != "-") {}
+
+    void run() {
+        const TsReport report = look();
+        const RemapPlan plan = make_remap_plan(report, inventory_, wish_);
+        for (const std::string& warning : plan.warnings)
+            complain(options_.in, warning);
+        write(plan, report.reading.packets);
+    }
+
+  private:
+    TsReport look() {
+        const auto source = open_source(options_.in);
+        if (!source->size()) throw SourceError("not a file, which is read twice");
+        const auto window = source->next(0);
+        const auto first = find_first_packet(window, source->at_end());
+        if (!first) throw UnknownFormat("not a transport stream");
+        Progress progress(2 * *source->size(), draw_);
+        TsProbeOptions probe;
+        probe.on_progress = [&progress](uint64_t bytes) { progress.show(bytes); };
+        probe.on_packets = [this](std::span<const uint8_t> packets, size_t packet_size) {
+            for (size_t at = 0; at + kPacketSize <= packets.size(); at += packet_size)
+                inventory_.see(packets.subspan(at).first<kPacketSize>());
+        };
+        TsReport report = probe_transport_stream(options_.in, *source, window, *first, probe);
+        check_reading(*source);
+        warn_of_damage(report.reading);
+        return report;
+    }
+
+    void warn_of_damage(const TsReading& reading) const {
+        const uint64_t left_out = reading.skipped_bytes + reading.trailing_bytes;
+        if (left_out != 0)
+            complain(options_.in, std::to_string(left_out) + " bytes of no packet are left out");
+    }
+
+    void write(const RemapPlan& plan, uint64_t expected_packets) const {
+        const auto source = open_source(options_.in);
+        const auto window = source->next(0);
+        const auto first = find_first_packet(window, source->at_end());
+        if (!first) throw RemapError("changed while it was read");
+        Progress progress(2 * source->size().value_or(0), draw_);
+        TsPackets packets(*source, window, *first);
+        OutFile out(options_.out);
+        RemapWriter writer(plan, out);
+        uint64_t count = 0;
+        for (TsPacket packet; packets.next(packet) && !interrupted(); ++count) {
+            writer.take(packet);
+            progress.show(source->size().value_or(0) + packets.bytes());
+        }
+        check_reading(*source);
+        if (count != expected_packets) throw RemapError("changed while it was read");
+        out.commit();
+        if (!talk_) return;
+        std::cout << printable(options_.out) << ": programme " << plan.old_program_number
+                  << " is now " << wish_.program_number << ", " << writer.packets() << " packets\n";
+    }
+
+    const RemapOptions& options_;
+    const RemapWish wish_;
+    const bool draw_;
+    const bool talk_;
+    PidInventory inventory_;
+};
+
+int run_remap(const RemapOptions& options, const Session& session) {
+    try {
+        Remap(options, session).run();
+        return kExitOk;
+    } catch (const UsageError& error) {
+        complain(options.in, error.what());
+        return kExitUsage;
+    } catch (const UnknownFormat& error) {
+        complain(options.in, error.what());
+        return kExitUnknownFormat;
+    } catch (const RemapError& error) {
+        complain(options.in, error.what());
+    } catch (const SourceError& error) {
+        complain(options.in, error.what());
+    } catch (const OutputError& error) {
+        complain(options.out, std::string("cannot be written: ") + error.what());
+    }
+    return kExitCannotOpen;
+}
+
+}  // namespace
+
+void add_remap_command(CLI::App& root, Session& session) {
+    const auto options = std::make_shared<RemapOptions>();
+    CLI::App& command =
+        *root.add_subcommand("remap", "Copy a programme under another number and other PIDs");
+    command.add_option("IN", options->in, "The transport stream, a file")->required();
+    command
+        .add_option("OUT", options->out, "The copy, which may replace IN; - for standard output")
+        ->required();
+    command.add_option("--program", options->program, "New programme number")
+        ->type_name("N")
+        ->required();
+    command.add_option("--pmt", options->pmt, "New PID of the PMT")->type_name("PID")->required();
+    command.add_option("--pcr", options->pcr, "New PID of the PCR: one of --es, or its own")
+        ->type_name("PID")
+        ->required();
+    command.add_option("--es", options->es, "New PIDs of the streams, in the order of the PMT")
+        ->type_name("PID,PID")
+        ->required();
+    command
+        .add_option("--from", options->from,
+                    "The programme to take when there are several; the others become null packets")
+        ->type_name("N");
+    command.footer(
+        "PIDs and numbers are decimal, or hexadecimal behind 0x. Other packets, such as service\n"
+        "information, are kept as they are.");
+    command.callback([options, &session] {
+        session.run = [options, &session] { return run_remap(*options, session); };
+    });
+}
+
+}  // namespace zvprobe

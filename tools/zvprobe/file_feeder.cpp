@@ -1,0 +1,78 @@
+// SPDX-License-Identifier: MIT
+// Implementation of file_feeder.h.
+#include "file_feeder.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <csignal>
+#include <cstring>
+#include <utility>
+
+#include "interrupt.h"
+
+namespace zvprobe {
+namespace {
+
+constexpr int kPipeSize = 1 << 20;
+constexpr size_t kPiece = size_t{64} << 10;
+
+// Signals are for the thread that waits; a reader that has gone is no reason to die.
+void block_signals() {
+    sigset_t all;
+    sigfillset(&all);
+    sigdelset(&all, SIGBUS);  // of the mapped file
+    pthread_sigmask(SIG_BLOCK, &all, nullptr);
+}
+
+}  // namespace
+
+FileFeeder::FileFeeder(std::unique_ptr<Source> source, bool draw)
+    : source_(std::move(source)), progress_(source_->size().value_or(0), draw) {
+    int ends[2];
+    if (pipe2(ends, O_CLOEXEC) != 0) throw SourceError(std::strerror(errno));
+    read_end_ = ends[0];
+    write_end_ = ends[1];
+    fcntl(write_end_, F_SETPIPE_SZ, kPipeSize);
+    thread_ = std::thread([this] {
+        block_signals();
+        feed();
+        close(write_end_);
+    });
+}
+
+FileFeeder::~FileFeeder() {
+    finish();
+}
+
+std::string FileFeeder::finish() {
+    if (thread_.joinable()) {
+        close(read_end_);
+        thread_.join();
+    }
+    return source_->error();
+}
+
+void FileFeeder::feed() {
+    uint64_t done = 0;
+    for (auto window = source_->next(0); !window.empty(); window = source_->next(0)) {
+        while (!window.empty()) {
+            const auto piece = window.first(std::min(window.size(), kPiece));
+            if (interrupted() || !write(piece)) return;
+            progress_.show(done += piece.size());
+            window = window.subspan(piece.size());
+        }
+    }
+}
+
+bool FileFeeder::write(std::span<const uint8_t> bytes) const {
+    while (!bytes.empty()) {
+        const ssize_t written = ::write(write_end_, bytes.data(), bytes.size());
+        if (written <= 0) return false;
+        bytes = bytes.subspan(static_cast<size_t>(written));
+    }
+    return true;
+}
+
+}  // namespace zvprobe
