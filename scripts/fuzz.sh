@@ -1,0 +1,42 @@
+#!/bin/sh
+# SPDX-License-Identifier: MIT
+# Builds the fuzz targets with libFuzzer and both sanitizers and runs each from its corpus, two at
+# a time. New inputs go to a scratch folder; inputs that fail stay in build-fuzz/findings.
+# usage: scripts/fuzz.sh [--if-available] SECONDS
+#   --if-available  without clang, say so and succeed
+set -eu
+cd "$(dirname "$0")/.."
+missing_status=1
+[ "${1:-}" = --if-available ] && { missing_status=0; shift; }
+case ${1:-} in
+'' | *[!0-9]*)
+    echo "usage: scripts/fuzz.sh [--if-available] SECONDS" >&2
+    exit 2
+    ;;
+esac
+if ! command -v clang++ >/dev/null; then
+    echo "fuzz.sh: clang++ is not installed; the fuzz targets need it" >&2
+    exit $missing_status
+fi
+
+cmake --preset fuzz -DZV_BUILD_FUZZERS=ON
+cmake --build --preset fuzz
+SECONDS_EACH=$1
+FINDINGS=$PWD/build-fuzz/findings
+SCRATCH=$(mktemp -d)
+export SECONDS_EACH FINDINGS SCRATCH
+trap 'rm -rf "$SCRATCH"' EXIT
+mkdir -p "$FINDINGS"
+
+# shellcheck disable=SC2016
+ls fuzz/corpus | xargs -P 2 -I TARGET sh -c '
+    mkdir -p "$SCRATCH/TARGET"
+    if build-fuzz/bin/fuzz_TARGET -max_total_time="$SECONDS_EACH" -print_final_stats=1 \
+        -artifact_prefix="$FINDINGS/TARGET-" "$SCRATCH/TARGET" "fuzz/corpus/TARGET" \
+        >"$SCRATCH/TARGET.log" 2>&1; then
+        echo "TARGET: $(sed -n "s/^stat::number_of_executed_units: *//p" "$SCRATCH/TARGET.log") executions"
+    else
+        echo "TARGET: FAILED"
+        tail -n 60 "$SCRATCH/TARGET.log"
+        exit 1
+    fi'
