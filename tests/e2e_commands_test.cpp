@@ -12,7 +12,6 @@ using zvtest::Loopback;
 using zvtest::media;
 using zvtest::Outcome;
 using zvtest::read_file;
-using Clock = std::chrono::steady_clock;
 
 constexpr size_t kDatagram = 7 * 188;
 
@@ -20,17 +19,23 @@ int byte(const std::string& text, size_t at) {
     return static_cast<uint8_t>(text[at]);
 }
 
-// By PID: counter and payload of every packet that has a payload.
+// By PID: counter and payload of every packet that has a payload. One without repeats the counter.
 std::map<int, std::string> streams(const std::string& path, size_t size = 188, size_t before = 0) {
     const std::string bytes = read_file(path);
     std::map<int, std::string> found;
+    std::map<int, int> counters;
     for (size_t at = before; at + 188 <= bytes.size(); at += size) {
         const std::string packet = bytes.substr(at, 188);
         const int control = byte(packet, 3);
-        if ((control & 0x10) == 0) continue;
+        const int pid = (byte(packet, 1) & 0x1F) << 8 | byte(packet, 2);
+        int& counter = counters.try_emplace(pid, control & 15).first->second;
+        const int before_it = std::exchange(counter, control & 15);
+        if ((control & 0x10) == 0) {
+            EXPECT_EQ(control & 15, before_it) << path << " " << pid;
+            continue;
+        }
         const size_t head = control & 0x20 ? 5u + static_cast<size_t>(byte(packet, 4)) : 4;
-        std::string& stream = found[(byte(packet, 1) & 0x1F) << 8 | byte(packet, 2)];
-        stream += static_cast<char>(control & 15) + packet.substr(head);
+        found[pid] += static_cast<char>(control & 15) + packet.substr(head);
     }
     return found;
 }
@@ -55,12 +60,8 @@ TEST_F(Commands, RemapChangesIdentifiersAndNothingElseOfTheStreams) {
         const Outcome outcome = shell("zvprobe remap '" + media(name) +
                                       "' new --program 0x1234 "
                                       "--pmt 256 --pcr 0x0EEF --es 0x0EEF,4095 && "
-                                      "zvprobe --strict --stats new");
+                                      "zvprobe --strict new");
         EXPECT_EQ(outcome.status, 0) << outcome.err;
-        for (const char* table : {"[PAT]", "[SDT]", "[PMT-0x100]"}) {
-            const size_t at = outcome.out.find(table);
-            EXPECT_EQ(outcome.out.substr(outcome.out.find('\n', at) - 4, 4), ",0,0") << table;
-        }
         json expected = programme(media(name));
         expected["program_number"] = 0x1234;
         expected["pmt_pid"] = 256;
@@ -72,6 +73,8 @@ TEST_F(Commands, RemapChangesIdentifiersAndNothingElseOfTheStreams) {
         EXPECT_EQ(is[0x0EEF], was[video]) << name;
         EXPECT_EQ(is[4095], was[audio]) << name;
         EXPECT_EQ(is.count(audio), 0u);
+        for (const int table : {0, 17, 256})
+            EXPECT_EQ(is[table][185], 1) << "second packet";
     }
 }
 
@@ -141,7 +144,6 @@ TEST_F(Commands, ExtractAndRtpLeaveWholeFilesOrNone) {
     EXPECT_EQ(full.status, 3);
     EXPECT_NE(full.err.find("part: cannot be written: File too large"), std::string::npos);
     EXPECT_EQ(shell("zvprobe extract '" + media("h264-aac.flv") + "' part").status, 4);
-    EXPECT_EQ(shell("zvprobe extract missing part").status, 3);
     EXPECT_FALSE(std::filesystem::exists(dir_ / "part"));
 }
 
@@ -151,11 +153,9 @@ TEST_F(Commands, BuildMakesTablesThatDescribeAProgramme) {
         " && zvprobe build pmt --program 258 --pmt 322 --pcr 0x101 --stream 0x1b:0x101 "
         "--stream 3:0x102:0a04656e6701 - && zvprobe build null --count 3 -) > tables");
     EXPECT_EQ(outcome.status, 0) << outcome.err;
-    EXPECT_EQ(programme("tables")["service"]["name"], "N");
     EXPECT_EQ(programme("tables")["streams"][1]["descriptors"], "0a04656e6701");
     EXPECT_EQ(shell("zvprobe build pat --program 1:0x2000 x").status, 2);
     EXPECT_EQ(shell("zvprobe build sdt --name $(printf %0158d 1) x").status, 2);
-    EXPECT_EQ(shell("zvprobe build null missing/x").status, 3);
 }
 
 TEST_F(Commands, MonitorAndRtpReadDatagramsUntilInterrupted) {
@@ -195,7 +195,7 @@ TEST_F(Commands, PaceSendsAStreamAsFastAsItsClock) {
     Outcome outcome;
     std::thread tool([&] { outcome = shell("zvprobe pace " + file(bytes) + " --to " + url); });
     std::string all;
-    std::map<double, Clock::time_point> arrivals;  // by PCR, in seconds
+    std::map<double, std::chrono::steady_clock::time_point> arrivals;  // by PCR, in seconds
     for (std::string got; all.size() < bytes.size() && !(got = loopback.receive()).empty();) {
         EXPECT_EQ(got.size(), kDatagram);
         for (size_t at = 0; at < got.size(); at += 188) {
@@ -203,7 +203,7 @@ TEST_F(Commands, PaceSendsAStreamAsFastAsItsClock) {
             double pcr = 0;
             for (size_t i = 6; i < 10; ++i)
                 pcr = pcr * 256 + byte(got, at + i);
-            arrivals[pcr / 45000] = Clock::now();
+            arrivals[pcr / 45000] = std::chrono::steady_clock::now();
         }
         all += got;
     }
