@@ -6,6 +6,7 @@
 #include <iostream>
 #include <memory>
 
+#include "copy_command.h"
 #include "exit_status.h"
 #include "flv_copy.h"
 #include "flv_probe.h"
@@ -19,10 +20,7 @@
 namespace zvprobe {
 namespace {
 
-struct FlvMetaOptions {
-    std::string in;
-    std::string out;
-};
+using FlvMetaOptions = CopyFiles;
 
 // What ends the command; the text does not name the input.
 class FlvMetaError : public std::runtime_error {
@@ -98,7 +96,7 @@ void warn_of_damage(const FlvMetaOptions& options, const FlvReading& reading) {
         complain(options.in, std::to_string(reading.size_mismatches) + " size words are put right");
 }
 
-int run_flv_meta(const FlvMetaOptions& options, const Session& session) {
+int rewrite(const FlvMetaOptions& options, const Session& session) {
     try {
         FlvCopyList list;
         const FlvReport report = walk(options.in, list);
@@ -108,12 +106,7 @@ int run_flv_meta(const FlvMetaOptions& options, const Session& session) {
     } catch (const FlvMetaError& error) {
         complain(options.in, error.what());
         return error.status();
-    } catch (const SourceError& error) {
-        complain(options.in, error.what());
-    } catch (const OutputError& error) {
-        complain(options.out, std::string("cannot be written: ") + error.what());
     }
-    return kExitCannotOpen;
 }
 
 }  // namespace
@@ -122,12 +115,11 @@ void add_flv_meta_command(CLI::App& root, Session& session) {
     const auto options = std::make_shared<FlvMetaOptions>();
     CLI::App& command =
         *root.add_subcommand("flv-meta", "Copy an FLV file with a fresh onMetaData block");
-    command.add_option("IN", options->in, "The FLV file")->required();
-    command
-        .add_option("OUT", options->out, "The copy, which may replace IN; - for standard output")
-        ->required();
+    add_copy_files(command, *options, "The FLV file");
     command.callback([options, &session] {
-        session.run = [options, &session] { return run_flv_meta(*options, session); };
+        session.run = [options, &session] {
+            return run_copy(*options, [&] { return rewrite(*options, session); });
+        };
     });
 }
 

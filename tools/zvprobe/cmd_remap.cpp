@@ -6,6 +6,7 @@
 #include <iostream>
 #include <memory>
 
+#include "copy_command.h"
 #include "exit_status.h"
 #include "interrupt.h"
 #include "numbers.h"
@@ -20,9 +21,7 @@ namespace {
 
 constexpr uint32_t kMostNumber = 0xFFFF;
 
-struct RemapOptions {
-    std::string in;
-    std::string out;
+struct RemapOptions : CopyFiles {
     std::string from;
     std::string program;
     std::string pmt;
@@ -123,7 +122,7 @@ class Remap {
     PidInventory inventory_;
 };
 
-int run_remap(const RemapOptions& options, const Session& session) {
+int remap(const RemapOptions& options, const Session& session) {
     try {
         Remap(options, session).run();
         return kExitOk;
@@ -135,10 +134,6 @@ int run_remap(const RemapOptions& options, const Session& session) {
         return kExitUnknownFormat;
     } catch (const RemapError& error) {
         complain(options.in, error.what());
-    } catch (const SourceError& error) {
-        complain(options.in, error.what());
-    } catch (const OutputError& error) {
-        complain(options.out, std::string("cannot be written: ") + error.what());
     }
     return kExitCannotOpen;
 }
@@ -149,10 +144,7 @@ void add_remap_command(CLI::App& root, Session& session) {
     const auto options = std::make_shared<RemapOptions>();
     CLI::App& command =
         *root.add_subcommand("remap", "Copy a programme under another number and other PIDs");
-    command.add_option("IN", options->in, "The transport stream, a file")->required();
-    command
-        .add_option("OUT", options->out, "The copy, which may replace IN; - for standard output")
-        ->required();
+    add_copy_files(command, *options, "The transport stream, a file");
     command.add_option("--program", options->program, "New programme number")
         ->type_name("N")
         ->required();
@@ -171,7 +163,9 @@ void add_remap_command(CLI::App& root, Session& session) {
         "PIDs and numbers are decimal, or hexadecimal behind 0x. Other packets, such as service\n"
         "information, are kept as they are.");
     command.callback([options, &session] {
-        session.run = [options, &session] { return run_remap(*options, session); };
+        session.run = [options, &session] {
+            return run_copy(*options, [&] { return remap(*options, session); });
+        };
     });
 }
 
