@@ -26,8 +26,9 @@ constexpr uint32_t kKindAudio = 2;
 
 // What the parse loop knows of a PID once all tables are known; see pid_dispatch.h.
 struct PidDispatch {
-    uint64_t tables_stamp;  // of the tables this was derived from; 0 when not derived yet
+    uint64_t tables_stamp;  // of the tables this was derived from; 0 when it must be derived
     uint16_t entry[kPidCount];
+    MPEGTSStream ignored;  // takes the null packets, so that they cost no branch of their own
 };
 
 }  // namespace zv

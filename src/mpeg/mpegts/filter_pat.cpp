@@ -7,6 +7,7 @@
 #include "bitStream/log.h"
 #include "mpeg/mpegts/continuity_label.h"
 #include "mpeg/mpegts/filters.h"
+#include "mpeg/mpegts/pid_dispatch.h"
 #include "mpeg/mpegts/section.h"
 
 namespace {
@@ -65,6 +66,7 @@ bool store_program(MPEGTSContext& ctx, uint16_t program_number, uint16_t pid) {
     ctx.has_pat = 1;
     ctx.is_update = 1;
     ctx.totalnum_program = static_cast<uint16_t>(slot + 1);
+    zv::forget_dispatch(ctx);
     return true;
 }
 

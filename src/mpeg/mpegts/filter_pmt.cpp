@@ -9,6 +9,7 @@
 #include "bitStream/log.h"
 #include "mpeg/mpegts/continuity_label.h"
 #include "mpeg/mpegts/filters.h"
+#include "mpeg/mpegts/pid_dispatch.h"
 #include "mpeg/mpegts/section.h"
 #include "mpeg/mpegts/stream_class.h"
 #include "zvcommon.h"
@@ -82,6 +83,7 @@ struct PmtPacket {
 
 void store_entry(PmtPacket& pmt, const StreamEntry& entry, const zv::StreamClass& type) {
     store_stream(pmt.program, entry, type.kind);
+    zv::forget_dispatch(pmt.ctx);
     pmt.program.pmt_parsed = 1;
     pmt.ctx.is_update = 1;
     pmt.ctx.has_pmt = 1;

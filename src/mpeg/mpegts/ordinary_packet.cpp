@@ -4,7 +4,6 @@
 #include "mpeg/mpegts/ordinary_packet.h"
 
 #include "mpeg/mpegts/filters.h"
-#include "mpeg/mpegts/pid_dispatch.h"
 
 namespace zv {
 namespace {
@@ -27,7 +26,14 @@ bool wants_pcr_stage(HeaderWord head, const uint8_t* pkt) {
     return control == kAfcAdaptationOnly || (control == kAfcBoth && pkt[4] >= 7 && pkt[5] & 0x10);
 }
 
-// What the option word asks of every stream packet, made ready once a call.
+[[gnu::noinline]] void start_unit(MPEGTSContext& ctx, MPEGTSStream& es, const uint8_t* pkt,
+                                  bool paces) {
+    if (&es == &ctx.dispatch.ignored) return;
+    ctx.ts_head = decode_header(pkt);
+    mpegts_innerapi_filterPes(&ctx, &es, pkt + kTsHeaderSize, paces);
+}
+
+// What the option word asks of every stream packet, made ready once a run.
 class StreamWork {
   public:
     StreamWork(MPEGTSContext& ctx, uint8_t flags)
@@ -37,16 +43,16 @@ class StreamWork {
           paced_(flags & ZV_TS_PACE_PES ? ctx.btc_es : nullptr) {}
 
     // -> false, with nothing done, when the packet is out of order
-    bool take(MPEGTSStream& es, HeaderWord head, const uint8_t* pkt) const {
+    bool take(MPEGTSStream& es, uint16_t entry, HeaderWord head, const uint8_t* pkt) const {
         if (checks_continuity_) {
             const uint8_t cc = head.continuity_counter();
-            if (!continuity_in_order(es.cc_state, cc, 1)) return false;
+            if (!in_order(es, entry, cc)) return false;
             es.cc_state.started = 1;
             es.cc_state.last_cc = cc;
         }
         if (!times_all_ && &es != paced_) return true;
         if (head.starts_unit())
-            start_unit(es, pkt);
+            start_unit(ctx_, es, pkt, &es == paced_);
         else
             es.timing.pes_data_recvd =
                 static_cast<uint16_t>(es.timing.pes_data_recvd + kTsBodySize);
@@ -54,9 +60,12 @@ class StreamWork {
     }
 
   private:
-    [[gnu::noinline]] void start_unit(MPEGTSStream& es, const uint8_t* pkt) const {
-        zvsi_api_tsHeaderParse(&ctx_.ts_head, pkt, kTsPacketSize, 0);
-        mpegts_innerapi_filterPes(&ctx_, &es, pkt + kTsHeaderSize, &es == paced_);
+    // Null packets come at random among the others: a mask, because a branch on them would be
+    // guessed wrong every other time.
+    static bool in_order(const MPEGTSStream& es, uint16_t entry, uint8_t cc) {
+        const unsigned counter_bits = ((entry & kHasNoOrder) - 1u) & 15;
+        const unsigned step_off = (es.cc_state.last_cc + 1u - cc) & counter_bits;
+        return step_off == 0 || continuity_in_order(es.cc_state, cc, 1);
     }
 
     MPEGTSContext& ctx_;
@@ -65,28 +74,32 @@ class StreamWork {
     const MPEGTSStream* paced_;
 };
 
-// Packets that are not plainly payload of a stream: null packets, unclaimed PIDs, adaptation fields.
-bool pass_less_ordinary(MPEGTSContext& ctx, const StreamWork& work, uint16_t entry, HeaderWord head,
-                        const uint8_t* pkt) {
-    if (!head.in_sync() || entry == kPidHasTable) return false;
-    if (entry == kPidIgnored || head.adaptation_field_control() == kAfcReserved) return true;
-    if (wants_pcr_stage(head, pkt)) return false;
-    return entry == kPidUnclaimed || work.take(stream_of_entry(ctx, entry), head, pkt);
+// Packets that are not plainly payload of a stream: unclaimed PIDs, adaptation fields.
+[[gnu::noinline]] bool pass_less_ordinary(PidClaims& claims, const StreamWork& work,
+                                          HeaderWord head, const uint8_t* pkt) {
+    if (!head.in_sync()) return false;
+    if (head.pid() == kPidNull || head.adaptation_field_control() == kAfcReserved) return true;
+    const uint16_t entry = claims.sure_entry(head.pid());
+    if (is_table_entry(entry) || wants_pcr_stage(head, pkt)) return false;
+    return entry == kPidUnclaimed || work.take(claims.stream(entry), entry, head, pkt);
 }
 
 }  // namespace
 
-int pass_ordinary(MPEGTSContext& ctx, const PacketWalk& walk, int index, const uint16_t* dispatch,
+int pass_ordinary(MPEGTSContext& ctx, const PacketWalk& walk, int index, PidClaims& claims,
                   uint8_t flags) {
     const StreamWork work(ctx, flags);
-    for (; index < walk.count(); ++index) {
-        const uint8_t* pkt = walk.packet(index);
+    const PacketWalk packets = walk;  // a copy of our own stays in registers
+    const uint16_t* const entries = claims.entries();
+    for (; index < packets.count(); ++index) {
+        const uint8_t* pkt = packets.packet(index);
         const HeaderWord head = {load_be32(pkt)};
-        const uint16_t entry = dispatch[head.pid()];
-        const bool plain = is_stream_entry(entry) && head.in_sync_with_payload_only();
-        const bool passed = plain ? work.take(stream_of_entry(ctx, entry), head, pkt)
-                                  : pass_less_ordinary(ctx, work, entry, head, pkt);
-        if (!passed) break;
+        const uint16_t entry = entries[head.pid()];
+        if (is_stream_entry(entry) && head.in_sync_with_payload_only()) {
+            MPEGTSStream& es = stream_of_entry(ctx, entry);
+            if (es.pid == head.pid() && work.take(es, entry, head, pkt)) continue;
+        }
+        if (!pass_less_ordinary(claims, work, head, pkt)) break;
     }
     return index;
 }

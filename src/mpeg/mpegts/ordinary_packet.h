@@ -4,13 +4,14 @@
 #pragma once
 
 #include "mpeg/mpegts/packet_walk.h"
+#include "mpeg/mpegts/pid_dispatch.h"
 
 namespace zv {
 
 // Deals with packets from `index` on for as long as they are ordinary.
-// dispatch  from ready_dispatch
+// claims  ready
 // -> index of the first packet that the stages must see, nothing of it touched; the count when none
-int pass_ordinary(MPEGTSContext& ctx, const PacketWalk& walk, int index, const uint16_t* dispatch,
+int pass_ordinary(MPEGTSContext& ctx, const PacketWalk& walk, int index, PidClaims& claims,
                   uint8_t flags);
 
 }  // namespace zv

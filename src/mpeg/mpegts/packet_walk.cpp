@@ -15,8 +15,9 @@ PacketWalk::PacketWalk(MPEGTSContext& ctx, const uint8_t* buf, int len) : buf_(b
     size_ = ctx.pkt_size;
     count_ = std::max(len, 0) / size_;
     ahead_ = static_cast<uintptr_t>(kLookAhead * size_);
-    for (int i = 0; i < std::min(count_, kLookAhead); ++i)
-        __builtin_prefetch(at(i));
+    const uint8_t* const end = at(std::min(count_, kLookAhead));
+    for (const uint8_t* pkt = buf; pkt < end; pkt += size_)
+        __builtin_prefetch(pkt);
 }
 
 bool PacketWalk::open(MPEGTSContext& ctx, int index) const {
@@ -33,7 +34,7 @@ bool PacketWalk::open(MPEGTSContext& ctx, int index) const {
 }
 
 void PacketWalk::settle(MPEGTSContext& ctx, int end) const {
-    if (end > 0) zvsi_api_tsHeaderParse(&ctx.ts_head, at(end - 1), size_, 0);
+    if (end > 0) ctx.ts_head = decode_header(at(end - 1));
 }
 
 }  // namespace zv

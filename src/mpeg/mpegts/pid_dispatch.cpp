@@ -10,12 +10,11 @@ namespace zv {
 namespace {
 
 static_assert(kPidUnclaimed == 0);  // cleared entries
-static_assert(offsetof(MPEGTSContext, program) / kPlaceUnit > kPidHasTable);
-static_assert(offsetof(MPEGTSContext, sdt) / kPlaceUnit <= UINT16_MAX);
+static_assert(offsetof(MPEGTSContext, program) / kPlaceUnit > kPidShared);
+static_assert(sizeof(MPEGTSContext) / kPlaceUnit <= UINT16_MAX);
 
 // A digest of everything that the entries are derived from, never 0. A sum of products with odd
-// factors: any single change shows, and no product waits for the one before. It is made on every
-// call, which may bring seven packets only, so it asks for no more than it must: unused slots count.
+// factors: any single change shows, and no product waits for the one before.
 uint64_t stamp_of_tables(MPEGTSContext& ctx) {
     constexpr uint64_t kStep = 0x9E3779B97F4A7C15ULL;
     static_assert(kMaxStreams == 4);
@@ -38,6 +37,14 @@ uint16_t place_of(const MPEGTSContext& ctx, const MPEGTSStream& stream) {
     return static_cast<uint16_t>(static_cast<size_t>(bytes) / kPlaceUnit);
 }
 
+// The first stream of a PID owns it.
+void claim_for_stream(uint16_t& entry, uint16_t place) {
+    if (entry == kPidUnclaimed)
+        entry = place;
+    else if (entry == kPidHasTable)
+        entry = kPidShared;
+}
+
 void derive(MPEGTSContext& ctx) {
     uint16_t* entry = ctx.dispatch.entry;
     memset(entry, 0, sizeof ctx.dispatch.entry);
@@ -48,12 +55,11 @@ void derive(MPEGTSContext& ctx) {
     }
     for (MPEGTSProgram& program : programs(ctx)) {
         for (const MPEGTSStream& stream : streams(program)) {
-            // The first stream of a PID owns it.
-            if (stream.pid < kPidCount && entry[stream.pid] == kPidUnclaimed)
-                entry[stream.pid] = place_of(ctx, stream);
+            if (stream.pid < kPidCount) claim_for_stream(entry[stream.pid], place_of(ctx, stream));
         }
     }
-    entry[kPidNull] = kPidIgnored;
+    ctx.dispatch.ignored.pid = kPidNull;
+    entry[kPidNull] = place_of(ctx, ctx.dispatch.ignored) | kHasNoOrder;
 }
 
 bool every_packet_is_watched() {
@@ -62,14 +68,18 @@ bool every_packet_is_watched() {
 
 }  // namespace
 
-const uint16_t* ready_dispatch(MPEGTSContext& ctx) {
-    if (!ctx.is_getAllInfo || ctx.btc_es == nullptr || every_packet_is_watched()) return nullptr;
-    const uint64_t stamp = stamp_of_tables(ctx);
-    if (ctx.dispatch.tables_stamp != stamp) {
-        derive(ctx);
-        ctx.dispatch.tables_stamp = stamp;
-    }
-    return ctx.dispatch.entry;
+const uint16_t* PidClaims::ready_entries() {
+    if (!ctx_.is_getAllInfo || ctx_.btc_es == nullptr || every_packet_is_watched()) return nullptr;
+    if (ctx_.dispatch.tables_stamp == 0) compare();
+    return ctx_.dispatch.entry;
+}
+
+void PidClaims::compare() {
+    compared_ = true;
+    const uint64_t stamp = stamp_of_tables(ctx_);
+    if (ctx_.dispatch.tables_stamp == stamp) return;
+    derive(ctx_);
+    ctx_.dispatch.tables_stamp = stamp;
 }
 
 }  // namespace zv

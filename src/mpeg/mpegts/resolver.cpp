@@ -9,21 +9,28 @@
 
 namespace {
 
-// Offers the packet in hand to every stage. -> result of the PCR stage
-int8_t offer_to_stages(MPEGTSContext& ctx, const uint8_t* packet, uint8_t flags) {
+// Offers the packet in hand to the stages that may have a word in it. -> result of the PCR stage
+int8_t offer_to_stages(MPEGTSContext& ctx, const uint8_t* packet, uint8_t flags,
+                       zv::PidClaims& claims) {
+    const uint16_t entry = claims.ready() ? claims.sure_entry(ctx.ts_head.pid) : zv::kPidShared;
+    const bool may_be_table = zv::is_table_entry(entry);
+    const bool may_be_stream = entry != zv::kPidHasTable && entry != zv::kPidUnclaimed;
+
     // Without remap arguments no stage writes into the packet.
     auto* pkt = const_cast<uint8_t*>(packet);
     int8_t is_pcr = 0;
-    mpegts_innerapi_filterPat(&ctx, pkt, flags);
-    mpegts_innerapi_filterPmt(&ctx, pkt, flags, 0, 0);
+    if (may_be_table) {
+        mpegts_innerapi_filterPat(&ctx, pkt, flags);
+        mpegts_innerapi_filterPmt(&ctx, pkt, flags, 0, 0);
+    }
     if (!ctx.is_getAllInfo) {
         ctx.is_getAllInfo = static_cast<uint8_t>(mpegts_innerapi_isGetAllInfo(&ctx));
     } else {
         if (ctx.btc_es == nullptr) ctx.btc_es = mpegts_innerapi_getBtcEs(&ctx);
         is_pcr = mpegts_innerapi_filterPcr(&ctx, pkt, flags, 0);
-        mpegts_innerapi_filterEs(&ctx, pkt, flags, is_pcr, nullptr);
+        if (may_be_stream) mpegts_innerapi_filterEs(&ctx, pkt, flags, is_pcr, nullptr);
     }
-    mpegts_innerapi_filterSdt(&ctx, pkt, flags);
+    if (may_be_table) mpegts_innerapi_filterSdt(&ctx, pkt, flags);
     return is_pcr;
 }
 
@@ -38,22 +45,19 @@ int mpegts_parse(MPEGTSContext* ctx, const uint8_t* buf, int len, uint32_t flags
 
     const zv::PacketWalk walk(*ctx, buf, len);
     const auto options = static_cast<uint8_t>(flags);
-    const uint16_t* dispatch = nullptr;
+    zv::PidClaims claims(*ctx);
     int8_t result = 0;
     for (int i = 0; i < walk.count(); ++i) {
-        if (dispatch == nullptr) dispatch = zv::ready_dispatch(*ctx);
-        if (dispatch != nullptr) i = zv::pass_ordinary(*ctx, walk, i, dispatch, options);
+        if (claims.ready()) i = zv::pass_ordinary(*ctx, walk, i, claims, options);
         if (i == walk.count()) break;
         if (!walk.open(*ctx, i)) {
             walk.settle(*ctx, i);
             return -1;
         }
         if (zv::is_skipped(ctx->ts_head)) continue;
-        const int8_t is_pcr = offer_to_stages(*ctx, walk.packet(i), options);
+        const int8_t is_pcr = offer_to_stages(*ctx, walk.packet(i), options, claims);
         if (result == 0) result = is_pcr;
-        // Only a packet of a table can have changed what the entries are made of.
-        if (dispatch != nullptr && dispatch[ctx->ts_head.pid] == zv::kPidHasTable)
-            dispatch = nullptr;
+        claims.make_ready();
     }
     walk.settle(*ctx, walk.count());
     return result;

@@ -10,15 +10,7 @@ int zvsi_api_tsHeaderParse(ts_head* out, const uint8_t* pkt, int /*pkt_size*/, u
             pkt[0], zv::kTsSyncByte);
         return -1;
     }
-    const uint32_t word = zv::load_be32(pkt);
-    out->sync_byte = zv::kTsSyncByte;
-    out->transport_error_indicator = (word >> 23) & 1;
-    out->payload_unit_start_indicator = (word >> 22) & 1;
-    out->transport_priority = (word >> 21) & 1;
-    out->pid = (word >> 8) & 0x1FFF;
-    out->transport_scrambling_control = (word >> 6) & 3;
-    out->adaptation_field_control = (word >> 4) & 3;
-    out->continuity_counter = word & 15;
+    *out = zv::decode_header(pkt);
     if (print_mode != 0) zvsi_api_tsHeaderPrint(out, print_mode);
     return 0;
 }

@@ -120,6 +120,21 @@ inline uint16_t load_be16(const uint8_t* p) {
     return static_cast<uint16_t>((p[0] << 8) | p[1]);
 }
 
+// The fields of a packet in sync.
+inline ts_head decode_header(const uint8_t* pkt) {
+    const uint32_t word = load_be32(pkt);
+    return {
+        .sync_byte = kTsSyncByte,
+        .transport_error_indicator = static_cast<uint8_t>((word >> 23) & 1),
+        .payload_unit_start_indicator = static_cast<uint8_t>((word >> 22) & 1),
+        .transport_priority = static_cast<uint8_t>((word >> 21) & 1),
+        .pid = static_cast<uint16_t>((word >> 8) & 0x1FFF),
+        .transport_scrambling_control = static_cast<uint8_t>((word >> 6) & 3),
+        .adaptation_field_control = static_cast<uint8_t>((word >> 4) & 3),
+        .continuity_counter = static_cast<uint8_t>(word & 15),
+    };
+}
+
 // The low 12 or 13 bits of a big-endian 16-bit field: the standard's lengths and PIDs.
 inline uint16_t load_be12(const uint8_t* p) {
     return load_be16(p) & 0x0FFF;
