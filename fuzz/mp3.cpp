@@ -19,13 +19,13 @@ void describe(const MP3HeaderInfo& info) {
 }
 
 void check_every_offset(std::span<const uint8_t> bytes) {
-    fuzz::ExactBytes header(kHeaderSize);
-    for (size_t at = 0; at + kHeaderSize <= bytes.size(); ++at) {
-        memcpy(header.data(), &bytes[at], kHeaderSize);
+    for (; !bytes.empty(); bytes = bytes.subspan(1)) {
+        fuzz::ExactBytes header(bytes.first(std::min(bytes.size(), kHeaderSize)));
         MP3HeaderInfo info;
         memset(&info, 0, sizeof info);
-        if (!mp3_api_check(&info, header.data(), static_cast<int>(bytes.size()))) continue;
-        fuzz::require(info.samplerate > 0 && info.layer != 0 && info.version != 0,
+        if (!mp3_api_check(&info, header.data(), header.length())) continue;
+        fuzz::require(header.size() == kHeaderSize && info.samplerate > 0 && info.layer != 0 &&
+                          info.version != 0,
                       "an accepted header has version, layer and sampling rate");
         describe(info);
     }

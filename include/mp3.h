@@ -26,9 +26,10 @@ typedef struct MP3HeaderInfo {
 
 /* Tells whether four bytes are a frame header, and decodes it. No second frame is looked for.
  * info  out  the fields; after a failure those decoded before it
- * data  in   four bytes, always read; borrowed for the call
- * len   in   ignored
- * -> 1 yes; 0 no sync word (silent), a reserved version or layer (logged), or a null argument
+ * data  in   four bytes; borrowed for the call
+ * len   in   bytes at data; 0 or less is taken for enough, more than four are not looked at
+ * -> 1 yes; 0 fewer than four bytes or no sync word (silent), a reserved version or layer (logged),
+ *    or a null argument
  * Any thread. */
 ZV_API unsigned mp3_api_check(MP3HeaderInfo* info, const uint8_t* data, int len);
 

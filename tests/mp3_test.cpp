@@ -85,6 +85,10 @@ TEST(Mp3, SurvivesNullsAndRecordsFilledByHand) {
     char out[128] = "kept";
     EXPECT_EQ(mp3_api_check(nullptr, header, 4), 0u);
     EXPECT_EQ(mp3_api_check(&info, nullptr, 4), 0u);
+    for (const int length : {1, 2, 3}) {
+        const Bytes cut(static_cast<size_t>(length), 0xFF);  // not a byte to spare
+        EXPECT_EQ(mp3_api_check(&info, cut.data(), length), 0u);
+    }
     EXPECT_EQ(mp3_api_getInfo(nullptr, out), out);
     info.version = info.layer = info.channel_mode = 4;
     info.bitrate = info.samplerate = -1;

@@ -131,6 +131,8 @@ int readDatagram(ZvptcUrlContext* context, uint8_t* buffer, int size) noexcept {
         if (length > 0) return static_cast<int>(length);
         // Readiness is a hint: the kernel drops a datagram with a bad checksum only here.
         if (length < 0 && errno != EAGAIN && errno != EWOULDBLOCK) return failure(errno);
+        // Empty ones, too, may come without end, and poll would find each in no time.
+        if (deadline.remainingMs() == 0) return failure(ETIMEDOUT);
     }
 }
 

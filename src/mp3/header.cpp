@@ -12,6 +12,7 @@ namespace {
 enum Version : uint32_t { kVersionReserved = 0, kMpeg25 = 1, kMpeg2 = 2, kMpeg1 = 3 };
 enum Layer : uint32_t { kLayerReserved = 0, kLayerIII = 1, kLayerI = 3 };
 constexpr uint32_t kJointStereo = 1;
+constexpr int kHeaderSize = 4;
 
 #if defined(__LP64__)
 static_assert(sizeof(MP3HeaderInfo) == 36);
@@ -65,8 +66,9 @@ unsigned mp3_innerapi_getChannelMode(MP3HeaderInfo* info, const uint8_t* header)
     return 1;
 }
 
-unsigned mp3_api_check(MP3HeaderInfo* info, const uint8_t* data, int /*len*/) {
-    if (info == nullptr || data == nullptr || !has_sync_word(data)) return 0;
+unsigned mp3_api_check(MP3HeaderInfo* info, const uint8_t* data, int len) {
+    const bool is_cut = len > 0 && len < kHeaderSize;
+    if (info == nullptr || data == nullptr || is_cut || !has_sync_word(data)) return 0;
     if (!mp3_innerapi_getVersion(info, data)) {
         LOG(zv::kLogError, "MP3", "[mpa]check  version   falied");
         return 0;

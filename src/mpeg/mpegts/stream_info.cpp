@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 // One line of text about a stream, for logs and status pages. Host tools match on its pieces.
 #include <algorithm>
+#include <cstdarg>
 #include <cstdio>
 #include <cstring>
 
@@ -16,10 +17,12 @@ class PieceWriter {
   public:
     explicit PieceWriter(char* text) : end_(text + strlen(text)) {}
 
-    template <typename... Args>
-    void add(const char* format, Args... args) {
+    [[gnu::format(printf, 2, 3)]] void add(const char* format, ...) {
         char scratch[ScratchSize];
-        snprintf(scratch, sizeof scratch, format, args...);
+        va_list arguments;
+        va_start(arguments, format);
+        vsnprintf(scratch, sizeof scratch, format, arguments);
+        va_end(arguments);
         const size_t length = strlen(scratch);
         memcpy(end_, scratch, length + 1);
         end_ += length;

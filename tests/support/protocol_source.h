@@ -1,0 +1,146 @@
+// SPDX-License-Identifier: MIT
+// What tests of the protocol library's handlers need: a source as hosts open it, peers on the
+// loopback interface, and a signal that comes while a call waits.
+#pragma once
+
+#include <arpa/inet.h>
+#include <netinet/in.h>
+#include <pthread.h>
+#include <sys/socket.h>
+#include <unistd.h>
+#include <zvprotocol.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <chrono>
+#include <csignal>
+#include <cstring>
+#include <functional>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace zvtest {
+
+// A context and its handler, chosen as hosts choose it.
+class Source {
+  public:
+    explicit Source(const std::string& url, uint32_t flags = 0, int timeout_ms = 2000) {
+        url.copy(context.url, sizeof context.url - 1);
+        context.open_flags = flags;
+        context.timeout_ms = timeout_ms;
+        zvptc_api_urlSplit_urlctt(&context);
+        handler = zvptc_api_matchByName(context.protocol);
+    }
+    Source(const Source&) = delete;
+    ~Source() { close(); }
+
+    int open() { return handler ? handler->open(&context) : -EPROTONOSUPPORT; }
+    int close() { return handler ? handler->close(&context) : 0; }
+    int write(const std::string& out) {
+        return handler->write(&context, reinterpret_cast<const uint8_t*>(out.data()),
+                              static_cast<int>(out.size()));
+    }
+    // An exact-size heap block, so that a sanitizer sees any byte too many.
+    int read(int size) {
+        std::vector<uint8_t> block(static_cast<size_t>(size));
+        const int got = handler->read(&context, block.data(), size);
+        bytes.assign(block.begin(), block.begin() + std::max(got, 0));
+        return got;
+    }
+    std::string text(int size) { return read(size) < 0 ? "<" + std::to_string(errno) : bytes; }
+
+    ZvptcUrlContext context{};
+    const ZvptcHandler* handler = nullptr;
+    std::string bytes;
+};
+
+inline int openResult(const std::string& url, uint32_t flags = 0) {
+    return Source(url, flags).open();
+}
+
+// Joins on destruction.
+class Thread {
+  public:
+    explicit Thread(std::function<void()> body) : thread_(std::move(body)) {}
+    ~Thread() { thread_.join(); }
+
+  private:
+    std::thread thread_;
+};
+
+// Interrupts the calling thread once, in a while: with a wait of its own the caller can tell a
+// signal that is remembered from a second one.
+inline Thread interruptSoon() {
+    struct sigaction action {};
+    action.sa_handler = [](int) {};
+    sigaction(SIGUSR1, &action, nullptr);
+    return Thread([target = pthread_self()] {
+        std::this_thread::sleep_for(std::chrono::milliseconds(150));
+        pthread_kill(target, SIGUSR1);
+    });
+}
+
+inline sockaddr_in loopback(int port) {
+    return {AF_INET, htons(static_cast<uint16_t>(port)), {htonl(INADDR_LOOPBACK)}, {}};
+}
+
+// Binds to a free port of the loopback interface. -> the port
+inline int bindLoopback(int fd) {
+    sockaddr_in address = loopback(0);
+    socklen_t size = sizeof address;
+    bind(fd, reinterpret_cast<sockaddr*>(&address), size);
+    getsockname(fd, reinterpret_cast<sockaddr*>(&address), &size);
+    return ntohs(address.sin_port);
+}
+
+// A port that was free a moment ago.
+inline int freePort(int type) {
+    const int fd = socket(AF_INET, type, 0);
+    const int port = bindLoopback(fd);
+    close(fd);
+    return port;
+}
+
+inline std::string local(const std::string& scheme, int port, const std::string& rest = "") {
+    return scheme + "://127.0.0.1:" + std::to_string(port) + rest;
+}
+
+// Serves one tcp peer after the other with `serve(fd)` until destroyed.
+class Server {
+  public:
+    explicit Server(std::function<void(int)> serve) {
+        port = bindLoopback(listener_);
+        listen(listener_, 4);
+        thread_ = std::thread([this, serve = std::move(serve)] {
+            for (int fd; (fd = accept(listener_, nullptr, nullptr)) >= 0; ::close(fd))
+                serve(fd);
+        });
+    }
+    ~Server() {
+        shutdown(listener_, SHUT_RDWR);
+        thread_.join();
+        ::close(listener_);
+    }
+    int port = 0;
+
+  private:
+    int listener_ = socket(AF_INET, SOCK_STREAM, 0);
+    std::thread thread_;
+};
+
+inline void sendAll(int fd, const std::string& text) {
+    for (size_t done = 0; done < text.size();) {
+        const ssize_t n = send(fd, text.data() + done, text.size() - done, MSG_NOSIGNAL);
+        if (n <= 0) return;
+        done += static_cast<size_t>(n);
+    }
+}
+
+// Holds a connection open until the peer hangs up.
+inline void waitForHangUp(int fd) {
+    for (char c; recv(fd, &c, 1, 0) > 0;) {
+    }
+}
+
+}  // namespace zvtest
