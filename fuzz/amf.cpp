@@ -37,6 +37,14 @@ void read_body(fuzz::ExactBytes& body) {
                   "the creation date is terminated");
 }
 
+// A value that is no object fills its own slot at most.
+void require_one_slot(const AMFTable& table, int32_t index) {
+    static constexpr uint8_t kUntouched[ZV_FLV_AMF_SLOT] = {};
+    for (int32_t i = 0; i < ZV_FLV_AMF_ENTRIES; ++i)
+        fuzz::require(i == index || memcmp(table.values[i], kUntouched, ZV_FLV_AMF_SLOT) == 0,
+                      "a value stays in its slot");
+}
+
 // A value or an object in a slot of its own, with its extent given.
 void read_value(fuzz::ByteSource& in) {
     const auto context = cleared_context(0);
@@ -51,6 +59,9 @@ void read_value(fuzz::ByteSource& in) {
                   : flv_innerapi_parsescript(body.data(), table, index, body.length(), &end);
     fuzz::require(used > 0, "a reader of bytes moves on");
     require_short_keys(*table);
+    constexpr uint8_t kObject = 3, kEcmaArray = 8;
+    const bool is_single = !as_object && body.data()[0] != kObject && body.data()[0] != kEcmaArray;
+    if (is_single) require_one_slot(*table, index);
 }
 
 }  // namespace

@@ -37,6 +37,7 @@ target='\000\007\001\101\001\000\001\001\001\002\000\000\000\000'
 seed remap media "\002$quiet$target\001\001\003\001\007\001\001\002" single.ts 0 5640
 seed remap any-pieces "\004$logged$target$sizes" single.ts 0 3760
 seed remap made "\001$logged$target$sizes\000\010\001\002\000\001\001\003\133\120\020\133\000\020\002\000"
+seed remap at-once "\002$quiet$target\377\377\377\377\377\377\377\377" single.ts 0 15040
 
 # log, option word; records of table, header bits, section length, bytes
 pat='\000\030\000\015\011\000\001\305\000\000\000\001\341\000'
@@ -53,6 +54,7 @@ seed flv_check any-record "\001$quiet\001\001\001\001" h264-aac.flv 0 396
 # mode, log; a script body
 seed amf body "\000$logged" h264-aac.flv 24 300
 seed amf body-h263 "\000$quiet" h263-mp3.flv 24 300
+seed amf long-text "\001$quiet\000\003\000\002\022\377" single.ts 0 400
 seed amf object "\001$logged\000\000\001\000\001a\000\077\360\000\000\000\000\000\000\000\001b\001\001\000\000\011"
 
 # mode, log; a file
@@ -74,6 +76,7 @@ seed pkt_size timed "$quiet\001\377" single-192.m2ts 0 1536
 seed pkt_size parity "$quiet\002\177" single-204.ts 0 1632
 
 seed url multicast 'udp://@239.1.1.1:1234?localaddr=10.0.0.1&rcvbuf=65536'
+seed url options 'udp://:1?timeout=-1&ttl=255&pkt_size=1316&listen=1&interface=lo&x&=&rcvbuf=2147483647'
 seed url ipv6 'rtp://user:word@[fe80::1%%25eth0]:5004/path?timeout=5#part'
 seed url https 'HTTPS://host.example:8443/a/b.ts?x=1'
 seed url file 'file://localhost/var/%%6dedia/a%%20b.ts'
@@ -90,6 +93,7 @@ seed packet_feed forced "\005\003$sizes" single-204.ts 100 2040
 
 # mode, optional header bytes, bounded, packet payload sizes, the stream; or mode and packets
 seed pes_payload packed "\000\005\001\007\267\001\360\267\050\007\267" h264-aac.flv 0 1024
+seed pes_payload overlong-field '\001\101\000\060\001\310'
 seed pes_payload any-packets '\001\101\000\020\016\000\000\001\340\000\000\200\000\002\377\377abc\001\000\061\004\002\000\377d'
 
 # mode; a file
@@ -98,3 +102,10 @@ seed zvprobe_read timed-text '\004' single-192.m2ts 0 5760
 seed zvprobe_read made '\005\000\010\001\002\000\001\001\003\133\120\020\133\000\020\002\000\003\101\020\003\102\020'
 seed zvprobe_read flv '\000' h264-aac.flv 0 4096
 seed zvprobe_read mp3 '\000' mpeg1-layer3.mp3 0 4096
+
+# mode; a file
+seed zvprobe_copy flv-meta '\001' h264-aac.flv 0 6144
+seed zvprobe_copy flv-meta-h263 '\001' h263-mp3.flv 0 4096
+seed zvprobe_copy remap '\012' single.ts 0 7520
+seed zvprobe_copy extract '\000' single.ts 0 7520
+seed zvprobe_copy made '\016\000\010\001\002\000\001\001\003\133\120\020\133\000\020\002\000'

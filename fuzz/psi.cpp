@@ -2,6 +2,8 @@
 // Tables whose every byte is the fuzzer's but the checksum, which is made right afterwards: PAT,
 // PMT and SDT, of one packet and of several, through the resolver and through the helpers that run
 // a single table.
+#include <string>
+
 #include "analyser.h"
 #include "log_double.h"
 #include "packets.h"
@@ -69,19 +71,27 @@ void require_within_capacities(MPEGTSContext& ctx) {
                       "service texts are terminated");
 }
 
+// The name of a context stands behind the bytes that are gathered for the SDT.
+void require_same_services(const MPEGTSContext& one, const MPEGTSContext& other) {
+    fuzz::require(memcmp(&one.sdt, &other.sdt, sizeof one.sdt) == 0,
+                  "services are read from the gathered bytes only");
+}
+
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     fuzz::ByteSource in(data, size);
     fuzz::set_log(in);
     const uint8_t options = in.u8();
-    fuzz::Analyser analyser("fuzz");
-    analyser.context()->pkt_size = zv::kTsPacketSize;
+    fuzz::Analyser analyser("fuzz"), other(std::string(255, 'n').c_str());
+    analyser.context()->pkt_size = other.context()->pkt_size = zv::kTsPacketSize;
     for (int i = 0; i < 64 && !in.empty(); ++i) {
         const TablePacket packet = read_packet(in);
         if (i == 0) parse_alone(packet);
         analyser.parse(packet.bytes, options);
+        other.parse(packet.bytes, options);
         require_within_capacities(*analyser.context());
+        require_same_services(*analyser.context(), *other.context());
     }
     analyser.report();
     return 0;

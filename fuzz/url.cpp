@@ -1,8 +1,11 @@
 // SPDX-License-Identifier: MIT
 // URL splitting over any text: both splits and the scheme look-ups agree, and every part ends
-// inside its member.
+// inside its member; and the socket options that the query of a URL may hold.
 #include <zvprotocol.h>
 
+#include <cerrno>
+
+#include "../platform/zvprotocol/options.h"
 #include "input.h"
 
 namespace {
@@ -28,7 +31,8 @@ int split_text(const char* url, ZvptcUrlInfo* info) {
     require_terminated(info->scheme);
     require_parts_terminated(*info);
     fuzz::require(result <= 0 && info->port >= 0 && info->port <= 65535, "ports are 16 bits wide");
-    if (url[0] == '\0') return result;
+    // Of a longer text only what fits the record was looked at.
+    if (url[0] == '\0' || strlen(url) >= kUrlRoom) return result;
     fuzz::require(zvptc_api_getPtcindex(url, 0, 0) == info->ptc_index, "one scheme, one index");
     const ZvptcHandler* handler = zvptc_api_matchByName(info->scheme);
     fuzz::require((handler != nullptr) == (info->ptc_index >= 0), "known schemes have handlers");
@@ -57,6 +61,21 @@ void require_same_parts(const ZvptcUrlInfo& info, const ZvptcUrlContext& context
                   "both splits find the same parts");
 }
 
+// The first byte of the text is what the host has set beside the URL, too.
+void read_options(ZvptcUrlContext& context, uint8_t members) {
+    context.timeout_ms = static_cast<int8_t>(members);
+    context.receive_buffer = static_cast<int8_t>(members);
+    if (members & 1) context.interface_in = context.hostname;
+    zvptc::SocketOptions options;
+    const int result = zvptc::readOptions(context, options);
+    fuzz::require(result == 0 || result == -EINVAL, "options are read or refused");
+    require_terminated(options.interface_name);
+    fuzz::require(options.timeout_ms >= -1 && options.receive_buffer >= 0 && options.ttl >= -1 &&
+                      options.ttl <= 255 && options.packet_size >= 1 &&
+                      options.packet_size <= 65507,
+                  "numbers are in their ranges");
+}
+
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
@@ -72,5 +91,6 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     const int by_record = split_record(bytes, context.get());
     fuzz::require(by_text == by_record, "both splits return the same");
     require_same_parts(*info, *context);
+    read_options(*context, bytes[0]);
     return 0;
 }

@@ -1,10 +1,25 @@
 #!/bin/sh
 # SPDX-License-Identifier: MIT
-# Installs what building and testing need on Debian 12, and does nothing when it is all there.
+# Installs what is needed on Debian 12, and does nothing when it is all there.
+# usage: scripts/setup.sh [checks]
+#   (nothing)  what building and testing need
+#   checks     also what only some checks use: fuzzing, memory and ABI checks, the reference,
+#              shells whose completions are tried, packages, the cross build for 64-bit Arm
 set -eu
 
 packages="g++ cmake ninja-build pkg-config libcli11-dev nlohmann-json3-dev libcurl4-openssl-dev
-          libgtest-dev libbenchmark-dev"
+          libgtest-dev libbenchmark-dev rapidjson-dev"
+case ${1:-} in
+'') ;;
+checks)
+    packages="$packages clang libclang-rt-14-dev llvm valgrind abigail-tools doxygen jq zsh fish
+              dpkg-dev file lintian g++-aarch64-linux-gnu qemu-user-static"
+    ;;
+*)
+    echo "usage: scripts/setup.sh [checks]" >&2
+    exit 2
+    ;;
+esac
 
 missing=""
 for package in $packages; do
@@ -17,4 +32,4 @@ as_root=""
 [ "$(id -u)" -eq 0 ] || as_root="sudo"
 $as_root apt-get update
 # shellcheck disable=SC2086
-DEBIAN_FRONTEND=noninteractive $as_root apt-get install -y --no-install-recommends $missing
+$as_root env DEBIAN_FRONTEND=noninteractive apt-get install -y --no-install-recommends $missing

@@ -182,6 +182,10 @@ TEST_F(Probe, EscapesControlCharactersOfNamesInTheStream) {
     const std::string text = shell("zvprobe " + file(bytes)).out;
     EXPECT_NE(text.find("\"\\x1b[mour Bars\""), text.npos) << text;
     EXPECT_EQ(text.find('\x1b'), text.npos);
+    for (size_t at = 0; (at = bytes.find("\x1b[mour Bars", at)) != bytes.npos;)
+        bytes.replace(at, 11, "\x7f\xc2\x9bolour Ba");  // DEL, and CSI as one character
+    const std::string escaped = shell("zvprobe --json " + file(bytes)).out;
+    EXPECT_NE(escaped.find("\"\\u007f\\u009bolour B"), text.npos) << escaped;
 }
 
 TEST_F(Probe, KeepsItsOutputFreeOfLibraryMessages) {

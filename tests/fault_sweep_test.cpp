@@ -1,11 +1,13 @@
 // SPDX-License-Identifier: MIT
-// Every function that reads a source or allocates, with the Nth read or allocation going wrong, for
-// N = 0, 1, 2 ... until nothing does: the caller learns of it, nothing is left open, allocated or
-// half written, and the next call works.
+// Every function that reads a source, allocates or writes a file, with the Nth read or allocation
+// going wrong, for N = 0, 1, 2 ... until nothing does, or the disk full sooner or later: the caller
+// learns of it, nothing is left open, allocated or half written, and the next call works.
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <csignal>
 #include <filesystem>
 #include <fstream>
 #include <functional>
@@ -75,11 +77,16 @@ void expect_beginnings(const Folder& cut, const Folder& whole) {
     }
 }
 
-class ReadSweep : public testing::TestWithParam<int> {};
+// Tables, both streams, and an end in the middle of a packet; few reads, so few runs.
+Bytes short_media() {
+    Bytes bytes = load_media("single.ts");
+    bytes.resize(100'000);
+    return bytes;
+}
 
-TEST_P(ReadSweep, EveryToolTellsAFailureAndKeepsNoHalfFile) {
+TEST(ReadSweep, EveryToolTellsAFailureAndKeepsNoHalfFile) {
     LogRecorder log(3);
-    MemorySource source(load_media("single.ts"), GetParam());
+    MemorySource source(short_media());
     for (const Tool& tool : kTools) {
         const Folder whole;
         source.fail_read(-1, ReadFault::kNone);
@@ -110,11 +117,51 @@ TEST_P(ReadSweep, EveryToolTellsAFailureAndKeepsNoHalfFile) {
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(Sources, ReadSweep, testing::Values(ZVPTC_INDEX_FILE, ZVPTC_INDEX_TCP));
+// No file may grow beyond so many bytes: a write stops short, the next one fails.
+class SmallDisk {
+  public:
+    explicit SmallDisk(rlim_t size) {
+        signal(SIGXFSZ, SIG_IGN);
+        getrlimit(RLIMIT_FSIZE, &before_);
+        const rlimit small = {size, before_.rlim_max};
+        setrlimit(RLIMIT_FSIZE, &small);
+    }
+    ~SmallDisk() { setrlimit(RLIMIT_FSIZE, &before_); }
+
+  private:
+    rlimit before_;
+};
+
+int run_on_small_disk(const Tool& tool, const Folder& folder, size_t size) {
+    const SmallDisk disk(size);
+    return tool.run(folder.path());
+}
+
+TEST(WriteSweep, AFullDiskLeavesNoFileWhicheverWriteItStops) {
+    const LogRecorder log(1);
+    const MemorySource source(short_media());
+    for (const Tool& tool : {kTools[0], kTools[2]}) {
+        const Folder whole;
+        ASSERT_EQ(tool.run(whole.path()), 0);
+        for (const auto& [name, bytes] : whole.files()) {
+            for (const size_t size : {size_t{0}, bytes.size() / 2, bytes.size() - 1}) {
+                SCOPED_TRACE(name + "/" + std::to_string(size));
+                const Folder folder;
+                const FailingMemory memory;
+                EXPECT_EQ(run_on_small_disk(tool, folder, size), kCannotWrite);
+                EXPECT_TRUE(folder.files().empty());
+                EXPECT_EQ(memory.live(), 0);
+                EXPECT_EQ(source.open_sources(), 0);
+                EXPECT_EQ(tool.run(folder.path()), 0);
+                EXPECT_TRUE(folder.files() == whole.files());
+            }
+        }
+    }
+}
 
 TEST(AllocationSweep, EveryToolTellsItAndGivesAllMemoryBack) {
     const LogRecorder log(3);
-    const MemorySource source(load_media("single.ts"));
+    const MemorySource source(short_media());
     for (const Tool& tool : kTools) {
         int failures = 0;
         for (;; ++failures) {

@@ -244,7 +244,7 @@ TEST(Tools, TellWhyTheyFailed) {
     EXPECT_EQ(log.opened()[1], "/var/log/tavrix/rtpDemux.txt");
 }
 
-TEST(Tools, LeaveNoHalfFileWhenTheDiskIsFull) {
+TEST(Tools, KeepTheFileFromBeforeWhenTheDiskIsFull) {
     const Folder folder;
     folder.put("1_0x101_aac.es", {1, 2, 3});
     signal(SIGXFSZ, SIG_IGN);
@@ -257,21 +257,6 @@ TEST(Tools, LeaveNoHalfFileWhenTheDiskIsFull) {
     EXPECT_EQ(result, -4);
     EXPECT_EQ(folder.names(), Names{"1_0x101_aac.es"});
     EXPECT_EQ(folder.get("1_0x101_aac.es"), (Bytes{1, 2, 3}));
-}
-
-TEST(Tools, GiveBackAllMemoryWhicheverAllocationFails) {
-    for (int fail_at = 0;; ++fail_at) {
-        const Folder folder;
-        FailingMemory memory(fail_at);
-        const int result = mpegts_api_tsExtract(0, ZV_TEST_MEDIA "/single.ts", folder.path());
-        EXPECT_EQ(memory.live(), 0) << fail_at;
-        if (result == 0) {
-            EXPECT_EQ(fail_at, 4);  // tool, context, two files
-            break;
-        }
-        EXPECT_EQ(result, fail_at < 2 ? -2 : -4);
-        EXPECT_TRUE(folder.names().empty());
-    }
 }
 
 TEST(Monitor, ReportsOnTheBeatAndAtTheEndWithTheDamage) {

@@ -4,16 +4,22 @@
 
 #include <algorithm>
 
+#include "interrupt.h"
+
 namespace zvprobe {
 
+bool ByteCursor::has_more() const {
+    return !source_.at_end() && !interrupted();
+}
+
 std::span<const uint8_t> ByteCursor::peek(size_t count) {
-    while (window_.size() < count && !source_.at_end())
+    while (window_.size() < count && has_more())
         window_ = source_.next(window_.size());
     return window_.first(std::min(count, window_.size()));
 }
 
 std::span<const uint8_t> ByteCursor::take(uint64_t count) {
-    while (window_.empty() && !source_.at_end())
+    while (window_.empty() && has_more())
         window_ = source_.next(0);
     const auto taken =
         window_.first(static_cast<size_t>(std::min<uint64_t>(count, window_.size())));
@@ -24,7 +30,7 @@ std::span<const uint8_t> ByteCursor::take(uint64_t count) {
 
 uint64_t ByteCursor::skip(uint64_t count) {
     uint64_t passed = take(std::min<uint64_t>(count, window_.size())).size();
-    while (passed < count && !source_.at_end()) {
+    while (passed < count && has_more()) {
         const uint64_t jumped = source_.skip(count - passed);
         position_ += jumped;
         passed += jumped;

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // A place in a source that moves forward only: looks a little ahead, passes over a lot. Readers of
-// formats without fixed packets stand on it.
+// formats without fixed packets stand on it. A signal ends the source where it has been read to.
 #pragma once
 
 #include <vector>
@@ -34,6 +34,8 @@ class ByteCursor {
     void read(size_t count, std::vector<uint8_t>& out);
 
   private:
+    bool has_more() const;
+
     Source& source_;
     std::span<const uint8_t> window_;  // what is at hand, from the position on
     uint64_t position_ = 0;

@@ -3,6 +3,7 @@
 #include <memory>
 
 #include "exit_status.h"
+#include "help.h"
 #include "numbers.h"
 #include "out_file.h"
 #include "session.h"
@@ -129,29 +130,32 @@ void add_list(CLI::App& app, const char* name, std::vector<std::string>& list, c
 
 void add_build_command(CLI::App& root, Session& session) {
     const auto options = std::make_shared<BuildOptions>();
-    CLI::App& build = *root.add_subcommand(
-        "build", "Write a table, or null packets, as a transport stream of 188-byte packets");
+    CLI::App& build = *root.add_subcommand("build", "Write a table, or null packets, of 188 bytes");
     build.require_subcommand(1);
+    add_exit_help(build, {kExitOk, kExitUsage, kExitCannotOpen});
 
     CLI::App& pat_app = add_kind(build, session, "pat", "A programme list", options, pat);
     add_list(pat_app, "--program", options->programs, "N:PID",
-             "Programme and the PID of its PMT; repeat for more (0:PID is the network PID)");
+             "Programme and PID of its PMT; repeat for more");
 
     CLI::App& pmt_app = add_kind(build, session, "pmt", "A programme map", options, pmt);
-    pmt_app.add_option("--program", options->program, "Programme number (default 1)");
-    pmt_app.add_option("--pmt", options->pmt, "PID of the table")->required();
-    pmt_app.add_option("--pcr", options->pcr, "PID with the PCR, 0x1fff for none")->required();
+    pmt_app.add_option("--program", options->program, "Programme number (default 1)")
+        ->type_name("N");
+    pmt_app.add_option("--pmt", options->pmt, "PID of the table")->type_name("PID")->required();
+    pmt_app.add_option("--pcr", options->pcr, "PID with the PCR, 0x1fff for none")
+        ->type_name("PID")
+        ->required();
     add_list(pmt_app, "--stream", options->streams, "TYPE:PID[:HEX]",
-             "Stream type, PID and descriptors; repeat for more");
+             "Type, PID, descriptors; repeat for more");
 
     CLI::App& sdt_app = add_kind(build, session, "sdt", "A service description", options, sdt);
-    sdt_app.add_option("--service", options->service, "Service number (default 1)");
+    sdt_app.add_option("--service", options->service, "Service number (default 1)")->type_name("N");
     sdt_app.add_option("--provider", options->provider, "Name of the provider");
     sdt_app.add_option("--name", options->name, "Name of the service");
 
     CLI::App& null_app =
         add_kind(build, session, "null", "Packets without contents", options, null_packet);
-    null_app.add_option("--count", options->count, "How many (default 1)");
+    null_app.add_option("--count", options->count, "How many (default 1)")->type_name("N");
 }
 
 }  // namespace zvprobe

@@ -10,8 +10,9 @@
 #include <memory>
 
 #include "exit_status.h"
+#include "help.h"
 #include "library_tool.h"
-#include "terminal.h"
+#include "text_parts.h"
 #include "ts_tools.h"
 
 namespace zvprobe {
@@ -38,13 +39,18 @@ Listing list(const std::string& directory) {
     return listing;
 }
 
-void print_new_files(const Listing& before, const Listing& now) {
+void print_new_files(const Listing& before, const Listing& now, const TextOptions& options) {
+    Columns files;
+    files.add({"name", "size"});
     for (const auto& [path, inode] : now) {
         const auto found = before.find(path);
         if (found != before.end() && found->second == inode) continue;
         std::error_code error;
-        std::cout << printable(path) << ": " << fs::file_size(path, error) << " bytes\n";
+        const std::string size = std::to_string(fs::file_size(path, error)) + " bytes";
+        files.add({printable(path), size});
+        if (!options.laid_out) std::cout << printable(path) << ": " << size << '\n';
     }
+    if (options.laid_out) files.print(std::cout, options.style, "files");
 }
 
 int run_extract(const ExtractOptions& options, const Session& session) {
@@ -53,10 +59,11 @@ int run_extract(const ExtractOptions& options, const Session& session) {
     const auto extract = [&options](int log_level, const char* url) {
         return mpegts_api_tsExtract(log_level, url, options.directory.c_str());
     };
-    const int status =
-        run_library_tool({options.source, options.directory, extract}, session, std::cout);
+    const TextOptions text_options = text_options_for(STDOUT_FILENO, false);
+    const int status = run_library_tool({options.source, options.directory, extract}, session,
+                                        std::cout, text_options);
     if (status == kExitOk)
-        print_new_files(before, list(options.directory));
+        print_new_files(before, list(options.directory), text_options);
     else if (made)
         rmdir(options.directory.c_str());
     return status;
@@ -71,6 +78,7 @@ void add_extract_command(CLI::App& root, Session& session) {
     command.add_option("SOURCE", options->source, "File, URL, or - for standard input")->required();
     command.add_option("DIR", options->directory, "Directory for the files, made when missing")
         ->required();
+    add_exit_help(command, {kExitOk, kExitUsage, kExitCannotOpen, kExitUnknownFormat});
     command.callback([options, &session] {
         session.run = [options, &session] { return run_extract(*options, session); };
     });

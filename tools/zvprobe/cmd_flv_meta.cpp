@@ -10,6 +10,7 @@
 #include "exit_status.h"
 #include "flv_copy.h"
 #include "flv_probe.h"
+#include "help.h"
 #include "interrupt.h"
 #include "out_file.h"
 #include "progress.h"
@@ -35,19 +36,19 @@ class FlvMetaError : public std::runtime_error {
 };
 
 void check_reading(const Source& source) {
-    if (!source.error().empty())
-        throw FlvMetaError(kExitCannotOpen, "reading stopped: " + source.error());
+    if (!source.error().empty()) throw FlvMetaError(kExitCannotOpen, source.error());
     if (interrupted()) throw FlvMetaError(kExitCannotOpen, "interrupted, nothing is written");
 }
 
-FlvReport walk(const std::string& in, FlvCopyList& list) {
+FlvReport walk(const std::string& in, const Session& session, FlvCopyList& list) {
     const auto source = open_source(in);
     if (!source->size()) throw FlvMetaError(kExitCannotOpen, "not a file, which is read twice");
     const auto first_window = source->next(0);
     if (!starts_like_flv(first_window)) throw FlvMetaError(kExitUnknownFormat, "not an FLV file");
     FlvProbeOptions options;
     options.on_tag = [&list](const FlvTag& tag) { list.add(tag); };
-    FlvReport report = probe_flv(*source, first_window, options);
+    Findings findings(in, session.verbosity > 0);
+    FlvReport report = probe_flv(findings, *source, first_window, options);
     check_reading(*source);
     if (report.audio.tags + report.video.tags == 0)
         throw FlvMetaError(kExitUnknownFormat, "has neither audio nor video");
@@ -58,7 +59,8 @@ void copy_piece(ByteCursor& cursor, const FlvCopyList::Piece& piece, OutFile& ou
     cursor.skip(piece.offset - cursor.position());
     for (uint64_t left = piece.length; left > 0 && !interrupted();) {
         const auto bytes = cursor.take(left);
-        if (bytes.empty()) throw FlvMetaError(kExitCannotOpen, "changed while it was read");
+        if (bytes.empty() && !interrupted())
+            throw FlvMetaError(kExitCannotOpen, "changed while it was read");
         out.write(bytes);
         left -= bytes.size();
     }
@@ -92,14 +94,14 @@ void warn_of_damage(const FlvMetaOptions& options, const FlvReading& reading) {
     const uint64_t left_out = reading.skipped_bytes + reading.trailing_bytes;
     if (left_out != 0)
         complain(options.in, std::to_string(left_out) + " bytes of no whole tag are left out");
-    if (reading.size_mismatches != 0)
-        complain(options.in, std::to_string(reading.size_mismatches) + " size words are put right");
+    if (const uint64_t wrong = reading.mismatches.count(); wrong != 0)
+        complain(options.in, std::to_string(wrong) + " size words are put right");
 }
 
 int rewrite(const FlvMetaOptions& options, const Session& session) {
     try {
         FlvCopyList list;
-        const FlvReport report = walk(options.in, list);
+        const FlvReport report = walk(options.in, session, list);
         warn_of_damage(options, report.reading);
         copy(options, session, report, list);
         return kExitOk;
@@ -116,6 +118,7 @@ void add_flv_meta_command(CLI::App& root, Session& session) {
     CLI::App& command =
         *root.add_subcommand("flv-meta", "Copy an FLV file with a fresh onMetaData block");
     add_copy_files(command, *options, "The FLV file");
+    add_exit_help(command, {kExitOk, kExitUsage, kExitCannotOpen, kExitUnknownFormat});
     command.callback([options, &session] {
         session.run = [options, &session] {
             return run_copy(*options, [&] { return rewrite(*options, session); });

@@ -7,6 +7,7 @@
 #include <iostream>
 #include <memory>
 
+#include "help.h"
 #include "interrupt.h"
 #include "monitor_report.h"
 #include "session.h"
@@ -32,7 +33,8 @@ struct MonitorOptions {
 
 class Monitor {
   public:
-    explicit Monitor(const MonitorOptions& options) : options_(options) {
+    Monitor(const MonitorOptions& options, const Session& session)
+        : options_(options), findings_(options.source, session.verbosity > 0) {
         report_.name = options.source;
     }
 
@@ -59,7 +61,7 @@ class Monitor {
         begin_ = last_ = Clock::now();
         last_bytes_ = first_window.size();  // they came before
         TsReport last =
-            probe_transport_stream(options_.source, source, first_window, *first, options(ticker));
+            probe_transport_stream(findings_, source, first_window, *first, options(ticker));
         note_read_error(source);
         report_.interrupted = interrupted();
         print(std::move(last));
@@ -88,8 +90,7 @@ class Monitor {
     }
 
     void note_read_error(const Source& source) {
-        if (!source.error().empty())
-            fail("read_error", kExitCannotOpen, "reading stopped: " + source.error());
+        if (!source.error().empty()) fail("read_error", kExitCannotOpen, source.error());
     }
 
     void fail_without_stream() {
@@ -103,7 +104,8 @@ class Monitor {
     }
 
     const MonitorOptions& options_;
-    const TextOptions text_options_ = {Style(wants_colour(STDOUT_FILENO)), options_.statistics};
+    const TextOptions text_options_ = text_options_for(STDOUT_FILENO, options_.statistics);
+    Findings findings_;
     SourceReport report_;
     Clock::time_point begin_;
     Clock::time_point last_;
@@ -114,17 +116,20 @@ class Monitor {
 
 void add_monitor_command(CLI::App& root, Session& session) {
     const auto options = std::make_shared<MonitorOptions>();
-    CLI::App& command = *root.add_subcommand(
-        "monitor", "Report on a live transport stream every few seconds until Ctrl-C");
+    CLI::App& command =
+        *root.add_subcommand("monitor", "Report on a live transport stream every few seconds");
     command.add_option("URL", options->source, "URL, or - for standard input")->required();
     command.add_option("--interval", options->interval_s, "Seconds between reports (default 5)")
-        ->type_name("S")
+        ->option_text(" S")
         ->check(CLI::Range(kShortestInterval, kLongestInterval));
     command.add_flag("--json-lines", options->json_lines,
                      "Print each report as one line of JSON (docs/JSON.md)");
     command.add_flag("--stats", options->statistics, "Add arrival periods and table continuity");
-    command.callback(
-        [options, &session] { session.run = [options] { return Monitor(*options).run(); }; });
+    add_exit_help(command, {kExitOk, kExitUsage, kExitCannotOpen, kExitUnknownFormat},
+                  "Ctrl-C ends it with a last report.\n");
+    command.callback([options, &session] {
+        session.run = [options, &session] { return Monitor(*options, session).run(); };
+    });
 }
 
 }  // namespace zvprobe

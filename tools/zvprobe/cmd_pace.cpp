@@ -7,6 +7,7 @@
 #include <memory>
 
 #include "exit_status.h"
+#include "help.h"
 #include "interrupt.h"
 #include "packet_sink.h"
 #include "session.h"
@@ -51,13 +52,14 @@ int play(const PaceOptions& options, const Session& session) {
             sink.take(packets, packet_size);
         };
         const auto begin = Clock::now();
-        probe_transport_stream(options.source, *source, first_window, *first, probe);
+        Findings findings(options.source, session.verbosity > 0);
+        probe_transport_stream(findings, *source, first_window, *first, probe);
         sink.flush();
         if (!session.quiet)
             print_summary(to == "-" ? std::cerr : std::cout, sink.packets(), Clock::now() - begin);
     }
     if (!source->error().empty()) {
-        complain(options.source, "reading stopped: " + source->error());
+        complain(options.source, source->error());
         return kExitCannotOpen;
     }
     if (first || interrupted()) return kExitOk;
@@ -92,12 +94,14 @@ void add_pace_command(CLI::App& root, Session& session) {
     command.add_option("SOURCE", options->source, "File, URL, or - for standard input")->required();
     command
         .add_option("--to", options->to,
-                    "udp://host:port for datagrams of seven packets, or tcp://host:port;\n"
-                    "without it packets go to standard output unless that is a terminal")
+                    "udp://host:port for datagrams of seven packets, or\n"
+                    "tcp://host:port; without it standard output, if no terminal")
         ->type_name("URL")
         ->check(check_destination);
     command.add_option("--by", options->by, "The clock to follow: pcr (default) or pts")
+        ->option_text(" CLOCK")
         ->check(CLI::IsMember({"pcr", "pts"}));
+    add_exit_help(command, {kExitOk, kExitUsage, kExitCannotOpen, kExitUnknownFormat});
     command.callback([options, &session] {
         session.run = [options, &session] { return run_pace(*options, session); };
     });

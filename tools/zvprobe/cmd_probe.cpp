@@ -9,6 +9,7 @@
 
 #include "flv_probe.h"
 #include "format_detect.h"
+#include "help.h"
 #include "interrupt.h"
 #include "json_report.h"
 #include "progress.h"
@@ -44,7 +45,7 @@ Failure cannot_open(const std::string& message) {
 }
 
 Failure read_error(const std::string& message) {
-    return {"read_error", kExitCannotOpen, "reading stopped: " + message};
+    return {"read_error", kExitCannotOpen, message};
 }
 
 Failure unknown_format() {
@@ -57,7 +58,7 @@ Failure unknown_format() {
 class SourceProbe {
   public:
     SourceProbe(const std::string& name, const ProbeOptions& options, const Session& session)
-        : options_(options), session_(session) {
+        : options_(options), session_(session), findings_(name, session.verbosity > 0) {
         report_.name = name;
     }
 
@@ -89,27 +90,27 @@ class SourceProbe {
     }
 
     TsReport read_transport_stream(Source& source, std::span<const uint8_t> first_window,
-                                   const SyncPoint& first) const {
+                                   const SyncPoint& first) {
         Progress progress = make_progress(source);
         TsProbeOptions options;
         options.pace = pace_of(options_.pace);
         options.statistics = options_.statistics;
         options.on_progress = [&progress](uint64_t bytes) { progress.show(bytes); };
-        return probe_transport_stream(report_.name, source, first_window, first, options);
+        return probe_transport_stream(findings_, source, first_window, first, options);
     }
 
-    FlvReport read_flv(Source& source, std::span<const uint8_t> first_window) const {
+    FlvReport read_flv(Source& source, std::span<const uint8_t> first_window) {
         Progress progress = make_progress(source);
         FlvProbeOptions options;
         options.on_progress = [&progress](uint64_t bytes) { progress.show(bytes); };
-        return probe_flv(source, first_window, options);
+        return probe_flv(findings_, source, first_window, options);
     }
 
     // Behind a large tag there may be anything.
     void read_mpeg_audio(Source& source, std::span<const uint8_t> first_window) {
         Progress progress = make_progress(source);
         MpegAudioReport report = probe_mpeg_audio(
-            source, first_window, [&progress](uint64_t bytes) { progress.show(bytes); });
+            findings_, source, first_window, [&progress](uint64_t bytes) { progress.show(bytes); });
         if (report.first)
             report_.content = std::move(report);
         else
@@ -123,6 +124,7 @@ class SourceProbe {
 
     const ProbeOptions& options_;
     const Session& session_;
+    Findings findings_;
     SourceReport report_;
 };
 
@@ -141,7 +143,7 @@ ExitStatus status_of(const SourceReport& report, bool strict) {
 
 // Probes every source; text goes out as it comes, JSON when all is known.
 int run_probe(const ProbeOptions& options, const Session& session) {
-    const TextOptions text_options = {Style(wants_colour(STDOUT_FILENO)), options.statistics};
+    const TextOptions text_options = text_options_for(STDOUT_FILENO, options.statistics);
     std::vector<SourceReport> reports;
     int status = kExitOk;
     bool printed_any = false;
@@ -164,13 +166,14 @@ int run_probe(const ProbeOptions& options, const Session& session) {
 }
 
 void add_options(CLI::App& app, ProbeOptions& options) {
-    app.add_option("source", options.sources, "Files, URLs, or - for standard input")
-        ->type_name("SOURCE");
+    app.add_option("SOURCE", options.sources, "Files, URLs, or - for standard input");
     app.add_flag("--json", options.json, "Print one JSON object (docs/JSON.md)");
     app.add_flag("--stats", options.statistics, "Add arrival periods and table continuity");
-    app.add_flag("--strict", options.strict, "Exit with status 1 when a stream has errors");
-    app.add_flag("--pace", options.pace, "Feed in real time, by the PCR or, with --pace=pts, PTS")
+    app.add_flag("--strict", options.strict, "Exit with status 1 when a source has errors");
+    app.add_flag("--pace", options.pace, "Feed in real time, by the PCR or by PTS")
+        ->option_text("[=pts]")
         ->check(is_pace);
+    add_exit_help(app, {kExitOk, kExitFindings, kExitUsage, kExitCannotOpen, kExitUnknownFormat});
 }
 
 }  // namespace
@@ -189,7 +192,7 @@ void add_probe_command(CLI::App& root, Session& session) {
     root.callback([&root, choose] {
         if (root.get_subcommands().empty()) return choose();
         // What a command has no place for falls through to here.
-        const CLI::Option* const extra = root.get_option("source");
+        const CLI::Option* const extra = root.get_option("SOURCE");
         if (extra->count() > 0) throw CLI::ExtrasError({extra->results().front()});
     });
 }

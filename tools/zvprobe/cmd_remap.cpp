@@ -8,6 +8,7 @@
 
 #include "copy_command.h"
 #include "exit_status.h"
+#include "help.h"
 #include "interrupt.h"
 #include "numbers.h"
 #include "progress.h"
@@ -47,7 +48,7 @@ RemapWish wish_of(const RemapOptions& options) {
 }
 
 void check_reading(const Source& source) {
-    if (!source.error().empty()) throw SourceError("reading stopped: " + source.error());
+    if (!source.error().empty()) throw SourceError(source.error());
     if (interrupted()) throw SourceError("interrupted, nothing is written");
 }
 
@@ -57,7 +58,8 @@ class Remap {
         : options_(options),
           wish_(wish_of(options)),
           draw_(!session.quiet && is_terminal(STDERR_FILENO)),
-          talk_(!session.quiet && options.out != "-") {}
+          talk_(!session.quiet && options.out != "-"),
+          tell_(session.verbosity > 0) {}
 
     void run() {
         const TsReport report = look();
@@ -81,7 +83,8 @@ class Remap {
             for (size_t at = 0; at + kPacketSize <= packets.size(); at += packet_size)
                 inventory_.see(packets.subspan(at).first<kPacketSize>());
         };
-        TsReport report = probe_transport_stream(options_.in, *source, window, *first, probe);
+        Findings findings(options_.in, tell_);
+        TsReport report = probe_transport_stream(findings, *source, window, *first, probe);
         check_reading(*source);
         warn_of_damage(report.reading);
         return report;
@@ -119,6 +122,7 @@ class Remap {
     const RemapWish wish_;
     const bool draw_;
     const bool talk_;
+    const bool tell_;
     PidInventory inventory_;
 };
 
@@ -157,11 +161,11 @@ void add_remap_command(CLI::App& root, Session& session) {
         ->required();
     command
         .add_option("--from", options->from,
-                    "The programme to take when there are several; the others become null packets")
+                    "The programme to take of several; others become null packets")
         ->type_name("N");
-    command.footer(
-        "PIDs and numbers are decimal, or hexadecimal behind 0x. Other packets, such as service\n"
-        "information, are kept as they are.");
+    add_exit_help(command, {kExitOk, kExitUsage, kExitCannotOpen, kExitUnknownFormat},
+                  "PIDs and numbers are decimal, or hexadecimal behind 0x. Other packets, such as\n"
+                  "service information, are kept as they are.\n");
     command.callback([options, &session] {
         session.run = [options, &session] {
             return run_copy(*options, [&] { return remap(*options, session); });

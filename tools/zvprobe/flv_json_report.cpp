@@ -49,11 +49,29 @@ Json script_json(const FlvScript& script) {
             {"values", values}};
 }
 
-Json config_json(const FlvConfig& config) {
+Json facts_json(const AacConfig& aac) {
+    return {{"object_type", aac.object_type},
+            {"object_name", aac_object_name(aac.object_type)},
+            {"sample_rate", aac.sample_rate},
+            {"channels", aac.channels}};
+}
+
+Json facts_json(const AvcConfig& avc) {
+    return {{"profile", avc.profile},
+            {"profile_name", avc_profile_name(avc.profile)},
+            {"level", avc.level}};
+}
+
+// facts: what the bytes say, if that could be read
+template <typename Facts>
+Json config_json(const FlvConfig& config, const std::optional<Facts>& facts) {
+    if (config.tags == 0) return nullptr;
     const size_t shown = std::min(config.bytes.size(), kConfigShown);
-    return {{"tags", config.tags},
-            {"length", config.length},
-            {"bytes", hex_bytes(std::span(config.bytes).first(shown))}};
+    Json out = {{"tags", config.tags},
+                {"length", config.length},
+                {"bytes", hex_bytes(std::span(config.bytes).first(shown))}};
+    if (facts) out.update(facts_json(*facts));
+    return out;
 }
 
 Json track_json(const FlvReport& report, const FlvTrack& track, const std::string& codec) {
@@ -64,17 +82,6 @@ Json track_json(const FlvReport& report, const FlvTrack& track, const std::strin
             {"data_rate", report.data_rate(track)}};
 }
 
-Json aac_json(const FlvAudio& audio) {
-    if (audio.config.tags == 0) return nullptr;
-    Json out = config_json(audio.config);
-    if (!audio.aac) return out;
-    out["object_type"] = audio.aac->object_type;
-    out["object_name"] = aac_object_name(audio.aac->object_type);
-    out["sample_rate"] = audio.aac->sample_rate;
-    out["channels"] = audio.aac->channels;
-    return out;
-}
-
 Json audio_json(const FlvReport& report) {
     const FlvAudio& audio = report.audio;
     if (audio.tags == 0) return nullptr;
@@ -82,23 +89,13 @@ Json audio_json(const FlvReport& report) {
     out["header_rate_code"] = audio.rate_code;
     out["header_sample_bits"] = audio.wide ? 16 : 8;
     out["header_stereo"] = audio.stereo;
-    out["aac_config"] = aac_json(audio);
+    out["aac_config"] = config_json(audio.config, audio.aac);
     return out;
 }
 
 Json size_json(const std::optional<PictureSize>& size) {
     if (!size) return nullptr;
     return {{"width", size->width}, {"height", size->height}};
-}
-
-Json avc_json(const FlvVideo& video) {
-    if (video.config.tags == 0) return nullptr;
-    Json out = config_json(video.config);
-    if (!video.avc) return out;
-    out["profile"] = video.avc->profile;
-    out["profile_name"] = avc_profile_name(video.avc->profile);
-    out["level"] = video.avc->level;
-    return out;
 }
 
 Json video_json(const FlvReport& report) {
@@ -108,25 +105,22 @@ Json video_json(const FlvReport& report) {
     out["key_frames"] = video.key_frames;
     out["frame_rate"] = frame_rate(video);
     out["size"] = size_json(video.size);
-    out["avc_config"] = avc_json(video);
+    out["avc_config"] = config_json(video.config, video.avc);
     return out;
 }
 
 Json size_words_json(const FlvReading& reading) {
-    Json list = Json::array();
-    for (const SizeMismatch& word : reading.mismatches)
-        list.push_back(
-            {{"offset", word.offset}, {"expected", word.expected}, {"found", word.found}});
-    return {{"mismatches", reading.size_mismatches}, {"mismatch_list", list}};
+    const auto word_json = [](const SizeMismatch& word) -> Json {
+        return {{"offset", word.offset}, {"expected", word.expected}, {"found", word.found}};
+    };
+    return {{"mismatches", reading.mismatches.count()},
+            {"mismatch_list", list_json(reading.mismatches, word_json)}};
 }
 
 Json sync_json(const FlvReading& reading) {
-    Json list = Json::array();
-    for (const TagLoss& loss : reading.losses)
-        list.push_back({{"offset", loss.offset}, {"skipped_bytes", loss.skipped}});
     return {{"skipped_bytes", reading.skipped_bytes},
-            {"losses", reading.tag_losses},
-            {"loss_list", list}};
+            {"losses", reading.losses.count()},
+            {"loss_list", list_json(reading.losses, loss_json)}};
 }
 
 Json truncated_json(const FlvReading& reading) {

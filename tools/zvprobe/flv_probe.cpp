@@ -145,12 +145,12 @@ class ReportBuilder {
 
 }  // namespace
 
-FlvReport probe_flv(Source& source, std::span<const uint8_t> first_window,
+FlvReport probe_flv(Findings& findings, Source& source, std::span<const uint8_t> first_window,
                     const FlvProbeOptions& options) {
     constexpr uint64_t kProgressMask = 255;
     source.expect_skips();
     ByteCursor cursor(source, first_window);
-    FlvWalk walk(cursor);
+    FlvWalk walk(cursor, findings);
     ReportBuilder builder;
     FlvTag tag;
     walk.begin();

@@ -14,8 +14,9 @@ struct FlvProbeOptions {
     std::function<void(const FlvTag&)> on_tag;        // called for each whole tag; may be empty
 };
 
+// findings      are told what is wrong
 // first_window  what source.next(0) gave; it starts like an FLV file
-FlvReport probe_flv(Source& source, std::span<const uint8_t> first_window,
+FlvReport probe_flv(Findings& findings, Source& source, std::span<const uint8_t> first_window,
                     const FlvProbeOptions& options);
 
 }  // namespace zvprobe

@@ -63,7 +63,7 @@ double frame_rate(const FlvTrack& track) {
 
 bool has_findings(const FlvReport& report) {
     const FlvReading& reading = report.reading;
-    return reading.size_mismatches != 0 || reading.skipped_bytes != 0 ||
+    return reading.mismatches.count() != 0 || reading.skipped_bytes != 0 ||
            reading.trailing_bytes != 0 || !report.library.accepted;
 }
 

@@ -8,10 +8,9 @@
 namespace zvprobe {
 namespace {
 
-constexpr size_t kPrintedPlaces = 10;
 constexpr size_t kPrintedItems = 8;
 constexpr size_t kPrintedConfig = 24;
-constexpr size_t kKeyWidth = 20;
+constexpr size_t kWidestKey = 40;  // behind a wider one the value begins a line
 
 std::string value_text(const AmfValue& value);
 
@@ -152,13 +151,25 @@ class FlvPrinter {
         if (!script.data.complete) out_ << ", " << style_.bad("not complete");
         out_ << '\n';
         for (const AmfValue& value : script.data.values) {
-            if (value.type != AmfValue::Type::kObject) {
+            if (value.type == AmfValue::Type::kObject)
+                print_members(value);
+            else
                 line("") << value_text(value) << '\n';
-                continue;
+        }
+    }
+
+    void print_members(const AmfValue& object) const {
+        size_t width = 0;
+        for (const std::string& key : object.keys)
+            width = std::max(width, std::min(display_width(printable(key)), kWidestKey));
+        for (size_t i = 0; i < object.items.size(); ++i) {
+            const std::string key = printable(object.keys[i]);
+            line("") << padded(key, width);
+            if (display_width(key) > width) {
+                out_ << '\n';
+                line("") << std::string(width, ' ');
             }
-            for (size_t i = 0; i < value.items.size(); ++i)
-                line("") << padded(printable(value.keys[i]), kKeyWidth) << ' '
-                         << value_text(value.items[i]) << '\n';
+            out_ << "  " << value_text(object.items[i]) << '\n';
         }
     }
 
@@ -178,26 +189,20 @@ class FlvPrinter {
     }
 
     void print_size_words() const {
-        const uint64_t count = reading_.size_mismatches;
+        const uint64_t count = reading_.mismatches.count();
         line("size words") << marked(style_, count == 0, counted(count, "mismatch", "mismatches"))
                            << '\n';
-        const size_t printed = std::min(reading_.mismatches.size(), kPrintedPlaces);
-        for (const SizeMismatch& word : std::span(reading_.mismatches).first(printed))
-            line("") << "at byte " << word.offset << ": " << word.found << " for " << word.expected
-                     << '\n';
-        if (count > printed) line("") << "and " << count - printed << " more\n";
+        print_first(out_, style_, reading_.mismatches, [](const SizeMismatch& word) {
+            return "at byte " + std::to_string(word.offset) + ": " + std::to_string(word.found) +
+                   " for " + std::to_string(word.expected);
+        });
     }
 
     void print_losses() const {
-        if (reading_.tag_losses == 0) return;
-        line("no tag") << style_.bad(counted(reading_.tag_losses, "place", "places")) << ", "
+        if (reading_.losses.count() == 0) return;
+        line("no tag") << style_.bad(counted(reading_.losses.count(), "place", "places")) << ", "
                        << counted(reading_.skipped_bytes, "byte", "bytes") << " skipped\n";
-        const size_t printed = std::min(reading_.losses.size(), kPrintedPlaces);
-        for (const TagLoss& loss : std::span(reading_.losses).first(printed))
-            line("") << "at byte " << loss.offset << ", " << counted(loss.skipped, "byte", "bytes")
-                     << " skipped\n";
-        if (reading_.tag_losses > printed)
-            line("") << "and " << reading_.tag_losses - printed << " more\n";
+        print_first(out_, style_, reading_.losses, gap_text);
     }
 
     std::ostream& out_;

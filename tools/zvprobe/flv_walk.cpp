@@ -5,8 +5,10 @@
 #include <algorithm>
 #include <cstring>
 
+#include "bytes.h"
 #include "flv.h"
 #include "interrupt.h"
+#include "text_parts.h"
 
 namespace zvprobe {
 namespace {
@@ -24,15 +26,8 @@ constexpr uint8_t kReservedBits = 0xC0;
 constexpr uint8_t kFilterBit = 0x20;
 constexpr uint8_t kTypeBits = 0x1F;
 
-uint32_t be(std::span<const uint8_t> bytes) {
-    uint32_t value = 0;
-    for (const uint8_t byte : bytes)
-        value = value << 8 | byte;
-    return value;
-}
-
 uint32_t timestamp_of(std::span<const uint8_t> header) {
-    return be(header.subspan(4, 3)) | uint32_t{header[7]} << 24;
+    return big_endian(header.subspan(4, 3)) | uint32_t{header[7]} << 24;
 }
 
 bool is_known_type(uint8_t first_byte) {
@@ -69,25 +64,25 @@ std::span<const uint8_t> FlvTag::body() const {
 bool starts_like_flv(std::span<const uint8_t> bytes) {
     constexpr uint8_t kMaxVersion = 15;
     return bytes.size() >= ZV_FLV_FILE_HEADER_SIZE && std::memcmp(bytes.data(), "FLV", 3) == 0 &&
-           bytes[3] <= kMaxVersion && be(bytes.subspan(5, 4)) >= ZV_FLV_FILE_HEADER_SIZE &&
-           be(bytes.subspan(5, 4)) <= Source::kMaxKept;
+           bytes[3] <= kMaxVersion && big_endian(bytes.subspan(5, 4)) >= ZV_FLV_FILE_HEADER_SIZE &&
+           big_endian(bytes.subspan(5, 4)) <= Source::kMaxKept;
 }
 
 void FlvWalk::begin() {
     const auto header = cursor_.peek(ZV_FLV_FILE_HEADER_SIZE);
     reading_.version = header[3];
     reading_.flags = header[4];
-    reading_.header_length = be(header.subspan(5, 4));
+    reading_.header_length = big_endian(header.subspan(5, 4));
     cursor_.skip(reading_.header_length);
     const auto word = cursor_.peek(kSizeWord);
     if (word.size() < kSizeWord) return end(word.size());
-    check_size_word(cursor_.position(), 0, be(word));
+    check_size_word(cursor_.position(), 0, big_endian(word));
     cursor_.skip(kSizeWord);
     reading_.bytes = cursor_.position();
 }
 
 bool FlvWalk::next(FlvTag& tag) {
-    while (!interrupted()) {
+    for (;;) {
         const auto header = cursor_.peek(kHeaderSize);
         if (header.size() < kHeaderSize) {
             end(header.size());
@@ -96,13 +91,12 @@ bool FlvWalk::next(FlvTag& tag) {
         if (is_tag(header)) return read_tag(tag);
         find_tag();
     }
-    return false;
 }
 
 // While in step, other tag types are passed over, and a stream id is nobody's business.
 bool FlvWalk::is_tag(std::span<const uint8_t> header) const {
     const bool known = is_known_type(header[0]);
-    const bool no_stream_id = be(header.subspan(8, 3)) == 0;
+    const bool no_stream_id = big_endian(header.subspan(8, 3)) == 0;
     if (!in_step_) return known && no_stream_id;
     const bool other = (header[0] & kReservedBits) == 0 && (header[0] & kTypeBits) != 0;
     return known || (other && no_stream_id);
@@ -112,7 +106,8 @@ bool FlvWalk::is_tag(std::span<const uint8_t> header) const {
 // random bytes does.
 bool FlvWalk::may_be_tag(std::span<const uint8_t> bytes) const {
     constexpr int64_t kMaxJump = 600'000;  // ms
-    if (!is_known_type(bytes[0]) || be(bytes.subspan(8, 3)) != 0 || be(bytes.subspan(1, 3)) == 0)
+    if (!is_known_type(bytes[0]) || big_endian(bytes.subspan(8, 3)) != 0 ||
+        big_endian(bytes.subspan(1, 3)) == 0)
         return false;
     const int64_t jump = int64_t{timestamp_of(bytes)} - last_timestamp_;
     if (jump < -kMaxJump || jump > kMaxJump) return false;
@@ -127,18 +122,17 @@ bool FlvWalk::read_tag(FlvTag& tag) {
     tag.type = start[0] & kTypeBits;
     tag.filtered = (start[0] & kFilterBit) != 0;
     tag.timestamp = timestamp_of(start);
-    tag.data_len = be(start.subspan(1, 3));
+    tag.data_len = big_endian(start.subspan(1, 3));
     tag.bytes.clear();
     cursor_.read(kHeaderSize + body_kept(tag, start), tag.bytes);
     cursor_.skip(tag.size() - tag.bytes.size());
     const auto word = cursor_.peek(kSizeWord);
     if (word.size() < kSizeWord || cursor_.position() - tag.offset < tag.size()) {
-        if (!interrupted())
-            reading_.truncated = TruncatedTag{tag.offset, tag.type, tag.size() + kSizeWord};
+        if (!interrupted()) note_cut_off(tag);
         end(cursor_.position() - tag.offset + word.size());
         return false;
     }
-    tag.size_word = be(word);
+    tag.size_word = big_endian(word);
     check_size_word(cursor_.position(), tag.size(), tag.size_word);
     cursor_.skip(kSizeWord);
     ++reading_.tags;
@@ -148,18 +142,25 @@ bool FlvWalk::read_tag(FlvTag& tag) {
     return true;
 }
 
+void FlvWalk::note_cut_off(const FlvTag& tag) {
+    reading_.truncated = TruncatedTag{tag.offset, tag.type, tag.size() + kSizeWord};
+    if (findings_.next()) findings_.tell(tag.offset, "the tag is cut off");
+}
+
 void FlvWalk::check_size_word(uint64_t offset, uint32_t expected, uint32_t found) {
     in_step_ = found == expected;
     if (in_step_) return;
-    ++reading_.size_mismatches;
-    if (reading_.mismatches.size() < FlvReading::kMaxListed)
-        reading_.mismatches.push_back({offset, expected, found});
+    reading_.mismatches.add({offset, expected, found});
+    if (findings_.next()) {
+        findings_.tell(offset, "size word " + std::to_string(found) + " behind a tag of " +
+                                   counted(expected, "byte", "bytes"));
+    }
 }
 
 void FlvWalk::find_tag() {
     constexpr size_t kNeeded = kHeaderSize + 1;
     const uint64_t lost_at = cursor_.position();
-    for (size_t at = 1; !interrupted(); at = 0) {
+    for (size_t at = 1;; at = 0) {
         const auto bytes = cursor_.peek(Source::kMaxKept);
         while (at + kNeeded <= bytes.size() && !may_be_tag(bytes.subspan(at)))
             ++at;
@@ -172,12 +173,14 @@ void FlvWalk::find_tag() {
     const uint64_t skipped = cursor_.position() - lost_at;
     reading_.skipped_bytes += skipped;
     reading_.bytes = cursor_.position();
-    ++reading_.tag_losses;
-    if (reading_.losses.size() < FlvReading::kMaxListed)
-        reading_.losses.push_back({lost_at, skipped});
+    reading_.losses.add({lost_at, skipped});
+    if (findings_.next())
+        findings_.tell(lost_at, "no tag, " + counted(skipped, "byte", "bytes") + " skipped");
 }
 
+// What a signal cut off is no damage, and not counted as read.
 void FlvWalk::end(uint64_t trailing) {
+    if (interrupted()) return;
     reading_.trailing_bytes += trailing;
     cursor_.skip(cursor_.peek(kSizeWord + kHeaderSize).size());
     reading_.bytes = cursor_.position();

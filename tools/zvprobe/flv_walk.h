@@ -9,6 +9,8 @@
 #include <vector>
 
 #include "byte_cursor.h"
+#include "findings.h"
+#include "listed.h"
 
 namespace zvprobe {
 
@@ -36,12 +38,6 @@ struct SizeMismatch {
     uint32_t found;
 };
 
-// A place where no tag stands.
-struct TagLoss {
-    uint64_t offset;
-    uint64_t skipped;  // bytes up to the next tag, or to the end
-};
-
 struct TruncatedTag {
     uint64_t offset;
     uint8_t type;
@@ -51,20 +47,15 @@ struct TruncatedTag {
 // How a source fell into tags. Read to its end, which lies behind the first size word:
 // bytes = header_length + 4 + tag_bytes + skipped_bytes + trailing_bytes.
 struct FlvReading {
-    // The counts go on behind the lists.
-    static constexpr size_t kMaxListed = 1000;
-
     uint8_t version = 0;
     uint8_t flags = 0;
     uint32_t header_length = 0;
     uint64_t bytes = 0;
     uint64_t tags = 0;
     uint64_t tag_bytes = 0;  // with their size words
-    uint64_t size_mismatches = 0;
-    std::vector<SizeMismatch> mismatches;  // the first of them
-    uint64_t tag_losses = 0;
-    std::vector<TagLoss> losses;  // the first of them
-    uint64_t skipped_bytes = 0;   // where tags were lost
+    Listed<SizeMismatch> mismatches;
+    Listed<Gap> losses;          // places where no tag stands, up to the next one or the end
+    uint64_t skipped_bytes = 0;  // of these
     std::optional<TruncatedTag> truncated;
     uint64_t trailing_bytes = 0;  // behind the last whole tag
 };
@@ -74,12 +65,12 @@ bool starts_like_flv(std::span<const uint8_t> bytes);
 
 class FlvWalk {
   public:
-    explicit FlvWalk(ByteCursor& cursor) : cursor_(cursor) {}
+    FlvWalk(ByteCursor& cursor, Findings& findings) : cursor_(cursor), findings_(findings) {}
 
     // Reads the file header; the source must start like one.
     void begin();
 
-    // Reads the next whole tag. -> false at the end, or after a signal
+    // Reads the next whole tag. -> false at the end
     bool next(FlvTag& tag);
 
     const FlvReading& reading() const { return reading_; }
@@ -90,9 +81,11 @@ class FlvWalk {
     bool read_tag(FlvTag& tag);
     void check_size_word(uint64_t offset, uint32_t expected, uint32_t found);
     void find_tag();
+    void note_cut_off(const FlvTag& tag);
     void end(uint64_t trailing);
 
     ByteCursor& cursor_;
+    Findings& findings_;
     FlvReading reading_;
     bool in_step_ = true;  // the last size word was right
     uint32_t last_timestamp_ = 0;

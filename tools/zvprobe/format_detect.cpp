@@ -8,8 +8,10 @@
 namespace zvprobe {
 
 DetectedFormat detect_format(std::span<const uint8_t> first_bytes, bool whole) {
-    if (const auto first = find_first_packet(first_bytes, whole)) return *first;
+    // A signature at the very start: packets are also looked for behind bytes out of sync, and
+    // among an FLV file's payload some bytes may line up.
     if (starts_like_flv(first_bytes)) return FlvStart{};
+    if (const auto first = find_first_packet(first_bytes, whole)) return *first;
     if (starts_like_mpeg_audio(first_bytes, whole)) return MpegAudioStart{};
     return UnknownFormat{};
 }

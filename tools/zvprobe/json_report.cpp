@@ -2,6 +2,8 @@
 // Implementation of json_report.h: what all formats have in common.
 #include "json_report.h"
 
+#include <cstdio>
+
 #include "bitStream.h"
 #include "json_parts.h"
 
@@ -29,7 +31,31 @@ struct ContentWriter {
     }
 };
 
+// C1 control characters take two bytes, of which this is the first.
+constexpr char kC1Lead = '\xC2';
+
+bool is_delete_or_c1(std::string_view text) {
+    return text[0] == '\x7F' || (text.size() > 1 && text[0] == kC1Lead && text[1] < '\xA0');
+}
+
 }  // namespace
+
+// The JSON library escapes what is below U+0020. Outside of strings there are no such characters.
+std::string json_text(const Json& json, int indent) {
+    const std::string plain = json.dump(indent, ' ', false, Json::error_handler_t::replace);
+    std::string out;
+    for (std::string_view rest = plain; !rest.empty(); rest.remove_prefix(1)) {
+        if (is_delete_or_c1(rest)) {
+            if (rest[0] == kC1Lead) rest.remove_prefix(1);
+            char escaped[8];
+            std::snprintf(escaped, sizeof escaped, "\\u%04x", static_cast<uint8_t>(rest[0]));
+            out += escaped;
+        } else {
+            out += rest[0];
+        }
+    }
+    return out;
+}
 
 Json to_json(const SourceReport& report) {
     Json source;
@@ -51,8 +77,7 @@ void print_json(std::ostream& out, const std::vector<SourceReport>& reports) {
     root["sources"] = Json::array();
     for (const SourceReport& report : reports)
         root["sources"].push_back(to_json(report));
-    // Names from streams and of files need not be UTF-8.
-    out << root.dump(kIndent, ' ', false, Json::error_handler_t::replace) << '\n';
+    out << json_text(root, kIndent) << '\n';
 }
 
 }  // namespace zvprobe

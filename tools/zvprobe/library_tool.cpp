@@ -12,6 +12,8 @@
 #include "exit_status.h"
 #include "file_feeder.h"
 #include "library_log.h"
+#include "progress.h"
+#include "report_lines.h"
 #include "terminal.h"
 #include "zvprotocol.h"
 
@@ -74,7 +76,7 @@ ExitStatus status_of(const LibraryTool& tool, const Run& run, const LibraryLog& 
     };
     if (run.result == kCannotWrite)
         return fail(tool.output, "cannot be written: " + why_not_written(log.last_error()));
-    if (!run.read_error.empty()) return fail(tool.source, "reading stopped: " + run.read_error);
+    if (!run.read_error.empty()) return fail(tool.source, run.read_error);
     if (run.result == kCannotRead)
         return fail(tool.source, "nothing came, or reading stopped early");
     if (run.result != kDone) return fail(tool.source, why_not_open(tool.source));
@@ -85,10 +87,12 @@ ExitStatus status_of(const LibraryTool& tool, const Run& run, const LibraryLog& 
 
 }  // namespace
 
-int run_library_tool(const LibraryTool& tool, const Session& session, std::ostream& out) {
+int run_library_tool(const LibraryTool& tool, const Session& session, std::ostream& out,
+                     const TextOptions& options) {
     bool unknown_format = false;
     const auto print = [&](std::string_view line) {
-        out << printable(line) << '\n';
+        wipe_progress();
+        print_report_line(out, line, options);
         unknown_format = unknown_format || has_no_packets(line);
     };
     std::signal(SIGXFSZ, SIG_IGN);  // a file that grows too large is an error like others

@@ -8,6 +8,7 @@
 #include <string>
 
 #include "session.h"
+#include "text_report.h"
 
 namespace zvprobe {
 
@@ -17,7 +18,8 @@ struct LibraryTool {
     std::function<int(int log_level, const char* url)> run;  // -> the tool's result
 };
 
-// -> exit status
-int run_library_tool(const LibraryTool& tool, const Session& session, std::ostream& out);
+// out, options: where the report goes, and how. -> exit status
+int run_library_tool(const LibraryTool& tool, const Session& session, std::ostream& out,
+                     const TextOptions& options);
 
 }  // namespace zvprobe

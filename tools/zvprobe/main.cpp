@@ -5,6 +5,7 @@
 
 #include "bitStream.h"
 #include "exit_status.h"
+#include "help.h"
 #include "interrupt.h"
 #include "session.h"
 #include "zvlog.h"
@@ -20,13 +21,10 @@ std::string version_text() {
 void add_common_options(CLI::App& app, Session& session) {
     app.set_version_flag("--version", version_text, "Print the version");
     app.add_flag("-v,--verbose", session.verbosity,
-                 "The library's messages on standard error; repeat for more");
+                 "Tell errors as they are found; -vv: and the library's log");
     app.add_flag("-q,--quiet", session.quiet, "No progress bar");
-    app.add_option("--log", session.log_file, "Append the library's messages to a file")
+    app.add_option("--log", session.log_file, "Append the library's log to a file")
         ->type_name("FILE");
-    app.footer(
-        "Exit status: 0 ok, 1 errors in the stream (--strict), 2 usage, 3 cannot open or read,\n"
-        "4 not a known format. Ctrl-C ends with the report so far.");
 }
 
 int run(const Session& session) {
@@ -44,16 +42,17 @@ int run(const Session& session) {
 int main(int argc, char** argv) {
     CLI::App app("Describes MPEG transport streams, FLV files and MPEG audio.", "zvprobe");
     Session session;
+    zvprobe::use_short_help(app);
     add_common_options(app, session);
     app.fallthrough();
     zvprobe::add_probe_command(app, session);
-    zvprobe::add_flv_meta_command(app, session);
     zvprobe::add_monitor_command(app, session);
-    zvprobe::add_build_command(app, session);
-    zvprobe::add_remap_command(app, session);
-    zvprobe::add_pace_command(app, session);
     zvprobe::add_extract_command(app, session);
     zvprobe::add_rtp_command(app, session);
+    zvprobe::add_pace_command(app, session);
+    zvprobe::add_remap_command(app, session);
+    zvprobe::add_build_command(app, session);
+    zvprobe::add_flv_meta_command(app, session);
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {

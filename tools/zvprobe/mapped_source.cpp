@@ -63,10 +63,14 @@ uint64_t MappedSource::skip(uint64_t count) {
 }
 
 bool MappedSource::at_end() const {
-    return window_end_ >= size_ || !error().empty();
+    return window_end_ >= size_ || !reason().empty();
 }
 
-std::string MappedSource::error() const {
+uint64_t MappedSource::position() const {
+    return std::min(window_end_, current_size());
+}
+
+std::string MappedSource::reason() const {
     if (!map_error_.empty()) return map_error_;
     if (current_size() < window_end_) return "the file became shorter while it was read";
     if (window_.damaged()) return std::strerror(EIO);

@@ -21,8 +21,11 @@ class MappedSource : public Source {
     void expect_skips() override { populate_ = false; }
     uint64_t skip(uint64_t count) override;
     bool at_end() const override;
-    std::string error() const override;
     std::optional<uint64_t> size() const override { return size_; }
+
+  protected:
+    std::string reason() const override;
+    uint64_t position() const override;
 
   private:
     explicit MappedSource(int fd) : fd_(fd) {}

@@ -41,8 +41,7 @@ void print_monitor_json(std::ostream& out, const SourceReport& report, const Mon
                    {"interval_ms", milliseconds(time.interval_s)},
                    {"bits_per_second", std::llround(time.bits_per_second())}}}};
     line.update(to_json(report));
-    // Names from streams and of sources need not be UTF-8.
-    out << line.dump(kCompact, ' ', false, Json::error_handler_t::replace) << '\n';
+    out << json_text(line, kCompact) << '\n';
 }
 
 }  // namespace zvprobe

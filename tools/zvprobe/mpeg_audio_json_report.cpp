@@ -19,10 +19,12 @@ Json first_frame_json(const MpegAudioReport& report) {
 }
 
 Json stray_json(const MpegAudioReading& reading) {
-    Json list = Json::array();
-    for (const StrayBytes& run : reading.stray)
-        list.push_back({{"offset", run.offset}, {"bytes", run.count}});
-    return {{"bytes", reading.stray_bytes}, {"runs", reading.stray_runs}, {"run_list", list}};
+    const auto run_json = [](const Gap& run) -> Json {
+        return {{"offset", run.offset}, {"bytes", run.bytes}};
+    };
+    return {{"bytes", reading.stray_bytes},
+            {"runs", reading.stray.count()},
+            {"run_list", list_json(reading.stray, run_json)}};
 }
 
 }  // namespace

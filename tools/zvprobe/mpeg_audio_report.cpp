@@ -115,11 +115,12 @@ double MpegAudioReport::average_bitrate() const {
     return duration == 0 ? 0 : static_cast<double>(sound_bytes) * 8 / duration / 1000;
 }
 
-MpegAudioReport probe_mpeg_audio(Source& source, std::span<const uint8_t> first_window,
+MpegAudioReport probe_mpeg_audio(Findings& findings, Source& source,
+                                 std::span<const uint8_t> first_window,
                                  const std::function<void(uint64_t bytes)>& on_progress) {
     constexpr uint64_t kProgressMask = 4095;
     ByteCursor cursor(source, first_window);
-    MpegAudioWalk walk(cursor);
+    MpegAudioWalk walk(cursor, findings);
     ReportBuilder builder;
     while (const auto frame = walk.next()) {
         builder.add(*frame);

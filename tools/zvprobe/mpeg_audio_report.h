@@ -34,9 +34,11 @@ struct MpegAudioReport {
 };
 
 // Walks the source to its end, or to a signal. Without a frame it is no MPEG audio after all.
+// findings      are told what is wrong
 // first_window  what source.next(0) gave
 // on_progress   called now and then
-MpegAudioReport probe_mpeg_audio(Source& source, std::span<const uint8_t> first_window,
+MpegAudioReport probe_mpeg_audio(Findings& findings, Source& source,
+                                 std::span<const uint8_t> first_window,
                                  const std::function<void(uint64_t bytes)>& on_progress);
 
 // -> true when the source has bytes that belong to no whole frame and no tag

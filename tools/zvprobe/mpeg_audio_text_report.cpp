@@ -10,8 +10,6 @@
 namespace zvprobe {
 namespace {
 
-constexpr size_t kPrintedRuns = 10;
-
 class MpegAudioPrinter {
   public:
     MpegAudioPrinter(std::ostream& out, const MpegAudioReport& report, const Style& style)
@@ -78,11 +76,7 @@ class MpegAudioPrinter {
         line("in no frame") << marked(style_, reading_.stray_bytes == 0,
                                       counted(reading_.stray_bytes, "byte", "bytes"))
                             << '\n';
-        const size_t printed = std::min(reading_.stray.size(), kPrintedRuns);
-        for (const StrayBytes& run : std::span(reading_.stray).first(printed))
-            line("") << counted(run.count, "byte", "bytes") << " at byte " << run.offset << '\n';
-        if (reading_.stray_runs > printed)
-            line("") << "and " << reading_.stray_runs - printed << " runs more\n";
+        print_first(out_, style_, reading_.stray, gap_text);
         if (reading_.trailing_bytes != 0)
             line("cut off") << style_.bad("the last frame") << ", "
                             << counted(reading_.trailing_bytes, "byte", "bytes") << " left of it\n";

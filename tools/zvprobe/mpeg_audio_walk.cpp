@@ -7,11 +7,14 @@
 #include <cstring>
 #include <utility>
 
+#include "bytes.h"
 #include "interrupt.h"
+#include "text_parts.h"
 
 namespace zvprobe {
 namespace {
 
+constexpr uint8_t kSyncByte = 0xFF;
 constexpr size_t kId3v1Size = 128;
 constexpr size_t kId3v2HeaderSize = 10;
 
@@ -54,13 +57,6 @@ bool run_of_frames(std::span<const uint8_t> bytes, size_t wanted, bool whole) {
     return true;
 }
 
-size_t next_sync_byte(std::span<const uint8_t> bytes, size_t from) {
-    if (from >= bytes.size()) return bytes.size();
-    const void* const at = std::memchr(bytes.data() + from, 0xFF, bytes.size() - from);
-    if (at == nullptr) return bytes.size();
-    return static_cast<size_t>(static_cast<const uint8_t*>(at) - bytes.data());
-}
-
 struct Place {
     size_t offset;  // of a frame, or of the first byte that may still begin one
     bool found;
@@ -68,8 +64,8 @@ struct Place {
 
 Place find_frame(std::span<const uint8_t> bytes, size_t from, bool ends) {
     constexpr size_t kJudged = MpegAudioHeader::kMaxFrame + MpegAudioHeader::kSize;
-    for (size_t at = next_sync_byte(bytes, from); at < bytes.size();
-         at = next_sync_byte(bytes, at + 1)) {
+    for (size_t at = find_byte(bytes, kSyncByte, from); at < bytes.size();
+         at = find_byte(bytes, kSyncByte, at + 1)) {
         if (run_of_frames(bytes.subspan(at), kResyncRun, ends)) return {at, true};
         if (!ends && bytes.size() - at < kJudged) return {at, false};
     }
@@ -86,17 +82,21 @@ bool starts_like_mpeg_audio(std::span<const uint8_t> bytes, bool whole) {
     if (run_of_frames(rest, kStartRun, whole)) return true;
     // A recording of a broadcast begins in the middle of a frame.
     const size_t last = std::min(rest.size(), MpegAudioHeader::kMaxFrame);
-    for (size_t at = next_sync_byte(rest, 0); at < last; at = next_sync_byte(rest, at + 1))
+    for (size_t at = find_byte(rest, kSyncByte, 0); at < last;
+         at = find_byte(rest, kSyncByte, at + 1))
         if (run_of_frames(rest.subspan(at), kLateRun, false)) return true;
     return false;
 }
 
 std::optional<MpegAudioWalk::Frame> MpegAudioWalk::next() {
     cursor_.skip(std::exchange(to_pass_, 0));
-    while (!interrupted()) {
+    for (;;) {
         if (const auto frame = read_frame()) return frame;
         if (cursor_.peek(1).empty()) break;
-        if (!skip_tag() && !read_cut_frame()) skip_stray();
+        if (skip_tag()) continue;
+        if (interrupted() && cursor_.peek(Source::kMaxKept).size() < Source::kMaxKept)
+            break;  // a signal cut them off: no damage, and too few to judge
+        if (!read_cut_frame()) skip_stray();
     }
     reading_.bytes = cursor_.position();
     return std::nullopt;
@@ -134,7 +134,9 @@ bool MpegAudioWalk::read_cut_frame() {
     const bool cut_frame =
         header && header->continues(*last_) && rest.size() < header->frame_size();
     if (!cut_header && !cut_frame) return false;
+    const uint64_t offset = cursor_.position();
     reading_.trailing_bytes = cursor_.skip(rest.size());
+    if (findings_.next()) findings_.tell(offset, "the frame is cut off");
     return true;
 }
 
@@ -155,7 +157,7 @@ void MpegAudioWalk::skip_stray() {
     const uint64_t offset = cursor_.position();
     last_.reset();
     size_t from = 1;
-    for (bool done = false; !done && !interrupted(); from = 0) {
+    for (bool done = false; !done; from = 0) {
         const auto bytes = cursor_.peek(Source::kMaxKept);
         const bool ends = bytes.size() < Source::kMaxKept;
         const Place place = find_frame(bytes, from, ends);
@@ -163,10 +165,10 @@ void MpegAudioWalk::skip_stray() {
         done = place.found || ends;
     }
     const uint64_t count = cursor_.position() - offset;
-    ++reading_.stray_runs;
     reading_.stray_bytes += count;
-    if (reading_.stray.size() < MpegAudioReading::kMaxListed)
-        reading_.stray.push_back({offset, count});
+    reading_.stray.add({offset, count});
+    if (findings_.next())
+        findings_.tell(offset, counted(count, "byte", "bytes") + " of no frame skipped");
 }
 
 }  // namespace zvprobe

@@ -3,24 +3,16 @@
 // damage, and accounts for every byte.
 #pragma once
 
-#include <vector>
-
 #include "byte_cursor.h"
+#include "findings.h"
+#include "listed.h"
 #include "mpeg_audio_header.h"
 
 namespace zvprobe {
 
-// A run of bytes that belong to no frame.
-struct StrayBytes {
-    uint64_t offset;
-    uint64_t count;
-};
-
 // Read to its end:
 // bytes = id3v2_bytes + id3v1_bytes + frame_bytes + stray_bytes + trailing_bytes.
 struct MpegAudioReading {
-    static constexpr size_t kMaxListed = 1000;
-
     uint64_t bytes = 0;
     uint64_t id3v2_tags = 0;
     uint64_t id3v2_bytes = 0;
@@ -28,10 +20,9 @@ struct MpegAudioReading {
     uint64_t id3v1_bytes = 0;
     uint64_t frames = 0;
     uint64_t frame_bytes = 0;
-    uint64_t stray_runs = 0;
-    uint64_t stray_bytes = 0;
-    std::vector<StrayBytes> stray;  // the first runs; the counts go on
-    uint64_t trailing_bytes = 0;    // of the frame that the end cut off
+    Listed<Gap> stray;            // runs of bytes that belong to no frame
+    uint64_t stray_bytes = 0;     // of these
+    uint64_t trailing_bytes = 0;  // of the frame that the end cut off
 };
 
 // Does a source that begins with these bytes hold MPEG audio? It may begin with ID3v2 tags; when
@@ -47,9 +38,9 @@ class MpegAudioWalk {
         std::span<const uint8_t> bytes;  // valid until the next call
     };
 
-    explicit MpegAudioWalk(ByteCursor& cursor) : cursor_(cursor) {}
+    MpegAudioWalk(ByteCursor& cursor, Findings& findings) : cursor_(cursor), findings_(findings) {}
 
-    // -> the next frame; nothing at the end, or after a signal
+    // -> the next frame; nothing at the end
     std::optional<Frame> next();
 
     const MpegAudioReading& reading() const { return reading_; }
@@ -61,6 +52,7 @@ class MpegAudioWalk {
     void skip_stray();
 
     ByteCursor& cursor_;
+    Findings& findings_;
     MpegAudioReading reading_;
     std::optional<MpegAudioHeader> last_;  // the frame that ended here; nothing out of step
     size_t to_pass_ = 0;                   // bytes of the frame that was given out

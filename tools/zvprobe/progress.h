@@ -23,9 +23,11 @@ class Progress {
 
     uint64_t total_;
     bool enabled_;
-    bool drawn_ = false;
     Clock::time_point started_ = Clock::now();
     Clock::time_point due_;
 };
+
+// Wipes a progress line that stands on standard error, to make room for a message. Any thread.
+void wipe_progress();
 
 }  // namespace zvprobe

@@ -2,6 +2,7 @@
 // Implementation of psi_section.h.
 #include "psi_section.h"
 
+#include "bytes.h"
 #include "zvcommon.h"
 
 namespace zvprobe {
@@ -10,13 +11,12 @@ namespace {
 constexpr size_t kLengthEnd = 3;  // table_id and section_length
 constexpr size_t kHeaderSize = 8;
 constexpr size_t kCrcSize = 4;
-constexpr uint8_t kStuffing = 0xFF;
 constexpr size_t kPatEntrySize = 4;
 constexpr size_t kPmtHeaderSize = 4;  // PCR PID and program_info_length
 constexpr size_t kPmtEntrySize = 5;
 
 size_t be16(std::span<const uint8_t> bytes, size_t at) {
-    return static_cast<size_t>(bytes[at] << 8 | bytes[at + 1]);
+    return big_endian(bytes.subspan(at, 2));
 }
 
 size_t be12(std::span<const uint8_t> bytes, size_t at) {
@@ -42,7 +42,7 @@ std::vector<PsiSection> sections_in(PacketBytes packet) {
     if ((packet[1] & kPayloadUnitStart) == 0 || payload.empty()) return found;
     for (size_t at = size_t{1} + payload[0]; at + kHeaderSize <= payload.size();) {
         const auto rest = payload.subspan(at);
-        if (rest[0] == kStuffing) break;
+        if (rest[0] == kTableStuffing) break;
         const size_t size = kLengthEnd + be12(rest, 1);
         const bool in_force = (rest[5] & 1) != 0;
         if (in_force && size >= kHeaderSize + kCrcSize) found.push_back(section_at(rest, size));

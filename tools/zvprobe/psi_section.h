@@ -15,6 +15,8 @@ namespace zvprobe {
 constexpr uint8_t kTableIdPat = 0x00;
 constexpr uint8_t kTableIdPmt = 0x02;
 constexpr uint8_t kTableIdSdt = 0x42;
+constexpr uint8_t kTableIdStuffing = 0x72;  // a section of nothing, without a CRC
+constexpr uint8_t kTableStuffing = 0xFF;    // stands where no section follows
 
 // A section in force that begins in a packet.
 struct PsiSection {

@@ -5,13 +5,13 @@
 #include <algorithm>
 #include <iostream>
 
+#include "progress.h"
 #include "terminal.h"
 #include "zvlog.h"
 
 namespace zvprobe {
 namespace {
 
-constexpr int kLogWarnings = 2;
 constexpr int kLogInformation = 3;
 constexpr int kLogEverything = 6;
 
@@ -19,9 +19,10 @@ constexpr int kLogEverything = 6;
 
 int wanted_log_level(const Session& session) {
     const bool to_file = !session.log_file.empty();
-    if (!to_file && session.verbosity == 0) return 0;
-    const int least = to_file ? kLogInformation : kLogWarnings - 1;
-    return std::min(least + session.verbosity, kLogEverything);
+    // The first -v is for the tool's own findings.
+    const int more = std::max(session.verbosity - 1, 0);
+    if (!to_file && more == 0) return 0;
+    return std::min(kLogInformation + more - (to_file ? 0 : 1), kLogEverything);
 }
 
 void start_log(const Session& session) {
@@ -35,6 +36,7 @@ void start_log(const Session& session) {
 }
 
 void complain(const std::string& name, const std::string& message) {
+    wipe_progress();
     std::cerr << "zvprobe: " << (name.empty() ? "\"\"" : printable(name)) << ": " << message
               << '\n';
 }

@@ -24,7 +24,7 @@ int wanted_log_level(const Session& session);
 // Starts the library's log as the options say: to the file, to standard error, or nowhere.
 void start_log(const Session& session);
 
-// Writes "zvprobe: name: message" on standard error.
+// Writes "zvprobe: name: message" on standard error, in place of a progress line.
 void complain(const std::string& name, const std::string& message);
 
 // Each command adds itself to the command line.

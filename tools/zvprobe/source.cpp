@@ -29,6 +29,12 @@ std::optional<std::string> path_of(const std::string& name) {
 
 }  // namespace
 
+std::string Source::error() const {
+    const std::string why = reason();
+    if (why.empty()) return {};
+    return "byte " + std::to_string(position()) + ": reading stopped: " + why;
+}
+
 std::unique_ptr<Source> open_source(const std::string& name) {
     if (const auto path = path_of(name)) {
         struct stat status {};

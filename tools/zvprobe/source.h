@@ -44,11 +44,18 @@ class Source {
     // -> true when nothing follows the current window
     virtual bool at_end() const = 0;
 
-    // -> why reading ended early; empty when it did not
-    virtual std::string error() const = 0;
+    // -> where and why reading ended early, for the user; empty when it did not
+    std::string error() const;
 
     // -> bytes in all, where that is known
     virtual std::optional<uint64_t> size() const = 0;
+
+  protected:
+    // -> why reading ended early; empty when it did not
+    virtual std::string reason() const = 0;
+
+    // -> bytes read or passed over
+    virtual uint64_t position() const = 0;
 };
 
 // Opens a path, "-" or a URL. Throws SourceError.

@@ -94,6 +94,7 @@ std::span<const uint8_t> StreamSource::next(size_t keep) {
     while (!at_end_ && filled_ < wanted_ && kReadSize - filled_ >= kMaxDatagram) {
         const size_t got = read_some({read_at + filled_, kReadSize - filled_});
         filled_ += got;
+        read_ += got;
         if (got == 0 && wanted_ == 1) break;
     }
     wanted_ = 1;

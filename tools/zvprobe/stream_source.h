@@ -21,8 +21,11 @@ class StreamSource : public Source {
     std::span<const uint8_t> next(size_t keep) override;
     void expect_live() override;
     bool at_end() const override { return at_end_; }
-    std::string error() const override { return error_; }
     std::optional<uint64_t> size() const override { return std::nullopt; }
+
+  protected:
+    std::string reason() const override { return error_; }
+    uint64_t position() const override { return read_; }
 
   private:
     // -> bytes read; 0 for no more now: at the end of the source, of the user's patience, or, live,
@@ -40,6 +43,7 @@ class StreamSource : public Source {
     size_t filled_ = 0;  // bytes of the current window behind the room for kept bytes
     size_t wanted_;      // bytes to gather for the next window
     size_t most_;        // bytes to ask for at once
+    uint64_t read_ = 0;  // bytes, all in all
     bool live_ = false;
     bool at_end_ = false;
     std::string error_;

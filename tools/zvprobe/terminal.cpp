@@ -4,9 +4,11 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
+#include <span>
 
 namespace zvprobe {
 namespace {
@@ -42,6 +44,21 @@ bool may_be_printed(const CodePoint& point) {
     return !control && !bidirectional;
 }
 
+struct Range {
+    uint32_t first;
+    uint32_t last;
+};
+
+constexpr Range kWide[] = {{0x1100, 0x115F}, {0x2E80, 0xA4CF},   {0xAC00, 0xD7A3},
+                           {0xF900, 0xFAFF}, {0xFE30, 0xFE6F},   {0xFF00, 0xFF60},
+                           {0xFFE0, 0xFFE6}, {0x1F300, 0x1FAFF}, {0x20000, 0x3FFFD}};
+constexpr Range kCombining[] = {
+    {0x0300, 0x036F}, {0x200B, 0x200D}, {0x20D0, 0x20FF}, {0xFE00, 0xFE0F}, {0xFE20, 0xFE2F}};
+
+bool lies_in(uint32_t c, std::span<const Range> ranges) {
+    return std::ranges::any_of(ranges, [c](const Range& r) { return r.first <= c && c <= r.last; });
+}
+
 void append_escaped(std::string& out, std::string_view bytes) {
     for (const char c : bytes) {
         char text[5];
@@ -67,6 +84,17 @@ std::string Style::dress(std::string_view code, std::string_view text) const {
     std::string out = "\033[";
     out.append(code).append("m").append(text).append("\033[0m");
     return out;
+}
+
+size_t display_width(std::string_view text) {
+    size_t width = 0;
+    while (!text.empty()) {
+        const CodePoint point = first_code_point(text);
+        if (lies_in(point.value, kWide)) ++width;
+        if (!lies_in(point.value, kCombining)) ++width;
+        text.remove_prefix(point.length == 0 ? 1 : point.length);
+    }
+    return width;
 }
 
 std::string printable(std::string_view text) {

@@ -33,4 +33,8 @@ class Style {
 // overrides and bytes that are no UTF-8 become "\xNN" per byte, a backslash becomes two.
 std::string printable(std::string_view text);
 
+// -> columns that a printable text takes on a terminal, where East Asian characters take two and
+//    combining ones none
+size_t display_width(std::string_view printable_text);
+
 }  // namespace zvprobe

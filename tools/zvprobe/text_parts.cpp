@@ -23,12 +23,35 @@ std::string marked(const Style& style, bool good, std::string_view text) {
 
 std::string padded(std::string_view text, size_t width) {
     std::string out(text);
-    if (out.size() < width) out.append(width - out.size(), ' ');
+    const size_t taken = display_width(text);
+    if (taken < width) out.append(width - taken, ' ');
     return out;
+}
+
+void Columns::print(std::ostream& out, const Style& style, std::string_view label) const {
+    constexpr size_t kBetween = 2;
+    std::vector<size_t> widths(lines_.front().size() - 1);
+    for (const auto& line : lines_)
+        for (size_t i = 0; i < widths.size(); ++i)
+            widths[i] = std::max(widths[i], display_width(line[i]) + kBetween);
+    for (const auto& line : lines_) {
+        const bool is_heading = &line == &lines_.front();
+        std::string text;
+        for (size_t i = 0; i < widths.size(); ++i)
+            text += padded(line[i], widths[i]);
+        text += line.back();
+        begin_line(out, style, is_heading ? label : "")
+            << (is_heading ? style.label(text) : text) << '\n';
+    }
 }
 
 std::string counted(uint64_t count, std::string_view one, std::string_view many) {
     return std::to_string(count).append(" ").append(count == 1 ? one : many);
+}
+
+std::string gap_text(const Gap& gap) {
+    return "at byte " + std::to_string(gap.offset) + ", " + counted(gap.bytes, "byte", "bytes") +
+           " skipped";
 }
 
 std::string quoted(std::string_view text) {

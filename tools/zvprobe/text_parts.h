@@ -2,12 +2,15 @@
 // What the text reports of all formats are made of.
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 #include <ostream>
 #include <span>
 #include <string>
 #include <string_view>
+#include <vector>
 
+#include "listed.h"
 #include "terminal.h"
 
 namespace zvprobe {
@@ -16,10 +19,38 @@ namespace zvprobe {
 std::ostream& begin_line(std::ostream& out, const Style& style, std::string_view label);
 
 std::string marked(const Style& style, bool good, std::string_view text);
+
+// -> the printable text with spaces behind it up to that many columns
 std::string padded(std::string_view text, size_t width);
+
+// Lines of columns, each as wide as its longest text; the last one may hold anything.
+class Columns {
+  public:
+    void add(std::vector<std::string> line) { lines_.push_back(std::move(line)); }
+
+    // Prints them; the first line is a heading, with its label in front.
+    void print(std::ostream& out, const Style& style, std::string_view label) const;
+
+  private:
+    std::vector<std::vector<std::string>> lines_;
+};
 
 // -> "1 byte", "2 bytes"
 std::string counted(uint64_t count, std::string_view one, std::string_view many);
+
+// -> "at byte 7, 2 bytes skipped"
+std::string gap_text(const Gap& gap);
+
+// Prints the first of a list, a line each, and how many more there are.
+template <typename Item, typename ToText>
+void print_first(std::ostream& out, const Style& style, const Listed<Item>& list, ToText to_text) {
+    constexpr size_t kPrinted = 10;
+    const size_t printed = std::min(list.kept().size(), kPrinted);
+    for (const Item& item : std::span(list.kept()).first(printed))
+        begin_line(out, style, "") << to_text(item) << '\n';
+    if (list.count() > printed)
+        begin_line(out, style, "") << "and " << list.count() - printed << " more\n";
+}
 
 // -> the text in quotation marks, safe to print
 std::string quoted(std::string_view text);

@@ -18,6 +18,10 @@ struct ContentPrinter {
 
 }  // namespace
 
+TextOptions text_options_for(int fd, bool statistics) {
+    return {Style(wants_colour(fd)), statistics, is_terminal(fd)};
+}
+
 void print_text(std::ostream& out, const SourceReport& report, const TextOptions& options) {
     if (!report.has_content()) return;
     out << options.style.heading(printable(report.name)) << '\n';

@@ -8,12 +8,15 @@
 #include <utility>
 
 #include "interrupt.h"
+#include "text_parts.h"
 
 namespace zvprobe {
 namespace {
 
 // As many packets as one datagram carries.
 constexpr size_t kPacedPackets = 7;
+// So many headers stay in the cache for those who look at them behind the resolver.
+constexpr size_t kPackets = 256;
 
 size_t count_packets_in_step(std::span<const uint8_t> packets, size_t packet_size) {
     size_t at = 0;
@@ -24,15 +27,18 @@ size_t count_packets_in_step(std::span<const uint8_t> packets, size_t packet_siz
 
 }  // namespace
 
-TsFeed::TsFeed(Resolver& resolver, const SyncPoint& first, const FeedOptions& options)
+TsFeed::TsFeed(Resolver& resolver, const SyncPoint& first, const FeedOptions& options,
+               Findings& findings)
     : resolver_(resolver),
       options_(options),
+      findings_(findings),
       packet_size_(first.packet_size),
       prefix_(first.packet_size == kTimedPacketSize ? kTimeCodeSize : 0),
       bytes_to_pass_(first.offset) {
     reading_.packet_size = static_cast<uint32_t>(packet_size_);
     reading_.first_sync_offset = first.offset;
     reading_.skipped_bytes = first.offset - std::min(first.offset, prefix_);
+    tell(first.offset, reading_.skipped_bytes, " before the first packet");
 }
 
 size_t TsFeed::take(std::span<const uint8_t> window, bool last) {
@@ -58,56 +64,64 @@ bool TsFeed::stopped() const {
 }
 
 size_t TsFeed::feed_packets(std::span<const uint8_t> rest) {
-    size_t count = rest.size() / packet_size_;
-    if (options_.paced) count = std::min(count, kPacedPackets);
+    size_t count = std::min(rest.size() / packet_size_, options_.paced ? kPacedPackets : kPackets);
     // The library settles the packet size on the first bytes it sees: these are known to be a run.
     if (reading_.packets == 0) count = std::min(count, kSyncRun);
     return count == 0 ? 0 : parse(rest.first(count * packet_size_));
 }
 
 size_t TsFeed::parse(std::span<const uint8_t> packets) {
-    size_t taken = packets.size();
-    if (!resolver_.parse(packets.data(), packets.size(), options_.parse_options)) {
-        taken = count_packets_in_step(packets, packet_size_) * packet_size_;
-        lose_sync(reading_.bytes + taken);
-    }
-    if (options_.table_watch != nullptr)
-        options_.table_watch->see(packets.first(taken), packet_size_);
-    if (options_.on_packets && taken > 0) options_.on_packets(packets.first(taken));
+    const bool in_step = resolver_.parse(packets.data(), packets.size(), options_.parse_options);
+    const size_t taken =
+        in_step ? packets.size() : count_packets_in_step(packets, packet_size_) * packet_size_;
+    if (taken > 0) options_.on_packets(packets.first(taken), reading_.bytes);
+    if (!in_step) lose_sync(reading_.bytes + taken);
     reading_.packets += taken / packet_size_;
     return taken;
 }
 
 void TsFeed::lose_sync(uint64_t offset) {
     in_sync_ = false;
-    ++reading_.sync_losses;
-    if (reading_.losses.size() < TsReading::kMaxListedLosses)
-        reading_.losses.push_back({offset, 0});
+    skipped_now_ = 0;
+    reading_.losses.add({offset, 0});
+    if (findings_.next()) findings_.tell(offset, "sync lost");
 }
 
 void TsFeed::skip(size_t count) {
     reading_.skipped_bytes += count;
-    if (reading_.sync_losses == reading_.losses.size()) reading_.losses.back().skipped += count;
+    skipped_now_ += count;
+    if (Gap* const loss = reading_.losses.last()) loss->bytes += count;
+}
+
+// Tells of bytes, if there are any.
+void TsFeed::tell(uint64_t offset, uint64_t count, const char* what) {
+    if (count != 0 && findings_.next())
+        findings_.tell(offset, counted(count, "byte", "bytes") + what);
 }
 
 size_t TsFeed::find_packet(std::span<const uint8_t> rest, bool last) {
     const Resync next = find_next_packet(rest, 0, packet_size_, last);
     skip(next.offset);
     in_sync_ = next.found;
+    if (in_sync_) tell(reading_.bytes + next.offset, skipped_now_, " skipped, in sync again");
     return next.offset;
 }
 
 // A time code stands before its packet, so behind the last packet there is none, and a packet that
 // is cut off, or never comes, leaves one that went along with the packet before.
 void TsFeed::feed_end(std::span<const uint8_t> rest) {
-    if (!in_sync_) return skip(prefix_);
+    if (!in_sync_) {
+        skip(prefix_);
+        return tell(reading_.bytes, skipped_now_, " skipped up to the end");
+    }
     reading_.trailing_bytes = rest.size() + prefix_;
-    const bool whole = rest.size() + prefix_ >= packet_size_ && rest[0] == kSyncByte;
-    if (!whole) return;
-    std::array<uint8_t, kTimedPacketSize> packet{};
-    std::copy_n(rest.begin(), kPacketSize, packet.begin());
-    parse(packet);
-    reading_.trailing_bytes -= packet_size_;
+    if (reading_.trailing_bytes >= packet_size_ && rest[0] == kSyncByte) {
+        std::array<uint8_t, kTimedPacketSize> packet{};
+        std::copy_n(rest.begin(), kPacketSize, packet.begin());
+        parse(packet);
+        reading_.trailing_bytes -= packet_size_;
+    }
+    tell(reading_.bytes, reading_.trailing_bytes, " of a packet that is cut off");
 }
 
 }  // namespace zvprobe

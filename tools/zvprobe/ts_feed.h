@@ -7,8 +7,8 @@
 #include <functional>
 #include <span>
 
+#include "findings.h"
 #include "resolver.h"
-#include "table_watch.h"
 #include "ts_report.h"
 #include "ts_sync.h"
 
@@ -16,17 +16,17 @@ namespace zvprobe {
 
 struct FeedOptions {
     uint32_t parse_options = ZV_TS_CHECK_CC;
-    bool paced = false;                 // the resolver sleeps, so it is called for few packets
-    TableWatch* table_watch = nullptr;  // sees every packet too; may be null
+    bool paced = false;  // the resolver sleeps, so it is called for few packets
 
-    // Gets every packet once the resolver has seen it; may be empty.
-    std::function<void(std::span<const uint8_t> packets)> on_packets;
+    // Gets every packet once the resolver has seen it. offset: of the first one's sync byte
+    std::function<void(std::span<const uint8_t> packets, uint64_t offset)> on_packets;
 };
 
 class TsFeed {
   public:
     // first: where the first packet starts in the first window
-    TsFeed(Resolver& resolver, const SyncPoint& first, const FeedOptions& options);
+    TsFeed(Resolver& resolver, const SyncPoint& first, const FeedOptions& options,
+           Findings& findings);
 
     // Takes what it can from the window: everything when the input ends with it, otherwise all but
     // at most Source::kMaxKept bytes, which the next window has to begin with.
@@ -43,13 +43,16 @@ class TsFeed {
     size_t parse(std::span<const uint8_t> packets);
     void lose_sync(uint64_t offset);
     void skip(size_t count);
+    void tell(uint64_t offset, uint64_t count, const char* what);
 
     Resolver& resolver_;
     FeedOptions options_;
+    Findings& findings_;
     size_t packet_size_;
     size_t prefix_;         // bytes that stand before a packet's sync byte and belong to it
     size_t bytes_to_pass_;  // before the first packet
     bool in_sync_ = true;
+    uint64_t skipped_now_ = 0;  // since sync was lost
     TsReading reading_;
 };
 

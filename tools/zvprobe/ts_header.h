@@ -12,14 +12,19 @@ namespace zvprobe {
 using PacketBytes = std::span<const uint8_t, 188>;
 
 constexpr uint16_t kPidPat = 0x0000;
+constexpr uint16_t kPidCat = 0x0001;
+constexpr uint16_t kPidNit = 0x0010;
 constexpr uint16_t kPidSdt = 0x0011;
+constexpr uint16_t kPidEit = 0x0012;
 constexpr uint16_t kPidNull = 0x1FFF;
 constexpr size_t kPidCount = 0x2000;
 
 constexpr size_t kTsHeaderSize = 4;
 constexpr uint8_t kCounterMask = 0x0F;
 constexpr uint8_t kPidHighMask = 0x1F;
+constexpr uint8_t kTransportError = 0x80;
 constexpr uint8_t kPayloadUnitStart = 0x40;
+constexpr uint8_t kScrambled = 0xC0;
 constexpr uint8_t kHasAdaptationField = 0x20;
 constexpr uint8_t kHasPayload = 0x10;
 
@@ -48,6 +53,11 @@ inline void set_counter(std::span<uint8_t, 188> packet, uint8_t counter) {
 
 inline bool has_payload(PacketBytes packet) {
     return (packet[3] & kHasPayload) != 0;
+}
+
+// -> true when there is neither payload nor adaptation field, which no packet should say
+inline bool is_empty(PacketBytes packet) {
+    return (packet[3] & (kHasAdaptationField | kHasPayload)) == 0;
 }
 
 // -> bytes of the adaptation field with its length byte, at most what the packet has room for

@@ -10,13 +10,26 @@ namespace zvprobe {
 namespace {
 
 Json sync_json(const TsReading& reading) {
-    Json losses = Json::array();
-    for (const SyncLoss& loss : reading.losses)
-        losses.push_back({{"offset", loss.offset}, {"skipped_bytes", loss.skipped}});
     return {{"first_sync_offset", reading.first_sync_offset},
             {"skipped_bytes", reading.skipped_bytes},
-            {"losses", reading.sync_losses},
-            {"loss_list", losses}};
+            {"losses", reading.losses.count()},
+            {"loss_list", list_json(reading.losses, loss_json)}};
+}
+
+Json crc_error_json(const CrcError& error) {
+    return {{"offset", error.offset}, {"pid", error.pid}, {"table_id", error.table_id}};
+}
+
+Json continuity_json(const ContinuityTotals& totals) {
+    return {{"errors", totals.errors}, {"lost", totals.lost}};
+}
+
+Json tables_json(const TsReport& report) {
+    return {{"complete", report.tables_complete},
+            {"progress", text_or_null(bounded(report.info->progress))},
+            {"continuity", continuity_json(report.table_continuity)},
+            {"crc_errors", report.crc_errors.count()},
+            {"crc_error_list", list_json(report.crc_errors, crc_error_json)}};
 }
 
 Json counters_json(const CCState& state) {
@@ -78,7 +91,6 @@ Json statistics_json(const TsReport& report) {
 
 Json to_json(const TsReport& report) {
     const TsReading& reading = report.reading;
-    const ContinuityTotals totals = continuity_totals(report);
     Json programs = Json::array();
     for (const StreamInfoProgram& program : report.programs())
         programs.push_back(program_json(program));
@@ -89,10 +101,8 @@ Json to_json(const TsReport& report) {
         {"packets", reading.packets},
         {"trailing_bytes", reading.trailing_bytes},
         {"sync", sync_json(reading)},
-        {"tables",
-         {{"complete", report.tables_complete},
-          {"progress", text_or_null(bounded(report.info->progress))}}},
-        {"continuity", {{"errors", totals.errors}, {"lost", totals.lost}}},
+        {"tables", tables_json(report)},
+        {"continuity", continuity_json(continuity_totals(report))},
         {"programs", programs},
         {"stream_info", text_or_null(stream_info_line(*report.info, report.tables.has_value()))}};
     if (report.tables) out["statistics"] = statistics_json(report);

@@ -2,6 +2,7 @@
 // Implementation of ts_probe.h: source, feed and resolver put together.
 #include "ts_probe.h"
 
+#include "continuity_watch.h"
 #include "interrupt.h"
 #include "resolver.h"
 #include "table_watch.h"
@@ -10,28 +11,17 @@
 namespace zvprobe {
 namespace {
 
-FeedOptions feed_options(const TsProbeOptions& options, TableWatch* table_watch,
-                         size_t packet_size) {
-    FeedOptions feed;
-    feed.table_watch = table_watch;
-    if (options.pace == Pace::kPcr) feed.parse_options |= ZV_TS_PACE_PCR;
-    if (options.pace == Pace::kPts) feed.parse_options |= ZV_TS_PACE_PES;
-    feed.paced = options.pace != Pace::kNone;
-    if (options.on_packets) {
-        feed.on_packets = [&options, packet_size](std::span<const uint8_t> packets) {
-            options.on_packets(packets, packet_size);
-        };
-    }
-    return feed;
-}
-
 // One run over a source.
 class TsProbe {
   public:
-    TsProbe(const std::string& name, const SyncPoint& first, const TsProbeOptions& options)
+    TsProbe(Findings& findings, const SyncPoint& first, const TsProbeOptions& options)
         : options_(options),
-          resolver_(name),
-          feed_(resolver_, first, make_feed_options(first.packet_size)) {}
+          packet_size_(first.packet_size),
+          resolver_(findings.source()),
+          tables_(findings),
+          feed_(resolver_, first, feed_options(), findings) {
+        if (findings.told()) continuity_.emplace(tables_, findings);
+    }
 
     void read(Source& source, std::span<const uint8_t> window) {
         for (;;) {
@@ -52,19 +42,31 @@ class TsProbe {
         tables_complete_ = resolver_.update(*info_) || tables_complete_;
         report.tables_complete = tables_complete_;
         *report.info = *info_;
-        if (table_watch_) report.tables = table_watch_->continuity(report.programs());
+        report.table_continuity = tables_.totals();
+        report.crc_errors = tables_.crc_errors();
+        if (options_.statistics) report.tables = tables_.continuity(report.programs());
         return report;
     }
 
   private:
-    FeedOptions make_feed_options(size_t packet_size) {
-        if (options_.statistics) table_watch_.emplace();
-        return feed_options(options_, table_watch_ ? &*table_watch_ : nullptr, packet_size);
+    FeedOptions feed_options() {
+        FeedOptions feed;
+        if (options_.pace == Pace::kPcr) feed.parse_options |= ZV_TS_PACE_PCR;
+        if (options_.pace == Pace::kPts) feed.parse_options |= ZV_TS_PACE_PES;
+        feed.paced = options_.pace != Pace::kNone;
+        feed.on_packets = [this](std::span<const uint8_t> packets, uint64_t offset) {
+            tables_.see(packets, packet_size_, offset);
+            if (continuity_) continuity_->see(packets, packet_size_, offset);
+            if (options_.on_packets) options_.on_packets(packets, packet_size_);
+        };
+        return feed;
     }
 
     const TsProbeOptions& options_;
+    size_t packet_size_;
     Resolver resolver_;
-    std::optional<TableWatch> table_watch_;
+    TableWatch tables_;
+    std::optional<ContinuityWatch> continuity_;  // when somebody listens
     TsFeed feed_;
     std::unique_ptr<StreamInfo> info_ = std::make_unique<StreamInfo>();
     bool tables_complete_ = false;
@@ -72,10 +74,10 @@ class TsProbe {
 
 }  // namespace
 
-TsReport probe_transport_stream(const std::string& name, Source& source,
+TsReport probe_transport_stream(Findings& findings, Source& source,
                                 std::span<const uint8_t> first_window, const SyncPoint& first,
                                 const TsProbeOptions& options) {
-    TsProbe probe(name, first, options);
+    TsProbe probe(findings, first, options);
     probe.read(source, first_window);
     return probe.report();
 }

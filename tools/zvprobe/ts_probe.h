@@ -4,8 +4,8 @@
 
 #include <functional>
 #include <span>
-#include <string>
 
+#include "findings.h"
 #include "source.h"
 #include "ts_report.h"
 #include "ts_sync.h"
@@ -27,9 +27,9 @@ struct TsProbeOptions {
     std::function<void(TsReport)> on_report;
 };
 
-// name          label for log lines
+// findings      are told what is wrong; their source's name stands in log lines
 // first_window  what source.next(0) gave, in which `first` was found
-TsReport probe_transport_stream(const std::string& name, Source& source,
+TsReport probe_transport_stream(Findings& findings, Source& source,
                                 std::span<const uint8_t> first_window, const SyncPoint& first,
                                 const TsProbeOptions& options);
 

@@ -28,8 +28,9 @@ ContinuityTotals continuity_totals(const TsReport& report) {
 
 bool has_findings(const TsReport& report) {
     const TsReading& reading = report.reading;
-    return !report.tables_complete || continuity_totals(report).errors != 0 ||
-           reading.sync_losses != 0 || reading.skipped_bytes != 0 || reading.trailing_bytes != 0;
+    return !report.tables_complete || report.crc_errors.count() != 0 ||
+           report.table_continuity.errors != 0 || continuity_totals(report).errors != 0 ||
+           reading.losses.count() != 0 || reading.skipped_bytes != 0 || reading.trailing_bytes != 0;
 }
 
 }  // namespace zvprobe

@@ -10,30 +10,33 @@
 #include <string>
 #include <vector>
 
+#include "listed.h"
 #include "mpegts.h"
 
 namespace zvprobe {
 
-// A place where packets stopped coming in step.
-struct SyncLoss {
-    uint64_t offset;   // where the next sync byte was missing
-    uint64_t skipped;  // bytes from there to the next packet, or to the end
-};
-
 // What was read, and how it fell into packets. Every byte is accounted for:
 // bytes = packets * packet_size + skipped_bytes + trailing_bytes.
 struct TsReading {
-    // Streams may lose sync without end; the counts go on behind the list.
-    static constexpr size_t kMaxListedLosses = 1000;
-
     uint32_t packet_size = 0;
     uint64_t first_sync_offset = 0;  // of the first packet's sync byte
     uint64_t bytes = 0;
     uint64_t packets = 0;
     uint64_t skipped_bytes = 0;   // out of sync, those before the first packet included
     uint64_t trailing_bytes = 0;  // of the packet that the end cut off
-    uint64_t sync_losses = 0;
-    std::vector<SyncLoss> losses;  // the first of them
+    Listed<Gap> losses;           // from the missing sync byte to the next packet, or the end
+};
+
+// A section whose CRC_32 does not match its bytes.
+struct CrcError {
+    uint64_t offset;  // of the packet in which it begins
+    uint16_t pid;
+    uint8_t table_id;
+};
+
+struct ContinuityTotals {
+    uint64_t errors = 0;
+    uint64_t lost = 0;
 };
 
 // Continuity of the table PIDs.
@@ -47,6 +50,8 @@ struct TsReport {
     TsReading reading;
     bool tables_complete = false;
     std::unique_ptr<StreamInfo> info = std::make_unique<StreamInfo>();
+    ContinuityTotals table_continuity;  // of all tables
+    Listed<CrcError> crc_errors;
     std::optional<TableContinuity> tables;  // with statistics only
 
     std::span<const StreamInfoProgram> programs() const {
@@ -63,15 +68,11 @@ inline std::span<const StreamInfoEs> streams_of(const StreamInfoProgram& program
 // -> the name of a stream's kind
 const char* kind_name(int32_t kind);
 
-struct ContinuityTotals {
-    uint64_t errors = 0;
-    uint64_t lost = 0;
-};
-
 // Continuity errors and losses of all elementary streams.
 ContinuityTotals continuity_totals(const TsReport& report);
 
-// -> true when the stream has errors: lost packets or sync, bytes of no packet, unknown tables
+// -> true when the stream has errors: lost packets or sync, bytes of no packet, tables that are
+//    damaged or never came
 bool has_findings(const TsReport& report);
 
 }  // namespace zvprobe

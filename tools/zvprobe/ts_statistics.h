@@ -5,11 +5,12 @@
 
 #include <ostream>
 
+#include "text_report.h"
 #include "ts_report.h"
 
 namespace zvprobe {
 
 // The report must carry the continuity of the tables.
-void print_statistics(std::ostream& out, const TsReport& report);
+void print_statistics(std::ostream& out, const TsReport& report, const TextOptions& options);
 
 }  // namespace zvprobe

@@ -4,7 +4,8 @@
 #include "ts_sync.h"
 
 #include <array>
-#include <cstring>
+
+#include "bytes.h"
 
 namespace zvprobe {
 namespace {
@@ -42,16 +43,9 @@ Found check(std::span<const uint8_t> bytes, size_t at, size_t packet_size, bool 
     return behind == Run::kNo ? Found{at, run} : Found{at + kTimeCodeSize, behind};
 }
 
-size_t next_sync_byte(std::span<const uint8_t> bytes, size_t from) {
-    if (from >= bytes.size()) return bytes.size();
-    const void* const at = std::memchr(bytes.data() + from, kSyncByte, bytes.size() - from);
-    if (at == nullptr) return bytes.size();
-    return static_cast<size_t>(static_cast<const uint8_t*>(at) - bytes.data());
-}
-
 std::optional<SyncPoint> find_long_run(std::span<const uint8_t> bytes) {
-    for (size_t at = next_sync_byte(bytes, 0); at < bytes.size();
-         at = next_sync_byte(bytes, at + 1)) {
+    for (size_t at = find_byte(bytes, kSyncByte, 0); at < bytes.size();
+         at = find_byte(bytes, kSyncByte, at + 1)) {
         for (const size_t size : kPacketSizes) {
             const Found found = check(bytes, at, size, false);
             if (found.run == Run::kYes) return SyncPoint{found.offset, size};
@@ -85,8 +79,8 @@ std::optional<SyncPoint> find_first_packet(std::span<const uint8_t> bytes, bool 
 
 Resync find_next_packet(std::span<const uint8_t> bytes, size_t from, size_t packet_size,
                         bool last) {
-    for (size_t at = next_sync_byte(bytes, from); at < bytes.size();
-         at = next_sync_byte(bytes, at + 1)) {
+    for (size_t at = find_byte(bytes, kSyncByte, from); at < bytes.size();
+         at = find_byte(bytes, kSyncByte, at + 1)) {
         const Found found = check(bytes, at, packet_size, last);
         if (found.run == Run::kYes) return {found.offset, true};
         if (found.run == Run::kNeedsMore) return {at, false};

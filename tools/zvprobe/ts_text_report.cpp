@@ -9,8 +9,6 @@
 namespace zvprobe {
 namespace {
 
-constexpr size_t kPrintedLosses = 10;
-
 class TsPrinter {
   public:
     TsPrinter(std::ostream& out, const TsReport& report, const TextOptions& options)
@@ -23,7 +21,7 @@ class TsPrinter {
         for (const StreamInfoProgram& program : report_.programs())
             print_program(program);
         print_info_line();
-        if (options_.statistics) print_statistics(out_, report_);
+        if (options_.statistics) print_statistics(out_, report_, options_);
     }
 
   private:
@@ -47,28 +45,36 @@ class TsPrinter {
                         << " out of sync\n";
         if (reading.first_sync_offset != 0)
             line("first packet") << "at byte " << reading.first_sync_offset << '\n';
-        if (reading.sync_losses == 0) return;
-        line("sync lost") << style_.bad(counted(reading.sync_losses, "time", "times")) << '\n';
-        const size_t printed = std::min(reading.losses.size(), kPrintedLosses);
-        for (const SyncLoss& loss : std::span(reading.losses).first(printed)) {
-            line("") << "at byte " << loss.offset << ", " << counted(loss.skipped, "byte", "bytes")
-                     << " skipped\n";
-        }
-        if (reading.sync_losses > printed)
-            line("") << "and " << reading.sync_losses - printed << " more\n";
+        if (reading.losses.count() == 0) return;
+        line("sync lost") << style_.bad(counted(reading.losses.count(), "time", "times")) << '\n';
+        print_first(out_, style_, reading.losses, gap_text);
     }
 
     void print_tables() const {
         if (report_.tables_complete) {
-            const ContinuityTotals totals = continuity_totals(report_);
-            line("continuity") << marked(style_, totals.errors == 0,
-                                         counted(totals.errors, "error", "errors"))
-                               << ", " << counted(totals.lost, "packet", "packets") << " lost\n";
-            return;
+            line("tables") << style_.good("complete");
+        } else {
+            const std::string_view progress = bounded(report_.info->progress);
+            line("tables") << style_.bad("incomplete") << ": "
+                           << (progress.empty() ? "no programme found" : progress);
         }
-        const std::string_view progress = bounded(report_.info->progress);
-        line("tables") << style_.bad("incomplete") << ": "
-                       << (progress.empty() ? "no programme found" : progress) << '\n';
+        const uint64_t wrong = report_.crc_errors.count();
+        out_ << ", " << marked(style_, wrong == 0, counted(wrong, "wrong CRC", "wrong CRCs"));
+        if (const uint64_t gaps = report_.table_continuity.errors; gaps != 0)
+            out_ << ", " << style_.bad(counted(gaps, "continuity error", "continuity errors"));
+        out_ << '\n';
+        print_first(out_, style_, report_.crc_errors, [](const CrcError& error) {
+            return "at byte " + std::to_string(error.offset) + ", PID " + hex(error.pid) +
+                   ", table " + hex_byte(error.table_id);
+        });
+        if (report_.tables_complete) print_continuity();
+    }
+
+    void print_continuity() const {
+        const ContinuityTotals totals = continuity_totals(report_);
+        line("continuity") << marked(style_, totals.errors == 0,
+                                     counted(totals.errors, "error", "errors"))
+                           << ", " << counted(totals.lost, "packet", "packets") << " lost\n";
     }
 
     void print_program(const StreamInfoProgram& program) const {
@@ -76,10 +82,14 @@ class TsPrinter {
         line("programme") << style_.heading(std::to_string(program.program_number)) << ", PMT "
                           << hex(program.pmt_pid) << ", PCR " << hex(program.pcr_pid) << '\n';
         print_service(program);
-        line("streams") << style_.label("PID     type  name                  kind   continuity")
-                        << '\n';
-        for (const StreamInfoEs& stream : streams_of(program))
-            print_stream(stream);
+        Columns streams;
+        streams.add({"PID", "type", "name", "kind", "continuity"});
+        for (const StreamInfoEs& stream : streams_of(program)) {
+            streams.add({hex(stream.pid), hex_byte(stream.stream_type),
+                         printable(bounded(stream.type_name)), kind_name(stream.kind),
+                         continuity(stream)});
+        }
+        streams.print(out_, style_, "streams");
     }
 
     void print_service(const StreamInfoProgram& program) const {
@@ -92,16 +102,12 @@ class TsPrinter {
                         << bounded(program.service_type) << '\n';
     }
 
-    void print_stream(const StreamInfoEs& stream) const {
-        line("") << padded(hex(stream.pid), 8) << padded(hex_byte(stream.stream_type), 6)
-                 << padded(printable(bounded(stream.type_name)), 22)
-                 << padded(kind_name(stream.kind), 7) << continuity(stream.cc_state);
-        if (stream.numPcr_noInPmt != 0) {
-            out_ << ", "
-                 << counted(static_cast<uint32_t>(stream.numPcr_noInPmt), "packet", "packets")
-                 << " with a PCR the PMT does not name";
-        }
-        out_ << '\n';
+    std::string continuity(const StreamInfoEs& stream) const {
+        std::string text = continuity(stream.cc_state);
+        if (stream.numPcr_noInPmt == 0) return text;
+        const auto packets = static_cast<uint32_t>(stream.numPcr_noInPmt);
+        return text + ", " + counted(packets, "packet", "packets") +
+               " with a PCR the PMT does not name";
     }
 
     std::string continuity(const CCState& state) const {

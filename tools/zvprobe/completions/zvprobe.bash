@@ -28,15 +28,25 @@ _zvprobe_kind() {
 _zvprobe() {
     local current=${COMP_WORDS[COMP_CWORD]} previous=${COMP_WORDS[COMP_CWORD - 1]}
     local common="--help --version --verbose --quiet --log"
-    local probe="--json --stats --strict --pace" options="" words=""
+    local probe="--json --stats --strict --pace" options="" words="" files=yes
     COMPREPLY=()
 
+    # "--by=p" comes as three words.
+    if [[ $current == "=" ]]; then
+        current="" previous+="="
+    elif [[ $previous == "=" ]]; then
+        previous=${COMP_WORDS[COMP_CWORD - 2]}=
+    fi
     case $previous in
-        --log) mapfile -t COMPREPLY < <(compgen -f -- "$current"); return ;;
-        --by) mapfile -t COMPREPLY < <(compgen -W "pcr pts" -- "$current"); return ;;
-        --to) mapfile -t COMPREPLY < <(compgen -W "udp:// tcp://" -- "$current"); return ;;
+        --log | --log=)
+            mapfile -t COMPREPLY < <(compgen -f -- "$current")
+            compopt -o filenames 2>/dev/null
+            return
+            ;;
+        --by | --by= | --pace=) mapfile -t COMPREPLY < <(compgen -W "pcr pts" -- "$current"); return ;;
+        --to | --to=) mapfile -t COMPREPLY < <(compgen -W "udp:// tcp://" -- "$current"); return ;;
         --interval | --program | --pmt | --pcr | --es | --from | --stream | --service | --provider \
-            | --name | --count) return ;;
+            | --name | --count | *=) return ;;
     esac
 
     case $(_zvprobe_command) in
@@ -50,7 +60,7 @@ _zvprobe() {
         remap) options="--program --pmt --pcr --es --from" ;;
         build)
             case $(_zvprobe_kind) in
-                "") words="pat pmt sdt null" ;;
+                "") words="pat pmt sdt null" files=no ;;
                 pat) options="--program" ;;
                 pmt) options="--program --pmt --pcr --stream" ;;
                 sdt) options="--service --provider --name" ;;
@@ -62,7 +72,8 @@ _zvprobe() {
     if [[ $current == -* ]]; then
         mapfile -t COMPREPLY < <(compgen -W "$options $common" -- "$current")
     else
-        mapfile -t COMPREPLY < <(compgen -W "$words" -- "$current"; compgen -f -- "$current")
+        mapfile -t COMPREPLY < <(compgen -W "$words" -- "$current"
+            [[ $files == no ]] || compgen -f -- "$current")
         compopt -o filenames 2>/dev/null
     fi
 }

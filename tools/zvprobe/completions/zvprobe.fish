@@ -7,9 +7,9 @@ set -l in_build "__fish_seen_subcommand_from build"
 
 complete -c zvprobe -s h -l help -d 'Print help'
 complete -c zvprobe -l version -d 'Print the version'
-complete -c zvprobe -s v -l verbose -d "The library's messages on standard error"
+complete -c zvprobe -s v -l verbose -d 'Tell errors as they are found'
 complete -c zvprobe -s q -l quiet -d 'No progress bar'
-complete -c zvprobe -r -l log -d "Append the library's messages to a file"
+complete -c zvprobe -r -l log -d "Append the library's log to a file"
 
 complete -c zvprobe -n $no_command -a probe -d 'Describe sources'
 complete -c zvprobe -n $no_command -a monitor -d 'Report on a live transport stream'
@@ -23,8 +23,8 @@ complete -c zvprobe -n $no_command -a build -d 'Write a table or null packets'
 for condition in $no_command "__fish_seen_subcommand_from probe"
     complete -c zvprobe -n $condition -l json -d 'Print one JSON object'
     complete -c zvprobe -n $condition -l stats -d 'Add arrival periods and table continuity'
-    complete -c zvprobe -n $condition -l strict -d 'Exit with status 1 when a stream has errors'
-    complete -c zvprobe -n $condition -l pace -d 'Feed in real time'
+    complete -c zvprobe -n $condition -l strict -d 'Exit with status 1 when a source has errors'
+    complete -c zvprobe -n $condition -l pace -f -a 'pcr pts' -d 'Feed in real time'
 end
 
 set -l monitor "__fish_seen_subcommand_from monitor"

@@ -1,0 +1,141 @@
+// SPDX-License-Identifier: MIT
+// The tool's commands that write files, over whole files: a command that fails leaves nothing, one
+// that succeeds leaves what it was asked for under its final name only, and a copy that flv-meta has
+// made is a sound file that it copies as it is.
+#include <unistd.h>
+
+#include <filesystem>
+#include <fstream>
+#include <iostream>
+#include <sstream>
+#include <string>
+
+#include "flv.h"
+#include "input.h"
+#include "packets.h"
+#include "session.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+using AddCommand = void (*)(CLI::App&, zvprobe::Session&);
+
+constexpr int kUsage = 2;  // remap: other streams than were named
+constexpr int kCannotOpen = 3;
+constexpr int kUnknownFormat = 4;
+
+// Everything that is written lies here, until the process ends.
+class Folder {
+  public:
+    Folder() {
+        std::string name = (fs::temp_directory_path() / "zvprobe_copy.XXXXXX").string();
+        fuzz::require(mkdtemp(name.data()) != nullptr, "there is room for files");
+        path_ = name;
+    }
+    ~Folder() { fs::remove_all(path_); }
+
+    std::string operator/(const char* name) const { return path_ / name; }
+    size_t files() const {
+        return static_cast<size_t>(
+            std::distance(fs::directory_iterator(path_), fs::directory_iterator()));
+    }
+
+  private:
+    fs::path path_;
+};
+
+const Folder& folder() {
+    static const Folder it;
+    return it;
+}
+
+void put(const std::string& name, std::span<const uint8_t> bytes) {
+    std::ofstream(name, std::ios::binary)
+        .write(reinterpret_cast<const char*>(bytes.data()),
+               static_cast<std::streamsize>(bytes.size()));
+}
+
+std::string get(const std::string& name) {
+    std::ifstream file(name, std::ios::binary);
+    return {std::istreambuf_iterator<char>(file), {}};
+}
+
+// -> the exit status; what the command prints is of no interest
+int run(AddCommand add_command, const std::string& command) {
+    static std::ostringstream sink;
+    sink.str("");
+    CLI::App app("fuzz", "zvprobe");
+    zvprobe::Session session;
+    add_command(app, session);
+    app.parse(command);
+    std::streambuf* const out = std::cout.rdbuf(sink.rdbuf());
+    std::streambuf* const errors = std::cerr.rdbuf(sink.rdbuf());
+    const int status = session.run();
+    std::cout.rdbuf(out);
+    std::cerr.rdbuf(errors);
+    return status;
+}
+
+// -> whether the command succeeded
+bool convert(AddCommand add_command, const std::string& command, const std::string& in,
+             const std::string& out, const std::string& options) {
+    fs::remove(out);
+    const size_t before = folder().files();
+    const int status = run(add_command, command + " " + in + " " + out + options);
+    fuzz::require(
+        status == 0 || status == kUsage || status == kCannotOpen || status == kUnknownFormat,
+        "the command succeeds or says why not");
+    fuzz::require(fs::exists(out) == (status == 0), "only what is complete has its name");
+    fuzz::require(folder().files() == before + (status == 0 ? 1 : 0), "nothing else is left");
+    return status == 0;
+}
+
+// The first copy may still take its duration from the onMetaData that it replaces; what stands
+// behind that must not change any more.
+void copy_flv(const std::string& in) {
+    const std::string first = folder() / "first", second = folder() / "second";
+    const auto copy = [](const std::string& from, const std::string& to) {
+        return convert(zvprobe::add_flv_meta_command, "flv-meta", from, to, "");
+    };
+    if (!copy(in, first)) return;
+    const std::string before = get(first);
+    fuzz::require(copy(first, second) && copy(second, first), "a copy can be copied");
+    const std::string after = get(first);
+    fuzz::require(after == get(second), "a copy of a copy is the same");
+    const size_t start = std::min({before.size(), after.size(), size_t{ZV_FLV_HEADER_SCRIPT_MAX}});
+    fuzz::require(before.ends_with(after.substr(start)), "the first copy has sound tags");
+}
+
+void remap(const std::string& in, size_t streams) {
+    const std::string pids = "0x201,0x202,0x203,0x204";
+    convert(zvprobe::add_remap_command, "remap", in, folder() / "first",
+            " --program 7 --pmt 0x1ffe --pcr 0x201 --es " + pids.substr(0, 6 * streams - 1));
+}
+
+void extract(const std::string& in) {
+    const std::string out = folder() / "streams";
+    run(zvprobe::add_extract_command, "extract " + in + " " + out);
+    if (!fs::exists(out)) return;
+    for (const auto& entry : fs::directory_iterator(out))
+        fuzz::require(entry.path().extension() == ".es", "only finished files are left");
+    fs::remove_all(out);
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+    fuzz::ByteSource in(data, size);
+    const uint8_t mode = in.u8();
+    const std::string source = folder() / "in";
+    if (mode & 1) {
+        put(source, in.rest());
+        copy_flv(source);
+        return 0;
+    }
+    put(source, mode & 4 ? fuzz::make_stream(in) : fuzz::whole_packets(in.rest(), 188, true));
+    if (mode & 2)
+        remap(source, 1 + (mode >> 3) % 4);
+    else
+        extract(source);
+    return 0;
+}
