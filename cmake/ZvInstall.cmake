@@ -57,7 +57,8 @@ install(FILES ${PROJECT_BINARY_DIR}/zvbitstream.pc
     DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT dev)
 
 if(ZV_BUILD_TOOLS)
-    install(FILES docs/zvprobe.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT tool)
+    configure_file(docs/zvprobe.1 ${PROJECT_BINARY_DIR}/zvprobe.1 @ONLY)
+    install(FILES ${PROJECT_BINARY_DIR}/zvprobe.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT tool)
     set(completions tools/zvprobe/completions)
     install(FILES ${completions}/zvprobe.bash RENAME zvprobe
         DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions COMPONENT tool)

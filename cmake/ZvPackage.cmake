@@ -1,5 +1,6 @@
 # SPDX-License-Identifier: MIT
-# Debian packages from the install components: libzvbitstream1, libzvbitstream-dev and zvprobe.
+# Debian packages from the install components: libzvbitstream<SONAME>, libzvbitstream-dev and
+# zvprobe.
 # Build with the preset "deb" (prefix /usr), then `cpack --preset deb`.
 set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGE_NAME zvbitstream)
@@ -20,16 +21,17 @@ set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
 set(CPACK_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS
     OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)
 
-set(CPACK_DEBIAN_RUNTIME_PACKAGE_NAME libzvbitstream1)
+set(zv_runtime libzvbitstream${PROJECT_VERSION_MAJOR})
+set(CPACK_DEBIAN_RUNTIME_PACKAGE_NAME ${zv_runtime})
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_SECTION libs)
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_SHLIBDEPS ON)
-# The dynamic linker's cache is renewed by a trigger; cpack's own way would be maintainer scripts.
+# The dynamic linker's cache is renewed by a trigger. DebScripts.cmake undoes cpack's own way.
 set(zv_control ${PROJECT_BINARY_DIR}/deb-control)
 file(WRITE ${zv_control}/triggers "activate-noawait ldconfig\n")
 file(WRITE ${zv_control}/shlibs "")
 foreach(library ${zv_shared})
     file(APPEND ${zv_control}/shlibs
-        "lib${library} ${PROJECT_VERSION_MAJOR} libzvbitstream1 (>= ${PROJECT_VERSION})\n")
+        "lib${library} ${PROJECT_VERSION_MAJOR} ${zv_runtime} (>= ${PROJECT_VERSION})\n")
 endforeach()
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_CONTROL_EXTRA ${zv_control}/triggers ${zv_control}/shlibs)
 if(NOT zv_static_needs_curl AND TARGET CURL::libcurl)
@@ -45,8 +47,8 @@ put its own in their place.")
 
 set(CPACK_DEBIAN_DEV_PACKAGE_NAME libzvbitstream-dev)
 set(CPACK_DEBIAN_DEV_PACKAGE_SECTION libdevel)
-set(CPACK_DEBIAN_DEV_PACKAGE_DEPENDS "libzvbitstream1 (= ${PROJECT_VERSION})")
-set(CPACK_DEBIAN_DEV_PACKAGE_SUGGESTS pkg-config)
+set(CPACK_DEBIAN_DEV_PACKAGE_DEPENDS "${zv_runtime} (= ${PROJECT_VERSION})")
+set(CPACK_DEBIAN_DEV_PACKAGE_SUGGESTS "pkg-config, g++") # g++: what the archives link
 if(zv_static_needs_curl)
     string(APPEND CPACK_DEBIAN_DEV_PACKAGE_SUGGESTS ", libcurl4-openssl-dev | libcurl-dev")
 endif()
@@ -58,7 +60,7 @@ the log, common and protocol libraries that it uses.")
 set(CPACK_DEBIAN_TOOL_PACKAGE_NAME zvprobe)
 set(CPACK_DEBIAN_TOOL_PACKAGE_SECTION video)
 set(CPACK_DEBIAN_TOOL_PACKAGE_SHLIBDEPS ON)
-set(CPACK_DEBIAN_TOOL_PACKAGE_DEPENDS "libzvbitstream1 (= ${PROJECT_VERSION})")
+set(CPACK_DEBIAN_TOOL_PACKAGE_DEPENDS "${zv_runtime} (= ${PROJECT_VERSION})")
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${CMAKE_LIBRARY_OUTPUT_DIRECTORY})
 set(CPACK_DEBIAN_TOOL_DESCRIPTION
 "what is in this media stream?
@@ -68,5 +70,6 @@ streams, unpacks RTP, builds tables and sends streams in real time.")
 
 # Copyright, changelog and compression of documents, as Debian wants them.
 set(CPACK_PRE_BUILD_SCRIPTS ${PROJECT_SOURCE_DIR}/cmake/DebDocuments.cmake)
+set(CPACK_POST_BUILD_SCRIPTS ${PROJECT_SOURCE_DIR}/cmake/DebScripts.cmake)
 set(CPACK_RESOURCE_FILE_LICENSE ${PROJECT_SOURCE_DIR}/LICENSE)
 include(CPack)

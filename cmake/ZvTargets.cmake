@@ -3,6 +3,10 @@
 
 add_library(zv_build_flags INTERFACE)
 target_compile_features(zv_build_flags INTERFACE c_std_11 cxx_std_20)
+# What the library calls itself, at least two digits each: 1.0.22 is "01.00.22".
+string(REGEX REPLACE "([0-9]+)" "0\\1" version ${PROJECT_VERSION})
+string(REGEX REPLACE "0([0-9][0-9])" "\\1" version ${version})
+target_compile_definitions(zv_build_flags INTERFACE ZV_VERSION_TEXT="${version}")
 target_compile_options(zv_build_flags INTERFACE
     -Wall -Wextra -Wconversion -Wshadow
     $<$<BOOL:${ZV_WERROR}>:-Werror>)
@@ -44,7 +48,7 @@ function(zv_platform_library name)
 
     add_library(${name} SHARED $<TARGET_OBJECTS:${name}_objects>)
     add_library(${name}_static STATIC $<TARGET_OBJECTS:${name}_objects>)
-    set_target_properties(${name} PROPERTIES SOVERSION 1 VERSION ${PROJECT_VERSION})
+    set_target_properties(${name} PROPERTIES SOVERSION ${PROJECT_VERSION_MAJOR} VERSION ${PROJECT_VERSION})
     foreach(target ${name} ${name}_static)
         target_include_directories(${target} PUBLIC
             $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/platform/include>

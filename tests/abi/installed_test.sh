@@ -13,7 +13,7 @@ prefix=$work/prefix
 
 cmake --install "$build" --prefix "$prefix" >"$work/install.log" ||
     { cat "$work/install.log"; exit 1; }
-lib=$(dirname "$(find "$prefix" -name libzvbitstream.so.1)")
+lib=$(dirname "$(find "$prefix" -name libzvbitstream.so)")
 export LD_LIBRARY_PATH="$lib" PKG_CONFIG_PATH="$lib/pkgconfig"
 
 fail() { echo "installed_test: $*" >&2; exit 1; }
@@ -26,6 +26,7 @@ says="version $padded parsed 0 mpegts 1 missing 0"
 
 # Versions and SONAMEs say the same everywhere.
 expect "pkg-config" "$(pkg-config --modversion zvbitstream)" "$version"
+grep -q "^## $version" "$here/../../CHANGELOG.md" || fail "CHANGELOG.md does not know $version"
 for name in zvbitstream zvlog zvcommon zvprotocol; do
     expect "SONAME" "$(objdump -p "$lib/lib$name.so" | awk '$1 == "SONAME" { print $2 }')" \
         "lib$name.so.${version%%.*}"
@@ -37,6 +38,8 @@ if [ -x "$prefix/bin/zvprobe" ]; then
         zsh/vendor-completions/_zvprobe fish/vendor_completions.d/zvprobe.fish; do
         [ -s "$prefix/share/$file" ] || fail "$file is missing"
     done
+    grep -q "^.TH ZVPROBE .*\"zvprobe $version\"" "$prefix/share/man/man1/zvprobe.1" ||
+        fail "the manual page tells another version"
 fi
 
 cflags=$(pkg-config --cflags zvbitstream)
@@ -75,7 +78,8 @@ make_double() { # compiler
     $1 -std=c11 -fPIC $warnings $cflags -c "$here/platform_double.c" -o "$work/double.o"
     mkdir -p "$work/own"
     for name in zvlog zvcommon zvprotocol; do
-        $1 -shared "$work/double.o" -Wl,-soname,lib$name.so.1 -o "$work/own/lib$name.so.1"
+        $1 -shared "$work/double.o" -Wl,-soname,"lib$name.so.${version%%.*}" \
+            -o "$work/own/lib$name.so.${version%%.*}"
     done
 }
 
