@@ -19,8 +19,8 @@ typedef struct AVParser {
 
     /* Creates a context.
      * slot      out  receives the context, or null when memory is short; owned by the caller
-     * name      in   label for log lines, borrowed for the call, at most 255 characters are kept;
-     *                null reads as ""
+     * name      in   label for log lines, copied; one of 256 characters or more is cut to 256 and
+     *                reported at level 2; null reads as ""
      * reserved  in   ignored */
     void (*init)(void** slot, const char* name, void* reserved);
 
@@ -34,11 +34,15 @@ typedef struct AVParser {
      *    1 some packet carried a PCR once all tables were known, 0 otherwise */
     int (*parse)(void* context, const uint8_t* buf, int len, uint32_t flags);
 
-    /* Copies what has been found into the caller's record (StreamInfo for "mpegts").
-     * -> 1 the record was filled, -1 nothing to report yet or a null argument */
+    /* Copies what has been found into the caller's record.
+     * context  in/out  from init
+     * info     in/out  "mpegts": a StreamInfo, all zero before the first update
+     * -> "mpegts": 1 the record was filled; -1 a null argument, tables still missing (`progress` is
+     *    set when a PMT has come), or neither a table nor a PCR came since the last 1 */
     int (*updateInfo)(void* context, void* info);
 
-    /* Frees the context and nulls the slot; a slot that holds null is left alone. */
+    /* Frees the context.
+     * slot  in/out  from init, holds null afterwards; one that holds null is left alone */
     void (*deinit)(void** slot);
 
     struct AVParser* next; /* link of the registry's list, null at its tail */
@@ -52,7 +56,8 @@ typedef struct AVParser {
  * Not thread-safe: register once, before any look-up. */
 ZV_API int ffurl_register_resolver(AVParser* desc, int size);
 
-/* Finds a resolver by its exact, case-sensitive name.
+/* Finds a resolver.
+ * name  in  its exact name in the same case
  * -> the first match, owned by the registry; null when there is none or name is null (logged)
  * Any thread once registration is done. */
 ZV_API AVParser* ffurl_match_resolver(const char* name);

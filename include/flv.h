@@ -15,6 +15,7 @@ ZV_BEGIN_DECLS
 #define ZV_FLV_TAG_VIDEO 9
 #define ZV_FLV_TAG_SCRIPT 18
 
+/* Bytes of the parts of a file that have a fixed size. */
 #define ZV_FLV_FILE_HEADER_SIZE 9
 #define ZV_FLV_TAG_HEADER_SIZE 11
 #define ZV_FLV_PREVIOUS_TAG_SIZE 4 /* the word behind the file header and behind every tag */
@@ -30,7 +31,7 @@ ZV_BEGIN_DECLS
 /* Values picked out of script data, under the names of their keys. The probe fills the ones it can
  * tell from tag headers; the others stay 0. */
 typedef struct FLVMetadata {
-    uint8_t canSeekToEnd;
+    uint8_t canSeekToEnd;   /* 0 or 1 */
     char creationdate[263]; /* NUL-terminated */
     double duration;        /* seconds */
     double filesize;        /* bytes */
@@ -39,12 +40,12 @@ typedef struct FLVMetadata {
     double audiodelay;      /* seconds */
     double audiosamplerate; /* Hz */
     double audiosamplesize; /* bits */
-    uint8_t stereo;
-    double videocodecid;
-    double videodatarate; /* kbit/s */
-    double framerate;     /* frames/s */
-    double width;         /* pixels */
-    double height;        /* pixels */
+    uint8_t stereo;         /* 0 or 1 */
+    double videocodecid;    /* codec code */
+    double videodatarate;   /* kbit/s */
+    double framerate;       /* frames/s */
+    double width;           /* pixels */
+    double height;          /* pixels */
 } FLVMetadata;
 
 /* Head of an audio tag's body. */
@@ -76,35 +77,35 @@ typedef struct AMFTable {
 
 /* What the reader knows of a file and of its current tag: some 131 KiB, mind your stack. */
 typedef struct FLVContext {
-    uint8_t signature[3]; /* "FLV", not checked */
-    uint8_t version;
-    int8_t flags_hasaudio;
-    int8_t flags_hasvideo;
-    uint32_t headerlen;
-    uint32_t tagsize0; /* the word behind the file header */
-    int8_t flags_hasfilter;
-    uint8_t flags_tagtype;
-    uint32_t data_len; /* bytes of the tag's body */
-    int8_t timestamp;  /* extension byte of the tag's timestamp, nothing more */
-    uint32_t streamid; /* not read from the tag */
+    uint8_t signature[3];   /* "FLV", not checked */
+    uint8_t version;        /* of the file header, as the next three */
+    int8_t flags_hasaudio;  /* 0 or 1 */
+    int8_t flags_hasvideo;  /* 0 or 1 */
+    uint32_t headerlen;     /* bytes */
+    uint32_t tagsize0;      /* the word behind the file header */
+    int8_t flags_hasfilter; /* 1: the tag is encrypted */
+    uint8_t flags_tagtype;  /* ZV_FLV_TAG_* */
+    uint32_t data_len;      /* bytes of the tag's body */
+    int8_t timestamp;       /* extension byte of the tag's timestamp, nothing more */
+    uint32_t streamid;      /* not read from the tag */
     union {
         FLVAudioTag audio;
         FLVVideoTag video;
         AMFTable script;
-    } payload;         /* by flags_tagtype */
-    uint32_t tagsizex; /* the word behind the current tag */
-    FLVMetadata metadata;
-    uint8_t aac_config[ZV_FLV_CONFIG_MAX];
-    uint8_t avc_config[ZV_FLV_CONFIG_MAX];
-    uint32_t aac_config_len; /* bytes kept */
-    uint32_t avc_config_len;
+    } payload;                             /* by flags_tagtype */
+    uint32_t tagsizex;                     /* the word behind the current tag */
+    FLVMetadata metadata;                  /* of script data */
+    uint8_t aac_config[ZV_FLV_CONFIG_MAX]; /* AAC sequence header */
+    uint8_t avc_config[ZV_FLV_CONFIG_MAX]; /* AVC sequence header */
+    uint32_t aac_config_len;               /* bytes kept */
+    uint32_t avc_config_len;               /* bytes kept */
 } FLVContext;
 
 /* Progress of a probe; all zero before the first call. */
 typedef struct FLVProbe {
-    uint8_t keyframe; /* 1 once a video key frame was seen */
-    uint8_t hasvideo;
-    uint8_t hasaudio;
+    uint8_t keyframe;       /* 1 once a video key frame was seen */
+    uint8_t hasvideo;       /* 1 once a video tag was seen */
+    uint8_t hasaudio;       /* 1 once an audio tag was seen */
     uint8_t hasfilter;      /* for the writer only, set by the host */
     uint32_t timestamp;     /* extension byte of the last tag's timestamp, sign-extended */
     uint32_t taglen;        /* body bytes of the tag in progress */
@@ -129,8 +130,9 @@ ZV_API extern int32_t FLVVIDEOCodeid;
 ZV_API extern int32_t FLVSOUNDFormat;
 
 /* Decides over successive calls whether bytes are a usable FLV stream, and what it carries.
- * At most one tag is looked at per call; a tag may arrive in pieces, and bytes behind the end of a
- * tag are dropped, so pass each tag with its trailing size word and no more.
+ * At most one tag is looked at per call, and bytes behind the end of a tag are dropped, so pass
+ * each tag with its trailing size word and no more. A tag may arrive in pieces: it is counted, but
+ * adds nothing to the description.
  * probe  in/out  progress, and the description found so far
  * data   in      the first call starts behind the 13 bytes of file header and first size word; a
  *                call with taggot 0 starts at a tag header, of which all 11 bytes should be

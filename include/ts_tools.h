@@ -28,11 +28,14 @@ ZV_API uint8_t mpegts_api_getTsPktSize3(const uint8_t* buf, uint32_t len);
 ZV_API uint8_t mpegts_api_getTsPktSize(const char* url, const char* interfaceIn, int a3,
                                        uint8_t a4);
 
-/* The same, but -> 188 where mpegts_api_getTsPktSize gives 0. */
+/* Does the same, with another answer to failures.
+ * url, interfaceIn, a3, a4  in  as for mpegts_api_getTsPktSize
+ * -> 188 where mpegts_api_getTsPktSize gives 0, else the same */
 ZV_API uint8_t mpegts_api_getTsPktSize2(const char* url, const char* interfaceIn, int a3,
                                         uint8_t a4);
 
 /* Where does the first packet start in the first 5120 bytes of a file?
+ * url  in  a path; borrowed
  * -> its offset; -1 not a file (never opened), no packet start, or null url; -2 cannot be opened;
  *    -3 gives nothing. The failures are logged. Any thread. */
 ZV_API int mpegts_api_getTsPos(const char* url);
@@ -44,10 +47,15 @@ ZV_API int mpegts_api_getTsPos(const char* url);
  * -> 1 or 0. Any thread. */
 ZV_API int mpegts_api_isFileNMpegts(int flag, const char* url, const char* format);
 
-/* -> 1 when flag is not 0 or format is "mpegts", "hls" or "rtp_mpegts"; else 0 (also null) */
+/* Is a format transport stream?
+ * format  in  may be null: no
+ * flag    in  non-zero: yes
+ * -> 1 when flag is not 0 or format is "mpegts", "hls" or "rtp_mpegts"; else 0. Any thread. */
 ZV_API int mpegts_api_isMpeg(const char* format, uint16_t flag);
 
-/* -> 1 when mpegts_api_isMpeg(format, 0) holds or format is "rtp"; else 0 (also null) */
+/* Is a format transport stream, or RTP that may carry it?
+ * format  in  may be null: no
+ * -> 1 when mpegts_api_isMpeg holds with flag 0, or format is "rtp"; else 0. Any thread. */
 ZV_API int mpegts_api_isMpeg2(const char* format);
 
 /* The stream tools. Each opens a source, runs the analyser over it and returns when the source has
@@ -78,8 +86,10 @@ ZV_API int mpegts_api_isMpeg2(const char* format);
 ZV_API int mpegts_api_tsExtract(int log_level, const char* url, const char* out_dir);
 
 /* Analyses with continuity checks and reports as time passes. Logs to tsMonitor.txt.
- * interval_ms  in  wall-clock time between reports, which come while data does; 0: at the end only
- */
+ * log_level, url  in  as for mpegts_api_tsExtract
+ * interval_ms     in  wall-clock time between reports, which come while data does; 0: at the end
+ *                     only
+ * -> as mpegts_api_tsExtract */
 ZV_API int mpegts_api_tsMonitor(int log_level, const char* url, unsigned interval_ms);
 
 /* Takes a transport stream out of RTP datagrams (RFC 3550, RFC 2250), puts it in the order of the
@@ -93,7 +103,9 @@ ZV_API int mpegts_api_tsMonitor(int log_level, const char* url, unsigned interva
  *     late       came too late (counted as lost as well) or before the first; left out
  *     bad        not RTP version 2, claims beyond its bytes, or no whole transport packets; left
  *                out
- * ts_out  in  file to write; a pipe or device is written directly; null: nothing is written */
+ * log_level, url  in  as for mpegts_api_tsExtract
+ * ts_out          in  file to write; a pipe or device is written directly; null: nothing is written
+ * -> as mpegts_api_tsExtract */
 ZV_API int mpegts_api_rtpDemux(int log_level, const char* url, const char* ts_out);
 
 ZV_END_DECLS

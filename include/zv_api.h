@@ -3,8 +3,10 @@
 #ifndef ZV_API_H
 #define ZV_API_H
 
+/* Stands before everything that is exported. */
 #define ZV_API __attribute__((visibility("default")))
 
+/* Stand around the declarations of a header. */
 #ifdef __cplusplus
 #define ZV_BEGIN_DECLS extern "C" {
 #define ZV_END_DECLS }

@@ -2,6 +2,8 @@
 // The registry of resolvers, the library's identity, the form of a log line, and a context's birth.
 #include <gtest/gtest.h>
 
+#include <regex>
+
 #include "bitStream/log.h"
 #include "bitStream/registry.h"
 #include "support/analyser.h"
@@ -94,7 +96,7 @@ TEST(Identity, NamesTheParsersAndTheVersion) {
     zvbitStream_api_info(text);
     EXPECT_STREQ(text, "have:linux_soc|mpegts_parser|flv_parser|mp3_parser");
     zvbitStream_api_info(nullptr);
-    EXPECT_STREQ(zvbitStream_api_version(), "01.00.22");
+    EXPECT_TRUE(std::regex_match(zvbitStream_api_version(), std::regex("(\\d\\d+[.]){2}\\d\\d+")));
 }
 
 TEST(Context, IsBornZeroedDiesOnceAndToleratesMissingMemory) {

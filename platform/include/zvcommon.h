@@ -23,10 +23,10 @@ ZV_API int zvmem_api_init(int reserved);
 ZV_API void zvmem_api_deinit(void);
 
 /* Allocates a block, aligned for any type, of undefined contents.
- * size     in  bytes; 0 gives a block without bytes
- * tag      in  what the block is, sub_tag: whose it is, file and line: where it was asked for.
- *              The texts are copied (shortened to 23 characters, file names from the right to
- *              35); null reads as ""
+ * size        in  bytes; 0 gives a block without bytes
+ * tag         in  what the block is, at most 23 characters are kept; null reads as ""
+ * sub_tag     in  whose it is, likewise
+ * file, line  in  where it was asked for; the last 35 characters of the name are kept
  * -> the block, to be freed with zvmem_api_free; null when memory is short
  * Any thread. Constant time beside the system's own malloc. */
 ZV_API void* zvmem_api_malloc(size_t size, const char* tag, const char* sub_tag, const char* file,
@@ -51,11 +51,13 @@ ZV_API uint64_t zvtime_api_upUs(void);
 ZV_API uint32_t zvcrc_api_CRC32(const uint8_t* data, int length);
 
 /* Tells whether a text contains a word, ignoring ASCII case.
+ * text, word  in  NUL-terminated
  * -> 1 yes (an empty word is contained in every text), 0 no or a null argument. Any thread. */
 ZV_API uint8_t zvstr_api_isCasestr(const char* text, const char* word);
 
 /* Tells whether a host is written as a multicast address: IPv4 224.0.0.0/4 or IPv6 ff00::/8, with
  * or without a leading '@', brackets or a zone ("@[ff02::1%eth0]"). Names are not resolved.
+ * host  in  address as a URL holds it
  * -> 1 yes, 0 no or null. Any thread. */
 ZV_API int zvnet_api_isMulticast(const char* host);
 

@@ -9,6 +9,7 @@
 
 #include "zv_api.h"
 
+/* Has the compiler check arguments against a format. */
 #if defined(__GNUC__)
 #define ZVLOG_PRINTF(format_index, first_argument) \
     __attribute__((format(printf, format_index, first_argument)))
@@ -66,7 +67,8 @@ ZV_API void zvlog_api_setLoglevel(unsigned level);
 ZV_API int zvlog_api_strCasestrNum(const char* list, const char* word, int a, int b);
 
 /* Writes one formatted text of any length to the log file, as it is: the caller supplies the line
- * end. Without a file, or with a null format, it does nothing.
+ * end. Without a file it does nothing.
+ * format  in  as for printf; null does nothing
  * Any thread: each text reaches the file in one piece. */
 ZV_API void zvlog_innerapi_file(const char* format, ...) ZVLOG_PRINTF(1, 2);
 

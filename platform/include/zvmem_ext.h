@@ -10,6 +10,7 @@
 
 ZV_BEGIN_DECLS
 
+/* What is allocated at one time. */
 typedef struct ZvmemCounters {
     uint64_t blocks; /* blocks allocated and not yet freed */
     uint64_t bytes;  /* bytes asked for in these blocks */

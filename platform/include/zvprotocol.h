@@ -67,22 +67,22 @@ typedef struct ZvptcUrlContext {
                                input: for ever), negative for ever */
     int32_t receive_buffer; /* in: bytes of socket receive buffer to ask for, 0 default (1 MiB for
                                datagrams); the kernel may grant less */
-    uint8_t reserved_a[56];
+    uint8_t reserved_a[56]; /* zero */
     union {
         const char* interface_in; /* in, offset 72: interface for multicast by name or address;
                                      borrowed, may be null */
         uint64_t interface_in_room;
     };
-    char path[1024];    /* out, by the split: see ZvptcUrlInfo */
-    char query[1024];   /* out, by the split */
-    char userinfo[128]; /* out, by the split */
-    uint8_t reserved_b[8];
-    char url[1024];        /* in, offset 2264: 1023 characters at most */
-    uint8_t reserved_c[4]; /* zero: ends a url that a host has filled to the brim */
-    uint8_t reserved_d[1024];
-    char protocol[32];  /* out, by the split, offset 4316: the scheme in lower case */
-    char hostname[256]; /* out, by the split, offset 4348 */
-    int32_t port;       /* out, by the split */
+    char path[1024];          /* out, by the split: see ZvptcUrlInfo */
+    char query[1024];         /* out, by the split */
+    char userinfo[128];       /* out, by the split */
+    uint8_t reserved_b[8];    /* zero */
+    char url[1024];           /* in, offset 2264: 1023 characters at most */
+    uint8_t reserved_c[4];    /* zero: ends a url that a host has filled to the brim */
+    uint8_t reserved_d[1024]; /* zero */
+    char protocol[32];        /* out, by the split, offset 4316: the scheme in lower case */
+    char hostname[256];       /* out, by the split, offset 4348 */
+    int32_t port;             /* out, by the split */
     union {
         const void* opened_by; /* null while not open; the handlers' own, as all that follows */
         uint64_t opened_by_room;
@@ -117,8 +117,8 @@ typedef struct ZvptcHandler {
      *    is out of range
      *    -ENAMETOOLONG the URL fills its member without a NUL or a part is longer than its member
      *    -EBUSY the context is open already
-     *    -EISDIR a directory; -ENOENT, -EACCES, ... as the system says; http: 404 and 410 are
-     *    -ENOENT, 401 and 403 -EACCES, any other refusal of the server -EIO
+     *    -EISDIR a directory; -ENOENT, -EACCES, ... as the system says; of an http server 404 and
+     *      410 are -ENOENT, 401 and 403 -EACCES, any other refusal -EIO
      *    -EHOSTUNREACH the name does not resolve or no route leads there; -ECONNREFUSED
      *    -ENODEV the interface does not exist
      *    -ETIMEDOUT, -EINTR as for read (a name look-up is outside the time-out)
@@ -184,7 +184,9 @@ ZV_API const ZvptcHandler* zvptc_api_matchByName(const char* scheme);
  * -> the handler (1: that of "http", which also opens https URLs), null for any other index */
 ZV_API const ZvptcHandler* zvptc_api_matchByPtcindex(int index);
 
-/* Whether `url` belongs to the protocol with this index.
+/* Whether a URL belongs to a protocol.
+ * url    in  URL or path; only its scheme is looked at
+ * index  in  ZVPTC_INDEX_*
  * -> 1 yes; 0 no, unknown scheme or null url */
 ZV_API int zvptc_api_matchByUrlAndIndex(const char* url, int index);
 
@@ -195,6 +197,7 @@ ZV_API int zvptc_api_matchByUrlAndIndex(const char* url, int index);
 ZV_API int zvptc_api_getPtcindex(const char* url, int a3, uint8_t a4);
 
 /* Splits context->url into the members of the context marked "by the split".
+ * context  in/out  its url is set
  *
  * The scheme is what stands before "://", known or not, or a known scheme before ":". Any other
  * text is a plain path, whatever colons it holds ("c:foo", "a:b"), and so is "-". "file://" URLs
@@ -205,10 +208,13 @@ ZV_API int zvptc_api_getPtcindex(const char* url, int a3, uint8_t a4);
  * After a failure `protocol` and `ptc_index` hold what was found, the other members are empty. */
 ZV_API int zvptc_api_urlSplit_urlctt(ZvptcUrlContext* context);
 
-/* Splits `url` (at most 1023 characters) into `info`, which is overwritten; rules and results as
- * for zvptc_api_urlSplit_urlctt, a null argument is -EINVAL. */
+/* Splits a URL by the rules of zvptc_api_urlSplit_urlctt.
+ * info  out  overwritten
+ * url   in   at most 1023 characters
+ * -> as there; a null argument is -EINVAL */
 ZV_API int zvptc_api_urlSplit_urlinfo(ZvptcUrlInfo* info, const char* url);
 
+/* Both languages have a name of their own for it; undefined again below. */
 #ifdef __cplusplus
 #define ZVPTC_ASSERT static_assert
 #else

@@ -10,5 +10,5 @@ void zvbitStream_api_info(char* buf) {
 }
 
 const char* zvbitStream_api_version(void) {
-    return "01.00.22";
+    return ZV_VERSION_TEXT;
 }
