@@ -6,7 +6,6 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <csignal>
 #include <cstring>
 #include <utility>
 
@@ -18,14 +17,6 @@ namespace {
 constexpr int kPipeSize = 1 << 20;
 constexpr size_t kPiece = size_t{64} << 10;
 
-// Signals are for the thread that waits; a reader that has gone is no reason to die.
-void block_signals() {
-    sigset_t all;
-    sigfillset(&all);
-    sigdelset(&all, SIGBUS);  // of the mapped file
-    pthread_sigmask(SIG_BLOCK, &all, nullptr);
-}
-
 }  // namespace
 
 FileFeeder::FileFeeder(std::unique_ptr<Source> source, bool draw)
@@ -36,7 +27,7 @@ FileFeeder::FileFeeder(std::unique_ptr<Source> source, bool draw)
     write_end_ = ends[1];
     fcntl(write_end_, F_SETPIPE_SZ, kPipeSize);
     thread_ = std::thread([this] {
-        block_signals();
+        leave_signals_to_others();  // SIGPIPE, too: a reader that has gone is no reason to die
         feed();
         close(write_end_);
     });

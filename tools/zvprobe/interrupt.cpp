@@ -24,6 +24,13 @@ void catch_interrupts() {
     sigaction(SIGTERM, &action, nullptr);
 }
 
+void leave_signals_to_others() {
+    sigset_t all;
+    sigfillset(&all);
+    sigdelset(&all, SIGBUS);  // of a mapped file
+    pthread_sigmask(SIG_BLOCK, &all, nullptr);
+}
+
 bool interrupted() {
     return interrupt_seen != 0;
 }

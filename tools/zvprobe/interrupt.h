@@ -8,6 +8,9 @@ namespace zvprobe {
 // Installs the handlers. They interrupt blocking reads and sleeps.
 void catch_interrupts();
 
+// For threads that only help: signals go to the thread that waits, except those of its own doing.
+void leave_signals_to_others();
+
 // -> true once a signal came. Any thread.
 bool interrupted();
 

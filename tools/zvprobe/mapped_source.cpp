@@ -21,6 +21,10 @@ uint64_t page_size() {
     return size;
 }
 
+uint64_t page_of(uint64_t offset) {
+    return offset - offset % page_size();
+}
+
 }  // namespace
 
 std::unique_ptr<MappedSource> MappedSource::open(const std::string& path) {
@@ -43,16 +47,36 @@ uint64_t MappedSource::current_size() const {
 
 std::span<const uint8_t> MappedSource::next(size_t keep) {
     const uint64_t from = window_end_ - keep;
-    const uint64_t map_from = from - from % page_size();
     size_ = current_size();  // it may have grown, or shrunk
     if (size_ <= from) return {};
-    const uint64_t length = std::min(kWindowSize, size_ - map_from);
-    if (!window_.map(fd_, map_from, static_cast<size_t>(length), populate_)) {
+    if (!map_window(from)) {
         map_error_ = std::strerror(errno);
         return {};
     }
-    window_end_ = map_from + length;
-    return window_.bytes().subspan(static_cast<size_t>(from - map_from));
+    if (populate_) prepare_next();
+    return window_.bytes().subspan(static_cast<size_t>(from - window_begin_));
+}
+
+// -> false, with errno set, when that fails
+bool MappedSource::map_window(uint64_t from) {
+    const uint64_t ahead_end = ahead_.offset() + ahead_.length();
+    if (ahead_.offset() <= from && from < ahead_end && ahead_end <= size_) {
+        window_begin_ = ahead_.offset();
+        window_end_ = ahead_end;
+        window_.adopt(ahead_.take());
+        if (!window_.bytes().empty()) return true;
+    }
+    window_begin_ = page_of(from);
+    const uint64_t length = std::min(kWindowSize, size_ - window_begin_);
+    window_end_ = window_begin_ + length;
+    return window_.map(fd_, window_begin_, static_cast<size_t>(length), populate_);
+}
+
+// The next window will begin with what is kept of this one, which is not known yet.
+void MappedSource::prepare_next() {
+    if (window_end_ >= size_) return;
+    const uint64_t begin = page_of(window_end_ - std::min<uint64_t>(window_end_, kMaxKept));
+    ahead_.prepare(fd_, begin, static_cast<size_t>(std::min(kWindowSize, size_ - begin)));
 }
 
 uint64_t MappedSource::skip(uint64_t count) {

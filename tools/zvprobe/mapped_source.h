@@ -1,10 +1,11 @@
 // SPDX-License-Identifier: MIT
 // A regular file, mapped window by window: nearly twice as fast as read, because nothing is copied,
-// and memory stays at one window whatever the size of the file.
+// and memory stays at two windows whatever the size of the file.
 #pragma once
 
 #include "mapped_window.h"
 #include "source.h"
+#include "window_ahead.h"
 
 namespace zvprobe {
 
@@ -30,12 +31,16 @@ class MappedSource : public Source {
   private:
     explicit MappedSource(int fd) : fd_(fd) {}
     uint64_t current_size() const;
+    bool map_window(uint64_t from);
+    void prepare_next();
 
     int fd_;
     uint64_t size_ = 0;
     uint64_t window_end_ = 0;  // file offset behind the current window
     bool populate_ = true;
+    uint64_t window_begin_ = 0;
     MappedWindow window_;
+    WindowAhead ahead_;
     std::string map_error_;
 };
 

@@ -47,14 +47,20 @@ void install_handler() {
 
 bool MappedWindow::map(int fd, uint64_t offset, size_t length, bool populate) {
     unmap();
-    install_handler();
     const int flags = MAP_PRIVATE | (populate ? MAP_POPULATE : 0);
     void* const at = mmap(nullptr, length, PROT_READ, flags, fd, static_cast<off_t>(offset));
     if (at == MAP_FAILED) return false;
-    bytes_ = {static_cast<const uint8_t*>(at), length};
-    guarded_begin.store(reinterpret_cast<uintptr_t>(at));
-    guarded_end.store(reinterpret_cast<uintptr_t>(at) + length);
+    adopt({static_cast<const uint8_t*>(at), length});
     return true;
+}
+
+void MappedWindow::adopt(std::span<const uint8_t> mapping) {
+    unmap();
+    install_handler();
+    bytes_ = mapping;
+    const auto begin = reinterpret_cast<uintptr_t>(mapping.data());
+    guarded_begin.store(begin);
+    guarded_end.store(begin + mapping.size());
 }
 
 bool MappedWindow::damaged() const {

@@ -22,6 +22,9 @@ class MappedWindow {
     // -> false, with errno set and an empty window, when that fails
     bool map(int fd, uint64_t offset, size_t length, bool populate);
 
+    // Moves the window to a mapping made elsewhere, which it owns from now on.
+    void adopt(std::span<const uint8_t> mapping);
+
     std::span<const uint8_t> bytes() const { return bytes_; }
 
     // -> true when a page of the window was replaced by zeroes
