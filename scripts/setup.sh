@@ -3,8 +3,8 @@
 # Installs what is needed on Debian 12, and does nothing when it is all there.
 # usage: scripts/setup.sh [checks]
 #   (nothing)  what building and testing need
-#   checks     also what only some checks use: fuzzing, memory and ABI checks, the reference,
-#              shells whose completions are tried, packages, the cross build for 64-bit Arm
+#   checks     also what only some checks use: fuzzing, instruction counts, the ABI, the reference,
+#              shells whose completions are tried
 set -eu
 
 packages="g++ cmake ninja-build pkg-config libcli11-dev nlohmann-json3-dev libcurl4-openssl-dev
@@ -12,8 +12,7 @@ packages="g++ cmake ninja-build pkg-config libcli11-dev nlohmann-json3-dev libcu
 case ${1:-} in
 '') ;;
 checks)
-    packages="$packages clang libclang-rt-14-dev llvm valgrind abigail-tools doxygen jq zsh fish
-              dpkg-dev file lintian g++-aarch64-linux-gnu qemu-user-static"
+    packages="$packages clang libclang-rt-14-dev valgrind abigail-tools doxygen jq zsh fish"
     ;;
 *)
     echo "usage: scripts/setup.sh [checks]" >&2

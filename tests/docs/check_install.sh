@@ -8,7 +8,7 @@ work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 
 cmake --install "$build" --prefix "$work/prefix" >/dev/null
-lib=$(dirname "$(find "$work/prefix" -name libzvbitstream.so.1)")
+lib=$(dirname "$(find "$work/prefix" -name libzvbitstream.so)")
 export PKG_CONFIG_PATH="$lib/pkgconfig" LD_LIBRARY_PATH="$lib"
 cp "$source/examples/host_c.c" "$work/host.c"
 cp "$source/examples/installed/CMakeLists.txt" "$work"
