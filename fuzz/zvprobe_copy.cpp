@@ -3,6 +3,7 @@
 // that succeeds leaves what it was asked for under its final name only, and a copy that flv-meta has
 // made is a sound file that it copies as it is.
 #include <unistd.h>
+#include <CLI/CLI.hpp>
 
 #include <filesystem>
 #include <fstream>

@@ -5,6 +5,7 @@
 #include <fcntl.h>
 #include <sys/mman.h>
 #include <unistd.h>
+#include <CLI/CLI.hpp>
 
 #include <iostream>
 #include <nlohmann/json.hpp>

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 // `build`: packets that hold a table, or nothing.
+#include <CLI/CLI.hpp>
 #include <memory>
 
 #include "exit_status.h"

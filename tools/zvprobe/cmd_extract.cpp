@@ -3,6 +3,7 @@
 // here are the directory and the list of what was written.
 #include <sys/stat.h>
 #include <unistd.h>
+#include <CLI/CLI.hpp>
 
 #include <filesystem>
 #include <iostream>

@@ -2,6 +2,7 @@
 // `flv-meta`: a copy of an FLV file with a fresh onMetaData block. The file is walked first, then
 // its tags are copied as they are.
 #include <unistd.h>
+#include <CLI/CLI.hpp>
 
 #include <iostream>
 #include <memory>

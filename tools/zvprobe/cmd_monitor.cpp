@@ -3,6 +3,7 @@
 // through the library's own monitor: so there is one report for both, also as JSON, a report is due
 // when nothing comes, too, and a silent sender may come back.
 #include <unistd.h>
+#include <CLI/CLI.hpp>
 
 #include <iostream>
 #include <memory>

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 // `pace`: plays a transport stream in real time, by its own clock.
 #include <unistd.h>
+#include <CLI/CLI.hpp>
 
 #include <chrono>
 #include <iostream>

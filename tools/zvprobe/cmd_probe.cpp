@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 // `probe`, the default command: tells what sources are.
 #include <unistd.h>
+#include <CLI/CLI.hpp>
 
 #include <algorithm>
 #include <iostream>

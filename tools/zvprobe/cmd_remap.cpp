@@ -2,6 +2,7 @@
 // `remap`: a copy of a file whose programme has another number and other PIDs. The file is read
 // twice: what is in it decides what can be done.
 #include <unistd.h>
+#include <CLI/CLI.hpp>
 
 #include <iostream>
 #include <memory>

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 // `rtp`: the transport stream out of RTP datagrams, in order. The work is the library's.
 #include <unistd.h>
+#include <CLI/CLI.hpp>
 
 #include <iostream>
 #include <memory>

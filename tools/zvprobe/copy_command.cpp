@@ -2,6 +2,8 @@
 // Implementation of copy_command.h.
 #include "copy_command.h"
 
+#include <CLI/CLI.hpp>
+
 #include "exit_status.h"
 #include "out_file.h"
 #include "session.h"

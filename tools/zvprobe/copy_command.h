@@ -3,9 +3,10 @@
 // source that cannot be read or an output that cannot be written.
 #pragma once
 
-#include <CLI/CLI.hpp>
 #include <functional>
 #include <string>
+
+#include "cli_app.h"
 
 namespace zvprobe {
 

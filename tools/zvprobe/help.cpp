@@ -2,6 +2,8 @@
 // Implementation of help.h.
 #include "help.h"
 
+#include <CLI/CLI.hpp>
+
 namespace zvprobe {
 namespace {
 

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 // zvprobe: what is in this stream? The command line, and the exit status.
+#include <CLI/CLI.hpp>
 #include <exception>
 #include <iostream>
 

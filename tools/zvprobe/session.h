@@ -3,9 +3,10 @@
 // what is to be done.
 #pragma once
 
-#include <CLI/CLI.hpp>
 #include <functional>
 #include <string>
+
+#include "cli_app.h"
 
 namespace zvprobe {
 
