@@ -108,7 +108,8 @@ TEST_F(Fault, ASignalInTheMiddleEndsInOrder) {
 TEST_F(Fault, ASignalEndsAWriteIntoAFullPipe) {
     ASSERT_EQ(mkfifo((dir_ / "pipe").c_str(), 0600), 0);
     const Outcome outcome =
-        shell("exec 3<>pipe; timeout --preserve-status -s INT -k 5 1 '" ZV_PROBE_BINARY "' remap " +
+        shell("exec 3<>pipe; timeout --foreground --preserve-status -s INT -k 5 1 '" ZV_PROBE_BINARY
+              "' remap " +
               kIn + "pipe " + kNewPids);
     EXPECT_EQ(outcome.status, 3) << outcome.err;
 }

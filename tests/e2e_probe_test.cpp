@@ -200,7 +200,8 @@ TEST_F(Probe, KeepsItsOutputFreeOfLibraryMessages) {
 
 TEST_F(Probe, PacesByTheStreamsClockAndReportsWhenInterrupted) {
     const Outcome outcome =
-        shell("timeout -s INT 1 '" ZV_PROBE_BINARY "' --pace --json '" + media("single.ts") + "'");
+        shell("timeout --foreground -s INT 1 '" ZV_PROBE_BINARY "' --pace --json '" +
+              media("single.ts") + "'");
     const json source = json::parse(outcome.out)["sources"][0];
     EXPECT_EQ(source["interrupted"], true);
     EXPECT_GT(source["mpegts"]["packets"], 50);
@@ -213,9 +214,10 @@ TEST_F(Probe, SurvivesAFileThatShrinks) {
     while (bytes.size() < 3'000'000)
         bytes += whole;
     file(bytes);
-    const Outcome outcome = shell("timeout --preserve-status -s INT 1 '" ZV_PROBE_BINARY
-                                  "' --pace stream & "
-                                  "sleep 0.5; truncate -s 8192 stream; wait $!");
+    const Outcome outcome =
+        shell("timeout --foreground --preserve-status -s INT 1 '" ZV_PROBE_BINARY
+              "' --pace stream & "
+              "sleep 0.5; truncate -s 8192 stream; wait $!");
     EXPECT_EQ(outcome.status, 3) << outcome.err;
     EXPECT_NE(outcome.err.find("became shorter"), std::string::npos) << outcome.err;
 }
