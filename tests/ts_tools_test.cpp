@@ -12,7 +12,6 @@
 
 #include "mpeg/ts_tools/packet_feed.h"
 #include "mpeg/ts_tools/pes_payload.h"
-#include "support/failing_memory.h"
 #include "support/log_recorder.h"
 #include "support/manual_clock.h"
 #include "support/test_media.h"
