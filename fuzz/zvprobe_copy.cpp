@@ -3,7 +3,6 @@
 // that succeeds leaves what it was asked for under its final name only, and a copy that flv-meta has
 // made is a sound file that it copies as it is.
 #include <unistd.h>
-#include <CLI/CLI.hpp>
 
 #include <filesystem>
 #include <fstream>
@@ -11,15 +10,14 @@
 #include <sstream>
 #include <string>
 
+#include "commands.h"
 #include "flv.h"
 #include "input.h"
 #include "packets.h"
-#include "session.h"
 
 namespace {
 
 namespace fs = std::filesystem;
-using AddCommand = void (*)(CLI::App&, zvprobe::Session&);
 
 constexpr int kUsage = 2;  // remap: other streams than were named
 constexpr int kCannotOpen = 3;
@@ -62,31 +60,28 @@ std::string get(const std::string& name) {
 }
 
 // -> the exit status; what the command prints is of no interest
-int run(AddCommand add_command, const std::string& command) {
+template <typename Options>
+int run(const Options& options) {
     static std::ostringstream sink;
     sink.str("");
-    CLI::App app("fuzz", "zvprobe");
-    zvprobe::Session session;
-    add_command(app, session);
-    app.parse(command);
     std::streambuf* const out = std::cout.rdbuf(sink.rdbuf());
     std::streambuf* const errors = std::cerr.rdbuf(sink.rdbuf());
-    const int status = session.run();
+    const int status = zvprobe::run_command(options, zvprobe::Session());
     std::cout.rdbuf(out);
     std::cerr.rdbuf(errors);
     return status;
 }
 
 // -> whether the command succeeded
-bool convert(AddCommand add_command, const std::string& command, const std::string& in,
-             const std::string& out, const std::string& options) {
-    fs::remove(out);
+template <typename Options>
+bool convert(const Options& options) {
+    fs::remove(options.out);
     const size_t before = folder().files();
-    const int status = run(add_command, command + " " + in + " " + out + options);
+    const int status = run(options);
     fuzz::require(
         status == 0 || status == kUsage || status == kCannotOpen || status == kUnknownFormat,
         "the command succeeds or says why not");
-    fuzz::require(fs::exists(out) == (status == 0), "only what is complete has its name");
+    fuzz::require(fs::exists(options.out) == (status == 0), "only what is complete has its name");
     fuzz::require(folder().files() == before + (status == 0 ? 1 : 0), "nothing else is left");
     return status == 0;
 }
@@ -96,7 +91,7 @@ bool convert(AddCommand add_command, const std::string& command, const std::stri
 void copy_flv(const std::string& in) {
     const std::string first = folder() / "first", second = folder() / "second";
     const auto copy = [](const std::string& from, const std::string& to) {
-        return convert(zvprobe::add_flv_meta_command, "flv-meta", from, to, "");
+        return convert(zvprobe::FlvMetaOptions{{from, to}});
     };
     if (!copy(in, first)) return;
     const std::string before = get(first);
@@ -109,13 +104,14 @@ void copy_flv(const std::string& in) {
 
 void remap(const std::string& in, size_t streams) {
     const std::string pids = "0x201,0x202,0x203,0x204";
-    convert(zvprobe::add_remap_command, "remap", in, folder() / "first",
-            " --program 7 --pmt 0x1ffe --pcr 0x201 --es " + pids.substr(0, 6 * streams - 1));
+    zvprobe::RemapOptions options{{in, folder() / "first"}, {}, "7", "0x1ffe", "0x201", {}};
+    options.es = pids.substr(0, 6 * streams - 1);
+    convert(options);
 }
 
 void extract(const std::string& in) {
     const std::string out = folder() / "streams";
-    run(zvprobe::add_extract_command, "extract " + in + " " + out);
+    run(zvprobe::ExtractOptions{in, out});
     if (!fs::exists(out)) return;
     for (const auto& entry : fs::directory_iterator(out))
         fuzz::require(entry.path().extension() == ".es", "only finished files are left");

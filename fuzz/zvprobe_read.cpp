@@ -1,20 +1,19 @@
 // SPDX-License-Identifier: MIT
-// The tool's readers on whole files: the probe command as the command line runs it, over the mapped
-// and over the streamed file. Both must print the same, the JSON must be JSON, and no byte of the
-// stream may reach a terminal as a control character.
+// The tool's readers on whole files: the probe command over the mapped and over the streamed file.
+// Both must print the same, the JSON must be JSON, and no byte of the stream may reach a terminal as
+// a control character.
 #include <fcntl.h>
 #include <sys/mman.h>
 #include <unistd.h>
-#include <CLI/CLI.hpp>
 
 #include <iostream>
 #include <nlohmann/json.hpp>
 #include <sstream>
 #include <string>
 
+#include "commands.h"
 #include "input.h"
 #include "packets.h"
-#include "session.h"
 
 namespace {
 
@@ -54,14 +53,11 @@ class Capture {
 };
 
 // -> what the command prints, its exit status behind it
-std::string run_command(const std::string& options, const std::string& source) {
-    CLI::App app("fuzz", "zvprobe");
-    zvprobe::Session session;
-    zvprobe::add_probe_command(app, session);
-    app.parse(options + " " + source);
+std::string probe(zvprobe::ProbeOptions options, const std::string& source) {
+    options.sources = {source};
     const Capture out(std::cout);
     const Capture errors(std::cerr);
-    const int status = session.run();
+    const int status = zvprobe::run_command(options, zvprobe::Session());
     fuzz::require(status == 0 || status == 1 || status == 4, "a file in memory can be read");
     return out.text() + errors.text() + std::to_string(status);
 }
@@ -99,13 +95,15 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     fuzz::ByteSource in(data, size);
     const uint8_t mode = in.u8();
     const MemoryFile file(read_file(in, mode));
-    const std::string options = mode & 4 ? "--strict" : "--json";
+    zvprobe::ProbeOptions options;
+    options.strict = mode & 4;
+    options.json = !options.strict;
 
-    const std::string mapped = run_command(options, file.path());
-    const std::string streamed = run_command(options, "file:" + file.path());
+    const std::string mapped = probe(options, file.path());
+    const std::string streamed = probe(options, "file:" + file.path());
     fuzz::require(with_plain_path(mapped, file.path()) == with_plain_path(streamed, file.path()),
                   "mapped or streamed, a file reads the same");
     require_printable(mapped);
-    if (!(mode & 4)) require_json(mapped);
+    if (options.json) require_json(mapped);
     return 0;
 }

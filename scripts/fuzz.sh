@@ -2,20 +2,12 @@
 # SPDX-License-Identifier: MIT
 # Builds the fuzz targets with libFuzzer and both sanitizers and runs each from its corpus, two at
 # a time. New inputs go to a scratch folder; inputs that fail stay in build-fuzz/findings.
-# usage: scripts/fuzz.sh [--library] SECONDS
-#   --library  without the tool's two targets, which take longer to build than all others
+# usage: scripts/fuzz.sh SECONDS
 set -eu
 cd "$(dirname "$0")/.."
-tools=ON
-targets=$(ls fuzz/corpus)
-if [ "${1:-}" = --library ]; then
-    tools=OFF
-    targets=$(echo "$targets" | grep -v '^zvprobe_')
-    shift
-fi
 case ${1:-} in
 '' | *[!0-9]*)
-    echo "usage: scripts/fuzz.sh [--library] SECONDS" >&2
+    echo "usage: scripts/fuzz.sh SECONDS" >&2
     exit 2
     ;;
 esac
@@ -24,8 +16,8 @@ if ! command -v clang++ >/dev/null; then
     exit 1
 fi
 
-cmake --preset fuzz -DZV_BUILD_FUZZERS=ON -DZV_BUILD_TOOLS=$tools
-cmake --build --preset fuzz
+cmake --preset fuzz -DZV_BUILD_FUZZERS=ON
+cmake --build --preset fuzz --target fuzzers
 SECONDS_EACH=$1
 FINDINGS=$PWD/build-fuzz/findings
 SCRATCH=$(mktemp -d)
@@ -34,12 +26,13 @@ trap 'rm -rf "$SCRATCH"' EXIT
 mkdir -p "$FINDINGS"
 
 # shellcheck disable=SC2016
-echo "$targets" | xargs -P 2 -I TARGET sh -c '
+basename -a fuzz/corpus/* | xargs -P 2 -I TARGET sh -c '
     mkdir -p "$SCRATCH/TARGET"
     if build-fuzz/bin/fuzz_TARGET -max_total_time="$SECONDS_EACH" -print_final_stats=1 \
         -artifact_prefix="$FINDINGS/TARGET-" "$SCRATCH/TARGET" "fuzz/corpus/TARGET" \
         >"$SCRATCH/TARGET.log" 2>&1; then
-        echo "TARGET: $(sed -n "s/^stat::number_of_executed_units: *//p" "$SCRATCH/TARGET.log") executions"
+        echo "TARGET: $(sed -n "s/^stat::number_of_executed_units: *//p" "$SCRATCH/TARGET.log") executions," \
+            "$(sed -n "s/.*DONE *cov: \([0-9]*\).*/\1/p" "$SCRATCH/TARGET.log") edges"
     else
         echo "TARGET: FAILED"
         tail -n 60 "$SCRATCH/TARGET.log"

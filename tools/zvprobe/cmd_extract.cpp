@@ -3,15 +3,13 @@
 // here are the directory and the list of what was written.
 #include <sys/stat.h>
 #include <unistd.h>
-#include <CLI/CLI.hpp>
 
 #include <filesystem>
 #include <iostream>
 #include <map>
-#include <memory>
 
+#include "commands.h"
 #include "exit_status.h"
-#include "help.h"
 #include "library_tool.h"
 #include "text_parts.h"
 #include "ts_tools.h"
@@ -20,11 +18,6 @@ namespace zvprobe {
 namespace {
 
 namespace fs = std::filesystem;
-
-struct ExtractOptions {
-    std::string source;
-    std::string directory;
-};
 
 // Name to inode: a file that was written anew has another one.
 using Listing = std::map<std::string, ino_t>;
@@ -54,7 +47,9 @@ void print_new_files(const Listing& before, const Listing& now, const TextOption
     if (options.laid_out) files.print(std::cout, options.style, "files");
 }
 
-int run_extract(const ExtractOptions& options, const Session& session) {
+}  // namespace
+
+int run_command(const ExtractOptions& options, const Session& session) {
     const bool made = mkdir(options.directory.c_str(), 0777) == 0;
     const Listing before = list(options.directory);
     const auto extract = [&options](int log_level, const char* url) {
@@ -68,21 +63,6 @@ int run_extract(const ExtractOptions& options, const Session& session) {
     else if (made)
         rmdir(options.directory.c_str());
     return status;
-}
-
-}  // namespace
-
-void add_extract_command(CLI::App& root, Session& session) {
-    const auto options = std::make_shared<ExtractOptions>();
-    CLI::App& command = *root.add_subcommand(
-        "extract", "Write the elementary streams of a transport stream to files");
-    command.add_option("SOURCE", options->source, "File, URL, or - for standard input")->required();
-    command.add_option("DIR", options->directory, "Directory for the files, made when missing")
-        ->required();
-    add_exit_help(command, {kExitOk, kExitUsage, kExitCannotOpen, kExitUnknownFormat});
-    command.callback([options, &session] {
-        session.run = [options, &session] { return run_extract(*options, session); };
-    });
 }
 
 }  // namespace zvprobe

@@ -2,27 +2,22 @@
 // `flv-meta`: a copy of an FLV file with a fresh onMetaData block. The file is walked first, then
 // its tags are copied as they are.
 #include <unistd.h>
-#include <CLI/CLI.hpp>
 
 #include <iostream>
-#include <memory>
 
+#include "commands.h"
 #include "copy_command.h"
 #include "exit_status.h"
 #include "flv_copy.h"
 #include "flv_probe.h"
-#include "help.h"
 #include "interrupt.h"
 #include "out_file.h"
 #include "progress.h"
-#include "session.h"
 #include "source.h"
 #include "terminal.h"
 
 namespace zvprobe {
 namespace {
-
-using FlvMetaOptions = CopyFiles;
 
 // What ends the command; the text does not name the input.
 class FlvMetaError : public std::runtime_error {
@@ -114,17 +109,8 @@ int rewrite(const FlvMetaOptions& options, const Session& session) {
 
 }  // namespace
 
-void add_flv_meta_command(CLI::App& root, Session& session) {
-    const auto options = std::make_shared<FlvMetaOptions>();
-    CLI::App& command =
-        *root.add_subcommand("flv-meta", "Copy an FLV file with a fresh onMetaData block");
-    add_copy_files(command, *options, "The FLV file");
-    add_exit_help(command, {kExitOk, kExitUsage, kExitCannotOpen, kExitUnknownFormat});
-    command.callback([options, &session] {
-        session.run = [options, &session] {
-            return run_copy(*options, [&] { return rewrite(*options, session); });
-        };
-    });
+int run_command(const FlvMetaOptions& options, const Session& session) {
+    return run_copy(options, [&] { return rewrite(options, session); });
 }
 
 }  // namespace zvprobe

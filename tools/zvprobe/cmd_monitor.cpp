@@ -3,15 +3,12 @@
 // through the library's own monitor: so there is one report for both, also as JSON, a report is due
 // when nothing comes, too, and a silent sender may come back.
 #include <unistd.h>
-#include <CLI/CLI.hpp>
 
 #include <iostream>
-#include <memory>
 
-#include "help.h"
+#include "commands.h"
 #include "interrupt.h"
 #include "monitor_report.h"
-#include "session.h"
 #include "source.h"
 #include "ticker.h"
 #include "ts_probe.h"
@@ -21,16 +18,6 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 using Seconds = std::chrono::duration<double>;
-
-constexpr double kShortestInterval = 0.1;
-constexpr double kLongestInterval = 86400;
-
-struct MonitorOptions {
-    std::string source;
-    double interval_s = 5;
-    bool json_lines = false;
-    bool statistics = false;
-};
 
 class Monitor {
   public:
@@ -115,22 +102,8 @@ class Monitor {
 
 }  // namespace
 
-void add_monitor_command(CLI::App& root, Session& session) {
-    const auto options = std::make_shared<MonitorOptions>();
-    CLI::App& command =
-        *root.add_subcommand("monitor", "Report on a live transport stream every few seconds");
-    command.add_option("URL", options->source, "URL, or - for standard input")->required();
-    command.add_option("--interval", options->interval_s, "Seconds between reports (default 5)")
-        ->option_text(" S")
-        ->check(CLI::Range(kShortestInterval, kLongestInterval));
-    command.add_flag("--json-lines", options->json_lines,
-                     "Print each report as one line of JSON (docs/JSON.md)");
-    command.add_flag("--stats", options->statistics, "Add arrival periods and table continuity");
-    add_exit_help(command, {kExitOk, kExitUsage, kExitCannotOpen, kExitUnknownFormat},
-                  "Ctrl-C ends it with a last report.\n");
-    command.callback([options, &session] {
-        session.run = [options, &session] { return Monitor(*options, session).run(); };
-    });
+int run_command(const MonitorOptions& options, const Session& session) {
+    return Monitor(options, session).run();
 }
 
 }  // namespace zvprobe

@@ -1,17 +1,14 @@
 // SPDX-License-Identifier: MIT
 // `pace`: plays a transport stream in real time, by its own clock.
 #include <unistd.h>
-#include <CLI/CLI.hpp>
 
 #include <chrono>
 #include <iostream>
-#include <memory>
 
+#include "commands.h"
 #include "exit_status.h"
-#include "help.h"
 #include "interrupt.h"
 #include "packet_sink.h"
-#include "session.h"
 #include "source.h"
 #include "text_parts.h"
 #include "ts_probe.h"
@@ -20,12 +17,6 @@ namespace zvprobe {
 namespace {
 
 using Clock = std::chrono::steady_clock;
-
-struct PaceOptions {
-    std::string source;
-    std::string to;
-    std::string by = "pcr";
-};
 
 void print_summary(std::ostream& out, uint64_t packets, Clock::duration time) {
     const double seconds = std::chrono::duration<double>(time).count();
@@ -68,7 +59,9 @@ int play(const PaceOptions& options, const Session& session) {
     return kExitUnknownFormat;
 }
 
-int run_pace(const PaceOptions& options, const Session& session) {
+}  // namespace
+
+int run_command(const PaceOptions& options, const Session& session) {
     try {
         return play(options, session);
     } catch (const SourceError& error) {
@@ -78,34 +71,6 @@ int run_pace(const PaceOptions& options, const Session& session) {
                  std::string("cannot be written: ") + error.what());
     }
     return kExitCannotOpen;
-}
-
-// -> what is wrong with it
-std::string check_destination(const std::string& url) {
-    const int index = zvptc_api_getPtcindex(url.c_str(), 0, 0);
-    const bool known = index == ZVPTC_INDEX_UDP || index == ZVPTC_INDEX_TCP;
-    return known ? "" : "\"" + url + "\" is neither udp://host:port nor tcp://host:port";
-}
-
-}  // namespace
-
-void add_pace_command(CLI::App& root, Session& session) {
-    const auto options = std::make_shared<PaceOptions>();
-    CLI::App& command = *root.add_subcommand("pace", "Send a transport stream in real time");
-    command.add_option("SOURCE", options->source, "File, URL, or - for standard input")->required();
-    command
-        .add_option("--to", options->to,
-                    "udp://host:port for datagrams of seven packets, or\n"
-                    "tcp://host:port; without it standard output, if no terminal")
-        ->type_name("URL")
-        ->check(check_destination);
-    command.add_option("--by", options->by, "The clock to follow: pcr (default) or pts")
-        ->option_text(" CLOCK")
-        ->check(CLI::IsMember({"pcr", "pts"}));
-    add_exit_help(command, {kExitOk, kExitUsage, kExitCannotOpen, kExitUnknownFormat});
-    command.callback([options, &session] {
-        session.run = [options, &session] { return run_pace(*options, session); };
-    });
 }
 
 }  // namespace zvprobe

@@ -1,40 +1,23 @@
 // SPDX-License-Identifier: MIT
 // `probe`, the default command: tells what sources are.
 #include <unistd.h>
-#include <CLI/CLI.hpp>
 
 #include <algorithm>
 #include <iostream>
-#include <memory>
 #include <utility>
 
+#include "commands.h"
 #include "flv_probe.h"
 #include "format_detect.h"
-#include "help.h"
 #include "interrupt.h"
 #include "json_report.h"
 #include "progress.h"
-#include "session.h"
 #include "source.h"
 #include "text_report.h"
 #include "ts_probe.h"
 
 namespace zvprobe {
 namespace {
-
-struct ProbeOptions {
-    std::vector<std::string> sources;
-    bool json = false;
-    bool statistics = false;
-    bool strict = false;
-    std::string pace;
-};
-
-// -> what is wrong with it; the command line library says "true" when no value is given
-std::string is_pace(const std::string& text) {
-    const bool known = text == "true" || text == "pcr" || text == "pts";
-    return known ? "" : "\"" + text + "\" is neither pcr nor pts";
-}
 
 Pace pace_of(const std::string& name) {
     if (name.empty()) return Pace::kNone;
@@ -142,8 +125,10 @@ ExitStatus status_of(const SourceReport& report, bool strict) {
     return strict && std::visit(FindingsSeeker{}, report.content) ? kExitFindings : kExitOk;
 }
 
+}  // namespace
+
 // Probes every source; text goes out as it comes, JSON when all is known.
-int run_probe(const ProbeOptions& options, const Session& session) {
+int run_command(const ProbeOptions& options, const Session& session) {
     const TextOptions text_options = text_options_for(STDOUT_FILENO, options.statistics);
     std::vector<SourceReport> reports;
     int status = kExitOk;
@@ -164,38 +149,6 @@ int run_probe(const ProbeOptions& options, const Session& session) {
     }
     if (options.json) print_json(std::cout, reports);
     return status;
-}
-
-void add_options(CLI::App& app, ProbeOptions& options) {
-    app.add_option("SOURCE", options.sources, "Files, URLs, or - for standard input");
-    app.add_flag("--json", options.json, "Print one JSON object (docs/JSON.md)");
-    app.add_flag("--stats", options.statistics, "Add arrival periods and table continuity");
-    app.add_flag("--strict", options.strict, "Exit with status 1 when a source has errors");
-    app.add_flag("--pace", options.pace, "Feed in real time, by the PCR or by PTS")
-        ->option_text("[=pts]")
-        ->check(is_pace);
-    add_exit_help(app, {kExitOk, kExitFindings, kExitUsage, kExitCannotOpen, kExitUnknownFormat});
-}
-
-}  // namespace
-
-void add_probe_command(CLI::App& root, Session& session) {
-    const auto options = std::make_shared<ProbeOptions>();
-    const auto choose = [options, &session] {
-        if (options->sources.empty()) throw CLI::RequiredError("SOURCE");
-        session.run = [options, &session] { return run_probe(*options, session); };
-    };
-    CLI::App& probe = *root.add_subcommand("probe", "Describe sources (the default command)");
-    add_options(probe, *options);
-    probe.callback(choose);
-    // Without a command the options are the root's own.
-    add_options(root, *options);
-    root.callback([&root, choose] {
-        if (root.get_subcommands().empty()) return choose();
-        // What a command has no place for falls through to here.
-        const CLI::Option* const extra = root.get_option("SOURCE");
-        if (extra->count() > 0) throw CLI::ExtrasError({extra->results().front()});
-    });
 }
 
 }  // namespace zvprobe

@@ -2,19 +2,16 @@
 // `remap`: a copy of a file whose programme has another number and other PIDs. The file is read
 // twice: what is in it decides what can be done.
 #include <unistd.h>
-#include <CLI/CLI.hpp>
 
 #include <iostream>
-#include <memory>
 
+#include "commands.h"
 #include "copy_command.h"
 #include "exit_status.h"
-#include "help.h"
 #include "interrupt.h"
 #include "numbers.h"
 #include "progress.h"
 #include "remap_writer.h"
-#include "session.h"
 #include "terminal.h"
 #include "ts_probe.h"
 
@@ -22,14 +19,6 @@ namespace zvprobe {
 namespace {
 
 constexpr uint32_t kMostNumber = 0xFFFF;
-
-struct RemapOptions : CopyFiles {
-    std::string from;
-    std::string program;
-    std::string pmt;
-    std::string pcr;
-    std::string es;
-};
 
 class UnknownFormat : public std::runtime_error {
   public:
@@ -145,33 +134,8 @@ int remap(const RemapOptions& options, const Session& session) {
 
 }  // namespace
 
-void add_remap_command(CLI::App& root, Session& session) {
-    const auto options = std::make_shared<RemapOptions>();
-    CLI::App& command =
-        *root.add_subcommand("remap", "Copy a programme under another number and other PIDs");
-    add_copy_files(command, *options, "The transport stream, a file");
-    command.add_option("--program", options->program, "New programme number")
-        ->type_name("N")
-        ->required();
-    command.add_option("--pmt", options->pmt, "New PID of the PMT")->type_name("PID")->required();
-    command.add_option("--pcr", options->pcr, "New PID of the PCR: one of --es, or its own")
-        ->type_name("PID")
-        ->required();
-    command.add_option("--es", options->es, "New PIDs of the streams, in the order of the PMT")
-        ->type_name("PID,PID")
-        ->required();
-    command
-        .add_option("--from", options->from,
-                    "The programme to take of several; others become null packets")
-        ->type_name("N");
-    add_exit_help(command, {kExitOk, kExitUsage, kExitCannotOpen, kExitUnknownFormat},
-                  "PIDs and numbers are decimal, or hexadecimal behind 0x. Other packets, such as\n"
-                  "service information, are kept as they are.\n");
-    command.callback([options, &session] {
-        session.run = [options, &session] {
-            return run_copy(*options, [&] { return remap(*options, session); });
-        };
-    });
+int run_command(const RemapOptions& options, const Session& session) {
+    return run_copy(options, [&] { return remap(options, session); });
 }
 
 }  // namespace zvprobe

@@ -2,8 +2,6 @@
 // Implementation of help.h.
 #include "help.h"
 
-#include <CLI/CLI.hpp>
-
 namespace zvprobe {
 namespace {
 

@@ -2,10 +2,10 @@
 // How `--help` looks: each on one screen of 24 lines of 80 columns.
 #pragma once
 
+#include <CLI/CLI.hpp>
 #include <initializer_list>
 #include <string>
 
-#include "cli_app.h"
 #include "exit_status.h"
 
 namespace zvprobe {

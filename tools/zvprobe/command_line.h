@@ -1,0 +1,22 @@
+// SPDX-License-Identifier: MIT
+// The command line: which command it names, with which options. No other file knows the library that
+// takes it apart but help.h, which decides how the help looks.
+#pragma once
+
+#include <functional>
+
+#include "exit_status.h"
+#include "session.h"
+
+namespace zvprobe {
+
+struct CommandLine {
+    Session session;
+    std::function<int(const Session&)> command;  // -> exit status; empty: nothing is to be done
+    ExitStatus status = kExitOk;                 // of a line with nothing to do
+};
+
+// Help, version and what is wrong with the line are printed here.
+CommandLine read_command_line(int argc, const char* const* argv);
+
+}  // namespace zvprobe
