@@ -67,7 +67,7 @@ void read_options(ZvptcUrlContext& context, uint8_t members) {
     context.receive_buffer = static_cast<int8_t>(members);
     if (members & 1) context.interface_in = context.hostname;
     zvptc::SocketOptions options;
-    const int result = zvptc::readOptions(context, options);
+    const int result = zvptc::read_options(context, options);
     fuzz::require(result == 0 || result == -EINVAL, "options are read or refused");
     require_terminated(options.interface_name);
     fuzz::require(options.timeout_ms >= -1 && options.receive_buffer >= 0 && options.ttl >= -1 &&

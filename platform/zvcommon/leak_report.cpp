@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cinttypes>
 #include <cstdio>
 #include <cstring>
 
@@ -63,24 +64,21 @@ class Report {
 
     void print() const {
         if (total_.blocks == 0) return;
-        std::fprintf(stderr, "zvmem: still allocated: %llu blocks, %llu bytes\n", blocks(total_),
-                     bytes(total_));
+        std::fprintf(stderr, "zvmem: still allocated: %" PRIu64 " blocks, %" PRIu64 " bytes\n",
+                     total_.blocks, total_.bytes);
         for (size_t i = 0; i < count_; ++i) {
             const Place& place = places_[i];
-            std::fprintf(stderr, "zvmem:   %llu blocks, %llu bytes [%s][%s] %s:%d\n",
-                         blocks(place.live), bytes(place.live), place.tag, place.sub_tag,
-                         place.file, place.line);
+            std::fprintf(stderr, "zvmem:   %" PRIu64 " blocks, %" PRIu64 " bytes [%s][%s] %s:%d\n",
+                         place.live.blocks, place.live.bytes, place.tag, place.sub_tag, place.file,
+                         place.line);
         }
         if (others_.blocks != 0) {
-            std::fprintf(stderr, "zvmem:   %llu blocks, %llu bytes elsewhere\n", blocks(others_),
-                         bytes(others_));
+            std::fprintf(stderr, "zvmem:   %" PRIu64 " blocks, %" PRIu64 " bytes elsewhere\n",
+                         others_.blocks, others_.bytes);
         }
     }
 
   private:
-    static unsigned long long blocks(const ZvmemCounters& counters) { return counters.blocks; }
-    static unsigned long long bytes(const ZvmemCounters& counters) { return counters.bytes; }
-
     std::array<Place, kMaxPlaces> places_;
     size_t count_ = 0;
     ZvmemCounters total_{};

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // Finds libcurl and the functions of it that the http handlers use.
-#include "curl_api.h"
+#include "zvprotocol/curl_api.h"
 
 #include <dlfcn.h>
 
@@ -10,7 +10,7 @@
 namespace zvptc {
 namespace {
 
-void* openLibrary() noexcept {
+void* open_library() noexcept {
     for (const char* name : {"libcurl.so.4", "libcurl-gnutls.so.4"}) {
         if (void* library = dlopen(name, RTLD_NOW | RTLD_LOCAL)) return library;
     }
@@ -40,7 +40,7 @@ struct Loaded {
     bool usable = false;
 
     Loaded() noexcept {
-        void* const library = openLibrary();
+        void* const library = open_library();
         if (library == nullptr) return;
         Finder finder(library);
         finder.find(api.global_init, "curl_global_init");
@@ -68,7 +68,7 @@ const Loaded& loaded() noexcept {
 
 }  // namespace
 
-const CurlApi* loadCurl() noexcept {
+const CurlApi* load_curl() noexcept {
     return loaded().usable ? &loaded().api : nullptr;
 }
 

@@ -26,9 +26,9 @@ struct CurlApi {
 
 // -> the library's functions, for the life of the process; null, reported on stderr, when it is not
 // installed. Any thread.
-const CurlApi* loadCurl() noexcept;
+const CurlApi* load_curl() noexcept;
 
-// -> what loadCurl returned, which was not null
+// -> what load_curl returned, which was not null
 const CurlApi& curl() noexcept;
 
 }  // namespace zvptc

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
-#include "fd_stream.h"
+// Implementation of fd_stream.h.
+#include "zvprotocol/fd_stream.h"
 
 #include <poll.h>
 #include <unistd.h>
@@ -7,12 +8,6 @@
 #include <utility>
 
 namespace zvptc {
-
-int partialResult(int done, int error, int& pending_error) noexcept {
-    if (done == 0) return error == 0 ? 0 : failure(-error);
-    if (error != -ETIMEDOUT) pending_error = error;
-    return done;
-}
 
 // Repeats `step(offset)`, one read or write, until `size` bytes are moved, the stream ends (0), an
 // error occurs or the deadline passes.
@@ -23,13 +18,13 @@ int FdStream::transfer(int size, short events, int& pending_error, Step step) no
     int done = 0;
     while (done < size) {
         if (may_wait_) {
-            const int ready = waitReady(fd_.get(), events, deadline);
-            if (ready < 0) return partialResult(done, ready, pending_error);
+            const int ready = wait_ready(fd_.get(), events, deadline);
+            if (ready < 0) return partial_result(done, ready, pending_error);
         }
         const ssize_t moved = step(done);
         if (moved == 0) break;
         if (moved < 0 && (errno == EAGAIN || errno == EWOULDBLOCK) && may_wait_) continue;
-        if (moved < 0) return partialResult(done, -errno, pending_error);
+        if (moved < 0) return partial_result(done, -errno, pending_error);
         done += static_cast<int>(moved);
     }
     return done;

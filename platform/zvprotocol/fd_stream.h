@@ -4,8 +4,9 @@
 #pragma once
 
 #include <cstdint>
+#include <utility>
 
-#include "io.h"
+#include "zvprotocol/io.h"
 
 namespace zvptc {
 
@@ -34,10 +35,5 @@ class FdStream {
     int read_error_ = 0;
     int write_error_ = 0;
 };
-
-// What a call returns that moved `done` bytes before it met `error` (0 or a negated errno): the
-// bytes, with the error kept in `pending_error` for the next call. A time-out is not kept: by then
-// there may be more.
-int partialResult(int done, int error, int& pending_error) noexcept;
 
 }  // namespace zvptc

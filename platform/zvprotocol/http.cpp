@@ -4,11 +4,12 @@
 #include <memory>
 #include <mutex>
 #include <new>
+#include <utility>
 
-#include "curl_api.h"
-#include "handlers.h"
-#include "http_stream.h"
-#include "options.h"
+#include "zvprotocol/curl_api.h"
+#include "zvprotocol/handlers.h"
+#include "zvprotocol/http_stream.h"
+#include "zvprotocol/options.h"
 
 namespace zvptc {
 namespace {
@@ -20,8 +21,8 @@ struct HttpProcess {
 };
 constinit HttpProcess process;
 
-int startLocked() noexcept {
-    if (loadCurl() == nullptr) return failure(ENOSYS);
+int start_locked() noexcept {
+    if (load_curl() == nullptr) return failure(ENOSYS);
     if (!process.started) process.started = curl().global_init(CURL_GLOBAL_DEFAULT) == CURLE_OK;
     return process.started ? 0 : failure(EIO);
 }
@@ -29,15 +30,6 @@ int startLocked() noexcept {
 // Keeps libcurl alive while a stream is open.
 class HttpUse {
   public:
-    static int begin(HttpUse& use) noexcept {
-        const std::lock_guard lock(process.mutex);
-        const int result = startLocked();
-        if (result == 0) {
-            ++process.open_streams;
-            use.counted_ = true;
-        }
-        return result;
-    }
     HttpUse() = default;
     HttpUse(HttpUse&& other) noexcept : counted_(std::exchange(other.counted_, false)) {}
     HttpUse& operator=(HttpUse&&) = delete;
@@ -45,6 +37,16 @@ class HttpUse {
         if (!counted_) return;
         const std::lock_guard lock(process.mutex);
         --process.open_streams;
+    }
+
+    // -> 0 or a negated errno
+    int begin() noexcept {
+        const std::lock_guard lock(process.mutex);
+        const int result = start_locked();
+        if (result < 0) return result;
+        ++process.open_streams;
+        counted_ = true;
+        return 0;
     }
 
   private:
@@ -58,51 +60,51 @@ struct HttpState {
 
 constexpr const void* kOwner = &kHttpHandler;
 
-int openHttp(ZvptcUrlContext* context) noexcept {
-    int result = beginOpen(context, ZVPTC_INDEX_HTTP);
+int open_http(ZvptcUrlContext* context) noexcept {
+    int result = begin_open(context, ZVPTC_INDEX_HTTP);
     if (result < 0) return result;
     if (context->hostname[0] == '\0') return failure(EINVAL);
     if ((context->open_flags & ZVPTC_OPEN_WRITE) != 0) return failure(EOPNOTSUPP);
     HttpState state;
-    result = HttpUse::begin(state.use);
+    result = state.use.begin();
     if (result < 0) return result;
-    const int timeout = contextTimeout(*context, ZVPTC_DEFAULT_TIMEOUT_MS);
+    const int timeout = context_timeout(*context, ZVPTC_DEFAULT_TIMEOUT_MS);
     state.stream.reset(new (std::nothrow) HttpStream(timeout));
     result = state.stream ? state.stream->open(context->url) : -ENOMEM;
     if (result < 0) {
         state.stream.reset();
         return failure(-result);
     }
-    createState(*context, kOwner, std::move(state));
+    create_state(*context, kOwner, std::move(state));
     return 0;
 }
 
-int readHttp(ZvptcUrlContext* context, uint8_t* buffer, int size) noexcept {
-    auto* const state = stateOf<HttpState>(context, kOwner);
-    if (!state) return notOpen(context);
+int read_http(ZvptcUrlContext* context, uint8_t* buffer, int size) noexcept {
+    auto* const state = state_of<HttpState>(context, kOwner);
+    if (!state) return not_open(context);
     if (!buffer || size < 1) return failure(EINVAL);
     return state->stream->read(buffer, size);
 }
 
-int writeHttp(ZvptcUrlContext* context, const uint8_t*, int) noexcept {
-    return stateOf<HttpState>(context, kOwner) ? failure(EOPNOTSUPP) : notOpen(context);
+int write_http(ZvptcUrlContext* context, const uint8_t*, int) noexcept {
+    return state_of<HttpState>(context, kOwner) ? failure(EOPNOTSUPP) : not_open(context);
 }
 
-int closeHttp(ZvptcUrlContext* context) noexcept {
-    auto* const state = stateOf<HttpState>(context, kOwner);
-    if (!state) return closeUnopened(context);
-    destroyState(*context, *state);
+int close_http(ZvptcUrlContext* context) noexcept {
+    auto* const state = state_of<HttpState>(context, kOwner);
+    if (!state) return close_unopened(context);
+    destroy_state(*context, *state);
     return 0;
 }
 
 }  // namespace
 
-const ZvptcHandler kHttpHandler = {"http",    openHttp,  readHttp,
-                                   writeHttp, closeHttp, ZVPTC_INDEX_HTTP};
-const ZvptcHandler kHttpsHandler = {"https",   openHttp,  readHttp,
-                                    writeHttp, closeHttp, ZVPTC_INDEX_HTTP};
+const ZvptcHandler kHttpHandler = {"http",     open_http,  read_http,
+                                   write_http, close_http, ZVPTC_INDEX_HTTP};
+const ZvptcHandler kHttpsHandler = {"https",    open_http,  read_http,
+                                    write_http, close_http, ZVPTC_INDEX_HTTP};
 
-void releaseHttp() noexcept {
+void release_http() noexcept {
     const std::lock_guard lock(process.mutex);
     if (!process.started || process.open_streams > 0) return;
     curl().global_cleanup();

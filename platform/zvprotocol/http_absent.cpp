@@ -3,38 +3,38 @@
 // known, and opening one says why it cannot work.
 #include <cstdio>
 
-#include "handlers.h"
+#include "zvprotocol/handlers.h"
 
 namespace zvptc {
 namespace {
 
-int openHttp(ZvptcUrlContext* context) noexcept {
-    const int begun = beginOpen(context, ZVPTC_INDEX_HTTP);
+int open_http(ZvptcUrlContext* context) noexcept {
+    const int begun = begin_open(context, ZVPTC_INDEX_HTTP);
     if (begun < 0) return begun;
     fprintf(stderr, "zvprotocol: cannot open %s: built without libcurl, no http or https\n",
             context->url);
     return failure(ENOSYS);
 }
 
-int readHttp(ZvptcUrlContext* context, uint8_t*, int) noexcept {
-    return notOpen(context);
+int read_http(ZvptcUrlContext* context, uint8_t*, int) noexcept {
+    return not_open(context);
 }
 
-int writeHttp(ZvptcUrlContext* context, const uint8_t*, int) noexcept {
-    return notOpen(context);
+int write_http(ZvptcUrlContext* context, const uint8_t*, int) noexcept {
+    return not_open(context);
 }
 
-int closeHttp(ZvptcUrlContext* context) noexcept {
-    return closeUnopened(context);
+int close_http(ZvptcUrlContext* context) noexcept {
+    return close_unopened(context);
 }
 
 }  // namespace
 
-const ZvptcHandler kHttpHandler = {"http",    openHttp,  readHttp,
-                                   writeHttp, closeHttp, ZVPTC_INDEX_HTTP};
-const ZvptcHandler kHttpsHandler = {"https",   openHttp,  readHttp,
-                                    writeHttp, closeHttp, ZVPTC_INDEX_HTTP};
+const ZvptcHandler kHttpHandler = {"http",     open_http,  read_http,
+                                   write_http, close_http, ZVPTC_INDEX_HTTP};
+const ZvptcHandler kHttpsHandler = {"https",    open_http,  read_http,
+                                    write_http, close_http, ZVPTC_INDEX_HTTP};
 
-void releaseHttp() noexcept {}
+void release_http() noexcept {}
 
 }  // namespace zvptc

@@ -1,12 +1,11 @@
 // SPDX-License-Identifier: MIT
-#include "http_stream.h"
+// Implementation of http_stream.h.
+#include "zvprotocol/http_stream.h"
 
 #include <algorithm>
 #include <cstring>
 #include <new>
 #include <utility>
-
-#include "fd_stream.h"
 
 namespace zvptc {
 namespace {
@@ -14,7 +13,7 @@ namespace {
 constexpr long kMaxRedirects = 10;
 constexpr int kLongestPollMs = 60000;
 
-int httpStatusError(long status) noexcept {
+int http_status_error(long status) noexcept {
     switch (status) {
         case 401:
         case 403:
@@ -27,7 +26,7 @@ int httpStatusError(long status) noexcept {
     }
 }
 
-int curlError(CURLcode code) noexcept {
+int curl_error(CURLcode code) noexcept {
     switch (code) {
         case CURLE_COULDNT_RESOLVE_HOST:
         case CURLE_COULDNT_RESOLVE_PROXY:
@@ -52,7 +51,7 @@ int curlError(CURLcode code) noexcept {
 }
 
 // A redirection must not lead from the web to files or other protocols.
-bool allowOnlyHttp(CURL* easy) noexcept {
+bool allow_only_http(CURL* easy) noexcept {
 #if LIBCURL_VERSION_NUM >= 0x075500
     return curl().easy_setopt(easy, CURLOPT_PROTOCOLS_STR, "http,https") == CURLE_OK &&
            curl().easy_setopt(easy, CURLOPT_REDIR_PROTOCOLS_STR, "http,https") == CURLE_OK;
@@ -74,14 +73,14 @@ HttpStream::~HttpStream() {
 
 bool HttpStream::configure(const char* url) noexcept {
     const long connect_timeout = std::max(timeout_ms_, 0);  // 0: libcurl's own, five minutes
-    return allowOnlyHttp(easy_) && curl().easy_setopt(easy_, CURLOPT_URL, url) == CURLE_OK &&
+    return allow_only_http(easy_) && curl().easy_setopt(easy_, CURLOPT_URL, url) == CURLE_OK &&
            curl().easy_setopt(easy_, CURLOPT_NOSIGNAL, 1L) == CURLE_OK &&
            curl().easy_setopt(easy_, CURLOPT_FAILONERROR, 1L) == CURLE_OK &&
            curl().easy_setopt(easy_, CURLOPT_FOLLOWLOCATION, 1L) == CURLE_OK &&
            curl().easy_setopt(easy_, CURLOPT_MAXREDIRS, kMaxRedirects) == CURLE_OK &&
            curl().easy_setopt(easy_, CURLOPT_USERAGENT, "zvprotocol/1") == CURLE_OK &&
            curl().easy_setopt(easy_, CURLOPT_CONNECTTIMEOUT_MS, connect_timeout) == CURLE_OK &&
-           curl().easy_setopt(easy_, CURLOPT_WRITEFUNCTION, &HttpStream::onBody) == CURLE_OK &&
+           curl().easy_setopt(easy_, CURLOPT_WRITEFUNCTION, &HttpStream::on_body) == CURLE_OK &&
            curl().easy_setopt(easy_, CURLOPT_WRITEDATA, this) == CURLE_OK &&
            curl().multi_add_handle(multi_, easy_) == CURLM_OK;
 }
@@ -96,7 +95,7 @@ int HttpStream::open(const char* url) noexcept {
         const int result = pump(deadline);
         if (result < 0) return result;
     }
-    return begin_ < end_ ? 0 : transferError();
+    return begin_ < end_ ? 0 : transfer_error();
 }
 
 int HttpStream::read(uint8_t* buffer, int size) noexcept {
@@ -108,13 +107,13 @@ int HttpStream::read(uint8_t* buffer, int size) noexcept {
         done += take(buffer + done, static_cast<size_t>(size) - done);
         if (done == static_cast<size_t>(size)) break;
         if (finished_) {
-            result = transferError();
+            result = transfer_error();
             break;
         }
         result = pump(deadline);
         if (result < 0) break;
     }
-    return partialResult(static_cast<int>(done), result, pending_error_);
+    return partial_result(static_cast<int>(done), result, pending_error_);
 }
 
 // Lets the transfer go on, and waits for the network when that brought nothing.
@@ -122,7 +121,7 @@ int HttpStream::read(uint8_t* buffer, int size) noexcept {
 int HttpStream::pump(const Deadline& deadline) noexcept {
     run();
     if (begin_ < end_ || finished_) return 0;
-    const int left = deadline.remainingMs();
+    const int left = deadline.remaining_ms();
     if (left == 0) return -ETIMEDOUT;
     const int wait = left < 0 ? kLongestPollMs : std::min(left, kLongestPollMs);
     int ready = 0;
@@ -152,15 +151,15 @@ void HttpStream::run() noexcept {
     }
 }
 
-int HttpStream::transferError() const noexcept {
+int HttpStream::transfer_error() const noexcept {
     if (result_ == CURLE_OK) return 0;
-    if (result_ != CURLE_HTTP_RETURNED_ERROR) return -curlError(result_);
+    if (result_ != CURLE_HTTP_RETURNED_ERROR) return -curl_error(result_);
     long status = 0;
     curl().easy_getinfo(easy_, CURLINFO_RESPONSE_CODE, &status);
-    return -httpStatusError(status);
+    return -http_status_error(status);
 }
 
-size_t HttpStream::onBody(char* data, size_t one, size_t length, void* self) noexcept {
+size_t HttpStream::on_body(char* data, size_t one, size_t length, void* self) noexcept {
     return static_cast<HttpStream*>(self)->store(data, one * length);
 }
 

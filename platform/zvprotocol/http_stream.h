@@ -5,8 +5,8 @@
 #include <cstdint>
 #include <memory>
 
-#include "curl_api.h"
-#include "io.h"
+#include "zvprotocol/curl_api.h"
+#include "zvprotocol/io.h"
 
 namespace zvptc {
 
@@ -28,13 +28,13 @@ class HttpStream {
     // The most that is read ahead; the transfer pauses when it is full.
     static constexpr size_t kBufferSize = size_t{256} * 1024;
 
-    static size_t onBody(char* data, size_t one, size_t length, void* self) noexcept;
+    static size_t on_body(char* data, size_t one, size_t length, void* self) noexcept;
     size_t store(const char* data, size_t length) noexcept;
     size_t take(uint8_t* out, size_t size) noexcept;
     bool configure(const char* url) noexcept;
     int pump(const Deadline& deadline) noexcept;
     void run() noexcept;
-    int transferError() const noexcept;
+    int transfer_error() const noexcept;
 
     int timeout_ms_;
     std::unique_ptr<uint8_t[]> buffer_;

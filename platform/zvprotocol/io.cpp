@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
-#include "io.h"
+// Implementation of io.h.
+#include "zvprotocol/io.h"
 
 #include <poll.h>
 #include <unistd.h>
@@ -8,6 +9,12 @@
 #include <climits>
 
 namespace zvptc {
+
+int partial_result(int done, int error, int& pending_error) noexcept {
+    if (done == 0) return error == 0 ? 0 : failure(-error);
+    if (error != -ETIMEDOUT) pending_error = error;
+    return done;
+}
 
 UniqueFd& UniqueFd::operator=(UniqueFd&& other) noexcept {
     if (this != &other) {
@@ -34,29 +41,29 @@ Deadline::Deadline(int timeout_ms) noexcept
     : never_(timeout_ms < 0),
       end_(std::chrono::steady_clock::now() + std::chrono::milliseconds(std::max(timeout_ms, 0))) {}
 
-int Deadline::remainingMs() const noexcept {
+int Deadline::remaining_ms() const noexcept {
     if (never_) return -1;
     const auto left =
         std::chrono::ceil<std::chrono::milliseconds>(end_ - std::chrono::steady_clock::now());
     return static_cast<int>(std::clamp<long long>(left.count(), 0, INT_MAX));
 }
 
-int waitReady(int fd, short events, const Deadline& deadline) noexcept {
+int wait_ready(int fd, short events, const Deadline& deadline) noexcept {
     pollfd entry{fd, events, 0};
-    const int ready = poll(&entry, 1, deadline.remainingMs());
+    const int ready = poll(&entry, 1, deadline.remaining_ms());
     if (ready > 0) return 0;
     return ready == 0 ? -ETIMEDOUT : -errno;
 }
 
 namespace {
-sigset_t sigpipeSet() noexcept {
+sigset_t sigpipe_set() noexcept {
     sigset_t set;
     sigemptyset(&set);
     sigaddset(&set, SIGPIPE);
     return set;
 }
 
-bool sigpipePending() noexcept {
+bool sigpipe_pending() noexcept {
     sigset_t pending;
     sigpending(&pending);
     return sigismember(&pending, SIGPIPE) == 1;
@@ -64,16 +71,16 @@ bool sigpipePending() noexcept {
 }  // namespace
 
 SigpipeGuard::SigpipeGuard() noexcept {
-    const sigset_t set = sigpipeSet();
+    const sigset_t set = sigpipe_set();
     pthread_sigmask(SIG_BLOCK, &set, &old_mask_);
-    was_pending_ = sigpipePending();
+    was_pending_ = sigpipe_pending();
 }
 
 SigpipeGuard::~SigpipeGuard() {
     const int saved_errno = errno;
-    if (!was_pending_ && sigpipePending()) {
+    if (!was_pending_ && sigpipe_pending()) {
         // Take back the signal our own write has raised, before the old mask lets it through.
-        const sigset_t set = sigpipeSet();
+        const sigset_t set = sigpipe_set();
         const timespec no_wait{0, 0};
         while (sigtimedwait(&set, nullptr, &no_wait) < 0 && errno == EINTR) {
         }

@@ -15,6 +15,11 @@ inline int failure(int error) noexcept {
     return -error;
 }
 
+// What a call returns that moved `done` bytes before it met `error` (0 or a negated errno): the
+// bytes, with the error kept in `pending_error` for the next call. A time-out is not kept: by then
+// there may be more.
+int partial_result(int done, int error, int& pending_error) noexcept;
+
 class UniqueFd {
   public:
     UniqueFd() = default;
@@ -38,7 +43,7 @@ class Deadline {
     // Negative: never.
     explicit Deadline(int timeout_ms) noexcept;
     // Milliseconds left, rounded up; 0 when passed, -1 for "never" (what poll understands).
-    int remainingMs() const noexcept;
+    int remaining_ms() const noexcept;
 
   private:
     bool never_;
@@ -47,7 +52,7 @@ class Deadline {
 
 // Waits until one of the poll `events` (or an error, which the next I/O call will name) is there.
 // -> 0, -ETIMEDOUT, -EINTR or another negated errno
-int waitReady(int fd, short events, const Deadline& deadline) noexcept;
+int wait_ready(int fd, short events, const Deadline& deadline) noexcept;
 
 // While it lives, a write of this thread into a pipe or connection without a reader fails with
 // EPIPE and raises no signal, whatever the host has set for SIGPIPE.

@@ -4,12 +4,12 @@
 #pragma once
 
 #include <netdb.h>
+#include <netinet/in.h>
 #include <sys/socket.h>
 
 #include <memory>
 
-#include "io.h"
-#include "options.h"
+#include "zvprotocol/io.h"
 
 namespace zvptc {
 
@@ -19,7 +19,11 @@ struct SocketAddress {
 
     const sockaddr* get() const noexcept { return reinterpret_cast<const sockaddr*>(&storage); }
     int family() const noexcept { return storage.ss_family; }
-    bool isMulticast() const noexcept;
+    bool is_multicast() const noexcept;
+    void set_port(int port) noexcept;
+    // Names the interface of an IPv6 address that has none yet: a link-local group means nothing
+    // without the interface it is on. 0: leaves it to the system.
+    void set_scope(unsigned interface_index) noexcept;
     // Level of the family's own socket options.
     int level() const noexcept { return family() == AF_INET6 ? IPPROTO_IPV6 : IPPROTO_IP; }
 };
@@ -35,30 +39,30 @@ using AddressList = std::unique_ptr<addrinfo, AddressListDeleter>;
 int resolve(const char* host, int port, int type, AddressList& list) noexcept;
 
 // The first address of `host`. -> 0 or a negated errno
-int resolveFirst(const char* host, int port, int type, SocketAddress& address) noexcept;
+int resolve_first(const char* host, int port, int type, SocketAddress& address) noexcept;
 
 // A numeric address, no look-up, any port. -> whether `text` is one
-bool parseAddress(const char* text, SocketAddress& address) noexcept;
+bool parse_address(const char* text, SocketAddress& address) noexcept;
 
-SocketAddress addressOf(const addrinfo& info) noexcept;
+SocketAddress address_of(const addrinfo& info) noexcept;
 
 // Non-blocking, closed on exec. -> 0 or a negated errno
-int makeSocket(int family, int type, UniqueFd& socket) noexcept;
+int make_socket(int family, int type, UniqueFd& socket) noexcept;
 
 // -> 0 or a negated errno
-int setSocketOption(int fd, int level, int name, const void* value, socklen_t size) noexcept;
-int setSocketOption(int fd, int level, int name, int value) noexcept;
+int set_socket_option(int fd, int level, int name, const void* value, socklen_t size) noexcept;
+int set_socket_option(int fd, int level, int name, int value) noexcept;
 
 // Index of the interface that `name` names or whose address it is; 0 for an empty name, -ENODEV
 // for one that is not there.
-int interfaceIndex(const char* name) noexcept;
+int find_interface(const char* name) noexcept;
 
 // Receives the datagrams of `group`, only those of the sender `source` when that is not empty.
 // -> 0 or a negated errno
-int joinGroup(int fd, const SocketAddress& group, unsigned interface_index,
-              const char* source) noexcept;
+int join_group(int fd, const SocketAddress& group, unsigned interface_index,
+               const char* source) noexcept;
 
 // Chooses where multicast leaves and how far datagrams travel. -> 0 or a negated errno
-int setSending(int fd, const SocketAddress& peer, unsigned interface_index, int ttl) noexcept;
+int set_sending(int fd, const SocketAddress& peer, unsigned interface_index, int ttl) noexcept;
 
 }  // namespace zvptc

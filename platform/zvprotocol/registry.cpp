@@ -1,15 +1,16 @@
 // SPDX-License-Identifier: MIT
 // Owns the table of schemes and the look-ups over it, and counts the users of the library. The
 // table is constant: a host that never calls init finds the same handlers.
+#include "zvprotocol.h"
+
 #include <strings.h>
-#include <zvprotocol.h>
 
 #include <array>
 #include <atomic>
 #include <cstring>
 
-#include "handlers.h"
-#include "url.h"
+#include "zvprotocol/handlers.h"
+#include "zvprotocol/url.h"
 
 namespace zvptc {
 namespace {
@@ -21,7 +22,7 @@ constexpr std::array<const ZvptcHandler*, 6> kHandlers = {
 
 std::atomic<int> users{0};
 
-const ZvptcHandler* findHandler(std::string_view scheme) noexcept {
+const ZvptcHandler* find_handler(std::string_view scheme) noexcept {
     for (const ZvptcHandler* handler : kHandlers) {
         if (scheme.size() == strlen(handler->name) &&
             strncasecmp(scheme.data(), handler->name, scheme.size()) == 0)
@@ -32,8 +33,8 @@ const ZvptcHandler* findHandler(std::string_view scheme) noexcept {
 
 }  // namespace
 
-int32_t schemeIndex(std::string_view scheme) noexcept {
-    const ZvptcHandler* const handler = findHandler(scheme);
+int32_t scheme_index(std::string_view scheme) noexcept {
+    const ZvptcHandler* const handler = find_handler(scheme);
     return handler ? handler->ptc_index : -1;
 }
 
@@ -44,7 +45,7 @@ int zvptc_api_init(void) {
     return 0;
 }
 
-// Nothing is left to be done: the handlers are constants, and the http client starts when it is used.
+// Nothing is left to be done: the handlers are constants, and the http client starts when used.
 int zvptc_api_register(void) {
     return 0;
 }
@@ -53,11 +54,11 @@ void zvptc_api_deinit(void) {
     int count = zvptc::users.load();
     while (count > 0 && !zvptc::users.compare_exchange_weak(count, count - 1)) {
     }
-    if (count == 1) zvptc::releaseHttp();
+    if (count == 1) zvptc::release_http();
 }
 
 const ZvptcHandler* zvptc_api_matchByName(const char* scheme) {
-    return scheme ? zvptc::findHandler(scheme) : nullptr;
+    return scheme ? zvptc::find_handler(scheme) : nullptr;
 }
 
 const ZvptcHandler* zvptc_api_matchByPtcindex(int index) {
@@ -77,6 +78,6 @@ int zvptc_api_getPtcindex(const char* url, int a3, uint8_t a4) {
     if (!url || *url == '\0') return -1;
     zvptc::UrlParts parts;
     std::string_view rest;
-    zvptc::splitScheme(url, parts, rest);
+    zvptc::split_scheme(url, parts, rest);
     return parts.index;
 }

@@ -4,23 +4,23 @@
 #include <netinet/tcp.h>
 #include <poll.h>
 
-#include "fd_stream.h"
-#include "handlers.h"
-#include "net.h"
-#include "options.h"
+#include "zvprotocol/fd_stream.h"
+#include "zvprotocol/handlers.h"
+#include "zvprotocol/net.h"
+#include "zvprotocol/options.h"
 
 namespace zvptc {
 namespace {
 
-int connectTo(const SocketAddress& peer, const SocketOptions& options, const Deadline& deadline,
-              UniqueFd& fd) noexcept {
-    int result = makeSocket(peer.family(), SOCK_STREAM, fd);
+int connect_to(const SocketAddress& peer, const SocketOptions& options, const Deadline& deadline,
+               UniqueFd& fd) noexcept {
+    int result = make_socket(peer.family(), SOCK_STREAM, fd);
     if (result < 0) return result;
     if (options.receive_buffer > 0)
-        setSocketOption(fd.get(), SOL_SOCKET, SO_RCVBUF, options.receive_buffer);
+        set_socket_option(fd.get(), SOL_SOCKET, SO_RCVBUF, options.receive_buffer);
     if (connect(fd.get(), peer.get(), peer.length) == 0) return 0;
     if (errno != EINPROGRESS) return -errno;
-    result = waitReady(fd.get(), POLLOUT, deadline);
+    result = wait_ready(fd.get(), POLLOUT, deadline);
     if (result < 0) return result;
     int error = 0;
     socklen_t size = sizeof error;
@@ -28,19 +28,19 @@ int connectTo(const SocketAddress& peer, const SocketOptions& options, const Dea
     return -error;
 }
 
-int acceptOn(const SocketAddress& local, const SocketOptions& options, const Deadline& deadline,
-             UniqueFd& fd) noexcept {
+int accept_on(const SocketAddress& local, const SocketOptions& options, const Deadline& deadline,
+              UniqueFd& fd) noexcept {
     UniqueFd listener;
-    int result = makeSocket(local.family(), SOCK_STREAM, listener);
+    int result = make_socket(local.family(), SOCK_STREAM, listener);
     if (result < 0) return result;
     // Else the port stays taken for minutes after the last connection.
-    setSocketOption(listener.get(), SOL_SOCKET, SO_REUSEADDR, 1);
+    set_socket_option(listener.get(), SOL_SOCKET, SO_REUSEADDR, 1);
     if (options.receive_buffer > 0)
-        setSocketOption(listener.get(), SOL_SOCKET, SO_RCVBUF, options.receive_buffer);
+        set_socket_option(listener.get(), SOL_SOCKET, SO_RCVBUF, options.receive_buffer);
     if (bind(listener.get(), local.get(), local.length) < 0) return -errno;
     if (listen(listener.get(), 1) < 0) return -errno;
     for (;;) {
-        result = waitReady(listener.get(), POLLIN, deadline);
+        result = wait_ready(listener.get(), POLLIN, deadline);
         if (result < 0) return result;
         fd = UniqueFd(accept4(listener.get(), nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC));
         if (fd.get() >= 0) return 0;
@@ -56,46 +56,46 @@ int establish(const ZvptcUrlContext& context, const SocketOptions& options, Uniq
     int result = resolve(context.hostname, context.port, SOCK_STREAM, list);
     const Deadline deadline(options.timeout_ms);
     for (const addrinfo* entry = list.get(); entry; entry = entry->ai_next) {
-        const SocketAddress address = addressOf(*entry);
-        result = options.listen ? acceptOn(address, options, deadline, fd)
-                                : connectTo(address, options, deadline, fd);
-        if (result == 0 || result == -EINTR || deadline.remainingMs() == 0) break;
+        const SocketAddress address = address_of(*entry);
+        result = options.listen ? accept_on(address, options, deadline, fd)
+                                : connect_to(address, options, deadline, fd);
+        if (result == 0 || result == -EINTR || deadline.remaining_ms() == 0) break;
     }
     return result;
 }
 
-int openTcp(ZvptcUrlContext* context) noexcept {
+int open_tcp(ZvptcUrlContext* context) noexcept {
     SocketOptions options;
-    int result = beginOpen(context, ZVPTC_INDEX_TCP);
-    if (result == 0) result = readOptions(*context, options);
+    int result = begin_open(context, ZVPTC_INDEX_TCP);
+    if (result == 0) result = read_options(*context, options);
     if (result < 0) return result;
     UniqueFd fd;
     result = establish(*context, options, fd);
     if (result < 0) return failure(-result);
-    setSocketOption(fd.get(), IPPROTO_TCP, TCP_NODELAY, 1);
-    createState(*context, &kTcpHandler, FdStream(std::move(fd), options.timeout_ms, true));
+    set_socket_option(fd.get(), IPPROTO_TCP, TCP_NODELAY, 1);
+    create_state(*context, &kTcpHandler, FdStream(std::move(fd), options.timeout_ms, true));
     return 0;
 }
 
-int readTcp(ZvptcUrlContext* context, uint8_t* buffer, int size) noexcept {
-    auto* const stream = stateOf<FdStream>(context, &kTcpHandler);
-    return stream ? stream->read(buffer, size) : notOpen(context);
+int read_tcp(ZvptcUrlContext* context, uint8_t* buffer, int size) noexcept {
+    auto* const stream = state_of<FdStream>(context, &kTcpHandler);
+    return stream ? stream->read(buffer, size) : not_open(context);
 }
 
-int writeTcp(ZvptcUrlContext* context, const uint8_t* buffer, int size) noexcept {
-    auto* const stream = stateOf<FdStream>(context, &kTcpHandler);
-    return stream ? stream->write(buffer, size) : notOpen(context);
+int write_tcp(ZvptcUrlContext* context, const uint8_t* buffer, int size) noexcept {
+    auto* const stream = state_of<FdStream>(context, &kTcpHandler);
+    return stream ? stream->write(buffer, size) : not_open(context);
 }
 
-int closeTcp(ZvptcUrlContext* context) noexcept {
-    auto* const stream = stateOf<FdStream>(context, &kTcpHandler);
-    if (!stream) return closeUnopened(context);
-    destroyState(*context, *stream);
+int close_tcp(ZvptcUrlContext* context) noexcept {
+    auto* const stream = state_of<FdStream>(context, &kTcpHandler);
+    if (!stream) return close_unopened(context);
+    destroy_state(*context, *stream);
     return 0;
 }
 
 }  // namespace
 
-const ZvptcHandler kTcpHandler = {"tcp", openTcp, readTcp, writeTcp, closeTcp, ZVPTC_INDEX_TCP};
+const ZvptcHandler kTcpHandler = {"tcp", open_tcp, read_tcp, write_tcp, close_tcp, ZVPTC_INDEX_TCP};
 
 }  // namespace zvptc

@@ -8,6 +8,8 @@
 
 namespace zvptc {
 
+constexpr int kMaxPort = 65535;
+
 struct UrlParts {
     std::string_view scheme;  // as written, "file" for a plain path
     std::string_view userinfo;
@@ -21,15 +23,15 @@ struct UrlParts {
 
 // Finds the scheme and its protocol index, sets `rest` to what follows the ":".
 // -> false: a plain path (scheme "file", rest the whole text)
-bool splitScheme(std::string_view url, UrlParts& parts, std::string_view& rest) noexcept;
+bool split_scheme(std::string_view url, UrlParts& parts, std::string_view& rest) noexcept;
 
 // -> 0 or -EINVAL; scheme and index are set in either case.
-int splitUrl(std::string_view url, UrlParts& parts) noexcept;
+int split_url(std::string_view url, UrlParts& parts) noexcept;
 
 // Whole text as a number within [minimum, maximum], no sign tricks, no trailing characters.
-bool parseNumber(std::string_view text, int minimum, int maximum, int& value) noexcept;
+bool parse_number(std::string_view text, int minimum, int maximum, int& value) noexcept;
 
 // Protocol index of a scheme in any case, -1 when unknown (registry.cpp).
-int32_t schemeIndex(std::string_view scheme) noexcept;
+int32_t scheme_index(std::string_view scheme) noexcept;
 
 }  // namespace zvptc

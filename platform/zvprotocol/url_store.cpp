@@ -1,14 +1,14 @@
 // SPDX-License-Identifier: MIT
 // Owns the two exported splits: copies the parts of a URL into the fixed texts of the records,
 // never beyond them, and decodes the path of a "file://" URL on the way.
-#include <zvprotocol.h>
+#include "zvprotocol.h"
 
 #include <algorithm>
 #include <cstring>
 #include <span>
 
-#include "handlers.h"
-#include "url.h"
+#include "zvprotocol/io.h"
+#include "zvprotocol/url.h"
 
 namespace zvptc {
 namespace {
@@ -23,35 +23,35 @@ struct Destination {
     int32_t& index;
 };
 
-constexpr char toLower(char c) {
-    return c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c;
+constexpr char to_lower(char c) {
+    return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
 }
 
-void storeScheme(std::string_view scheme, std::span<char> out) noexcept {
+void store_scheme(std::string_view scheme, std::span<char> out) noexcept {
     const size_t length = std::min(scheme.size(), out.size() - 1);
     std::transform(scheme.begin(), scheme.begin() + static_cast<std::ptrdiff_t>(length),
-                   out.begin(), toLower);
+                   out.begin(), to_lower);
 }
 
-int storeText(std::string_view text, std::span<char> out) noexcept {
+int store_text(std::string_view text, std::span<char> out) noexcept {
     if (text.size() >= out.size()) return -ENAMETOOLONG;
     std::copy(text.begin(), text.end(), out.begin());
     return 0;
 }
 
-int hexValue(char c) noexcept {
+int hex_value(char c) noexcept {
     if (c >= '0' && c <= '9') return c - '0';
-    const char lower = toLower(c);
+    const char lower = to_lower(c);
     return lower >= 'a' && lower <= 'f' ? lower - 'a' + 10 : -1;
 }
 
 // Decodes %XX in place; a "%" that begins no such triple stands for itself. A decoded NUL would
 // silently name another file.
-int decodePath(std::span<char> path) noexcept {
+int decode_path(std::span<char> path) noexcept {
     size_t out = 0;
     for (size_t in = 0; in < path.size() && path[in] != '\0'; ++out) {
-        const int high = path[in] == '%' && in + 2 < path.size() ? hexValue(path[in + 1]) : -1;
-        const int low = high >= 0 ? hexValue(path[in + 2]) : -1;
+        const int high = path[in] == '%' && in + 2 < path.size() ? hex_value(path[in + 1]) : -1;
+        const int low = high >= 0 ? hex_value(path[in + 2]) : -1;
         if (low < 0) {
             path[out] = path[in++];
             continue;
@@ -64,17 +64,17 @@ int decodePath(std::span<char> path) noexcept {
     return 0;
 }
 
-int storeParts(const UrlParts& parts, const Destination& to) noexcept {
-    int result = storeText(parts.userinfo, to.userinfo);
-    if (result == 0) result = storeText(parts.host, to.hostname);
-    if (result == 0) result = storeText(parts.path, to.path);
-    if (result == 0) result = storeText(parts.query, to.query);
-    if (result == 0 && parts.percent_encoded) result = decodePath(to.path);
+int store_parts(const UrlParts& parts, const Destination& to) noexcept {
+    int result = store_text(parts.userinfo, to.userinfo);
+    if (result == 0) result = store_text(parts.host, to.hostname);
+    if (result == 0) result = store_text(parts.path, to.path);
+    if (result == 0) result = store_text(parts.query, to.query);
+    if (result == 0 && parts.percent_encoded) result = decode_path(to.path);
     if (result == 0) to.port = parts.port;
     return result;
 }
 
-void clearParts(const Destination& to) noexcept {
+void clear_parts(const Destination& to) noexcept {
     for (const std::span<char> text : {to.userinfo, to.hostname, to.path, to.query})
         std::fill(text.begin(), text.end(), '\0');
     to.port = 0;
@@ -82,28 +82,20 @@ void clearParts(const Destination& to) noexcept {
 
 int split(const char* url, const Destination& to) noexcept {
     std::fill(to.scheme.begin(), to.scheme.end(), '\0');
-    clearParts(to);
+    clear_parts(to);
     const std::string_view text(url, strnlen(url, kUrlRoom));
     UrlParts parts;
-    int result = splitUrl(text, parts);
+    int result = split_url(text, parts);
     if (text.size() == kUrlRoom) result = -ENAMETOOLONG;
-    storeScheme(parts.scheme, to.scheme);
+    store_scheme(parts.scheme, to.scheme);
     to.index = parts.index;
-    if (result == 0) result = storeParts(parts, to);
+    if (result == 0) result = store_parts(parts, to);
     if (result == 0) return 0;
-    clearParts(to);
+    clear_parts(to);
     return failure(-result);
 }
 
 }  // namespace
-
-int beginOpen(ZvptcUrlContext* context, int index) noexcept {
-    if (!context) return failure(EINVAL);
-    if (context->opened_by) return failure(EBUSY);
-    const int result = zvptc_api_urlSplit_urlctt(context);
-    if (result < 0) return result;
-    return context->ptc_index == index ? 0 : failure(EINVAL);
-}
 
 }  // namespace zvptc
 
