@@ -21,25 +21,11 @@ endif()
 install(DIRECTORY include/ platform/include/
     DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/zvbitstream COMPONENT dev
     FILES_MATCHING PATTERN "*.h")
-install(TARGETS ${zv_shared} EXPORT zvbitstreamTargets
-    LIBRARY COMPONENT runtime NAMELINK_COMPONENT dev)
-install(TARGETS ${zv_static} EXPORT zvbitstreamStaticTargets ARCHIVE COMPONENT dev)
-
-# The archives are a second export: when zvprotocol links libcurl, they need its CMake package, and
-# the shared libraries do not.
-foreach(export zvbitstreamTargets zvbitstreamStaticTargets)
-    install(EXPORT ${export} NAMESPACE zvbitstream:: DESTINATION ${zv_package_dir} COMPONENT dev)
-endforeach()
-get_target_property(libraries zvprotocol_static LINK_LIBRARIES)
-set(zv_static_system_libraries "-lstdc++ -lm -pthread")
-foreach(library ${CMAKE_DL_LIBS})
-    string(APPEND zv_static_system_libraries " -l${library}")
-endforeach()
-set(zv_static_needs_curl OFF)
-if("CURL::libcurl" IN_LIST libraries)
-    set(zv_static_needs_curl ON)
-    string(PREPEND zv_static_system_libraries "-lcurl ")
-endif()
+install(TARGETS ${zv_shared} ${zv_static} EXPORT zvbitstreamTargets
+    LIBRARY COMPONENT runtime NAMELINK_COMPONENT dev
+    ARCHIVE COMPONENT dev)
+install(EXPORT zvbitstreamTargets
+    NAMESPACE zvbitstream:: DESTINATION ${zv_package_dir} COMPONENT dev)
 configure_package_config_file(cmake/zvbitstreamConfig.cmake.in
     ${PROJECT_BINARY_DIR}/zvbitstreamConfig.cmake INSTALL_DESTINATION ${zv_package_dir})
 write_basic_package_version_file(${PROJECT_BINARY_DIR}/zvbitstreamConfigVersion.cmake
@@ -48,6 +34,10 @@ install(FILES ${PROJECT_BINARY_DIR}/zvbitstreamConfig.cmake
     ${PROJECT_BINARY_DIR}/zvbitstreamConfigVersion.cmake
     DESTINATION ${zv_package_dir} COMPONENT dev)
 
+set(zv_static_system_libraries "-lstdc++ -lm -pthread")
+foreach(library ${CMAKE_DL_LIBS})
+    string(APPEND zv_static_system_libraries " -l${library}")
+endforeach()
 # The prefix is told relative to the file, so that an installed tree can be moved as a whole.
 file(RELATIVE_PATH zv_pc_to_prefix
     ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig ${CMAKE_INSTALL_PREFIX})
@@ -58,7 +48,8 @@ install(FILES ${PROJECT_BINARY_DIR}/zvbitstream.pc
 
 if(ZV_BUILD_TOOLS)
     configure_file(docs/zvprobe.1 ${PROJECT_BINARY_DIR}/zvprobe.1 @ONLY)
-    install(FILES ${PROJECT_BINARY_DIR}/zvprobe.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT tool)
+    install(FILES ${PROJECT_BINARY_DIR}/zvprobe.1
+        DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT tool)
     set(completions tools/zvprobe/completions)
     install(FILES ${completions}/zvprobe.bash RENAME zvprobe
         DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions COMPONENT tool)

@@ -34,7 +34,7 @@ foreach(library ${zv_shared})
         "lib${library} ${PROJECT_VERSION_MAJOR} ${zv_runtime} (>= ${PROJECT_VERSION})\n")
 endforeach()
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_CONTROL_EXTRA ${zv_control}/triggers ${zv_control}/shlibs)
-if(NOT zv_static_needs_curl AND TARGET CURL::libcurl)
+if(TARGET CURL::libcurl)
     set(CPACK_DEBIAN_RUNTIME_PACKAGE_RECOMMENDS "libcurl4 | libcurl4t64") # loaded for http only
 endif()
 set(CPACK_DEBIAN_RUNTIME_DESCRIPTION
@@ -49,9 +49,6 @@ set(CPACK_DEBIAN_DEV_PACKAGE_NAME libzvbitstream-dev)
 set(CPACK_DEBIAN_DEV_PACKAGE_SECTION libdevel)
 set(CPACK_DEBIAN_DEV_PACKAGE_DEPENDS "${zv_runtime} (= ${PROJECT_VERSION})")
 set(CPACK_DEBIAN_DEV_PACKAGE_SUGGESTS "pkg-config, g++") # g++: what the archives link
-if(zv_static_needs_curl)
-    string(APPEND CPACK_DEBIAN_DEV_PACKAGE_SUGGESTS ", libcurl4-openssl-dev | libcurl-dev")
-endif()
 set(CPACK_DEBIAN_DEV_DESCRIPTION
 "media bitstream analysis and building (development files)
 Headers, archives, CMake package and pkg-config file of zvbitstream, and of

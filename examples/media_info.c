@@ -1,5 +1,6 @@
 /* SPDX-License-Identifier: MIT
  * A host in C: describes FLV or MPEG audio from any source that the protocol library can open. */
+#include <errno.h>
 #include <stdint.h>
 #include <stdio.h>
 #include <string.h>
@@ -14,7 +15,9 @@ static ZvptcUrlContext source;
 static const ZvptcHandler* handler;
 
 static int open_source(const char* url) {
+    errno = ENAMETOOLONG;
     if (strlen(url) >= sizeof source.url) return 0;
+    errno = EPROTONOSUPPORT; /* unless a call below says more */
     strcpy(source.url, url);
     if (zvptc_api_urlSplit_urlctt(&source) < 0) return 0;
     handler = zvptc_api_matchByName(source.protocol);
@@ -54,8 +57,8 @@ int main(int argc, char** argv) {
         fprintf(stderr, "usage: %s URL\n", argv[0]);
         return 2;
     }
-    uint8_t head[FLV_START];
-    if (!open_source(argv[1]) || !read_exactly(head, sizeof head)) {
+    uint8_t head[FLV_START] = {0};
+    if (!open_source(argv[1]) || handler->read(&source, head, sizeof head) < 0) {
         perror(argv[1]);
         return 3;
     }

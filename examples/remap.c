@@ -95,5 +95,6 @@ int main(int argc, char** argv) {
         fprintf(stderr, "%s: not one programme with all its tables\n", argv[1]);
     ffurl_mpegts_parser.deinit(&context);
     fclose(in);
-    return fclose(out) == 0 && known ? 0 : 1;
+    const int written = !ferror(out);
+    return fclose(out) == 0 && written && known ? 0 : 1;
 }

@@ -2,10 +2,12 @@
 # SPDX-License-Identifier: MIT
 # Completes command lines in each shell that is installed and compares what it offers.
 # usage: completions_test.sh DIRECTORY   (of the completions)
+# shellcheck disable=SC2317 # in_bash, in_fish and in_zsh are called as in_$shell
 set -eu
 completions=$(cd "$1" && pwd)
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
+trap 'exit 1' HUP INT TERM # on these dash would not run the line above
 export HOME="$work" completions
 mkdir "$work/files"
 cd "$work/files"
@@ -19,6 +21,8 @@ zvprobe sample.ts --st => --stats --strict
 zvprobe --pace=p => pcr pts
 zvprobe -q extract sam => sample.ts
 zvprobe pace --by p => pcr pts
+zvprobe --log probe mon => monitor
+zvprobe --log=build -q build --log pat pm => pmt
 zvprobe build p => pat pmt
 zvprobe build pmt --p => --pcr --pmt --program
 zvprobe build pmt o => other.flv
@@ -43,7 +47,8 @@ in_zsh() { # line
     # shellcheck disable=SC2016
     LINE=$1 zsh -f -c 'zmodload zsh/zpty
         zpty -b shell zsh -f -i
-        zpty -w shell "PROMPT= fpath=($completions \$fpath); autoload -Uz compinit; compinit -D -u
+        zpty -w shell "PROMPT= fpath=(${(q)completions} \$fpath)
+            autoload -Uz compinit; compinit -D -u
             zle -C offers complete-word _generic; bindkey ^T offers
             zstyle :completion:offers:\* completer _all_matches _complete
             zstyle :completion:\* insert yes

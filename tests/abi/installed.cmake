@@ -1,6 +1,7 @@
 # SPDX-License-Identifier: MIT
 # What those who install the library rely on: the installed package, the manual, and a binary
 # interface that equals the checked-in dump. Every check that compares is seen to fail once.
+include(ZvPlant)
 
 # A sanitized library asks for a sanitized host, and a cross build for a host of its own.
 if(NOT ZV_SANITIZE AND NOT CMAKE_CROSSCOMPILING)
@@ -27,9 +28,8 @@ if(ZV_BUILD_TOOLS)
             COMMAND ${manual_check} ${zv_probe} ${document})
     endforeach()
 
-    file(READ ${manual} text)
-    string(REPLACE "\\-\\-strict" "\\-\\-stricter" text "${text}")
-    file(WRITE ${CMAKE_CURRENT_BINARY_DIR}/wrong_manual.1 "${text}")
+    zv_plant(${manual} ${CMAKE_CURRENT_BINARY_DIR}/wrong_manual.1
+        "\\-\\-strict" "\\-\\-stricter")
     add_test(NAME manual_check_notices_a_renamed_option
         COMMAND ${manual_check} ${zv_probe} ${CMAKE_CURRENT_BINARY_DIR}/wrong_manual.1)
     set_tests_properties(manual_check_notices_a_renamed_option PROPERTIES
@@ -38,9 +38,8 @@ if(ZV_BUILD_TOOLS)
     set(completions_test ${CMAKE_CURRENT_SOURCE_DIR}/completions_test.sh)
     add_test(NAME completions_offer_what_comes_next COMMAND ${completions_test} ${completions})
     foreach(file zvprobe.bash _zvprobe zvprobe.fish)
-        file(READ ${completions}/${file} text)
-        string(REPLACE "pmt sdt" "mpt sdt" text "${text}")
-        file(WRITE ${CMAKE_CURRENT_BINARY_DIR}/wrong_completions/${file} "${text}")
+        zv_plant(${completions}/${file} ${CMAKE_CURRENT_BINARY_DIR}/wrong_completions/${file}
+            "pmt sdt" "mpt sdt")
     endforeach()
     add_test(NAME completions_test_notices_a_misspelt_table
         COMMAND ${completions_test} ${CMAKE_CURRENT_BINARY_DIR}/wrong_completions)
@@ -59,12 +58,9 @@ if(ABIDIFF AND NOT ZV_SANITIZE AND CMAKE_SYSTEM_PROCESSOR STREQUAL "x86_64" AND
     add_test(NAME abi_equals_the_dump
         COMMAND ${ABIDIFF} --no-show-locs ${dump} $<TARGET_FILE:zvbitstream>)
 
-    file(READ ${dump} text)
-    string(REPLACE "flv_api_check" "flv_api_verify" text "${text}")
-    string(REPLACE "'pat_period'" "'sdt_period@'" text "${text}")
-    string(REPLACE "'sdt_period'" "'pat_period'" text "${text}")
-    string(REPLACE "'sdt_period@'" "'sdt_period'" text "${text}")
-    file(WRITE ${CMAKE_CURRENT_BINARY_DIR}/wrong.abi "${text}")
+    zv_plant(${dump} ${CMAKE_CURRENT_BINARY_DIR}/wrong.abi
+        "flv_api_check" "flv_api_verify"
+        "'pat_period'" "'sdt_period@'" "'sdt_period'" "'pat_period'" "'sdt_period@'" "'sdt_period'")
     add_test(NAME abi_diff_notices_a_new_name_and_an_exchange
         COMMAND ${ABIDIFF} --no-show-locs ${CMAKE_CURRENT_BINARY_DIR}/wrong.abi
             $<TARGET_FILE:zvbitstream>)

@@ -9,6 +9,7 @@ version=$2
 here=$(cd "$(dirname "$0")" && pwd)
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
+trap 'exit 1' HUP INT TERM # on these dash would not run the line above
 prefix=$work/prefix
 
 cmake --install "$build" --prefix "$prefix" >"$work/install.log" ||
@@ -86,17 +87,20 @@ make_double() { # compiler
 tried=""
 for pair in gcc:g++ clang:clang++; do
     c=${pair%%:*} cpp=${pair##*:}
-    command -v "$c" >/dev/null && command -v "$cpp" >/dev/null || continue
-    make_double "$c"
-    try "$c" c11 installed_host.c
-    try "$cpp" c++20 installed_host.cpp
-    tried="$tried $c"
+    if command -v "$c" >/dev/null && command -v "$cpp" >/dev/null; then
+        make_double "$c"
+        try "$c" c11 installed_host.c
+        try "$cpp" c++20 installed_host.cpp
+        tried="$tried $c"
+    fi
 done
 [ -n "$tried" ] || fail "neither gcc nor clang is installed"
 
-cmake -S "$here/consumer" -B "$work/consumer" -DCMAKE_PREFIX_PATH="$prefix" \
-    -DCMAKE_FIND_USE_PACKAGE_REGISTRY=OFF -DZV_VERSION="$version" >"$work/cmake.log" 2>&1 &&
-    cmake --build "$work/consumer" >>"$work/cmake.log" 2>&1 || { cat "$work/cmake.log"; exit 1; }
+{
+    cmake -S "$here/consumer" -B "$work/consumer" -DCMAKE_PREFIX_PATH="$prefix" \
+        -DCMAKE_FIND_USE_PACKAGE_REGISTRY=OFF -DZV_VERSION="$version" &&
+        cmake --build "$work/consumer"
+} >"$work/cmake.log" 2>&1 || { cat "$work/cmake.log"; exit 1; }
 for host in shared_c shared_cpp static_c static_cpp; do
     expect "find_package $host" "$("$work/consumer/$host")" "$says"
 done

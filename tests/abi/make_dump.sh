@@ -5,5 +5,6 @@
 # usage: make_dump.sh build-release/lib/libzvbitstream.so >tests/abi/zvbitstream.abi
 set -eu
 source=$(cd "$(dirname "$0")/../.." && pwd)
-abidw --no-corpus-path --no-comp-dir-path --no-show-locs --drop-private-types \
-    --headers-dir "$source/include" "$1" | sed "s|path='$source/|path='|"
+dump=$(abidw --no-corpus-path --no-comp-dir-path --no-show-locs --drop-private-types \
+    --headers-dir "$source/include" "$1")
+printf '%s\n' "$dump" | sed "s|path='$source/|path='|"

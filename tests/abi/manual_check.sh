@@ -6,7 +6,7 @@
 set -eu
 tool=$1
 # troff escapes its hyphens; fish names options without them: `-l json-lines`.
-text=$(sed -e 's/\\f[A-Z]//g; s/\\-/-/g' -e '/^set/!s/ -l \([a-z]\)/ --\1/g' "$2")
+text=$(sed -e 's/\\f[A-Z]//g; s/\\-/-/g' -e '/^ *set/!s/ -l \([a-z]\)/ --\1/g' "$2")
 missing=0
 
 # Names of the subcommands that a help text lists.

@@ -61,7 +61,8 @@ void av_log(void* context, int level, const char* format, ...) {
 }
 
 int zvmem_api_init(int reserved) {
-    return reserved * 0;
+    (void)reserved;
+    return 0;
 }
 void zvmem_api_deinit(void) {}
 void* zvmem_api_malloc(size_t size, const char* tag, const char* sub_tag, const char* file,

@@ -6,13 +6,17 @@
 #   --accept  write the answers of today into the console sessions
 set -eu
 accept=no
-[ "$1" = --accept ] && { accept=yes; shift; }
+if [ "$1" = --accept ]; then
+    accept=yes
+    shift
+fi
 source=$(cd "$1" && pwd)
 bin=$(cd "$2" && pwd)
 shift 2
 here=$(cd "$(dirname "$0")" && pwd)
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
+trap 'exit 1' HUP INT TERM # on these dash would not run the line above
 
 # Sessions run in a place that looks like a source tree with a release build, and may write there.
 tree=$work/tree
@@ -100,12 +104,12 @@ rewrite() {
 }
 
 if [ $# -eq 0 ]; then
-    # Names of documents hold no spaces.
-    # shellcheck disable=SC2046
-    set -- $(find "$source" -name 'build*' -prune -o -name .git -prune -o -name '*.md' -print)
-fi
+    find "$source" -name 'build*' -prune -o -name .git -prune -o -name '*.md' -print
+else
+    printf '%s\n' "$@"
+fi >"$work/documents"
 : >"$work/faults"
-for document in "$@"; do
+while IFS= read -r document <&3; do
     rm -rf "$work/snippets"
     mkdir "$work/snippets"
     awk -v out="$work/snippets" -f "$here/snippets.awk" "$document" >"$work/references"
@@ -116,5 +120,5 @@ for document in "$@"; do
     done
     while read -r what name; do check_reference "$what" "$name"; done <"$work/references"
     [ "$accept" = no ] || rewrite
-done
+done 3<"$work/documents"
 [ ! -s "$work/faults" ]

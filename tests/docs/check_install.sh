@@ -1,11 +1,13 @@
 #!/bin/sh
 # SPDX-License-Identifier: MIT
-# Installs a build and makes a host in each of the ways that docs/INSTALL.md shows, by its own lines.
+# Installs a build and makes a host in each way that docs/INSTALL.md shows, by its own lines.
 # usage: check_install.sh SOURCE_DIR BUILD_DIR
 set -eu
-source=$1 build=$2
+source=$(cd "$1" && pwd)
+build=$2
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
+trap 'exit 1' HUP INT TERM # on these dash would not run the line above
 
 cmake --install "$build" --prefix "$work/prefix" >/dev/null
 lib=$(dirname "$(find "$work/prefix" -name libzvbitstream.so)")

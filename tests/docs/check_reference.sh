@@ -7,6 +7,7 @@ doxygen=$1 doxyfile=$2 symbols=$3
 shift 3
 out=$(mktemp -d)
 trap 'rm -rf "$out"' EXIT
+trap 'exit 1' HUP INT TERM # on these dash would not run the line above
 
 { cat "$doxyfile"; printf '%s\n' "OUTPUT_DIRECTORY=$out" "$@"; } | "$doxygen" - >"$out/said" 2>&1 ||
     echo "doxygen failed" >>"$out/said"
