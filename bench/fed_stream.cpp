@@ -4,12 +4,12 @@
 
 #include <benchmark/benchmark.h>
 
+#include <algorithm>
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <memory>
 
-#include "mpegts.h"
 #include "zvlog.h"
 
 namespace zvbench {

@@ -12,7 +12,6 @@ namespace zvbench {
 
 constexpr size_t kBeyondCaches = size_t{600} << 20;
 constexpr size_t kInL2 = size_t{1} << 20;
-constexpr size_t kDatagram = 7 * 188;
 constexpr size_t kMegabyte = size_t{1} << 20;
 
 struct ParseCase {

@@ -65,7 +65,7 @@ const ParseCase kCases[] = {
 
 void register_parse_cases() {
     for (const ParseCase& test : kCases) {
-        for (const uint32_t options : {0x00u, 0x04u, 0x10u, 0x14u}) {
+        for (const uint32_t options : {0u, ZV_TS_CHECK_CC, ZV_TS_PES_TIMING, kAllChecks}) {
             char name[64];
             snprintf(name, sizeof name, "parse/%s/0x%02x", test.name, options);
             benchmark::RegisterBenchmark(

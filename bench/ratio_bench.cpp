@@ -75,7 +75,7 @@ void run_comparison(benchmark::State& state, const Comparison& pair, uint32_t op
 
 void register_comparisons() {
     for (const Comparison& pair : kComparisons) {
-        for (const uint32_t options : {0x00u, 0x14u}) {
+        for (const uint32_t options : {0u, kAllChecks}) {
             char name[64];
             snprintf(name, sizeof name, "ratio/%s:%s/0x%02x", pair.test.name, pair.base.name,
                      options);

@@ -1,18 +1,16 @@
 // SPDX-License-Identifier: MIT
+// Implementation of synth_stream.h.
 #include "synth_stream.h"
 
 #include <array>
 #include <cstring>
-#include <string>
-
-#include "mpegts.h"
+#include <utility>
 
 namespace zvbench {
 namespace {
 
-constexpr size_t kTsSize = 188;
-constexpr uint16_t kPidSdt = 0x11;
-constexpr uint16_t kPidNull = 0x1FFF;
+constexpr uint8_t kTypeH264 = 0x1B;
+constexpr uint8_t kTypeAac = 0x0F;
 constexpr uint16_t kFirstPmtPid = 0x1000;
 constexpr uint16_t kFirstStreamPid = 0x100;
 
@@ -51,8 +49,8 @@ class Generator {
     }
 
     void append(const uint8_t* packet) {
-        out_.bytes.insert(out_.bytes.end(), packet, packet + kTsSize);
-        out_.bytes.resize(out_.bytes.size() + static_cast<size_t>(shape_.packet_size) - kTsSize);
+        out_.bytes.insert(out_.bytes.end(), packet, packet + kTsPacket);
+        out_.bytes.resize(out_.bytes.size() + static_cast<size_t>(shape_.packet_size) - kTsPacket);
     }
 
     // Tables are appended with the counter that their PID has reached.
@@ -63,38 +61,37 @@ class Generator {
     }
 
     void tables() {
-        uint8_t packet[kTsSize + 8];
+        uint8_t packet[kTsPacket];
         std::vector<uint16_t> numbers, pmt_pids;
         for (int p = 0; p < shape_.programs; ++p) {
             numbers.push_back(static_cast<uint16_t>(p + 1));
             pmt_pids.push_back(static_cast<uint16_t>(kFirstPmtPid + p));
         }
-        mpegts_api_buildPat(packet, 1, kTsSize, static_cast<uint16_t>(shape_.programs),
+        mpegts_api_buildPat(packet, 1, kTsPacket, static_cast<uint16_t>(shape_.programs),
                             numbers.data(), pmt_pids.data());
         append_table(packet);
         for (int p = 0; p < shape_.programs; ++p)
             pmt(p);
-        const std::string name = "Service";
-        mpegts_api_buildSdt(packet, 1, 1, "Bench", name.c_str(), kTsSize);
+        mpegts_api_buildSdt(packet, 1, 1, "Bench", "Service", kTsPacket);
         append_table(packet);
     }
 
     void pmt(int program) {
-        uint8_t packet[kTsSize + 8];
+        uint8_t packet[kTsPacket];
         std::array<MPEGTSStream, ZV_TS_MAX_STREAMS> streams{};
         for (int s = 0; s < shape_.streams; ++s) {
             streams[static_cast<size_t>(s)].pid = stream_pid(program, s);
-            streams[static_cast<size_t>(s)].stream_type = s == 0 ? 0x1b : 0x0f;
+            streams[static_cast<size_t>(s)].stream_type = s == 0 ? kTypeH264 : kTypeAac;
         }
         mpegts_api_buildPmtEs(packet, 1, static_cast<uint16_t>(program + 1),
                               static_cast<uint16_t>(kFirstPmtPid + program), stream_pid(program, 0),
-                              static_cast<int8_t>(shape_.streams), streams.data(), kTsSize);
+                              static_cast<int8_t>(shape_.streams), streams.data(), kTsPacket);
         append_table(packet);
     }
 
     void null_packet() {
-        uint8_t packet[kTsSize];
-        mpegts_api_buildNullPkt(packet, kTsSize);
+        uint8_t packet[kTsPacket];
+        mpegts_api_buildNullPkt(packet, kTsPacket);
         append(packet);
     }
 
@@ -119,7 +116,7 @@ class Generator {
         const size_t sent = sent_[pid]++;
         uint8_t& cc = counters_[pid];
         if (sent > 0 && chance(shape_.lost_percent)) cc = static_cast<uint8_t>(cc + 3);
-        uint8_t packet[kTsSize];
+        uint8_t packet[kTsPacket];
         memset(packet, 0xA5, sizeof packet);
         const bool first_of_program = (pid - kFirstStreamPid) % ZV_TS_MAX_STREAMS == 0;
         const bool with_pcr = first_of_program && sent % static_cast<size_t>(shape_.pcr_every) == 1;

@@ -6,7 +6,13 @@
 #include <cstdint>
 #include <vector>
 
+#include "mpegts.h"
+
 namespace zvbench {
+
+constexpr size_t kTsPacket = 188;
+constexpr size_t kDatagram = 7 * kTsPacket;
+constexpr uint32_t kAllChecks = ZV_TS_CHECK_CC | ZV_TS_PES_TIMING;
 
 struct StreamShape {
     int programs = 1;

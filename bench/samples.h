@@ -1,0 +1,23 @@
+// SPDX-License-Identifier: MIT
+// The sample files of tests/media, and the walks over them that are timed and counted.
+#pragma once
+
+#include <cstdint>
+#include <vector>
+
+#include "flv.h"
+
+namespace zvbench {
+
+using Bytes = std::vector<uint8_t>;
+
+// The process ends when the file is missing.
+Bytes load_sample(const char* name);
+
+// Offers every tag of a file to the probe, as a host that walks a file does. -> tags offered
+unsigned walk_flv(const Bytes& file, FLVProbe& probe);
+
+// Checks for a frame header at every byte. -> headers found
+unsigned check_mpeg_audio(const Bytes& file);
+
+}  // namespace zvbench
