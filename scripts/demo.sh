@@ -2,10 +2,16 @@
 # SPDX-License-Identifier: MIT
 # Installs what is missing, builds, and describes a sample stream (or the files named).
 set -eu
-cd "$(dirname "$0")/.."
+root=$(cd "$(dirname "$0")/.." && pwd)
 
-scripts/setup.sh
-cmake --preset release -DZV_BUILD_TESTS=OFF -DZV_BUILD_FUZZERS=OFF -DZV_BUILD_BENCH=OFF >/dev/null
-cmake --build --preset release --target zvprobe
-[ $# -gt 0 ] || set -- tests/media/single.ts
-exec build-release/bin/zvprobe "$@"
+(
+    cd "$root"
+    scripts/setup.sh
+    cmake --preset release >/dev/null
+    cmake --build --preset release --target zvprobe
+)
+if [ $# -eq 0 ]; then
+    cd "$root"
+    set -- tests/media/single.ts
+fi
+exec "$root/build-release/bin/zvprobe" "$@"

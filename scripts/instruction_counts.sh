@@ -7,16 +7,24 @@
 set -eu
 cd "$(dirname "$0")/.."
 accept=no
-[ "${1:-}" = --accept ] && { accept=yes; shift; }
+if [ "${1:-}" = --accept ]; then
+    accept=yes
+    shift
+fi
 build=${1:-build-release}
 file=bench/instruction_counts.txt
 
 counts=$(mktemp)
 trap 'rm -f "$counts"' EXIT
+trap 'exit 1' HUP INT TERM # on these dash would not run the line above
 for input in one thirty flv mp3; do
     count=$(valgrind --tool=callgrind --callgrind-out-file=/dev/null --collect-atstart=no \
         --toggle-collect='*counted*' "$build/bin/zvcount" "$input" 2>&1 |
         sed -n 's/.*Collected : *//p')
+    if [ -z "$count" ]; then
+        echo "instruction_counts.sh: nothing counted; it takes valgrind and $build/bin/zvcount" >&2
+        exit 1
+    fi
     echo "$input $count" >>"$counts"
 done
 
