@@ -1,27 +1,16 @@
 # SPDX-License-Identifier: MIT
 # Completion of zvprobe for bash: options by command, files everywhere else.
 
-_zvprobe_command() {
-    local word
+# Prints the first word of the line that is one of the arguments and not the value of --log.
+_zvprobe_first_of() {
+    local word previous=""
     for word in "${COMP_WORDS[@]:1:COMP_CWORD-1}"; do
-        case $word in
-            probe | monitor | extract | rtp | pace | remap | flv-meta | build)
-                echo "$word"
-                return
-                ;;
-        esac
-    done
-}
-
-_zvprobe_kind() {
-    local word
-    for word in "${COMP_WORDS[@]:1:COMP_CWORD-1}"; do
-        case $word in
-            pat | pmt | sdt | null)
-                echo "$word"
-                return
-                ;;
-        esac
+        [[ $word != "=" ]] || continue # "--log=p" comes as three words
+        if [[ $previous != --log && " $* " == *" $word "* ]]; then
+            echo "$word"
+            return
+        fi
+        previous=$word
     done
 }
 
@@ -29,6 +18,7 @@ _zvprobe() {
     local current=${COMP_WORDS[COMP_CWORD]} previous=${COMP_WORDS[COMP_CWORD - 1]}
     local common="--help --version --verbose --quiet --log"
     local probe="--json --stats --strict --pace" options="" words="" files=yes
+    local commands="probe monitor extract rtp pace remap flv-meta build" kinds="pat pmt sdt null"
     COMPREPLY=()
 
     # "--by=p" comes as three words.
@@ -43,24 +33,29 @@ _zvprobe() {
             compopt -o filenames 2>/dev/null
             return
             ;;
-        --by | --by= | --pace=) mapfile -t COMPREPLY < <(compgen -W "pcr pts" -- "$current"); return ;;
-        --to | --to=) mapfile -t COMPREPLY < <(compgen -W "udp:// tcp://" -- "$current"); return ;;
+        --by | --by= | --pace=)
+            mapfile -t COMPREPLY < <(compgen -W "pcr pts" -- "$current")
+            return
+            ;;
+        --to | --to=)
+            mapfile -t COMPREPLY < <(compgen -W "udp:// tcp://" -- "$current")
+            return
+            ;;
         --interval | --program | --pmt | --pcr | --es | --from | --stream | --service | --provider \
             | --name | --count | *=) return ;;
     esac
 
-    case $(_zvprobe_command) in
-        "")
-            options=$probe
-            words="probe monitor extract rtp pace remap flv-meta build"
-            ;;
+    # The lists are meant to be split.
+    # shellcheck disable=SC2086
+    case $(_zvprobe_first_of $commands) in
+        "") options=$probe words=$commands ;;
         probe) options=$probe ;;
         monitor) options="--interval --json-lines --stats" ;;
         pace) options="--to --by" ;;
         remap) options="--program --pmt --pcr --es --from" ;;
         build)
-            case $(_zvprobe_kind) in
-                "") words="pat pmt sdt null" files=no ;;
+            case $(_zvprobe_first_of $kinds) in
+                "") words=$kinds files=no ;;
                 pat) options="--program" ;;
                 pmt) options="--program --pmt --pcr --stream" ;;
                 sdt) options="--service --provider --name" ;;

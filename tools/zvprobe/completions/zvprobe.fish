@@ -1,9 +1,20 @@
 # SPDX-License-Identifier: MIT
 # Completion of zvprobe for fish; files are offered everywhere.
+function __zvprobe_seen -d 'Is one of these words on the line, other than as the value of --log?'
+    set -l previous
+    for word in (commandline -opc)
+        if test "$previous" != --log; and contains -- $word $argv
+            return 0
+        end
+        set previous $word
+    end
+    return 1
+end
+
 set -l commands probe monitor extract rtp pace remap flv-meta build
 set -l kinds pat pmt sdt null
-set -l no_command "not __fish_seen_subcommand_from $commands"
-set -l in_build "__fish_seen_subcommand_from build"
+set -l no_command "not __zvprobe_seen $commands"
+set -l in_build "__zvprobe_seen build"
 
 complete -c zvprobe -s h -l help -d 'Print help'
 complete -c zvprobe -l version -d 'Print the version'
@@ -20,36 +31,36 @@ complete -c zvprobe -n $no_command -a remap -d 'Copy a programme under another n
 complete -c zvprobe -n $no_command -a flv-meta -d 'Copy an FLV file with fresh onMetaData'
 complete -c zvprobe -n $no_command -a build -d 'Write a table or null packets'
 
-for condition in $no_command "__fish_seen_subcommand_from probe"
+for condition in $no_command "__zvprobe_seen probe"
     complete -c zvprobe -n $condition -l json -d 'Print one JSON object'
     complete -c zvprobe -n $condition -l stats -d 'Add arrival periods and table continuity'
     complete -c zvprobe -n $condition -l strict -d 'Exit with status 1 when a source has errors'
     complete -c zvprobe -n $condition -l pace -f -a 'pcr pts' -d 'Feed in real time'
 end
 
-set -l monitor "__fish_seen_subcommand_from monitor"
+set -l monitor "__zvprobe_seen monitor"
 complete -c zvprobe -n $monitor -x -l interval -d 'Seconds between reports'
 complete -c zvprobe -n $monitor -l json-lines -d 'One line of JSON each'
 complete -c zvprobe -n $monitor -l stats -d 'Add arrival periods and table continuity'
 
-complete -c zvprobe -n "__fish_seen_subcommand_from pace" -x -l to -a 'udp:// tcp://' -d 'Where to'
-complete -c zvprobe -n "__fish_seen_subcommand_from pace" -x -l by -a 'pcr pts' -d 'Clock to follow'
+complete -c zvprobe -n "__zvprobe_seen pace" -x -l to -a 'udp:// tcp://' -d 'Where to'
+complete -c zvprobe -n "__zvprobe_seen pace" -x -l by -a 'pcr pts' -d 'Clock to follow'
 
-set -l remap "__fish_seen_subcommand_from remap"
+set -l remap "__zvprobe_seen remap"
 complete -c zvprobe -n $remap -x -l program -d 'New programme number'
 complete -c zvprobe -n $remap -x -l pmt -d 'New PID of the PMT'
 complete -c zvprobe -n $remap -x -l pcr -d 'New PID of the PCR'
 complete -c zvprobe -n $remap -x -l es -d 'New PIDs of the streams'
 complete -c zvprobe -n $remap -x -l from -d 'Programme to take'
 
-complete -c zvprobe -n "$in_build; and not __fish_seen_subcommand_from $kinds" -x -a "$kinds"
-set -l pmt "$in_build; and __fish_seen_subcommand_from pmt"
-set -l sdt "$in_build; and __fish_seen_subcommand_from sdt"
-complete -c zvprobe -n "$in_build; and __fish_seen_subcommand_from pat pmt" -x -l program -d 'Programme'
+complete -c zvprobe -n "$in_build; and not __zvprobe_seen $kinds" -x -a "$kinds"
+set -l pmt "$in_build; and __zvprobe_seen pmt"
+set -l sdt "$in_build; and __zvprobe_seen sdt"
+complete -c zvprobe -n "$in_build; and __zvprobe_seen pat pmt" -x -l program -d 'Programme'
 complete -c zvprobe -n $pmt -x -l pmt -d 'PID of the table'
 complete -c zvprobe -n $pmt -x -l pcr -d 'PID with the PCR, 0x1fff for none'
 complete -c zvprobe -n $pmt -x -l stream -d 'TYPE:PID[:HEX]'
 complete -c zvprobe -n $sdt -x -l service -d 'Service number'
 complete -c zvprobe -n $sdt -x -l provider -d 'Name of the provider'
 complete -c zvprobe -n $sdt -x -l name -d 'Name of the service'
-complete -c zvprobe -n "$in_build; and __fish_seen_subcommand_from null" -x -l count -d 'How many'
+complete -c zvprobe -n "$in_build; and __zvprobe_seen null" -x -l count -d 'How many'
