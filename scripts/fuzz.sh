@@ -23,6 +23,7 @@ FINDINGS=$PWD/build-fuzz/findings
 SCRATCH=$(mktemp -d)
 export SECONDS_EACH FINDINGS SCRATCH
 trap 'rm -rf "$SCRATCH"' EXIT
+trap 'exit 1' HUP INT TERM # on these dash would not run the line above
 mkdir -p "$FINDINGS"
 
 # shellcheck disable=SC2016
