@@ -146,8 +146,8 @@ typedef struct RemapTarget {
 ZV_API int mpegts_api_getStreamInfo(StreamInfo* info, char* out, int withFormat);
 
 /* Paces the caller by a stream clock: sleeps until as much system time as stream time has passed
- * since the anchor, less 100 us. The first call, a stream or system time at or behind the anchor, and
- * the call after two drifts of two seconds or more in a row set the anchor anew instead.
+ * since the anchor, less 100 us. The first call, a stream or system time at or behind the anchor,
+ * and the call after two drifts of two seconds or more in a row set the anchor anew instead.
  * name, tag      in      texts for the messages, e.g. the source (256 characters of it are printed)
  *                        and "pcr"; null reads as ""
  * rate           in/out  the clock's anchor

@@ -8,11 +8,14 @@
 #include "zvlog.h"
 
 // Console colour by level.
-[[maybe_unused]] static constexpr const char* zv_col[7] = {
+inline constexpr const char* zv_col[7] = {
     "\033[1;35m", "\033[1;31m", "\033[1;33m", "\033[1;34m", "\033[0m", "\033[0;32m", "\033[0;36m",
 };
 
 namespace zv {
+
+// Where the tools and self tests write their log files.
+inline constexpr char kLogDirectory[] = "/var/log/tavrix";
 
 enum LogLevel : unsigned {
     kLogError = 1,

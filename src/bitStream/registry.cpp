@@ -2,6 +2,7 @@
 // The process-wide, append-only list of resolvers. What a resolver does is its own module's affair.
 #include "bitStream/registry.h"
 
+#include <cstddef>
 #include <cstring>
 
 #include "bitStream/log.h"
@@ -13,6 +14,10 @@ AVParser* first_parser = nullptr;
 }
 
 namespace {
+
+#ifdef __LP64__
+static_assert(sizeof(AVParser) == 56 && offsetof(AVParser, next) == 48);  // hosts make their own
+#endif
 
 constexpr int kDescriptorSize = static_cast<int>(sizeof(AVParser));
 
@@ -36,8 +41,8 @@ int ffurl_register_resolver(AVParser* desc, int size) {
     while (*link != nullptr)
         link = &(*link)->next;
     *link = added;
-    added->next =
-        nullptr;  // registering one object twice cuts the list behind it; hosts rely on it
+    // Registering one object twice cuts the list behind it; hosts rely on it.
+    added->next = nullptr;
     return 0;
 }
 

@@ -7,26 +7,10 @@
 
 #include "bitStream/log.h"
 #include "flv/flv_internal.h"
-#include "flv/tag.h"
+#include "flv/script.h"
 
 namespace zv::flv {
 namespace {
-
-enum AmfType : uint8_t {
-    kNumber = 0,
-    kBoolean = 1,
-    kString = 2,
-    kObject = 3,
-    kMovieClip = 4,
-    kNull = 5,
-    kUndefined = 6,
-    kReference = 7,
-    kEcmaArray = 8,
-    kObjectEnd = 9,
-    kStrictArray = 10,
-    kDate = 11,
-    kLongString = 12,
-};
 
 constexpr int kMaxNesting = 32;
 constexpr size_t kMaxKey = 31;
@@ -91,12 +75,12 @@ void ScriptParser::text(int32_t index, AmfType type, size_t size) {
 
 void ScriptParser::number(int32_t index) {
     const double host_order = std::bit_cast<double>(bytes_.be64());
-    store(index, kNumber, &host_order, sizeof host_order);
+    store(index, kAmfNumber, &host_order, sizeof host_order);
 }
 
 void ScriptParser::boolean(int32_t index) {
     const uint8_t byte = bytes_.u8();
-    store(index, kBoolean, &byte, sizeof byte);
+    store(index, kAmfBoolean, &byte, sizeof byte);
 }
 
 // Deeper nesting than anyone writes is passed over by its type byte, as unknown values are: the
@@ -104,7 +88,7 @@ void ScriptParser::boolean(int32_t index) {
 void ScriptParser::nested(AmfType type, int32_t remaining) {
     if (nesting_ == kMaxNesting) return;
     ++nesting_;
-    if (type == kEcmaArray) {
+    if (type == kAmfEcmaArray) {
         ecma_array();
     } else {
         object(remaining);
@@ -115,27 +99,27 @@ void ScriptParser::nested(AmfType type, int32_t remaining) {
 void ScriptParser::value(int32_t index, int32_t remaining, uint8_t* end) {
     const uint8_t type = bytes_.u8();
     switch (type) {
-        case kNumber:
+        case kAmfNumber:
             return number(index);
-        case kBoolean:
+        case kAmfBoolean:
             return boolean(index);
-        case kString:
-            return text(index, kString, string_length());
-        case kLongString:
-            return text(index, kLongString, bytes_.be32());
-        case kObject:
-        case kEcmaArray:
+        case kAmfString:
+            return text(index, kAmfString, string_length());
+        case kAmfLongString:
+            return text(index, kAmfLongString, bytes_.be32());
+        case kAmfObject:
+        case kAmfEcmaArray:
             return nested(static_cast<AmfType>(type),
                           static_cast<int32_t>(static_cast<uint32_t>(remaining) - 1));
-        case kObjectEnd:
+        case kAmfObjectEnd:
             if (end != nullptr) *end = 1;
             return;
-        case kMovieClip:
-        case kNull:
-        case kUndefined:
-        case kReference:
-        case kStrictArray:
-        case kDate:
+        case kAmfMovieClip:
+        case kAmfNull:
+        case kAmfUndefined:
+        case kAmfReference:
+        case kAmfStrictArray:
+        case kAmfDate:
             return;
         default:
             LOG(kLogDebug, "FLV", "type---------%d(%c)[0-12]", type, type);
@@ -152,7 +136,8 @@ void ScriptParser::ecma_array() {
         // properties are read as entries of the array.
         value(i, -1, nullptr);
     }
-    if (bytes_.peek(0) == 0 && bytes_.peek(1) == 0 && bytes_.peek(2) == kObjectEnd) bytes_.skip(3);
+    if (bytes_.peek(0) == 0 && bytes_.peek(1) == 0 && bytes_.peek(2) == kAmfObjectEnd)
+        bytes_.skip(3);
 }
 
 void ScriptParser::object(int32_t remaining) {

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // The one way FLV code reads input: big-endian loads from bytes of known extent. What lies beyond
-// reads as 0 and still advances the position, so that a caller can tell that it ran out.
+// reads as 0 and still advances the position: lengths are counted as the data claims them.
 #pragma once
 
 #include <cstddef>
@@ -15,7 +15,6 @@ class ByteReader {
 
     size_t position() const { return position_; }
     size_t remaining() const { return position_ < size_ ? size_ - position_ : 0; }
-    bool failed() const { return position_ > size_; }
 
     uint8_t peek(size_t offset) const {
         return offset < remaining() ? data_[position_ + offset] : uint8_t{0};

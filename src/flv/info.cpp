@@ -2,12 +2,10 @@
 // Renders a probe's findings as one line of text. The numbers may come from a host, so none is
 // converted before it is known to fit.
 #include <cmath>
-#include <cstdarg>
-#include <cstdint>
-#include <cstdio>
-#include <cstring>
+#include <cstddef>
 #include <limits>
 
+#include "bitStream/piece_writer.h"
 #include "flv.h"
 
 namespace {
@@ -55,27 +53,19 @@ int clamped_int(double value) {
     return static_cast<int>(value);
 }
 
-__attribute__((format(printf, 2, 3))) void append(char* out, const char* format, ...) {
-    char piece[1024];
-    va_list arguments;
-    va_start(arguments, format);
-    vsnprintf(piece, sizeof piece, format, arguments);
-    va_end(arguments);
-    memcpy(out + strlen(out), piece, strlen(piece) + 1);
-}
-
 }  // namespace
 
 void flv_api_getInfo(const FLVProbe* probe, char* out) {
     if (probe == nullptr || out == nullptr) return;
     const FLVMetadata& summary = probe->metadata;
+    zv::PieceWriter<1024> line(out);
     if (probe->hasvideo == 1) {
-        append(out, "video:%s", name_of(kVideoNames, summary.videocodecid));
-        append(out, ",%0.2f", summary.framerate);
-        append(out, ",%dX%d,", clamped_int(summary.width), clamped_int(summary.height));
+        line.add("video:%s", name_of(kVideoNames, summary.videocodecid));
+        line.add(",%0.2f", summary.framerate);
+        line.add(",%dX%d,", clamped_int(summary.width), clamped_int(summary.height));
     }
     if (probe->hasaudio == 1) {
-        append(out, "audio:%s", name_of(kAudioNames, summary.audiocodecid));
-        append(out, ",%d", clamped_int(summary.audiosamplerate));
+        line.add("audio:%s", name_of(kAudioNames, summary.audiocodecid));
+        line.add(",%d", clamped_int(summary.audiosamplerate));
     }
 }

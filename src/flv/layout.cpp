@@ -4,7 +4,7 @@
 
 #include "flv.h"
 
-#if defined(__LP64__)
+#ifdef __LP64__
 static_assert(sizeof(FLVMetadata) == 368);
 static_assert(offsetof(FLVMetadata, creationdate) == 1);
 static_assert(offsetof(FLVMetadata, duration) == 264);

@@ -5,6 +5,8 @@
 #include <string_view>
 
 #include "flv/flv_internal.h"
+#include "flv/script.h"
+#include "flv/tag.h"
 
 namespace zv::flv {
 namespace {
@@ -15,11 +17,6 @@ constexpr std::string_view kServerVersion = "01.01.01";
 static_assert(kAuthors.size() == 32 && kServerName.size() == 23);
 
 constexpr uint8_t kFlvVersion = 1;
-constexpr uint8_t kAmfNumber = 0;
-constexpr uint8_t kAmfBoolean = 1;
-constexpr uint8_t kAmfString = 2;
-constexpr uint8_t kAmfObject = 3;
-constexpr uint32_t kAmfObjectEnd = 0x000009;  // empty key, end marker
 
 constexpr size_t kTagStart = ZV_FLV_FILE_HEADER_SIZE + ZV_FLV_PREVIOUS_TAG_SIZE;
 constexpr size_t kBodyStart = kTagStart + ZV_FLV_TAG_HEADER_SIZE;
@@ -74,13 +71,13 @@ class MetaWriter {
 void write_file_header(MetaWriter* w, const FLVProbe& probe) {
     w->raw("FLV");
     w->u8(kFlvVersion);
-    w->u8(static_cast<uint8_t>(probe.hasaudio * 4 | probe.hasvideo));
+    w->u8(static_cast<uint8_t>(probe.hasaudio * kHasAudioBit | probe.hasvideo * kHasVideoBit));
     w->be(ZV_FLV_FILE_HEADER_SIZE, 4);
     w->be(0, 4);  // nothing stands before the first tag
 }
 
 void write_tag_header(MetaWriter* w, const FLVProbe& probe) {
-    w->u8(static_cast<uint8_t>(probe.hasfilter * 32 + ZV_FLV_TAG_SCRIPT));
+    w->u8(static_cast<uint8_t>(probe.hasfilter * kFilterBit + ZV_FLV_TAG_SCRIPT));
     w->be(0, 3);  // data size, patched later
     // Low byte last, into the extension byte: the reader's one-byte timestamp reads it back.
     w->be(probe.timestamp, 4);
@@ -126,7 +123,7 @@ void write_body(MetaWriter* w, const FLVProbe& probe) {
     write_file_properties(w, probe.metadata);
     if (probe.hasvideo == 1) write_video_properties(w, probe.metadata);
     if (probe.hasaudio == 1) write_audio_properties(w, probe.metadata);
-    w->be(kAmfObjectEnd, 3);
+    w->be(kAmfObjectEnd, 3);  // behind an empty key
 }
 
 }  // namespace

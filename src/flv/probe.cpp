@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "bitStream/log.h"
+#include "flv/script.h"
 #include "flv/tag.h"
 
 namespace zv::flv {

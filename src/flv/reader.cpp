@@ -3,13 +3,12 @@
 // decoder. It does no I/O; the caller moves through the file.
 #include "bitStream/log.h"
 #include "flv/flv_internal.h"
+#include "flv/script.h"
 #include "flv/tag.h"
 
 namespace zv::flv {
 namespace {
 
-constexpr uint8_t kHasAudioBit = 4;
-constexpr uint8_t kHasVideoBit = 1;
 constexpr uint8_t kSizeMismatch = 255;
 
 void log_rule() {
@@ -56,8 +55,8 @@ TagHeader read_tag_header(const uint8_t* header) {
     ByteReader reader(header, ZV_FLV_TAG_HEADER_SIZE);
     TagHeader tag;
     const uint8_t flags = reader.u8();
-    tag.filter = (flags >> 5) & 1;
-    tag.type = flags & 0x1F;
+    tag.filter = (flags & kFilterBit) != 0 ? 1 : 0;
+    tag.type = flags & kTagTypeMask;
     tag.data_len = reader.be24();
     // The field is one byte wide, so all that is kept of the timestamp is its extension byte.
     reader.skip(3);

@@ -6,14 +6,11 @@
 #include <cstring>
 
 #include "bitStream/log.h"
-#include "flv/tag.h"
+#include "flv/script.h"
 #include "zvcommon.h"
 
 namespace zv::flv {
 namespace {
-
-constexpr uint8_t kTypeNumber = 0;
-constexpr uint8_t kTypeString = 2;
 
 // One summary field; the value goes to the member that is set, or to creationdate.
 struct SummaryField {
@@ -54,11 +51,11 @@ double number_of(const uint8_t* slot) {
 void log_entry(const AMFTable& table, uint32_t i) {
     const char* key = table.keys[i];
     const uint8_t* slot = table.values[i];
-    if (table.types[i] == kTypeString) {
+    if (table.types[i] == kAmfString) {
         // A text that fills its slot has no terminator.
         LOG(kLogDebug, "FLV", "-%.*s=%.*s", ZV_FLV_AMF_SLOT, key, ZV_FLV_AMF_SLOT,
             reinterpret_cast<const char*>(slot));
-    } else if (table.types[i] != kTypeNumber) {
+    } else if (table.types[i] != kAmfNumber) {
         LOG(kLogDebug, "FLV", "-%.*s=%d", ZV_FLV_AMF_SLOT, key, *slot);
     } else {
         LOG(kLogDebug, "FLV", "-%.*s=%f", ZV_FLV_AMF_SLOT, key, number_of(slot));

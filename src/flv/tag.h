@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// What reader and probe share: decoding a tag's header, its size word and the codec header of its
-// body from bytes of known extent. None of it touches the large reader context.
+// What reader, probe and writer know of tags: flags of the headers, and decoding a tag's header, its
+// size word and the codec header of its body from bytes of known extent.
 #pragma once
 
 #include <cstdint>
@@ -9,6 +9,12 @@
 #include "flv/byte_reader.h"
 
 namespace zv::flv {
+
+// Flags of the file header, and of a tag header beside the tag's type.
+constexpr uint8_t kHasAudioBit = 0x04;
+constexpr uint8_t kHasVideoBit = 0x01;
+constexpr uint8_t kFilterBit = 0x20;
+constexpr uint8_t kTagTypeMask = 0x1F;
 
 struct TagHeader {
     uint8_t filter = 0;
@@ -30,13 +36,5 @@ void read_video_header(ByteReader* body, FLVVideoTag* tag);
 // The reader's decoders, for a body that may be shorter than context->data_len claims.
 void decode_audio(FLVContext* context, ByteReader body, bool print);
 void decode_video(FLVContext* context, ByteReader body, bool print);
-
-// Parses a script body of data_len bytes, as far as it is there. Without a table nothing is
-// stored. -> bytes consumed
-uint64_t parse_script(ByteReader body, uint32_t data_len, AMFTable* table);
-
-// Logs the table's entries, and picks the well-known values out of them.
-void log_script(const AMFTable& table);
-void summarise_script(const AMFTable& table, FLVMetadata* metadata);
 
 }  // namespace zv::flv

@@ -14,7 +14,7 @@ enum Layer : uint32_t { kLayerReserved = 0, kLayerIII = 1, kLayerI = 3 };
 constexpr uint32_t kJointStereo = 1;
 constexpr int kHeaderSize = 4;
 
-#if defined(__LP64__)
+#ifdef __LP64__
 static_assert(sizeof(MP3HeaderInfo) == 36);
 static_assert(offsetof(MP3HeaderInfo, bitrate) == 12);
 static_assert(offsetof(MP3HeaderInfo, padding) == 20);

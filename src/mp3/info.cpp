@@ -2,8 +2,8 @@
 // Renders a decoded MPEG audio frame header as one line of text.
 #include <cstddef>
 #include <cstdio>
-#include <cstring>
 
+#include "bitStream/piece_writer.h"
 #include "mp3/mp3_internal.h"
 
 namespace {
@@ -26,10 +26,9 @@ char* mp3_api_getInfo(const MP3HeaderInfo* info, char* out) {
     char bitrate[32] = "";
     if (info->bitrate > 0) snprintf(bitrate, sizeof bitrate, ",%d kb/s", info->bitrate);
 
-    char line[128];
-    snprintf(line, sizeof line, "%s%s%s,%d Hz,%s", text_or_empty(kVersionTexts, info->version),
-             text_or_empty(kLayerTexts, info->layer), bitrate, info->samplerate,
-             text_or_empty(kChannelTexts, info->channel_mode));
-    memcpy(out + strlen(out), line, strlen(line) + 1);
+    zv::PieceWriter<128>(out).add("%s%s%s,%d Hz,%s", text_or_empty(kVersionTexts, info->version),
+                                  text_or_empty(kLayerTexts, info->layer), bitrate,
+                                  info->samplerate,
+                                  text_or_empty(kChannelTexts, info->channel_mode));
     return out;
 }

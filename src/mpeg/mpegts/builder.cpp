@@ -4,23 +4,28 @@
 #include <algorithm>
 #include <cstring>
 
-#include "mpeg/mpegts/context.h"
-#include "mpegts.h"
+#include "mpeg/mpegts/psi_layout.h"
+#include "mpeg/ts_packet/ts_packet.h"
 #include "zvcommon.h"
 
 namespace {
 
-constexpr uint8_t kTableIdPat = 0x00;
-constexpr uint8_t kTableIdPmt = 0x02;
-constexpr uint8_t kTableIdSdt = 0x42;
 constexpr uint8_t kSyntaxAndReserved = 0xB0;           // section_syntax_indicator, '0', '11'
 constexpr uint8_t kSyntaxAndReservedFutureUse = 0xF0;  // the private bit set too
 constexpr uint8_t kVersionAndCurrent = 0xC5;           // version_number 2, current_next_indicator 1
 constexpr uint16_t kTransportStreamId = 0x0001;
 constexpr uint16_t kOriginalNetworkId = 0xFF01;
+constexpr uint8_t kReservedFutureUse = 0xFF;
 constexpr uint8_t kServiceDescriptorTag = 0x48;
+constexpr int kDescriptorHeadSize = 2;  // tag and length
 constexpr uint8_t kServiceTypeDigitalTv = 0x01;
-constexpr int kMaxEsInfo = 128;
+constexpr uint16_t kReservedNibble = 0xF000;  // in front of a 12-bit length
+constexpr int kProgramCountMask = 0x3FFF;
+
+// What stands in section_length: everything behind it.
+constexpr int size_behind_length(int header_size, int loop_size) {
+    return header_size - zv::kSectionHeadSize + loop_size + zv::kCrcSize;
+}
 
 // Writes a section byte by byte behind its pointer_field.
 class SectionWriter {
@@ -71,7 +76,7 @@ uint8_t* start_packet(uint8_t* buffer, uint8_t buffer_size, uint16_t pid, uint8_
 
 // es_info beyond what the record holds is written as 0xFF.
 void write_es_info(SectionWriter& section, const MPEGTSStream& stream, int size) {
-    const int kept = std::min(size, kMaxEsInfo);
+    const int kept = std::min(size, zv::kMaxEsInfo);
     section.bytes(stream.es_info, static_cast<size_t>(kept));
     for (int i = kept; i < size; ++i)
         section.u8(0xFF);
@@ -87,16 +92,18 @@ void mpegts_api_buildPat(uint8_t* buffer, uint8_t adaptation_field_control, uint
                          uint16_t count, const uint16_t* program_numbers,
                          const uint16_t* pmt_pids) {
     if (buffer == nullptr) return;
-    if (program_numbers == nullptr || pmt_pids == nullptr) count = 0;
-    const auto length = static_cast<uint16_t>(9 + 4 * (count & 0x3FFF));
+    const bool has_programs = program_numbers != nullptr && pmt_pids != nullptr;
+    const int program_count = has_programs ? count & kProgramCountMask : 0;
+    const auto length = static_cast<uint16_t>(
+        size_behind_length(zv::kPatHeaderSize, program_count * zv::kPatEntrySize));
     uint8_t* at = start_packet(buffer, buffer_size, zv::kPidPat, adaptation_field_control, length);
     if (at == nullptr) return;
     SectionWriter section(at);
-    section.u8(kTableIdPat);
+    section.u8(zv::kTableIdPat);
     section.u8(kSyntaxAndReserved | ((length >> 8) & 0x0F));
     section.u8(length);
     section.identity(kTransportStreamId);
-    for (int i = 0; i < (count & 0x3FFF); ++i) {
+    for (int i = 0; i < program_count; ++i) {
         section.be16(program_numbers[i]);
         section.pid(pmt_pids[i]);
     }
@@ -110,22 +117,23 @@ void mpegts_api_buildPmtEs(uint8_t* buffer, uint8_t adaptation_field_control,
     if (streams == nullptr) es_count = 0;
     uint8_t loop_size = 0;  // eight bits wide: hosts see the wrapped section_length
     for (int i = 0; i < es_count; ++i)
-        loop_size = static_cast<uint8_t>(loop_size + (streams[i].es_info_len & 0xFF) + 5);
-    const auto length = static_cast<uint16_t>(loop_size + 13);
+        loop_size =
+            static_cast<uint8_t>(loop_size + (streams[i].es_info_len & 0xFF) + zv::kPmtEntrySize);
+    const auto length = static_cast<uint16_t>(size_behind_length(zv::kPmtHeaderSize, loop_size));
     uint8_t* at = start_packet(buffer, buffer_size, pmt_pid, adaptation_field_control, length);
     if (at == nullptr) return;
     SectionWriter section(at);
-    section.u8(kTableIdPmt);
+    section.u8(zv::kTableIdPmt);
     section.u8(kSyntaxAndReserved | (length >> 8));
     section.u8(length);
     section.identity(program_number);
     section.pid(pcr_pid);
-    section.be16(0xF000);  // program_info_length 0
+    section.be16(kReservedNibble);  // program_info_length 0
     for (int i = 0; i < es_count; ++i) {
         const int info_size = streams[i].es_info_len & 0xFF;
         section.u8(streams[i].stream_type);
         section.pid(streams[i].pid);
-        section.be16(0xF000 | info_size);
+        section.be16(kReservedNibble | info_size);
         write_es_info(section, streams[i], info_size);
     }
     section.crc(length);
@@ -136,22 +144,23 @@ void mpegts_api_buildSdt(uint8_t* buffer, uint8_t adaptation_field_control, uint
     if (buffer == nullptr) return;
     const uint8_t provider_len = text_length(provider);
     const uint8_t name_len = text_length(service_name);
-    const int names_len = provider_len + name_len;
-    const auto length = static_cast<uint16_t>(names_len + 22);
+    const int descriptor_size = zv::kServiceDescriptorFixedSize + provider_len + name_len;
+    const auto length = static_cast<uint16_t>(
+        size_behind_length(zv::kSdtHeaderSize, zv::kSdtEntrySize + descriptor_size));
     uint8_t* at = start_packet(buffer, buffer_size, zv::kPidSdt, adaptation_field_control, length);
     if (at == nullptr) return;
     SectionWriter section(at);
-    section.u8(kTableIdSdt);
+    section.u8(zv::kTableIdSdt);
     section.u8(kSyntaxAndReservedFutureUse | (length >> 8));
     section.u8(length);
     section.identity(kTransportStreamId);
     section.be16(kOriginalNetworkId);
-    section.u8(0xFF);
+    section.u8(kReservedFutureUse);
     section.be16(service_id);
-    section.u8(0);                // no EIT, its reserved bits clear
-    section.be16(names_len + 5);  // not running, not scrambled; descriptors_loop_length
+    section.u8(0);                  // no EIT, its reserved bits clear
+    section.be16(descriptor_size);  // not running, not scrambled; descriptors_loop_length
     section.u8(kServiceDescriptorTag);
-    section.u8(names_len + 3);
+    section.u8(descriptor_size - kDescriptorHeadSize);
     section.u8(kServiceTypeDigitalTv);
     section.u8(provider_len);
     section.bytes(provider, provider_len);

@@ -16,8 +16,8 @@ constexpr int kMaxPrograms = ZV_TS_MAX_PROGRAMS;
 constexpr int kMaxStreams = ZV_TS_MAX_STREAMS;
 constexpr int kPacketCopySize = 208;  // room for one 204-byte packet
 constexpr int kNameSize = 256;
+constexpr int kServiceTextSize = 256;
 constexpr int kSdtBufferSize = 1024;
-constexpr int kPidCount = 8192;
 
 // MPEGTSStream::kind
 constexpr uint32_t kKindOther = 0;
@@ -53,8 +53,8 @@ struct MPEGTSProgram {
 struct MPEGTSService {
     uint16_t service_id;
     uint8_t service_type;
-    char service_name[256];
-    char provider_name[256];
+    char service_name[zv::kServiceTextSize];
+    char provider_name[zv::kServiceTextSize];
 };
 
 // The service description table as gathered so far.
@@ -96,7 +96,7 @@ struct MPEGTSContext {
     zv::PidDispatch dispatch;
 };
 
-// Per-topic debug switches. The self test turns the table ones and DBG_PCR on; nothing else does.
+// debug_switches.cpp: one a topic. The self test turns the table ones and DBG_PCR on; nothing else does.
 extern uint8_t DBG_PAT;
 extern uint8_t DBG_SDT;
 extern uint8_t DBG_PMT;
@@ -138,10 +138,11 @@ int mpegts_innerapi_isPmt_byPid(MPEGTSContext* ctx);
 MPEGTSStream* mpegts_innerapi_findEs(MPEGTSContext* ctx, int* prog_idx_out, int* es_idx_out);
 // -> the first video stream, else the first stream, else null
 MPEGTSStream* mpegts_innerapi_getBtcEs(MPEGTSContext* ctx);
-// Stamps an arrival with the present time.
-void mpegts_innerapi_getPeriod(Period* period);
 // -> 1 when every programme of the PAT has its PMT; counts them in num_pmtInfo
 int mpegts_innerapi_isGetAllInfo(MPEGTSContext* ctx);
+
+// period.cpp: stamps an arrival with the present time
+void mpegts_innerapi_getPeriod(Period* period);
 
 // The resolver's operations: lifecycle.cpp, resolver.cpp, update_info.cpp
 void mpegts_init(MPEGTSContext** slot, const char* name, void* reserved);

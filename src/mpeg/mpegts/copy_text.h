@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Bounded copies of names into fixed fields.
+// The bounded copy of a host's text into a fixed field.
 #pragma once
 
 #include <cstring>

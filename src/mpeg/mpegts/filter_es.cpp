@@ -4,7 +4,6 @@
 
 #include "bitStream/log.h"
 #include "mpeg/mpegts/continuity_label.h"
-#include "mpeg/mpegts/es_timing_wanted.h"
 #include "mpeg/mpegts/filters.h"
 
 namespace {
@@ -23,8 +22,8 @@ void spring_trap(const MPEGTSContext& ctx, const uint8_t* pkt, int check) {
 }
 
 // A packet with a PCR is not checked: its counter becomes a second acceptable predecessor.
-void check_continuity(const MPEGTSContext& ctx, MPEGTSStream& es, const uint8_t* pkt,
-                      int8_t is_pcr) {
+void check_stream_continuity(const MPEGTSContext& ctx, MPEGTSStream& es, const uint8_t* pkt,
+                             int8_t is_pcr) {
     CCState& state = es.cc_state;
     if (is_pcr == 1) {
         state.alt_cc = ctx.ts_head.continuity_counter;
@@ -54,9 +53,10 @@ unsigned mpegts_innerapi_filterEs(MPEGTSContext* ctx, uint8_t* pkt, uint8_t flag
     MPEGTSStream* es = mpegts_innerapi_findEs(ctx, nullptr, &es_index);
     if (es == nullptr) return 0;
 
-    if (flags & ZV_TS_CHECK_CC) check_continuity(*ctx, *es, pkt, isPcr);
-    const zv::EsTiming timing = zv::es_timing_wanted(*ctx, es, flags);
-    if (timing.wanted) mpegts_innerapi_filterPes(ctx, es, pkt + zv::kTsHeaderSize, timing.pace);
+    if (flags & ZV_TS_CHECK_CC) check_stream_continuity(*ctx, *es, pkt, isPcr);
+    const bool paces = (flags & ZV_TS_PACE_PES) && es == ctx->btc_es;
+    if (paces || (flags & ZV_TS_PES_TIMING))
+        mpegts_innerapi_filterPes(ctx, es, pkt + zv::kTsHeaderSize, paces);
     if ((flags & ZV_TS_REMAP) && remapPids != nullptr && zvsi_api_isValidPid(remapPids[es_index]))
         zvsi_api_tsHeaderRemap(remapPids[es_index], pkt);
     return 1;

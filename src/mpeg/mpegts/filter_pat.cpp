@@ -8,25 +8,21 @@
 #include "mpeg/mpegts/continuity_label.h"
 #include "mpeg/mpegts/filters.h"
 #include "mpeg/mpegts/pid_dispatch.h"
+#include "mpeg/mpegts/psi_layout.h"
 #include "mpeg/mpegts/section.h"
 
 namespace {
 
-constexpr uint8_t kTableIdPat = 0x00;
-constexpr int kSectionHeaderSize = 8;
-constexpr int kEntrySize = 4;
-constexpr char kProductTag[] = "quenvale";
-
 void dump_header(const MPEGTSContext& ctx, const zv::PacketBody& body, int start) {
     LOG_IF(DBG_PAT, zv::kLogDebug, "MPEGTS", "-------[PAT]HEADER INFO: %d byte----------",
-           kSectionHeaderSize);
+           zv::kPatHeaderSize);
     LOG_IF(DBG_PAT, zv::kLogDebug, "MPEGTS", "-------payload_offset: %d byte----------", start);
     if (ctx.ts_head.payload_unit_start_indicator == 1)
         LOG_IF(DBG_PAT, zv::kLogDebug, "MPEGTS", "The psi has pointer_filed in the first byte ");
     else
         LOG(zv::kLogWarning, "MPEGTS",
             "[%s]The psi hasnot pointer_filed in the first byte:I dont support ,please fix me",
-            kProductTag);
+            zv::kProductTag);
 
     const int length = body.be12(start + 1);
     const int transport_stream_id = body.be16(start + 3);
@@ -72,7 +68,8 @@ bool store_program(MPEGTSContext& ctx, uint16_t program_number, uint16_t pid) {
 
 // -> false when an entry with an invalid PID ended the walk; what came before it stays
 bool read_programs(MPEGTSContext& ctx, const zv::PacketBody& body, int at, int count) {
-    for (; count > 0 && at + kEntrySize <= zv::kTsBodySize; --count, at += kEntrySize) {
+    for (; count > 0 && at + zv::kPatEntrySize <= zv::kTsBodySize;
+         --count, at += zv::kPatEntrySize) {
         const uint16_t program_number = body.be16(at);
         const uint16_t pid = body.be13(at + 2);
         if (program_number == 0) {
@@ -94,27 +91,24 @@ bool parse_section(MPEGTSContext& ctx, const uint8_t* pkt, int start) {
     const zv::PacketBody body(pkt + zv::kTsHeaderSize);
     dump_header(ctx, body, start);
 
-    const zv::OnePacketSection section = {
-        .adaptation_len = zvsi_api_getAdaptationFieldLen(ctx.ts_head.adaptation_field_control,
-                                                         pkt + zv::kTsHeaderSize),
-        .section_length = body.be12(start + 1),
-    };
+    const zv::OnePacketSection section =
+        zv::one_packet_section(ctx, pkt + zv::kTsHeaderSize, start);
     LOG_IF(DBG_PAT, zv::kLogDebug, "MPEGTS", "adaptation_field_len:%d", section.adaptation_len);
     if (!zv::fits_one_packet(section) || !crc_matches(pkt, section)) return false;
 
-    const auto payload_len = static_cast<int16_t>(section.sum() - start - kSectionHeaderSize);
-    if (payload_len % kEntrySize != 0) {
+    const auto payload_len = static_cast<int16_t>(section.sum() - start - zv::kPatHeaderSize);
+    if (payload_len % zv::kPatEntrySize != 0) {
         LOG(zv::kLogWarning, "MPEGTS",
             "[%s]Maybe payload_len is error.payload_len,section_len,adaptation_field_len,"
             "payload_offset:%d,%d,%d,%d,please fix me",
-            kProductTag, payload_len, section.section_length, section.adaptation_len, start);
+            zv::kProductTag, payload_len, section.section_length, section.adaptation_len, start);
         return false;
     }
-    const int count = payload_len / kEntrySize;
+    const int count = payload_len / zv::kPatEntrySize;
     LOG_IF(DBG_PAT, zv::kLogDebug, "MPEGTS",
            "-------[PAT]program_loop,program_totalnum(payload_len:%d):%d----------", payload_len,
            count);
-    return read_programs(ctx, body, start + kSectionHeaderSize, count);
+    return read_programs(ctx, body, start + zv::kPatHeaderSize, count);
 }
 
 }  // namespace
@@ -131,8 +125,8 @@ uint8_t mpegts_innerapi_filterPat(MPEGTSContext* ctx, const uint8_t* pkt, uint8_
         ctx->is_update = 1;
         return 1;
     }
-    const int start =
-        mpegts_innerapi_isTargstTable("PAT", ctx, pkt + zv::kTsHeaderSize, kTableIdPat, DBG_PAT);
+    const int start = mpegts_innerapi_isTargstTable("PAT", ctx, pkt + zv::kTsHeaderSize,
+                                                    zv::kTableIdPat, DBG_PAT);
     if (start < 0 || !parse_section(*ctx, pkt, start)) return 0;
     if (ctx->pat_pkt[0] != zv::kTsSyncByte)
         memcpy(ctx->pat_pkt, pkt, std::min<size_t>(ctx->pkt_size, sizeof ctx->pat_pkt));

@@ -10,24 +10,18 @@
 #include "mpeg/mpegts/continuity_label.h"
 #include "mpeg/mpegts/filters.h"
 #include "mpeg/mpegts/pid_dispatch.h"
+#include "mpeg/mpegts/psi_layout.h"
 #include "mpeg/mpegts/section.h"
 #include "mpeg/mpegts/stream_class.h"
-#include "zvcommon.h"
 
 namespace {
-
-constexpr uint8_t kTableIdPmt = 0x02;
-constexpr int kSectionHeaderSize = 12;
-constexpr int kEntryHeaderSize = 5;
-constexpr int kMaxEsInfo = 128;
-constexpr char kProductTag[] = "quenvale";
 
 // One entry of the stream loop.
 struct StreamEntry {
     uint8_t stream_type;
     uint16_t pid;
     uint16_t es_info_len;  // as kept: 0 when the table gave more than there is room for
-    uint8_t es_info[kMaxEsInfo];
+    uint8_t es_info[zv::kMaxEsInfo];
 };
 
 StreamEntry read_entry(const zv::PacketBody& body, int at) {
@@ -37,15 +31,15 @@ StreamEntry read_entry(const zv::PacketBody& body, int at) {
         .es_info_len = body.be12(at + 3),
         .es_info = {},
     };
-    if (entry.es_info_len > kMaxEsInfo) {
+    if (entry.es_info_len > zv::kMaxEsInfo) {
         LOG(zv::kLogWarning, "MPEGTS", "[%s]esinfo_len=%d too long,drop it,please fix me",
-            kProductTag, entry.es_info_len);
+            zv::kProductTag, entry.es_info_len);
         entry.es_info_len = 0;
     }
     if (entry.es_info_len != 0) {
         LOG(zv::kLogVerbose, "MPEGTS", "Has esinfo,len=%d", entry.es_info_len);
         for (int i = 0; i < entry.es_info_len; ++i)
-            entry.es_info[i] = body.u8(at + kEntryHeaderSize + i);
+            entry.es_info[i] = body.u8(at + zv::kPmtEntrySize + i);
     }
     return entry;
 }
@@ -96,12 +90,12 @@ void store_entry(PmtPacket& pmt, const StreamEntry& entry, const zv::StreamClass
 bool read_streams(PmtPacket& pmt, const zv::OnePacketSection& section, int program_info_length) {
     LOG_IF(DBG_PMT, zv::kLogDebug, "MPEGTS", "-------[PMT]stream loop----------");
     const auto loop_len =
-        static_cast<int16_t>(section.sum() - pmt.start - program_info_length - kSectionHeaderSize);
-    const int loop_at = pmt.start + kSectionHeaderSize + program_info_length;
+        static_cast<int16_t>(section.sum() - pmt.start - program_info_length - zv::kPmtHeaderSize);
+    const int loop_at = pmt.start + zv::kPmtHeaderSize + program_info_length;
     for (int i = 0; i < loop_len;) {
         const StreamEntry entry = read_entry(pmt.body(), loop_at + i);
         // The kept length: behind over-long descriptors the walk goes on inside them.
-        i += entry.es_info_len + kEntryHeaderSize;
+        i += entry.es_info_len + zv::kPmtEntrySize;
 
         const zv::StreamClass type = zv::classify_stream(entry.stream_type);
         if (type.needs_valid_pid && !zvsi_api_isValidPid(entry.pid)) {
@@ -119,7 +113,7 @@ bool read_streams(PmtPacket& pmt, const zv::OnePacketSection& section, int progr
 bool read_header(PmtPacket& pmt, int section_length) {
     const zv::PacketBody body = pmt.body();
     LOG_IF(DBG_PMT, zv::kLogDebug, "MPEGTS", "-------[PMT]HEADER INFO:%d byte----------",
-           kSectionHeaderSize);
+           zv::kPmtHeaderSize);
     if (pmt.ctx.ts_head.payload_unit_start_indicator == 1)
         LOG_IF(DBG_PMT, zv::kLogDebug, "MPEGTS", "The psi has pointer_filed in the first byte ");
     else
@@ -160,14 +154,9 @@ void rewrite(const PmtPacket& pmt, const zv::OnePacketSection& section, uint16_t
 
 bool parse_section(PmtPacket& pmt, uint8_t flags, uint16_t new_pid, uint16_t new_program_number) {
     const uint8_t* body_bytes = pmt.pkt + zv::kTsHeaderSize;
-    const zv::PacketBody body = pmt.body();
-    const zv::OnePacketSection section = {
-        .adaptation_len =
-            zvsi_api_getAdaptationFieldLen(pmt.ctx.ts_head.adaptation_field_control, body_bytes),
-        .section_length = body.be12(pmt.start + 1),
-    };
+    const zv::OnePacketSection section = zv::one_packet_section(pmt.ctx, body_bytes, pmt.start);
     if (!read_header(pmt, section.section_length)) return false;
-    const int program_info_length = body.be12(pmt.start + 10);
+    const int program_info_length = pmt.body().be12(pmt.start + 10);
     LOG_IF(DBG_PMT, zv::kLogDebug, "MPEGTS", "-------[PMT]program_info_des_loop----------");
     LOG_IF(DBG_PMT, zv::kLogDebug, "MPEGTS", "program_info_len:%d", program_info_length);
     if (!zv::fits_one_packet(section)) return false;
@@ -190,7 +179,7 @@ uint32_t mpegts_innerapi_filterPmt(MPEGTSContext* ctx, uint8_t* pkt, uint8_t fla
     if (ctx == nullptr || pkt == nullptr || !ctx->has_pat) return 0;
     if (!mpegts_innerapi_isPmt_byPid(ctx)) return 0;
     const uint8_t* body = pkt + zv::kTsHeaderSize;
-    const int start = mpegts_innerapi_isTargstTable("PMT", ctx, body, kTableIdPmt, 0);
+    const int start = mpegts_innerapi_isTargstTable("PMT", ctx, body, zv::kTableIdPmt, 0);
     if (start < 0) return 0;
     MPEGTSProgram* program =
         mpegts_innerapi_findPmt_byPid(ctx, zv::PacketBody(body).be16(start + 3));

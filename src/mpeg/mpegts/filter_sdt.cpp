@@ -7,34 +7,13 @@
 #include "bitStream/log.h"
 #include "mpeg/mpegts/continuity_label.h"
 #include "mpeg/mpegts/filters.h"
+#include "mpeg/mpegts/program_view.h"
+#include "mpeg/mpegts/psi_layout.h"
 #include "mpeg/mpegts/section.h"
-#include "zvcommon.h"
 
 namespace {
 
-constexpr uint8_t kTableIdSdt = 0x42;
-constexpr int kSectionHeaderSize = 11;
-constexpr int kServiceHeaderSize = 5;
-constexpr int kDescriptorFixedSize = 5;  // tag, length, service_type and two name lengths
-constexpr int kMaxAdaptationLen = 182;
-
-// The gathered bytes. What lies beyond the buffer does not exist.
-class GatheredSection {
-  public:
-    explicit GatheredSection(const MPEGTSSdt& sdt) : bytes_(sdt.section_buffer) {}
-
-    bool has(int at, int count) const { return at >= 0 && at + count <= zv::kSdtBufferSize; }
-    uint8_t u8(int at) const { return has(at, 1) ? bytes_[at] : uint8_t{0}; }
-    uint16_t be16(int at) const { return static_cast<uint16_t>((u8(at) << 8) | u8(at + 1)); }
-    uint16_t be12(int at) const { return be16(at) & 0x0FFF; }
-    uint32_t be32(int at) const { return (static_cast<uint32_t>(be16(at)) << 16) | be16(at + 2); }
-    const uint8_t* at(int offset) const { return bytes_ + offset; }
-
-    bool starts_table(int at) const { return u8(at) == kTableIdSdt && (u8(at + 1) & 0x80); }
-
-  private:
-    const uint8_t* bytes_;
-};
+using zv::GatheredSection;
 
 // One service of the loop. Its first descriptor is taken as a service descriptor, tag unchecked.
 struct ServiceEntry {
@@ -45,7 +24,7 @@ struct ServiceEntry {
     int provider_at, provider_len;
     int name_at, name_len;
 
-    int described_len() const { return name_len + kDescriptorFixedSize + provider_len; }
+    int described_len() const { return name_len + zv::kServiceDescriptorFixedSize + provider_len; }
     bool adds_up(const GatheredSection& section) const {
         return section.has(name_at, name_len) && described_len() == des_loop_len;
     }
@@ -53,8 +32,8 @@ struct ServiceEntry {
 
 ServiceEntry read_entry(const GatheredSection& section, int at) {
     ServiceEntry entry = {};
-    const int descriptor = at + kServiceHeaderSize;
-    entry.header_inside = section.has(at, kServiceHeaderSize);
+    const int descriptor = at + zv::kSdtEntrySize;
+    entry.header_inside = section.has(at, zv::kSdtEntrySize);
     entry.service_id = section.be16(at);
     entry.des_loop_len = section.be12(at + 3);
     entry.service_type = section.u8(descriptor + 2);
@@ -66,20 +45,13 @@ ServiceEntry read_entry(const GatheredSection& section, int at) {
 }
 
 // Appends the characters one by one, so NUL bytes vanish from the text.
-void copy_text(char (&to)[256], const GatheredSection& section, int at, int len) {
+void copy_text(char (&to)[zv::kServiceTextSize], const GatheredSection& section, int at, int len) {
     memset(to, 0, sizeof to);
     size_t end = 0;
     for (int i = 0; i < len; ++i) {
         const auto c = static_cast<char>(section.u8(at + i));
         if (c != '\0' && end + 1 < sizeof to) to[end++] = c;
     }
-}
-
-bool is_stored(const MPEGTSSdt& sdt, uint16_t service_id) {
-    for (int i = 0; i < sdt.service_count && i < zv::kMaxPrograms; ++i) {
-        if (sdt.services[i].service_id == service_id) return true;
-    }
-    return false;
 }
 
 void store_texts(MPEGTSContext& ctx, const GatheredSection& section, const ServiceEntry& entry) {
@@ -127,7 +99,7 @@ bool store_service(MPEGTSContext& ctx, const GatheredSection& section, const Ser
 
 // -> false when the walk ends here: no room for more services, or a descriptor that does not add up
 bool read_service(MPEGTSContext& ctx, const GatheredSection& section, const ServiceEntry& entry) {
-    if (entry.header_inside && is_stored(ctx.sdt, entry.service_id)) {
+    if (entry.header_inside && zv::find_service(ctx.sdt, entry.service_id) != nullptr) {
         LOG_IF(DBG_SDT, zv::kLogDebug, "MPEGTS", "find serviceid(programe_num):%d",
                entry.service_id);
         return true;
@@ -141,21 +113,20 @@ bool read_services(MPEGTSContext& ctx, const GatheredSection& section, int start
     LOG_IF(DBG_SDT, zv::kLogDebug, "MPEGTS", "-------[SDT]service_des_loop,len=%d----------",
            loop_len);
     for (int i = 0; i < loop_len;) {
-        const ServiceEntry entry = read_entry(section, start + kSectionHeaderSize + i);
+        const ServiceEntry entry = read_entry(section, start + zv::kSdtHeaderSize + i);
         if (!read_service(ctx, section, entry)) return false;
-        i += entry.des_loop_len + kServiceHeaderSize;
+        i += entry.des_loop_len + zv::kSdtEntrySize;
     }
     return true;
 }
 
 // The CRC is looked at last: services of a damaged section stay and are reported.
 void check_crc(const MPEGTSSdt& sdt, const GatheredSection& section, int adaptation_len) {
-    constexpr uint32_t kEmptyCrc = 0xFFFFFFFF;
-    const int covered = sdt.section_length - 1;
+    const int table_id_at = adaptation_len + 1;
+    const int covered = sdt.section_length - 1;  // table_id up to the byte before CRC_32
     const uint32_t stored = section.be32(sdt.section_length + adaptation_len);
-    const bool inside = covered > 0 && section.has(adaptation_len + 1, covered);
-    const uint32_t computed =
-        inside ? zvcrc_api_CRC32(section.at(adaptation_len + 1), covered) : kEmptyCrc;
+    const uint32_t computed = zv::crc_of_section(section.at(table_id_at),
+                                                 section.has(table_id_at, covered) ? covered : 0);
     LOG_IF(DBG_PAT, zv::kLogDebug, "MPEGTS", "crc:%#x=%u", stored, stored);
     if (stored != computed)
         LOG(zv::kLogWarning, "MPEGTS", "crc(%#x)!=crc_calac(%#x)", stored, computed);
@@ -164,23 +135,23 @@ void check_crc(const MPEGTSSdt& sdt, const GatheredSection& section, int adaptat
 // Every byte of the section has been gathered.
 uint32_t parse_section(MPEGTSContext& ctx) {
     MPEGTSSdt& sdt = ctx.sdt;
-    const GatheredSection section(sdt);
+    const GatheredSection section(sdt.section_buffer);
     // This packet's adaptation field control, applied to the gathered bytes.
     const int adaptation_len =
         zvsi_api_getAdaptationFieldLen(ctx.ts_head.adaptation_field_control, sdt.section_buffer);
     LOG_IF(DBG_SDT, zv::kLogDebug, "MPEGTS", "-------adaptation_field_len: %d byte----------",
            adaptation_len);
-    if (adaptation_len > kMaxAdaptationLen) return 0;
+    if (adaptation_len > zv::kMaxAdaptationLen) return 0;
     int start = adaptation_len;
-    if (!section.starts_table(start)) ++start;
-    if (!section.starts_table(start)) {
+    if (!section.starts_table(start, zv::kTableIdSdt)) ++start;
+    if (!section.starts_table(start, zv::kTableIdSdt)) {
         LOG_IF(DBG_SDT, zv::kLogInfo, "MPEGTS",
                "Maybe It isnot a sdt pkt, or it is a SI_TID_SDT_OTH ,but i donot support");
         if (DBG_SDT)
             zvlog_innerapi_bufHex("SDT", sdt.section_buffer, zv::kTsBodySize, __func__, __LINE__);
         return 0;
     }
-    const int loop_len = sdt.section_length + adaptation_len - start - kSectionHeaderSize;
+    const int loop_len = sdt.section_length + adaptation_len - start - zv::kSdtHeaderSize;
     if (!read_services(ctx, section, start, loop_len)) return 0;
     ctx.is_update = 1;
     check_crc(sdt, section, adaptation_len);
@@ -191,9 +162,10 @@ uint32_t parse_section(MPEGTSContext& ctx) {
 // -> false when the packet starts something else
 bool read_header(MPEGTSContext& ctx, const uint8_t* body_bytes) {
     LOG_IF(DBG_SDT, zv::kLogDebug, "MPEGTS", "-------[SDT]HEADER INFO:%d byte----------",
-           kSectionHeaderSize);
+           zv::kSdtHeaderSize);
     LOG_IF(DBG_SDT, zv::kLogDebug, "MPEGTS", "The psi has pointer_filed in the first byte ");
-    const int start = mpegts_innerapi_isTargstTable("SDT", &ctx, body_bytes, kTableIdSdt, DBG_SDT);
+    const int start =
+        mpegts_innerapi_isTargstTable("SDT", &ctx, body_bytes, zv::kTableIdSdt, DBG_SDT);
     if (start < 0) return false;
     const zv::PacketBody body(body_bytes);
     MPEGTSSdt& sdt = ctx.sdt;

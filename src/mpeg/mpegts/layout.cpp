@@ -2,11 +2,9 @@
 // The memory layout that compiled hosts rely on, pinned for 64-bit targets.
 #include <cstddef>
 
-#include "bitStream.h"
 #include "mpegts.h"
 
 #ifdef __LP64__
-static_assert(sizeof(AVParser) == 56 && offsetof(AVParser, next) == 48);
 static_assert(sizeof(CCState) == 12 && offsetof(CCState, errnum) == 4);
 static_assert(sizeof(Period) == 24);
 static_assert(sizeof(RateEmu) == 24 && offsetof(RateEmu, numOutOfRange) == 16);

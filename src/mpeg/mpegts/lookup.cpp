@@ -1,12 +1,11 @@
 // SPDX-License-Identifier: MIT
-// Plain look-ups over the programme table by the PID in hand, and the arrival clock. The parse loop
-// has a faster way for ordinary packets (pid_dispatch.h); these are the truth it is derived from.
+// Plain look-ups over the programme table, most of them by the PID in hand. The parse loop has a
+// faster way for ordinary packets (pid_dispatch.h); these are the truth it is derived from.
 #include <algorithm>
 
 #include "bitStream/log.h"
 #include "mpeg/mpegts/context.h"
 #include "mpeg/mpegts/program_view.h"
-#include "zvcommon.h"
 
 MPEGTSProgram* mpegts_innerapi_findPmt_byPCRPid(MPEGTSContext* ctx) {
     const uint16_t pid = ctx->ts_head.pid;
@@ -61,12 +60,6 @@ MPEGTSStream* mpegts_innerapi_getBtcEs(MPEGTSContext* ctx) {
     if (chosen == nullptr) chosen = first;
     if (chosen) LOG_IF(DBG_PES, zv::kLogDebug, "MPEGTS", "使用ES[%d]来控制码率", chosen->pid);
     return chosen;
-}
-
-void mpegts_innerapi_getPeriod(Period* period) {
-    period->now = zvtime_api_upUs();
-    if (period->last != 0) period->period = period->now - period->last;
-    period->last = period->now;
 }
 
 int mpegts_innerapi_isGetAllInfo(MPEGTSContext* ctx) {

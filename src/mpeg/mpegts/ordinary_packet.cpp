@@ -8,22 +8,11 @@
 namespace zv {
 namespace {
 
-// A packet header as one big-endian word.
-struct HeaderWord {
-    uint32_t word;
-
-    bool in_sync() const { return word >> 24 == kTsSyncByte; }
-    bool starts_unit() const { return word & 0x00400000; }
-    uint16_t pid() const { return (word >> 8) & 0x1FFF; }
-    uint8_t adaptation_field_control() const { return (word >> 4) & 3; }
-    uint8_t continuity_counter() const { return word & 15; }
-    bool in_sync_with_payload_only() const { return (word & 0xFF000030) == 0x47000010; }
-};
-
 // May the packet carry a PCR, or an adaptation field that must be reported?
 bool wants_pcr_stage(HeaderWord head, const uint8_t* pkt) {
     const uint8_t control = head.adaptation_field_control();
-    return control == kAfcAdaptationOnly || (control == kAfcBoth && pkt[4] >= 7 && pkt[5] & 0x10);
+    return control == kAfcAdaptationOnly ||
+           (control == kAfcBoth && pkt[4] >= kMinAdaptationLengthWithPcr && pkt[5] & kPcrFlag);
 }
 
 [[gnu::noinline]] void start_unit(MPEGTSContext& ctx, MPEGTSStream& es, const uint8_t* pkt,
@@ -51,7 +40,7 @@ class StreamWork {
             es.cc_state.last_cc = cc;
         }
         if (!times_all_ && &es != paced_) return true;
-        if (head.starts_unit())
+        if (head.payload_unit_start_indicator())
             start_unit(ctx_, es, pkt, &es == paced_);
         else
             es.timing.pes_data_recvd =

@@ -5,15 +5,14 @@
 #include <cstring>
 
 #include "bitStream/log.h"
-#include "bitStream/number_text.h"
 #include "mpeg/mpegts/filters.h"
+#include "mpeg/mpegts/number_text.h"
 #include "mpeg/ts_packet/pes_header.h"
 
 namespace {
 
 using zv::NumberText;
 
-constexpr int kPesFixedHeaderSize = 9;   // up to and including PES_header_data_length
 constexpr int kPesLastReadByte = 18;     // end of the DTS
 constexpr int kPesBytesToRecognise = 7;  // start code to the '10' marker
 constexpr uint64_t kPtsFactor = 11;      // about 1% short of 100/9, and no division
@@ -127,7 +126,7 @@ void count_payload(MPEGTSStream& es, int bytes) {
 // pesDataLen is six bytes less than the payload that PES_packet_length announces, and meant so.
 void count_start(MPEGTSStream& es, const uint8_t* header, int bytes_here) {
     const auto header_len = static_cast<int>(pes_get_headerlength(header));
-    const int total = header_len + kPesFixedHeaderSize;
+    const int total = header_len + zv::kPesFixedHeaderSize;
     const auto packet_len = static_cast<int>(pes_get_length(header));
     LOG_IF(DBG_PES, zv::kLogDebug, "MPEGTS", "[%#x]头长度:%u，头总长度为:%u", es.pid,
            static_cast<unsigned>(header_len), static_cast<unsigned>(total));

@@ -15,7 +15,7 @@ static_assert(sizeof(MPEGTSContext) / kPlaceUnit <= UINT16_MAX);
 
 // A digest of everything that the entries are derived from, never 0. A sum of products with odd
 // factors: any single change shows, and no product waits for the one before.
-uint64_t stamp_of_tables(MPEGTSContext& ctx) {
+uint64_t stamp_of_tables(const MPEGTSContext& ctx) {
     constexpr uint64_t kStep = 0x9E3779B97F4A7C15ULL;
     static_assert(kMaxStreams == 4);
     uint64_t factor = kStep;

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// The used part of the programme table and of a programme's streams, never more than there is room
-// for, whatever the counts say.
+// The used part of the programme table, of a programme's streams and of the services, never more
+// than there is room for, whatever the counts say.
 #pragma once
 
 #include <algorithm>
@@ -14,9 +14,27 @@ inline std::span<MPEGTSProgram> programs(MPEGTSContext& ctx) {
     return {ctx.program, std::min<size_t>(ctx.totalnum_program, kMaxPrograms)};
 }
 
+inline std::span<const MPEGTSProgram> programs(const MPEGTSContext& ctx) {
+    return {ctx.program, std::min<size_t>(ctx.totalnum_program, kMaxPrograms)};
+}
+
+inline size_t stream_count(const MPEGTSProgram& program) {
+    return static_cast<size_t>(std::clamp<int>(program.es_count, 0, kMaxStreams));
+}
 inline std::span<MPEGTSStream> streams(MPEGTSProgram& program) {
-    return {program.streams,
-            static_cast<size_t>(std::clamp<int>(program.es_count, 0, kMaxStreams))};
+    return {program.streams, stream_count(program)};
+}
+inline std::span<const MPEGTSStream> streams(const MPEGTSProgram& program) {
+    return {program.streams, stream_count(program)};
+}
+
+// -> the service of that number, else null
+inline const MPEGTSService* find_service(const MPEGTSSdt& sdt, uint16_t service_id) {
+    const std::span services(sdt.services, std::min<size_t>(sdt.service_count, kMaxPrograms));
+    for (const MPEGTSService& service : services) {
+        if (service.service_id == service_id) return &service;
+    }
+    return nullptr;
 }
 
 }  // namespace zv

@@ -4,8 +4,8 @@
 #include <unistd.h>
 
 #include "bitStream/log.h"
-#include "bitStream/number_text.h"
 #include "mpeg/mpegts/context.h"
+#include "mpeg/mpegts/number_text.h"
 #include "zvcommon.h"
 
 namespace {
@@ -20,38 +20,42 @@ const char* text_or_empty(const char* text) {
     return text != nullptr ? text : "";
 }
 
-// What one step saw, and how it is printed.
+// Differences of arbitrary host-given times wrap instead of overflowing.
+int64_t difference(int64_t a, int64_t b) {
+    return static_cast<int64_t>(static_cast<uint64_t>(a) - static_cast<uint64_t>(b));
+}
+
+// One step: what it saw, and how it is named in messages.
 struct Step {
     const char* name;
     const char* tag;
-    int64_t now, last_sys, sys_diff;
-    int64_t stream, last_stream, stream_diff;
-    int64_t drift;  // positive: the stream is ahead of the wall clock
+    int64_t now, last_sys;
+    int64_t stream, last_stream;
+
+    int64_t sys_diff() const { return difference(now, last_sys); }
+    int64_t stream_diff() const { return difference(stream, last_stream); }
+    // Positive: the stream is ahead of the wall clock.
+    int64_t drift() const { return difference(stream_diff(), sys_diff()); }
 };
 
 void report_out_of_range(const Step& step) {
     LOG(zv::kLogWarning, "MPEGTS",
         "[%.256s:%s]cctime_us(%s) out of range "
         "(%s-%s),当前系统时间:%s,上次系统时间:%s,差值:%s,当前流时间:%s,上次流时间:%s,差值:%s",
-        step.name, step.tag, NumberText(step.drift).text, NumberText(-kDriftLimit_us).text,
+        step.name, step.tag, NumberText(step.drift()).text, NumberText(-kDriftLimit_us).text,
         NumberText(kDriftLimit_us).text, NumberText(step.now).text, NumberText(step.last_sys).text,
-        NumberText(step.sys_diff).text, NumberText(step.stream).text,
-        NumberText(step.last_stream).text, NumberText(step.stream_diff).text);
+        NumberText(step.sys_diff()).text, NumberText(step.stream).text,
+        NumberText(step.last_stream).text, NumberText(step.stream_diff()).text);
 }
 
 void report_late(const Step& step) {
     LOG(zv::kLogWarning, "MPEGTS",
         "[%.256s:%s]must send fast :cctime_us:%s,"
         "当前系统时间:%s,上次系统时间:%s,差值:%s,当前流时间:%s,上次流时间:%s,差值:%s",
-        step.name, step.tag, NumberText(step.drift).text, NumberText(step.now).text,
-        NumberText(step.last_sys).text, NumberText(step.sys_diff).text,
+        step.name, step.tag, NumberText(step.drift()).text, NumberText(step.now).text,
+        NumberText(step.last_sys).text, NumberText(step.sys_diff()).text,
         NumberText(step.stream).text, NumberText(step.last_stream).text,
-        NumberText(step.stream_diff).text);
-}
-
-// Differences of arbitrary host-given times wrap instead of overflowing.
-int64_t difference(int64_t a, int64_t b) {
-    return static_cast<int64_t>(static_cast<uint64_t>(a) - static_cast<uint64_t>(b));
+        NumberText(step.stream_diff()).text);
 }
 
 }  // namespace
@@ -65,24 +69,21 @@ int mpegts_innerapi_isRateEmuVaild(const RateEmu* rate, int64_t streamTime_us, i
 int mpegts_innerapi_rateEmuDone(const char* name, const char* tag, RateEmu* rate,
                                 int64_t streamTime_us, int64_t now_us, uint8_t verbose) {
     if (rate == nullptr) return 0;
-    Step step = {
+    const Step step = {
         .name = text_or_empty(name),
         .tag = text_or_empty(tag),
         .now = now_us,
         .last_sys = rate->lastSys_us,
-        .sys_diff = difference(now_us, rate->lastSys_us),
         .stream = streamTime_us,
         .last_stream = rate->lastStream_us,
-        .stream_diff = difference(streamTime_us, rate->lastStream_us),
-        .drift = 0,
     };
-    step.drift = difference(step.stream_diff, step.sys_diff);
-    if (step.drift <= -kDriftLimit_us || step.drift >= kDriftLimit_us) {
+    const int64_t drift = step.drift();
+    if (drift <= -kDriftLimit_us || drift >= kDriftLimit_us) {
         rate->numOutOfRange = static_cast<uint8_t>(rate->numOutOfRange + 1);
         report_out_of_range(step);
         return 0;
     }
-    const int64_t wait_us = step.drift - kSleepMargin_us;
+    const int64_t wait_us = drift - kSleepMargin_us;
     if (wait_us > 0)
         usleep(static_cast<useconds_t>(wait_us));
     else if (verbose)

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// What the table filters share: bounded reads of a packet's body, the section head, and the CRC of
-// a section that fits one packet (ISO/IEC 13818-1, 2.4.4).
+// What the table filters share: bounded reads of a section's bytes, the section head, and the CRC
+// of a section that fits one packet (ISO/IEC 13818-1, 2.4.4).
 #pragma once
 
 #include <cstdint>
@@ -9,20 +9,38 @@
 
 namespace zv {
 
-// The 184 bytes behind a packet header. What lies beyond does not exist and reads as zero.
-class PacketBody {
+// Size bytes that hold a section or a part of it. What lies beyond does not exist, reads as zero.
+template <int Size>
+class SectionBytes {
   public:
-    explicit PacketBody(const uint8_t* body) : body_(body) {}
+    explicit SectionBytes(const uint8_t* bytes) : bytes_(bytes) {}
 
-    uint8_t u8(int at) const { return at < kTsBodySize ? body_[at] : uint8_t{0}; }
+    bool has(int at, int count) const { return at >= 0 && at + count <= Size; }
+    const uint8_t* at(int offset) const { return bytes_ + offset; }
+
+    uint8_t u8(int at) const { return has(at, 1) ? bytes_[at] : uint8_t{0}; }
     uint16_t be16(int at) const { return static_cast<uint16_t>((u8(at) << 8) | u8(at + 1)); }
     uint16_t be13(int at) const { return be16(at) & 0x1FFF; }
     uint16_t be12(int at) const { return be16(at) & 0x0FFF; }
     uint32_t be32(int at) const { return (static_cast<uint32_t>(be16(at)) << 16) | be16(at + 2); }
 
+    // Does a section of the table start here? Its section_syntax_indicator is set.
+    bool starts_table(int at, uint8_t table_id) const {
+        return u8(at) == table_id && (u8(at + 1) & 0x80);
+    }
+
   private:
-    const uint8_t* body_;
+    const uint8_t* bytes_;
 };
+
+using PacketBody = SectionBytes<kTsBodySize>;          // what is behind a packet's header
+using GatheredSection = SectionBytes<kSdtBufferSize>;  // bodies of several packets, one by one
+
+// The longest adaptation field that leaves room for a table_id and the byte behind it.
+constexpr int kMaxAdaptationLen = kTsBodySize - 2;
+
+// Opens the messages about tables that the filters cannot take; hosts look for it.
+inline constexpr char kProductTag[] = "quenvale";
 
 // A section that starts and ends in one packet, as the analyser takes it: pointer_field 0 right
 // behind the adaptation field.
@@ -35,7 +53,8 @@ struct OnePacketSection {
     int table_id_at() const { return adaptation_len + 1; }
 };
 
-constexpr int kMaxSectionSum = kTsBodySize;
+// The section whose table_id stands at offset `start` of the body of the packet in hand.
+OnePacketSection one_packet_section(const MPEGTSContext& ctx, const uint8_t* body, int start);
 
 // Logs and returns false when the section cannot lie in one packet.
 bool fits_one_packet(const OnePacketSection& section);
@@ -47,6 +66,9 @@ struct SectionCrc {
 
     bool good() const { return comparable && stored == computed; }
 };
+
+// CRC_32 of bytes from a table_id on; that of no bytes when there are none.
+uint32_t crc_of_section(const uint8_t* table_id, int size);
 
 // section must fit one packet.
 SectionCrc section_crc(const uint8_t* body, const OnePacketSection& section);

@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Tables through a context of their own: the three parse helpers, and the round trip of every
-// builder whose result is read from the log.
+// The round trip of every table builder, whose result is read from the log.
 #include <cstring>
 
 #include "bitStream/log.h"
@@ -8,13 +7,6 @@
 #include "mpegts.h"
 
 namespace {
-
-MPEGTSContext context_with_programs(uint16_t count) {
-    MPEGTSContext context;
-    memset(static_cast<void*>(&context), 0, sizeof context);
-    context.totalnum_program = count;
-    return context;
-}
 
 constexpr uint16_t kPmtPid = 0x142;
 constexpr uint16_t kPcrPid = 0x100;
@@ -49,26 +41,8 @@ void test_sdt(uint8_t* packet, uint8_t afc) {
 
 }  // namespace
 
-int mpegts_api_parsePat(const uint8_t* buffer, int length) {
-    MPEGTSContext context = context_with_programs(0);
-    return mpegts_parse(&context, buffer, length, 0);
-}
-
-int mpegts_api_parseSdt(const uint8_t* buffer, int length) {
-    MPEGTSContext context = context_with_programs(1);
-    return mpegts_parse(&context, buffer, length, 0);
-}
-
-int mpegts_api_parsePmt(const uint8_t* buffer, uint16_t pmt_pid, int length) {
-    MPEGTSContext context = context_with_programs(1);
-    context.has_pat = 1;
-    context.ts_head.pid = pmt_pid;
-    context.program[0].pmt_pid = pmt_pid;
-    return mpegts_parse(&context, buffer, length, 0);
-}
-
 void mpegts_api_tsApiTest(int log_level) {
-    zvlog_api_init(log_level, "/var/log/tavrix", "tsApiTest.txt", 0);
+    zvlog_api_init(log_level, zv::kLogDirectory, "tsApiTest.txt", 0);
     DBG_PAT = DBG_SDT = DBG_PMT = DBG_PCR = 1;
     TablePacket pat = {}, pmt = {}, sdt = {};
     announce("PAT表的构建和解析测试1");

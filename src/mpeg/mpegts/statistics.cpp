@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 // Arrival periods and continuity counters of every table and stream, as a block of log lines.
 #include "bitStream/log.h"
-#include "bitStream/number_text.h"
 #include "mpeg/mpegts/context.h"
+#include "mpeg/mpegts/number_text.h"
 #include "mpeg/mpegts/program_view.h"
 
 void mpegts_innerapi_showStatistics(MPEGTSContext* ctx) {
@@ -14,7 +14,7 @@ void mpegts_innerapi_showStatistics(MPEGTSContext* ctx) {
         NumberText(ctx->period_pat.period).text, ctx->cc_pat.errnum, ctx->cc_pat.lostnum);
     LOG(zv::kLogInfo, "MPEGTS", "[SDT]period,numErr,numLost:%s,%d,%d",
         NumberText(ctx->period_sdt.period).text, ctx->cc_sdt.errnum, ctx->cc_sdt.lostnum);
-    for (MPEGTSProgram& program : zv::programs(*ctx)) {
+    for (const MPEGTSProgram& program : zv::programs(*ctx)) {
         LOG(zv::kLogInfo, "MPEGTS", "[PMT-%#x]period,numErr,numLost:%s,%d,%d", program.pmt_pid,
             NumberText(program.period.period).text, program.cc_state.errnum,
             program.cc_state.lostnum);

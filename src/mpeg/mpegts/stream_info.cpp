@@ -1,39 +1,16 @@
 // SPDX-License-Identifier: MIT
 // One line of text about a stream, for logs and status pages. Host tools match on its pieces.
 #include <algorithm>
-#include <cstdarg>
-#include <cstdio>
-#include <cstring>
 
-#include "bitStream/number_text.h"
+#include "bitStream/piece_writer.h"
 #include "mpeg/mpegts/context.h"
+#include "mpeg/mpegts/number_text.h"
 #include "ts_tools.h"
 
 namespace {
 
-// Appends formatted pieces to a terminated text, each cut to the size of the scratch buffer.
-template <size_t ScratchSize>
-class PieceWriter {
-  public:
-    explicit PieceWriter(char* text) : end_(text + strlen(text)) {}
-
-    [[gnu::format(printf, 2, 3)]] void add(const char* format, ...) {
-        char scratch[ScratchSize];
-        va_list arguments;
-        va_start(arguments, format);
-        vsnprintf(scratch, sizeof scratch, format, arguments);
-        va_end(arguments);
-        const size_t length = strlen(scratch);
-        memcpy(end_, scratch, length + 1);
-        end_ += length;
-    }
-
-  private:
-    char* end_;
-};
-
-using LineWriter = PieceWriter<1024>;
-using DetailWriter = PieceWriter<256>;
+using LineWriter = zv::PieceWriter<1024>;
+using DetailWriter = zv::PieceWriter<256>;
 
 void add_period(LineWriter& line, const char* format, int64_t period) {
     if (period > 0) line.add(format, zv::NumberText(period).text);

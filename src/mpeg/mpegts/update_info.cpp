@@ -27,7 +27,8 @@ void report_progress(MPEGTSContext& ctx, StreamInfo& info) {
 }
 
 // Copies a saved packet once: a copy that begins with a sync byte is kept.
-void take_packet(uint8_t (&to)[204], uint8_t& to_len, const uint8_t* saved, uint8_t size) {
+void take_packet(uint8_t (&to)[zv::kParityPacketSize], uint8_t& to_len, const uint8_t* saved,
+                 uint8_t size) {
     if (to[0] == zv::kTsSyncByte) return;
     to_len = std::min<uint8_t>(size, sizeof to);
     memcpy(to, saved, to_len);
@@ -44,14 +45,7 @@ void copy_stream(const MPEGTSStream& from, StreamInfoEs& to) {
     to.numPcr_noInPmt = from.numPcr_noInPmt;
 }
 
-const MPEGTSService* find_service(const MPEGTSSdt& sdt, uint16_t service_id) {
-    for (int i = 0; i < sdt.service_count && i < zv::kMaxPrograms; ++i) {
-        if (sdt.services[i].service_id == service_id) return &sdt.services[i];
-    }
-    return nullptr;
-}
-
-void copy_program(MPEGTSContext& ctx, MPEGTSProgram& from, StreamInfoProgram& to) {
+void copy_program(MPEGTSContext& ctx, const MPEGTSProgram& from, StreamInfoProgram& to) {
     to.pmt_pid = from.pmt_pid;
     to.program_number = from.program_number;
     to.pcr_pid = from.pcr_pid;
@@ -63,7 +57,7 @@ void copy_program(MPEGTSContext& ctx, MPEGTSProgram& from, StreamInfoProgram& to
     to.pmt_period = static_cast<int64_t>(from.period.period);
     take_packet(to.pmt_packet, to.pmt_packet_len, from.pmt_packet, ctx.pkt_size);
 
-    const MPEGTSService* service = find_service(ctx.sdt, from.program_number);
+    const MPEGTSService* service = zv::find_service(ctx.sdt, from.program_number);
     if (service == nullptr) return;
     to.has_service = 1;
     memset(to.service_type, 0, sizeof to.service_type);
@@ -91,7 +85,7 @@ int mpegts_updateInfo(MPEGTSContext* ctx, StreamInfo* info) {
     info->sdt_period = static_cast<int64_t>(ctx->period_sdt.period);
     take_packet(info->packet, info->packet_len, ctx->pat_pkt, ctx->pkt_size);
     StreamInfoProgram* program_info = info->programs;
-    for (MPEGTSProgram& program : zv::programs(*ctx))
+    for (const MPEGTSProgram& program : zv::programs(*ctx))
         copy_program(*ctx, program, *program_info++);
     ctx->is_update = 0;
     return 1;

@@ -7,8 +7,6 @@
 namespace {
 
 constexpr int kMaxAdaptationFieldLength = 183;  // when the field fills the packet
-constexpr int kMinLengthWithPcr = 7;            // flags and six bytes of PCR
-constexpr uint8_t kPcrFlag = 0x10;
 
 }  // namespace
 
@@ -52,7 +50,7 @@ int zvsi_api_isPcrData(ts_head header, const uint8_t* af) {
     const uint8_t control = header.adaptation_field_control;
     if (control != zv::kAfcAdaptationOnly && control != zv::kAfcBoth) return 0;
     const uint8_t length = af[0];
-    if (length < kMinLengthWithPcr || length > kMaxAdaptationFieldLength) return 0;
+    if (length < zv::kMinAdaptationLengthWithPcr || length > kMaxAdaptationFieldLength) return 0;
     if (control == zv::kAfcAdaptationOnly && length != kMaxAdaptationFieldLength) {
         LOG(zv::kLogError, "zvsi",
             "[Pid%#x]What shift do you send, when the adaptation_field_ctr is %#x,but the "
@@ -60,7 +58,7 @@ int zvsi_api_isPcrData(ts_head header, const uint8_t* af) {
             header.pid, control, length);
         return 0;
     }
-    return (af[1] & kPcrFlag) != 0;
+    return (af[1] & zv::kPcrFlag) != 0;
 }
 
 uint64_t zvsi_api_getPcr(const uint8_t* p) {

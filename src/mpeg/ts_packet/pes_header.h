@@ -7,6 +7,10 @@
 
 namespace zv {
 
+// Bytes up to and including PES_packet_length, and up to and including PES_header_data_length.
+constexpr int kPesStartSize = 6;
+constexpr int kPesFixedHeaderSize = 9;
+
 // 33 bits spread over five bytes; the marker bits between them are dropped unchecked.
 inline uint64_t pes_time_stamp(const uint8_t* b) {
     return ((static_cast<uint64_t>(b[0]) << 29) & 0x1C0000000ULL) |

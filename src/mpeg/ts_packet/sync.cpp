@@ -5,10 +5,6 @@
 
 namespace {
 
-// Plain, with a 4-byte time code in front (the prefix of the next packet), with 16 bytes of
-// Reed-Solomon parity behind. Ties go to the first.
-constexpr int kPacketSizes[] = {188, 192, 204};
-
 // The packet starts of one residue class run back from the buffer's end while each is a sync byte;
 // the run's first start is the class's answer. -> that offset, or `none`
 int first_start_of_class(const uint8_t* buf, int last, int packet_size, int none) {
@@ -29,14 +25,14 @@ int zvsi_api_isTsByPktSize(const uint8_t* buf, uint32_t len, int pkt_size) {
 }
 
 int zvsi_api_isTs(const uint8_t* buf, uint32_t len) {
-    for (const int size : kPacketSizes) {
+    for (const int size : zv::kPacketSizes) {
         if (zvsi_api_isTsByPktSize(buf, len, size)) return 1;
     }
     return 0;
 }
 
 int zvsi_api_getPktSize(const uint8_t* buf, uint32_t len) {
-    for (const int size : kPacketSizes) {
+    for (const int size : zv::kPacketSizes) {
         if (zvsi_api_isTsByPktSize(buf, len, size)) return size;
     }
     return zv::kTsPacketSize;
@@ -47,7 +43,7 @@ int zvsi_api_tsOffsetInBuf(const uint8_t* buf, int len) {
     // An offset fits when every start behind it does, so only the last starts of the buffer can
     // begin a run: one walk for each size and residue class, at most three reads a byte in all.
     int first = len;
-    for (const int size : kPacketSizes) {
+    for (const int size : zv::kPacketSizes) {
         for (int back = 1; back <= size && back <= len; ++back) {
             const int start = first_start_of_class(buf, len - back, size, len);
             if (start < first) first = start;

@@ -11,8 +11,13 @@ namespace zv {
 
 constexpr uint8_t kTsSyncByte = 0x47;
 constexpr int kTsPacketSize = 188;
+constexpr int kTimeCodedPacketSize = 192;  // 4 bytes of time code in front of each packet
+constexpr int kParityPacketSize = 204;     // 16 bytes of Reed-Solomon parity behind each packet
+// The sizes that a stream may have. Ties go to the first.
+inline constexpr int kPacketSizes[] = {kTsPacketSize, kTimeCodedPacketSize, kParityPacketSize};
 constexpr int kTsHeaderSize = 4;
 constexpr int kTsBodySize = kTsPacketSize - kTsHeaderSize;
+constexpr int kPidCount = 8192;
 constexpr uint16_t kPidPat = 0x0000;
 constexpr uint16_t kPidSdt = 0x0011;
 constexpr uint16_t kPidNull = 0x1FFF;
@@ -24,6 +29,10 @@ constexpr uint8_t kAfcReserved = 0;
 constexpr uint8_t kAfcPayloadOnly = 1;
 constexpr uint8_t kAfcAdaptationOnly = 2;
 constexpr uint8_t kAfcBoth = 3;
+
+// An adaptation field has a PCR when its flags say so and its length covers flags and PCR.
+constexpr uint8_t kPcrFlag = 0x10;
+constexpr int kMinAdaptationLengthWithPcr = 7;
 
 }  // namespace zv
 
@@ -120,27 +129,39 @@ inline uint16_t load_be16(const uint8_t* p) {
     return static_cast<uint16_t>((p[0] << 8) | p[1]);
 }
 
-// The fields of a packet in sync.
-inline ts_head decode_header(const uint8_t* pkt) {
-    const uint32_t word = load_be32(pkt);
-    return {
-        .sync_byte = kTsSyncByte,
-        .transport_error_indicator = static_cast<uint8_t>((word >> 23) & 1),
-        .payload_unit_start_indicator = static_cast<uint8_t>((word >> 22) & 1),
-        .transport_priority = static_cast<uint8_t>((word >> 21) & 1),
-        .pid = static_cast<uint16_t>((word >> 8) & 0x1FFF),
-        .transport_scrambling_control = static_cast<uint8_t>((word >> 6) & 3),
-        .adaptation_field_control = static_cast<uint8_t>((word >> 4) & 3),
-        .continuity_counter = static_cast<uint8_t>(word & 15),
-    };
-}
-
-// The low 12 or 13 bits of a big-endian 16-bit field: the standard's lengths and PIDs.
-inline uint16_t load_be12(const uint8_t* p) {
-    return load_be16(p) & 0x0FFF;
-}
+// The low 13 bits of a big-endian 16-bit field: a PID.
 inline uint16_t load_be13(const uint8_t* p) {
     return load_be16(p) & 0x1FFF;
+}
+
+// A packet's header as one big-endian word, for those who need only some of its fields.
+struct HeaderWord {
+    uint32_t word;
+
+    bool in_sync() const { return word >> 24 == kTsSyncByte; }
+    uint8_t payload_unit_start_indicator() const { return (word >> 22) & 1; }
+    uint16_t pid() const { return (word >> 8) & 0x1FFF; }
+    uint8_t adaptation_field_control() const { return (word >> 4) & 3; }
+    uint8_t continuity_counter() const { return word & 15; }
+
+    bool in_sync_with_payload_only() const {
+        return (word & 0xFF000030) == (uint32_t{kTsSyncByte} << 24 | kAfcPayloadOnly << 4);
+    }
+};
+
+// The fields of a packet in sync.
+inline ts_head decode_header(const uint8_t* pkt) {
+    const HeaderWord head = {load_be32(pkt)};
+    return {
+        .sync_byte = kTsSyncByte,
+        .transport_error_indicator = static_cast<uint8_t>((head.word >> 23) & 1),
+        .payload_unit_start_indicator = head.payload_unit_start_indicator(),
+        .transport_priority = static_cast<uint8_t>((head.word >> 21) & 1),
+        .pid = head.pid(),
+        .transport_scrambling_control = static_cast<uint8_t>((head.word >> 6) & 3),
+        .adaptation_field_control = head.adaptation_field_control(),
+        .continuity_counter = head.continuity_counter(),
+    };
 }
 
 }  // namespace zv

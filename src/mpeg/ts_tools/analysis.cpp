@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+// What a run and a report are made of.
 #include "mpeg/ts_tools/analysis.h"
 
 #include "bitStream/log.h"

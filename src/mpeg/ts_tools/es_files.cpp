@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+// Who owns a PID, what a stream's file is called, and when it is opened and named.
 #include "mpeg/ts_tools/es_files.h"
 
 #include <algorithm>
@@ -6,6 +7,7 @@
 #include <cstring>
 
 #include "bitStream/log.h"
+#include "mpeg/mpegts/program_view.h"
 
 namespace zv {
 namespace {
@@ -26,13 +28,12 @@ bool make_path(const char* directory, uint16_t program_number, uint16_t pid,
 
 void EsFiles::learn(const MPEGTSContext& context) {
     if (directory_ == nullptr) return;
-    const int programmes = std::min<int>(context.totalnum_program, kMaxPrograms);
-    for (int i = 0; i < programmes; ++i) {
-        const MPEGTSProgram& program = context.program[i];
-        if (has_programme_[i] || program.pmt_parsed != 1) continue;
-        has_programme_[i] = true;
-        for (int es = 0; es < std::clamp<int>(program.es_count, 0, kMaxStreams); ++es)
-            add(program.program_number, program.streams[es]);
+    for (const MPEGTSProgram& program : programs(context)) {
+        bool& is_known = has_programme_[&program - context.program];
+        if (is_known || program.pmt_parsed != 1) continue;
+        is_known = true;
+        for (const MPEGTSStream& stream : streams(program))
+            add(program.program_number, stream);
     }
 }
 

@@ -1,18 +1,11 @@
 // SPDX-License-Identifier: MIT
+// Where a run of packets begins and where it ends, judged by the sync bytes.
 #include "mpeg/ts_tools/packet_feed.h"
 
 #include <algorithm>
 #include <cstring>
 
-#include "mpeg/ts_packet/ts_packet.h"
-
 namespace zv {
-namespace {
-
-constexpr size_t kTimeCodeSize = 4;
-constexpr size_t kPacketSizeWithTimeCode = 192;
-
-}  // namespace
 
 void PacketFeed::append(std::span<const uint8_t> piece) {
     compact();
@@ -70,8 +63,10 @@ bool PacketFeed::lock() {
         break;
     }
     // The time code in front of the first packet is part of the format, not lost.
-    if (first_time && packet_size_ == kPacketSizeWithTimeCode)
-        counts_.skipped_bytes -= std::min<uint64_t>(counts_.skipped_bytes, kTimeCodeSize);
+    if (first_time && packet_size_ == kTimeCodedPacketSize) {
+        constexpr uint64_t kTimeCodeSize = kTimeCodedPacketSize - kTsPacketSize;
+        counts_.skipped_bytes -= std::min(counts_.skipped_bytes, kTimeCodeSize);
+    }
     locked_ = true;
     return true;
 }

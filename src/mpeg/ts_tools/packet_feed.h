@@ -8,10 +8,9 @@
 #include <cstdint>
 #include <span>
 
-namespace zv {
+#include "mpeg/ts_packet/ts_packet.h"
 
-// Plain, with a time code in front, with parity behind; ties go to the first.
-inline constexpr size_t kPacketSizes[] = {188, 192, 204};
+namespace zv {
 
 // Used as: append, next until it has nothing more, append, ... finish, next until nothing.
 class PacketFeed {
@@ -41,8 +40,7 @@ class PacketFeed {
     // A start counts when two more follow at the packet size's distance: a stray sync byte passes
     // once in 65536 times.
     static constexpr size_t kStartsToLock = 3;
-    static constexpr size_t kLargestPacket = 204;
-    static constexpr size_t kMaxCarry = kStartsToLock * kLargestPacket;
+    static constexpr size_t kMaxCarry = kStartsToLock * kParityPacketSize;
 
     enum class Verdict { kStart, kNoStart, kNeedsMore };
 

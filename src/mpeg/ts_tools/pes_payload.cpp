@@ -1,19 +1,18 @@
 // SPDX-License-Identifier: MIT
+// Packet after packet: is it to be taken, where is its payload, and is that header or body?
 #include "mpeg/ts_tools/pes_payload.h"
 
 #include <algorithm>
 #include <cstring>
 
-#include "mpeg/ts_packet/ts_packet.h"
-
 namespace zv {
 namespace {
 
+constexpr uint8_t kPaddingStream = 0xBE;  // holds nothing of the stream
+
 // stream_id of packets without the optional header (table 2-18 and its use in 2.4.3.6)
-constexpr uint8_t kProgramStreamMap = 0xBC;
-constexpr uint8_t kPaddingStream = 0xBE;
 constexpr uint8_t kPlainStreamIds[] = {
-    kProgramStreamMap,
+    0xBC,  // program_stream_map
     0xBF,  // private_stream_2
     0xF0,  // ECM
     0xF1,  // EMM
@@ -22,7 +21,7 @@ constexpr uint8_t kPlainStreamIds[] = {
     0xFF,  // program_stream_directory
 };
 
-bool has_optional_header(uint8_t stream_id) {
+bool has_optional_header(uint32_t stream_id) {
     return std::find(std::begin(kPlainStreamIds), std::end(kPlainStreamIds), stream_id) ==
            std::end(kPlainStreamIds);
 }
@@ -79,24 +78,24 @@ std::span<const uint8_t> PesPayload::read_head(std::span<const uint8_t> payload)
     while (!payload.empty() && state_ == State::kInHead) {
         head_[head_filled_++] = payload[0];
         payload = payload.subspan(1);
-        const bool is_plain = head_filled_ == kStartSize && !has_optional_header(head_[3]);
-        if (is_plain || head_filled_ == kHeadSize) enter_body();
+        const bool is_plain =
+            head_filled_ == kPesStartSize && !has_optional_header(pes_get_streamid(head_));
+        if (is_plain || head_filled_ == kPesFixedHeaderSize) enter_body();
     }
     return payload;
 }
 
 void PesPayload::enter_body() {
     state_ = State::kSkipping;
-    if (head_[0] != 0 || head_[1] != 0 || head_[2] != 1) return;
-    if (head_[3] < kProgramStreamMap || head_[3] == kPaddingStream) return;
+    if (!pes_validate(head_) || pes_get_streamid(head_) == kPaddingStream) return;
     uint32_t behind_length = 0;  // header bytes that PES_packet_length counts
     header_left_ = 0;
-    if (head_filled_ == kHeadSize) {
-        if ((head_[6] & 0xC0) != 0x80) return;
-        header_left_ = head_[8];
-        behind_length = kHeadSize - kStartSize + header_left_;
+    if (head_filled_ == kPesFixedHeaderSize) {
+        if (!pes_validate_header(head_)) return;
+        header_left_ = pes_get_headerlength(head_);
+        behind_length = kPesFixedHeaderSize - kPesStartSize + header_left_;
     }
-    const uint32_t packet_length = load_be16(head_ + 4);
+    const uint32_t packet_length = pes_get_length(head_);
     if (packet_length != 0 && packet_length < behind_length) return;
     is_bounded_ = packet_length != 0;
     body_left_ = packet_length - behind_length;

@@ -7,6 +7,9 @@
 #include <cstdint>
 #include <span>
 
+#include "mpeg/ts_packet/pes_header.h"
+#include "mpeg/ts_packet/ts_packet.h"
+
 namespace zv {
 
 class PesPayload {
@@ -17,10 +20,6 @@ class PesPayload {
     std::span<const uint8_t> take(const uint8_t* packet);
 
   private:
-    static constexpr size_t kStartSize = 6;  // start code, stream_id, PES_packet_length
-    static constexpr size_t kHeadSize = 9;   // with flags and PES_header_data_length
-    static constexpr size_t kBodySize = 184;
-
     enum class State : uint8_t { kSkipping, kInHead, kInBody };
 
     bool is_repeat(uint8_t continuity_counter, std::span<const uint8_t> payload);
@@ -32,10 +31,10 @@ class PesPayload {
     uint32_t header_left_ = 0;  // of the header's optional fields
     uint32_t body_left_ = 0;    // when bounded
     size_t head_filled_ = 0;
-    uint8_t head_[kHeadSize];
+    uint8_t head_[kPesFixedHeaderSize];
     size_t last_size_ = 0;  // of the payload before; 0 before the first
     uint8_t last_counter_ = 0;
-    uint8_t last_payload_[kBodySize];
+    uint8_t last_payload_[kTsBodySize];
 };
 
 }  // namespace zv

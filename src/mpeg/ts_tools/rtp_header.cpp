@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+// Where each part of the head lies, and that none runs out of the datagram.
 #include "mpeg/ts_tools/rtp_header.h"
 
 #include "mpeg/ts_packet/ts_packet.h"

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+// What becomes of a packet by its distance from the one to be delivered next.
 #include "mpeg/ts_tools/rtp_order.h"
 
 #include <algorithm>

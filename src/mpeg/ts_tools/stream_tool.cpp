@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+// The start and end of a tool's run, and the step that every run repeats.
 #include "mpeg/ts_tools/stream_tool.h"
 
 #include "bitStream/log.h"
@@ -7,7 +8,7 @@
 namespace zv {
 
 PlatformSession::PlatformSession(int log_level, const char* log_file) {
-    zvlog_api_init(log_level, "/var/log/tavrix", log_file, 0);
+    zvlog_api_init(log_level, kLogDirectory, log_file, 0);
     zvmem_api_init(0);
     zvptc_api_init();
     zvptc_api_register();

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+// Opening a source by its scheme, and telling an end from a failure.
 #include "mpeg/ts_tools/url_source.h"
 
 #include <cerrno>
