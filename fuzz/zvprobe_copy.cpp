@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 // The tool's commands that write files, over whole files: a command that fails leaves nothing, one
-// that succeeds leaves what it was asked for under its final name only, and a copy that flv-meta has
-// made is a sound file that it copies as it is.
+// that succeeds leaves what it was asked for under its final name only, and a copy that flv-meta
+// has made is a sound file that it copies as it is.
 #include <unistd.h>
 
 #include <filesystem>

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 // The tool's readers on whole files: the probe command over the mapped and over the streamed file.
-// Both must print the same, the JSON must be JSON, and no byte of the stream may reach a terminal as
-// a control character.
+// Both must print the same, the JSON must be JSON, and no byte of the stream may reach a terminal
+// as a control character.
 #include <fcntl.h>
 #include <sys/mman.h>
 #include <unistd.h>
@@ -62,8 +62,8 @@ std::string probe(zvprobe::ProbeOptions options, const std::string& source) {
     return out.text() + errors.text() + std::to_string(status);
 }
 
-// The source is named in what is printed, and a stream may spell that name itself: both runs get the
-// same name for it, wherever it stands.
+// The source is named in what is printed, and a stream may spell that name itself: both runs get
+// the same name for it, wherever it stands.
 std::string with_plain_path(std::string text, const std::string& path) {
     const std::string prefixed = "file:" + path;
     for (size_t at; (at = text.find(prefixed)) != std::string::npos;)
