@@ -12,7 +12,7 @@
 ZV_BEGIN_DECLS
 
 /* Rotation before it is set: bytes, old files to keep; and the most that can be kept. */
-#define ZVLOG_DEFAULT_MAX_BYTES (10u * 1024u * 1024u)
+#define ZVLOG_DEFAULT_MAX_BYTES (10u << 20)
 #define ZVLOG_DEFAULT_GENERATIONS 3u
 #define ZVLOG_MOST_GENERATIONS 99u
 

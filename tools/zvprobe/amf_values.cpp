@@ -61,7 +61,7 @@ class AmfReader {
         const auto length = static_cast<size_t>(be(length_bytes));
         if (rest_.size() < length) failed_ = true;
         if (failed_) return {};
-        const std::string out(rest_.begin(), rest_.begin() + static_cast<ptrdiff_t>(length));
+        std::string out(rest_.begin(), rest_.begin() + static_cast<ptrdiff_t>(length));
         rest_ = rest_.subspan(length);
         return out;
     }

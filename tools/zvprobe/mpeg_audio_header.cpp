@@ -64,9 +64,9 @@ std::optional<MpegAudioHeader> parse_mpeg_audio_header(std::span<const uint8_t> 
 }
 
 size_t MpegAudioHeader::frame_size() const {
-    constexpr uint32_t kLayer1Slot = 4;  // bytes
-    const uint32_t slot = layer == 1 ? kLayer1Slot : 1;
-    const uint32_t slots = samples() / 8 / slot * bitrate * 1000 / sample_rate;
+    constexpr size_t kLayer1Slot = 4;  // bytes
+    const size_t slot = layer == 1 ? kLayer1Slot : 1;
+    const size_t slots = samples() / 8 / slot * bitrate * 1000 / sample_rate;
     return (slots + (padding ? 1 : 0)) * slot;
 }
 

@@ -27,7 +27,7 @@ constexpr size_t kPendingSize = size_t{256} << 10;
 std::string follow_links(const std::string& path) {
     char* const real = realpath(path.c_str(), nullptr);
     if (real == nullptr) return path;  // there is no such file yet
-    const std::string out(real);
+    std::string out(real);
     std::free(real);
     return out;
 }

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <cmath>
 #include <cstdio>
 #include <string>
 
@@ -21,7 +22,7 @@ std::atomic<bool> line_stands = false;
 
 // -> "1:02:03", "2:03"
 std::string clock_text(double seconds) {
-    const auto whole = static_cast<unsigned long>(std::min(seconds, 359'999.0) + 0.5);
+    const auto whole = static_cast<unsigned long>(std::lround(std::min(seconds, 359'999.0)));
     char text[32];
     if (whole < 3600)
         std::snprintf(text, sizeof text, "%lu:%02lu", whole / 60, whole % 60);

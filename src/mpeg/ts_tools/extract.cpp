@@ -23,7 +23,7 @@ class Backlog {
 
   private:
     // 0.4 s of a full 80 Mbit/s multiplex; tables come every 0.1 s (ETSI TR 101 290).
-    static constexpr size_t kCapacity = 4 * 1024 * 1024;
+    static constexpr size_t kCapacity = size_t{4} * 1024 * 1024;
 
     size_t size_ = 0;
     uint8_t bytes_[kCapacity];

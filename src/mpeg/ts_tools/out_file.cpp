@@ -175,15 +175,13 @@ void OutFile::free_state() {
 
 bool is_writable_directory(const char* path) {
     struct stat status;
-    int error = 0;
-    if (stat(path, &status) != 0)
-        error = errno;
-    else if (!S_ISDIR(status.st_mode))
-        error = ENOTDIR;
-    else if (access(path, W_OK | X_OK) != 0)
-        error = errno;
-    if (error == 0) return true;
-    log_failure(path, error);
+    if (stat(path, &status) == 0) {
+        if (!S_ISDIR(status.st_mode))
+            errno = ENOTDIR;
+        else if (access(path, W_OK | X_OK) == 0)
+            return true;
+    }
+    log_failure(path, errno);
     return false;
 }
 
