@@ -31,11 +31,6 @@ class FlvMetaError : public std::runtime_error {
     ExitStatus status_;
 };
 
-void check_reading(const Source& source) {
-    if (!source.error().empty()) throw FlvMetaError(kExitCannotOpen, source.error());
-    if (interrupted()) throw FlvMetaError(kExitCannotOpen, "interrupted, nothing is written");
-}
-
 FlvReport walk(const std::string& in, const Session& session, FlvCopyList& list) {
     const auto source = open_source(in);
     if (!source->size()) throw FlvMetaError(kExitCannotOpen, "not a file, which is read twice");

@@ -37,11 +37,6 @@ RemapWish wish_of(const RemapOptions& options) {
     return wish;
 }
 
-void check_reading(const Source& source) {
-    if (!source.error().empty()) throw SourceError(source.error());
-    if (interrupted()) throw SourceError("interrupted, nothing is written");
-}
-
 class Remap {
   public:
     Remap(const RemapOptions& options, const Session& session)

@@ -3,8 +3,8 @@
 #include "copy_command.h"
 
 #include "exit_status.h"
+#include "interrupt.h"
 #include "out_file.h"
-#include "source.h"
 
 namespace zvprobe {
 
@@ -17,6 +17,11 @@ int run_copy(const CopyFiles& files, const std::function<int()>& work) {
         complain(files.out, std::string("cannot be written: ") + error.what());
     }
     return kExitCannotOpen;
+}
+
+void check_reading(const Source& source) {
+    if (!source.error().empty()) throw SourceError(source.error());
+    if (interrupted()) throw SourceError("interrupted, nothing is written");
 }
 
 }  // namespace zvprobe
