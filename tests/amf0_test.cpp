@@ -13,8 +13,7 @@
 
 namespace {
 
-using zvtest::Amf;
-using zvtest::Bytes;
+using namespace zvtest;
 
 // A script body, parsed where it ends at an unreadable page.
 struct Script {
@@ -23,7 +22,7 @@ struct Script {
     uint8_t consumed = 0;
 
     explicit Script(const Bytes& body) {
-        zvtest::GuardedBuffer block(body);
+        GuardedBuffer block(body);
         context->data_len = static_cast<uint32_t>(body.size());
         consumed = flv_innerapi_getpayload_script(context.get(), block.data(), 0);
     }
@@ -86,7 +85,7 @@ TEST(Amf0, ConsumesAnEndMarkerBehindAnArrayOnlyWhenItIsComplete) {
 
 TEST(Amf0, PassesOverOtherTypesByOneByteAndNamesTheUnknown) {
     auto table = std::make_unique<AMFTable>();
-    zvtest::LogRecorder log(4);
+    LogRecorder log(4);
     for (const uint8_t type : Bytes{4, 5, 6, 7, 9, 10, 11, 0x41}) {
         uint8_t end = 0;
         EXPECT_EQ(flv_innerapi_parsescript(&type, table.get(), 0, 1, &end), 1);
@@ -125,17 +124,6 @@ TEST(Amf0, CutsKeysAndTextsToTheirSlotsAndStoresNothingBeyondTheLastEntry) {
     EXPECT_EQ(s.number(255), 255);
 }
 
-TEST(Amf0, EveryCutOfABodyEndsWithinIt) {
-    const Amf array = Amf().ecma_array(2).number("duration", 12.5).long_string("name", "text");
-    const Amf object = Amf().object("y").object("z").string("zz", "zzz").end().end();
-    const Bytes body = Amf().string("onMetaData").raw(array).end().object().raw(object).end();
-    for (size_t size = 1; size <= body.size(); ++size) {
-        const Script s(Bytes(body.begin(), body.begin() + static_cast<ptrdiff_t>(size)));
-        EXPECT_GE(s.consumed, size);
-        EXPECT_LE(s.consumed, size + 10) << "a value cut short counts with its full size";
-    }
-}
-
 TEST(Amf0, SurvivesLengthsBeyondTheBody) {
     for (const uint64_t claimed : {100ull, 0x7FFFFFFFull, 0x80000000ull, 0xFFFFFFFBull}) {
         const Script s(Amf().object().long_string_of("s", claimed).raw({'a', 'b'}));
@@ -156,17 +144,11 @@ TEST(Amf0, AHugeCountEndsWithTheBody) {
     EXPECT_STREQ(negative.table.keys[0], "") << "as a signed number the count is below zero";
 }
 
-// Three bytes a level: without a limit each would take a stack frame.
-TEST(Amf0, AMillionNestedObjectsNeedNoStack) {
-    Amf body;
-    for (int i = 0; i < 1'000'000; ++i)
-        body.raw({3, 0, 0});
-    EXPECT_EQ(Script(body).table.count, 1u) << "the outermost object's own entry";
-}
-
 TEST(Amf0, EntersThirtyTwoLevelsAndNoMore) {
     for (const int depth : {31, 32, 33}) {
         Amf body;
+        for (int i = 0; i < 40; ++i)
+            body.object().end();  // side by side there may be any number
         for (int i = 1; i < depth; ++i)
             body.object().key("");
         const Script s(body.object().boolean("in", 7));

@@ -7,10 +7,7 @@
 namespace {
 
 using nlohmann::json;
-using zvtest::Amf;
-using zvtest::Bytes;
-using zvtest::media;
-using zvtest::read_file;
+using namespace zvtest;
 
 constexpr size_t kFirstTag = 13;
 constexpr size_t kSecondTag = kFirstTag + 308;  // of the sample files, behind onMetaData
@@ -33,12 +30,12 @@ size_t accounted(const json& report) {
     return sum;
 }
 
-class FlvAudioTest : public zvtest::ToolTest {
+class FlvAudioTest : public ToolTest {
   protected:
     // Through a pipe the same must come out.
     json probe(const std::string& path) const {
         const json seen = account(path);
-        const zvtest::Outcome piped = shell("cat '" + path + "' | zvprobe --json -");
+        const Outcome piped = shell("cat '" + path + "' | zvprobe --json -");
         const std::string format = seen.at("format");
         EXPECT_EQ(json::parse(piped.out)["sources"][0].value(format, json()), seen[format]);
         return seen[format];
@@ -77,9 +74,9 @@ TEST_F(Flv, HasScriptDataOfAnyDepthAndLength) {
     for (int i = 0; i < 100'000; ++i)
         bomb.object("x");
     const Bytes liar = Amf().string("liar").raw({10, 0xFF, 0xFF, 0xFF, 0xFF, 0, 1});
-    std::string tags = text_of(zvtest::video_tag({0x12, 0}).extension_byte(1));
+    std::string tags = text_of(video_tag({0x12, 0}).extension_byte(1));
     for (const Bytes& body : {nested, static_cast<const Bytes&>(bomb), liar})
-        tags += text_of(zvtest::script_tag(body));
+        tags += text_of(script_tag(body));
     const json flv = probe_bytes(flv_file(tags));
     EXPECT_EQ(flv["duration"], 16777.216);
     const json& cue = flv["script_data"][0]["values"][0];
@@ -129,11 +126,11 @@ TEST_F(Flv, GetsFreshMetaDataAndKeepsItsTags) {
 }
 
 TEST_F(Flv, IsRepairedByTheWay) {
-    const std::string other = text_of(zvtest::script_tag(Amf().string("onCue").object().end()));
-    const std::string sound = text_of(zvtest::audio_tag({0x2E, 1, 2}));
-    const std::string wrong = text_of(zvtest::audio_tag({0x2E, 3}).misstate_size_word_by(9));
+    const std::string other = text_of(script_tag(Amf().string("onCue").object().end()));
+    const std::string sound = text_of(audio_tag({0x2E, 1, 2}));
+    const std::string wrong = text_of(audio_tag({0x2E, 3}).misstate_size_word_by(9));
     file(flv_file(sound + other + wrong + sound + "stray bytes" + sound.substr(0, 15)));
-    const zvtest::Outcome outcome = shell("zvprobe flv-meta stream out && zvprobe --strict out");
+    const Outcome outcome = shell("zvprobe flv-meta stream out && zvprobe --strict out");
     EXPECT_EQ(outcome.status, 0) << outcome.err;
     std::string right = wrong;
     right.back() = 13;
@@ -145,7 +142,7 @@ TEST_F(Flv, IsRepairedByTheWay) {
 TEST_F(Flv, IsNotWrittenByHalves) {
     const std::string in = "'" + media("h264-aac.flv") + "' ";
     EXPECT_EQ(shell("ulimit -f 100; zvprobe flv-meta " + in + "out").status, 3);
-    const zvtest::Outcome outcome = shell("zvprobe flv-meta " + in + "no/out");
+    const Outcome outcome = shell("zvprobe flv-meta " + in + "no/out");
     EXPECT_EQ(outcome.status, 3);
     EXPECT_NE(outcome.err.find("no/out: cannot be written: No such file"), std::string::npos);
     EXPECT_EQ(shell("zvprobe flv-meta '" + media("single.ts") + "' out").status, 4);

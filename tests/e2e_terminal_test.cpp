@@ -2,6 +2,7 @@
 // The tool as a person at a terminal meets it: help, colours, columns, and what -v tells of damage.
 #include "support/flv_builder.h"
 #include "support/tool_run.h"
+#include "support/ts_builder.h"
 
 namespace {
 
@@ -116,38 +117,25 @@ TEST_F(Terminal, FindingsOfOtherFormatsNameTheByte) {
               "zvprobe: stream: byte 9829: the frame is cut off\n");
 }
 
-// CRC-32 of ISO/IEC 13818-1, annex A, bit by bit.
-uint32_t crc_of(const std::string& bytes) {
-    uint32_t crc = 0xFFFFFFFF;
-    for (const char c : bytes)
-        for (int bit = 7; bit >= 0; --bit)
-            crc = crc << 1 ^ ((crc >> 31 ^ (c >> bit & 1)) != 0 ? 0x04C11DB7u : 0);
-    return crc;
-}
-
-std::string event_section(size_t size) {
-    std::string section = {0x50, static_cast<char>(0xF0 | (size - 3) >> 8),
-                           static_cast<char>(size - 3)};
-    section.resize(size - 4, 'e');
-    const uint32_t crc = crc_of(section);
-    for (int shift = 24; shift >= 0; shift -= 8)
-        section += static_cast<char>(crc >> shift);
-    return section;
-}
-
 // Three sections behind each other: 1500 bytes in nine packets, the next two in the last of them.
 TEST_F(Terminal, SectionsAreFollowedOverPackets) {
-    const std::string sections = event_section(1500) + event_section(30) + event_section(900);
-    std::string packets;
+    Bytes sections;
+    for (const size_t size : {1500u, 30u, 900u})
+        append(sections, Section(0x50, Bytes(size - 7, 'e')));
+    TsStream stream;
     for (size_t at = 0; at < sections.size();) {
-        const bool starts = at == 0 || (at < 1500 && at + 184 > 1500);
-        std::string packet = {0x47, static_cast<char>(starts ? 0x40 : 0), 0x12,
-                              static_cast<char>(0x10 | (packets.size() / 188 & 15))};
-        if (starts) packet += static_cast<char>(at == 0 ? 0 : 1500 - at);
-        const std::string piece = sections.substr(at, 188 - packet.size());
-        at += piece.size();
-        packets += packet + piece + std::string(188 - packet.size() - piece.size(), '\xFF');
+        TsPacket packet(0x12);
+        Bytes payload;
+        if (at == 0 || (at < 1500 && at + 184 > 1500)) {
+            packet.start();
+            payload.push_back(static_cast<uint8_t>(at == 0 ? 0 : 1500 - at));
+        }
+        const size_t count = std::min(184 - payload.size(), sections.size() - at);
+        std::copy_n(&sections[at], count, std::back_inserter(payload));
+        stream.add(packet.payload(payload));
+        at += count;
     }
+    const std::string packets(stream.bytes().begin(), stream.bytes().end());
     const size_t whole = read_file(media("single.ts")).size();
     for (const auto& [damaged, section_at] :
          {std::pair(size_t{188 * 8 - 1}, 0u), {188 * 8 + 40, 188u * 8}, {188 * 9 + 90, 188u * 8}}) {

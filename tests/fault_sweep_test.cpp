@@ -9,14 +9,13 @@
 
 #include <csignal>
 #include <filesystem>
-#include <fstream>
-#include <functional>
-#include <map>
+#include <iterator>
 #include <string>
 
 #include "flv.h"
 #include "mpegts.h"
 #include "support/failing_memory.h"
+#include "support/folder.h"
 #include "support/log_recorder.h"
 #include "support/memory_source.h"
 #include "support/test_media.h"
@@ -26,45 +25,29 @@
 namespace {
 
 using namespace zvtest;
-namespace fs = std::filesystem;
 
-class Folder {
-  public:
-    Folder() {
-        std::string name = (fs::temp_directory_path() / "fault_sweep.XXXXXX").string();
-        path_ = mkdtemp(name.data());
-    }
-    ~Folder() { fs::remove_all(path_); }
+enum Tool { kExtract, kMonitor, kDemux };
 
-    std::string path() const { return path_; }
-    // Name to content, hidden and temporary files included.
-    std::map<std::string, std::string> files() const {
-        std::map<std::string, std::string> all;
-        for (const auto& entry : fs::directory_iterator(path_)) {
-            std::ifstream in(entry.path(), std::ios::binary);
-            all[entry.path().filename()] = {std::istreambuf_iterator<char>(in), {}};
-        }
-        return all;
-    }
+int run(Tool tool, const Folder& folder) {
+    if (tool == kExtract) return mpegts_api_tsExtract(3, "x", folder.path());
+    if (tool == kMonitor) return mpegts_api_tsMonitor(3, "x", 1);
+    return mpegts_api_rtpDemux(3, "x", (folder / "out.ts").c_str());
+}
 
-  private:
-    fs::path path_;
-};
+auto open_files() {
+    return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {});
+}
 
-struct Tool {
-    const char* name;
-    std::function<int(const std::string& folder)> run;
-};
-
-const Tool kTools[] = {
-    {"extract",
-     [](const std::string& folder) { return mpegts_api_tsExtract(3, "x", folder.c_str()); }},
-    {"monitor", [](const std::string&) { return mpegts_api_tsMonitor(3, "x", 1); }},
-    {"demux",
-     [](const std::string& folder) {
-         return mpegts_api_rtpDemux(3, "x", (folder + "/out.ts").c_str());
-     }},
-};
+// Nothing may stay open or allocated.
+int run_and_look(Tool tool, const Folder& folder, const MemorySource& source,
+                 const FailingMemory& memory) {
+    const auto open_before = open_files();
+    const int result = run(tool, folder);
+    EXPECT_EQ(open_files(), open_before);
+    EXPECT_EQ(source.open, 0);
+    EXPECT_EQ(memory.live, 0);
+    return result;
+}
 
 constexpr int kCannotOpen = -2, kCannotRead = -3, kCannotWrite = -4;
 
@@ -87,30 +70,28 @@ Bytes short_media() {
 TEST(ReadSweep, EveryToolTellsAFailureAndKeepsNoHalfFile) {
     LogRecorder log(3);
     MemorySource source(short_media());
-    for (const Tool& tool : kTools) {
+    for (const Tool tool : {kExtract, kMonitor, kDemux}) {
         const Folder whole;
         source.fail_read(-1, ReadFault::kNone);
-        ASSERT_EQ(tool.run(whole.path()), 0) << tool.name;
+        ASSERT_EQ(run(tool, whole), 0) << tool;
         for (const ReadFault fault :
              {ReadFault::kFails, ReadFault::kInterrupted, ReadFault::kEnds, ReadFault::kShort}) {
             for (int number = 0;; ++number) {
-                SCOPED_TRACE(tool.name + std::to_string(static_cast<int>(fault)) + "/" +
-                             std::to_string(number));
+                SCOPED_TRACE(std::to_string(tool) + "/" + std::to_string(static_cast<int>(fault)) +
+                             "/" + std::to_string(number));
                 const Folder folder;
                 const FailingMemory memory;
                 log.clear();
                 source.fail_read(number, fault);
-                const int result = tool.run(folder.path());
-                EXPECT_EQ(source.open_sources(), 0);
-                EXPECT_EQ(memory.live(), 0);
-                const bool is_complete = !source.has_failed() || fault == ReadFault::kShort;
+                const int result = run_and_look(tool, folder, source, memory);
+                const bool is_complete = !source.failed || fault == ReadFault::kShort;
                 const bool is_error = !is_complete && (number == 0 || fault == ReadFault::kFails);
                 EXPECT_EQ(result, is_error ? kCannotRead : 0);
                 EXPECT_EQ(log.count("url_read x failed"), is_error ? 1 : 0);
                 EXPECT_TRUE(!is_error || folder.files().empty());
                 EXPECT_TRUE(!is_complete || folder.files() == whole.files());
                 expect_beginnings(folder, whole);
-                if (!source.has_failed()) break;
+                if (!source.failed) break;
                 ASSERT_LT(number, 1000);
             }
         }
@@ -118,41 +99,32 @@ TEST(ReadSweep, EveryToolTellsAFailureAndKeepsNoHalfFile) {
 }
 
 // No file may grow beyond so many bytes: a write stops short, the next one fails.
-class SmallDisk {
-  public:
-    explicit SmallDisk(rlim_t size) {
-        signal(SIGXFSZ, SIG_IGN);
-        getrlimit(RLIMIT_FSIZE, &before_);
-        const rlimit small = {size, before_.rlim_max};
-        setrlimit(RLIMIT_FSIZE, &small);
-    }
-    ~SmallDisk() { setrlimit(RLIMIT_FSIZE, &before_); }
-
-  private:
-    rlimit before_;
-};
-
-int run_on_small_disk(const Tool& tool, const Folder& folder, size_t size) {
-    const SmallDisk disk(size);
-    return tool.run(folder.path());
+void limit_files_to(rlim_t size) {
+    signal(SIGXFSZ, SIG_IGN);
+    rlimit limit = {};
+    getrlimit(RLIMIT_FSIZE, &limit);
+    limit.rlim_cur = size;
+    setrlimit(RLIMIT_FSIZE, &limit);
 }
 
-TEST(WriteSweep, AFullDiskLeavesNoFileWhicheverWriteItStops) {
+TEST(WriteSweep, AFullDiskLeavesTheFilesFromBeforeWhicheverWriteItStops) {
     const LogRecorder log(1);
     const MemorySource source(short_media());
-    for (const Tool& tool : {kTools[0], kTools[2]}) {
+    for (const Tool tool : {kExtract, kDemux}) {
         const Folder whole;
-        ASSERT_EQ(tool.run(whole.path()), 0);
+        ASSERT_EQ(run(tool, whole), 0);
         for (const auto& [name, bytes] : whole.files()) {
             for (const size_t size : {size_t{0}, bytes.size() / 2, bytes.size() - 1}) {
                 SCOPED_TRACE(name + "/" + std::to_string(size));
                 const Folder folder;
                 const FailingMemory memory;
-                EXPECT_EQ(run_on_small_disk(tool, folder, size), kCannotWrite);
-                EXPECT_TRUE(folder.files().empty());
-                EXPECT_EQ(memory.live(), 0);
-                EXPECT_EQ(source.open_sources(), 0);
-                EXPECT_EQ(tool.run(folder.path()), 0);
+                folder.put(name, "from before");
+                const auto before = folder.files();
+                limit_files_to(size);
+                EXPECT_EQ(run_and_look(tool, folder, source, memory), kCannotWrite);
+                limit_files_to(RLIM_INFINITY);
+                EXPECT_EQ(folder.files(), before);
+                EXPECT_EQ(run(tool, folder), 0);
                 EXPECT_TRUE(folder.files() == whole.files());
             }
         }
@@ -162,23 +134,21 @@ TEST(WriteSweep, AFullDiskLeavesNoFileWhicheverWriteItStops) {
 TEST(AllocationSweep, EveryToolTellsItAndGivesAllMemoryBack) {
     const LogRecorder log(3);
     const MemorySource source(short_media());
-    for (const Tool& tool : kTools) {
+    for (const Tool tool : {kExtract, kMonitor, kDemux}) {
         int failures = 0;
         for (;; ++failures) {
-            SCOPED_TRACE(tool.name + std::to_string(failures));
+            SCOPED_TRACE(std::to_string(tool) + "/" + std::to_string(failures));
             const Folder folder;
             const FailingMemory memory(failures);
-            const int result = tool.run(folder.path());
-            EXPECT_EQ(memory.live(), 0);
-            EXPECT_EQ(source.open_sources(), 0);
-            if (memory.allocations() <= failures) {
+            const int result = run_and_look(tool, folder, source, memory);
+            if (memory.allocations <= failures) {
                 EXPECT_EQ(result, 0);
                 break;
             }
             EXPECT_TRUE(result == kCannotOpen || result == kCannotWrite) << result;
             EXPECT_TRUE(folder.files().empty());
         }
-        EXPECT_GE(failures, 2) << tool.name;  // its own state and the analyser's context
+        EXPECT_GE(failures, 2) << tool;  // its own state and the analyser's context
     }
     EXPECT_GT(log.count("Malloc "), 0);
 }
@@ -195,16 +165,17 @@ TEST(Reads, ProbesTellWhichStepFailedAndCloseTheSource) {
         EXPECT_EQ(mpegts_api_getTsPos("x"), -3);
     }
     EXPECT_EQ(log.count("url_read x failed"), 9);
-    source.refuse_to_open(true);
+    const Folder folder;
+    source.refuses = true;
     EXPECT_EQ(mpegts_api_getTsPktSize("x", nullptr, 0, 0), 0);
     EXPECT_EQ(mpegts_api_getTsPos("x"), -2);
-    for (const Tool& tool : kTools)
-        EXPECT_EQ(tool.run("/"), kCannotOpen);
-    source.refuse_to_open(false);
+    for (const Tool tool : {kExtract, kMonitor, kDemux})
+        EXPECT_EQ(run(tool, folder), kCannotOpen);
+    source.refuses = false;
     source.fail_read(0, ReadFault::kShort);  // a third of the head will do
     EXPECT_EQ(mpegts_api_getTsPktSize("x", nullptr, 0, 0), 204);
     EXPECT_EQ(mpegts_api_getTsPos("x"), 0);
-    EXPECT_EQ(source.open_sources(), 0);
+    EXPECT_EQ(source.open, 0);
 }
 
 MemorySource* flv_source;
@@ -214,7 +185,7 @@ int status_of_flv_test() {
     const pid_t child = fork();
     if (child == 0) {
         atexit([] {
-            if (flv_source->open_sources() != 0) _exit(99);
+            if (flv_source->open != 0) _exit(99);
         });
         flv_api_test(0, "x");
         _exit(1);

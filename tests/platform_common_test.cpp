@@ -107,27 +107,6 @@ TEST(Memory, DoesNotFreeAPointerThatIsNoBlock) {
     zvmem_api_free(&block);
 }
 
-TEST(Memory, CountsRightWhenThreadsAllocateAndFreeAtOnce) {
-    std::array<std::vector<void*>, 4> kept;
-    std::vector<std::thread> threads;
-    for (auto& mine : kept) {
-        threads.emplace_back([&mine] {
-            for (size_t i = 0; i < 2000; ++i) {
-                mine.push_back(allocate(i % 64, "thread"));
-                if (i % 2 == 1) zvmem_api_free(&mine[i / 2]);
-            }
-        });
-    }
-    for (std::thread& thread : threads)
-        thread.join();
-    EXPECT_EQ(zvmem_ext_live("thread").blocks, 4u * 1000);
-    for (auto& mine : kept) {
-        for (void*& block : mine)
-            zvmem_api_free(&block);
-    }
-    EXPECT_EQ(zvmem_ext_live("thread").bytes, 0u);
-}
-
 TEST(Time, CountsMicrosecondsForward) {
     const uint64_t before = zvtime_api_upUs();
     std::this_thread::sleep_for(std::chrono::milliseconds(5));

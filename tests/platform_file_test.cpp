@@ -3,36 +3,17 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 
-#include <filesystem>
-#include <fstream>
-#include <iterator>
-
+#include "support/folder.h"
 #include "support/protocol_source.h"
 
 namespace {
 
 using namespace zvtest;
 
-class ProtocolFile : public testing::Test {
-  protected:
-    ProtocolFile() : folder(testing::TempDir() + "zvprotocol." + std::to_string(getpid())) {
-        std::filesystem::create_directories(folder);
-    }
-    ~ProtocolFile() override { std::filesystem::remove_all(folder); }
-    std::string make(const std::string& name, const std::string& bytes) const {
-        std::ofstream(folder + "/" + name, std::ios::binary) << bytes;
-        return folder + "/" + name;
-    }
-    std::string contents(const std::string& path) const {
-        std::ifstream file(path, std::ios::binary);
-        return {std::istreambuf_iterator<char>(file), {}};
-    }
-    std::string folder;
-};
-
-TEST_F(ProtocolFile, GivesExactCountsThenTheEnd) {
-    const std::string path = make("a b", "0123456789");
-    for (const std::string& url : {path, "file:" + path, "file://" + folder + "/a%20b"}) {
+TEST(ProtocolFile, GivesExactCountsThenTheEnd) {
+    const Folder folder;
+    const std::string path = folder.put("a b", "0123456789");
+    for (const std::string& url : {path, "file:" + path, "file://" + folder / "a%20b"}) {
         Source source(url, ZVPTC_OPEN_READ);
         ASSERT_EQ(source.open(), 0) << url;
         EXPECT_EQ(source.open(), -EBUSY);
@@ -48,25 +29,27 @@ TEST_F(ProtocolFile, GivesExactCountsThenTheEnd) {
     }
 }
 
-TEST_F(ProtocolFile, NamesWhatIsWrong) {
-    EXPECT_EQ(openResult(folder), -EISDIR);
+TEST(ProtocolFile, NamesWhatIsWrong) {
+    const Folder folder;
+    EXPECT_EQ(openResult(folder.path()), -EISDIR);
     EXPECT_EQ(errno, EISDIR);
-    EXPECT_EQ(openResult(folder + "/none"), -ENOENT);
-    EXPECT_EQ(openResult(folder + "/none", ZVPTC_OPEN_WRITE), -ENOENT);
+    EXPECT_EQ(openResult(folder / "none"), -ENOENT);
+    EXPECT_EQ(openResult(folder / "none", ZVPTC_OPEN_WRITE), -ENOENT);
     ZvptcUrlContext context{};
     strcpy(context.url, "udp://127.0.0.1:9");
     EXPECT_EQ(zvptc_api_matchByPtcindex(0)->open(&context), -EINVAL) << "another protocol's";
 }
 
-TEST_F(ProtocolFile, IsCreatedAndEmptiedOnlyWhenAsked) {
-    const std::string path = folder + "/out";
+TEST(ProtocolFile, IsCreatedAndEmptiedOnlyWhenAsked) {
+    const Folder folder;
+    const std::string path = folder / "out";
     const auto writeOver = [&](uint32_t flags, const std::string& bytes) {
         Source source(path, ZVPTC_OPEN_WRITE | flags);
         EXPECT_EQ(source.open(), 0);
         EXPECT_EQ(source.write(bytes), static_cast<int>(bytes.size()));
         EXPECT_EQ(source.read(1), -EBADF);
         EXPECT_EQ(source.close(), 0);
-        return contents(path);
+        return folder.get("out");
     };
     EXPECT_EQ(writeOver(ZVPTC_OPEN_CREATE, "long text"), "long text");
     EXPECT_EQ(writeOver(0, "LONG"), "LONG text");
@@ -76,7 +59,7 @@ TEST_F(ProtocolFile, IsCreatedAndEmptiedOnlyWhenAsked) {
     EXPECT_EQ(full.write("x"), -ENOSPC);
 }
 
-TEST_F(ProtocolFile, StandardInputIsReadToTheEndAndLeftOpen) {
+TEST(ProtocolFile, StandardInputIsReadToTheEndAndLeftOpen) {
     int ends[2];
     ASSERT_EQ(pipe(ends), 0);
     const int saved = dup(STDIN_FILENO);
@@ -101,7 +84,7 @@ TEST_F(ProtocolFile, StandardInputIsReadToTheEndAndLeftOpen) {
     ::close(saved);
 }
 
-TEST_F(ProtocolFile, APipeWithoutReaderIsAnErrorNotADeath) {
+TEST(ProtocolFile, APipeWithoutReaderIsAnErrorNotADeath) {
     int ends[2];
     ASSERT_EQ(pipe(ends), 0);
     ::close(ends[0]);

@@ -101,10 +101,10 @@ TEST_F(Pat, IsReadOnceAndThenOnlyStamped) {
     EXPECT_EQ(ts->pid_pmt[1], 0x200);
     EXPECT_EQ(ts->program[1].program_number, 2);
     EXPECT_EQ(Bytes(ts->pat_pkt, ts->pat_pkt + 188), placed());
-    EXPECT_EQ(clock.readings(), 0);
+    EXPECT_EQ(clock.readings, 0);
     std::vector<uint64_t> periods;
     for (int i = 0; i < 3; ++i) {
-        clock.advance(40'000);
+        clock.now += 40'000;
         ts->is_update = 0;
         EXPECT_EQ(pat_filter(pat_packet({{7, 0x700}})), 1u);
         EXPECT_EQ(ts->is_update, 1);
@@ -141,9 +141,9 @@ TEST_F(Pat, StoresThirtyOfThirtyOneProgrammes) {
 TEST_F(Pat, WithAWrongCrcIsDumpedAndRefused) {
     EXPECT_EQ(pat_filter(TsPacket(0).section(pat({{1, 0x1000}}).break_crc())), 0u);
     EXPECT_EQ(log.text(1), "crc(0x2ab104b3)!=crc_calac(0x2ab104b2),maybe pes_payload is error");
-    ASSERT_EQ(log.hex_dumps().size(), 1u);
-    EXPECT_EQ(log.hex_dumps()[0].label, "PAT");
-    EXPECT_EQ(log.hex_dumps()[0].bytes, placed());
+    ASSERT_EQ(log.hex_dumps.size(), 1u);
+    EXPECT_EQ(log.hex_dumps[0].label, "PAT");
+    EXPECT_EQ(log.hex_dumps[0].bytes, placed());
     EXPECT_EQ(ts->has_pat, 0);
 }
 
@@ -154,7 +154,7 @@ TEST_F(Pat, LooksForTheSectionRightBehindThePointerField) {
     // ... so a section that really starts later is not found.
     EXPECT_EQ(pat_filter(TsPacket(0).section(pat({{1, 0x100}}), {2, 0xEE, 0xEF})), 0u);
     EXPECT_EQ(log.text(2), "Maybe It isnot a PAT pkt(0x2,0xee,0xef)");
-    EXPECT_EQ(log.hex_dumps().at(0).bytes.size(), 184u);
+    EXPECT_EQ(log.hex_dumps.at(0).bytes.size(), 184u);
     // Without a pointer field the CRC is looked for one byte too late.
     EXPECT_EQ(pat_filter(TsPacket(0).payload(pat({{1, 0x100}}))), 0u);
     EXPECT_EQ(log.count("crc("), 1);
@@ -192,24 +192,6 @@ TEST_F(Tables, WhoseCrcIsCutOffNeverMatchEvenWhenZeroWould) {
     EXPECT_EQ(log.count("crc(0)!=crc_calac(0)"), 5);
 }
 
-TEST_F(Tables, AreNotReadBeyondThePacketsEnd) {
-    know_programs(1);
-    ts->has_pat = 0;
-    for (int length = 175; length <= 183; ++length) {
-        pat_filter(TsPacket(0).start().adaptation(length).payload({0, 0, 0xB0, 0x0D, 0, 1}));
-        pat_filter(TsPacket(0).start().adaptation(length).payload({0, 0xB0, 0x00}));
-    }
-    ts->has_pat = 1;
-    for (int length = 170; length <= 183; ++length) {
-        pmt_filter(TsPacket(kPmtPid).start().adaptation(length).payload({0, 2, 0xB0, 0, 0, 1}));
-        sdt_filter(TsPacket(kSdtPid).start().adaptation(length).payload({0, 0x42, 0xF0, 9, 0, 1}));
-    }
-    pat_filter(TsPacket(0).start().adaptation(181).payload({5, 0}));  // its syntax bit is cut off
-    pat_filter(TsPacket(0).start().control(2));
-    EXPECT_EQ(ts->totalnum_program, 1);
-    EXPECT_EQ(ts->program[0].pmt_parsed, 0);
-}
-
 using Pmt = Tables;
 
 TEST_F(Pmt, KeepsTheFirstFourOfFiveStreams) {
@@ -238,7 +220,7 @@ TEST_F(Pmt, IsReadOnceAndThenOnlyStampedAndCounted) {
     know_programs(1);
     const Bytes first = pmt(1, 0x100, {{0x1B, 0x100}}), other = pmt(1, 0x200, {{2, 0x200}});
     for (const int cc : {3, 4, 9}) {
-        clock.advance(100'000);
+        clock.now += 100'000;
         EXPECT_EQ(pmt_filter(pmt_packet(cc == 3 ? first : other).cc(cc), ZV_TS_CHECK_CC), 1u);
     }
     pmt_filter(TsPacket(kPmtPid).cc(1).payload({1, 2, 3}), ZV_TS_CHECK_CC);  // no table head
@@ -317,31 +299,25 @@ Bytes sdt_of_length(int section_length) {
                 {2, 2, part(second / 2), part(second - second / 2)}});
 }
 
+// One that ends with its packet is complete before its CRC, in the next one, has been seen.
 TEST_F(Sdt, IsGatheredFromUpToFourPackets) {
-    const std::pair<int, std::vector<uint32_t>> cases[] = {
-        {180, {1}},       {185, {1, 1}},       {364, {1, 1}},
-        {369, {1, 1, 1}}, {553, {1, 1, 1, 1}}, {732, {1, 1, 1, 1}},
+    struct Case {
+        int length;
+        size_t packets;
+        int crc_warnings;
     };
-    for (const auto& [length, results] : cases) {
+    for (const auto& [length, packets, crc_warnings] :
+         {Case{180, 1, 0}, Case{181, 1, 1}, Case{184, 1, 1}, Case{185, 2, 0}, Case{364, 2, 0},
+          Case{365, 2, 1}, Case{368, 2, 1}, Case{369, 3, 0}, Case{553, 4, 0}, Case{732, 4, 0},
+          Case{733, 4, 1}, Case{736, 4, 1}}) {
+        SCOPED_TRACE(length);
         ts->sdt = {};
-        ts->totalnum_program = 2;
+        ts->totalnum_program = crc_warnings == 0 ? 2 : 3;
         log.clear();
-        EXPECT_EQ(gather_sdt(sdt_of_length(length)), results) << length;
-        EXPECT_EQ(ts->sdt.service_count, 2) << length;
-        EXPECT_EQ(ts->sdt.received, 0) << length;
-        EXPECT_EQ(log.count("!="), 0) << length;
-    }
-}
-
-TEST_F(Sdt, ThatEndsWithItsPacketCompletesBeforeItsCrcArrived) {
-    for (const int length : {181, 184, 365, 368, 733, 736}) {
-        ts->sdt = {};
-        ts->totalnum_program = 3;
-        log.clear();
-        const auto results = gather_sdt(sdt_of_length(length));
-        EXPECT_EQ(results.at(static_cast<size_t>((length - 1) / 184)), 1u);
-        EXPECT_EQ(log.bodies(2).size(), 1u) << length;
+        EXPECT_EQ(gather_sdt(sdt_of_length(length)).at(packets - 1), 1u);
+        EXPECT_EQ(log.bodies(2).size(), static_cast<size_t>(crc_warnings));
         EXPECT_EQ(ts->sdt.service_count, 2);
+        EXPECT_TRUE(ts->sdt.received == 0 || crc_warnings > 0);
     }
     ts->sdt = {};
     EXPECT_EQ(gather_sdt(sdt_of_length(800)), (std::vector<uint32_t>{1, 1, 1, 1, 0}));
@@ -373,7 +349,7 @@ TEST_F(Sdt, IsOnlyStampedOnceEveryProgrammeHasAService) {
     EXPECT_EQ(log.count("sdt_num =totalnum_program:1=1"), 1);
     EXPECT_STREQ(ts->sdt.services[0].service_name, "elsewhere");
     ts->is_update = 0;
-    clock.advance(500'000);
+    clock.now += 500'000;
     EXPECT_EQ(sdt_filter(TsPacket(kSdtPid).payload({1, 2, 3})), 1u);
     EXPECT_EQ(ts->period_sdt.period, 500'000u);
     EXPECT_EQ(ts->is_update, 0);

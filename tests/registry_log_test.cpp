@@ -17,7 +17,7 @@ using namespace zvtest;
 TEST(Log, WritesFileAndConsoleWithAndWithoutFunctionAndLine) {
     LogRecorder log;
     LOG(3, "MPEGTS", "n=%d", 5);
-    EXPECT_EQ(log.lines().back().raw, "2024-05-06 07:08:09.123[INFO][MPEGTS]n=5\r\n");
+    EXPECT_EQ(log.lines.back().raw, "2024-05-06 07:08:09.123[INFO][MPEGTS]n=5\r\n");
 
     flag_stdPrint = 1;
     testing::internal::CaptureStdout();
@@ -29,7 +29,7 @@ TEST(Log, WritesFileAndConsoleWithAndWithoutFunctionAndLine) {
               "\033[1;31m 2024-05-06 07:08:09.123[ERROR][FLV]no arguments\033[0m\r\n"
               "\033[1;33m 2024-05-06 07:08:09.123" +
                   here + "\033[0m\r\n");
-    EXPECT_EQ(log.lines().back().raw, "2024-05-06 07:08:09.123" + here + "\r\n");
+    EXPECT_EQ(log.lines.back().raw, "2024-05-06 07:08:09.123" + here + "\r\n");
 }
 
 TEST(Log, LevelAndTagFilterDecideBeforeArgumentsAreEvaluated) {
@@ -77,8 +77,8 @@ TEST_F(Registry, CopiesShortDescriptorsAndLinksFullOnesInPlace) {
     ffurl_register_resolver(&old, 2 * sizeof(char*));
     for (int i = 0; i < 2; ++i)
         ffurl_register_resolver(&full, sizeof full);
-    EXPECT_EQ(memory.last_tag(), "AVParser|");
-    EXPECT_EQ(memory.last_size(), sizeof(AVParser));
+    EXPECT_EQ(memory.last_tag, "AVParser|");
+    EXPECT_EQ(memory.last_size, sizeof(AVParser));
     const AVParser* copy = ffurl_match_resolver("old");
     ASSERT_TRUE(copy != nullptr && copy != &old);
     EXPECT_EQ(copy->init, nullptr);
@@ -106,12 +106,12 @@ TEST(Context, IsBornZeroedDiesOnceAndToleratesMissingMemory) {
     {
         const FailingMemory memory;
         parser.init(&slot, "cam", nullptr);
-        EXPECT_EQ(memory.last_tag(), "MPEGTSContxt|resolve-mpegts");
+        EXPECT_EQ(memory.last_tag, "MPEGTSContxt|resolve-mpegts");
         EXPECT_EQ(static_cast<MPEGTSContext*>(slot)->totalnum_program, 0);
         for (int i = 0; i < 2; ++i)
             parser.deinit(&slot);
         EXPECT_EQ(slot, nullptr);
-        EXPECT_EQ(memory.live(), 0);
+        EXPECT_EQ(memory.live, 0);
         EXPECT_EQ(log.text(), "");
     }
     const FailingMemory memory(0);

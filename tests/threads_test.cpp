@@ -3,10 +3,6 @@
 // that should not be.
 #include <gtest/gtest.h>
 
-#include <cstdio>
-#include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <memory>
 #include <string>
 #include <thread>
@@ -16,19 +12,18 @@
 #include "flv.h"
 #include "mp3.h"
 #include "mpegts.h"
+#include "support/folder.h"
+#include "support/test_media.h"
 #include "zvlog.h"
 
 namespace {
 
+using namespace zvtest;
+
 constexpr int kThreads = 8;
 
-std::vector<uint8_t> load(const char* name) {
-    std::ifstream file(std::string(ZV_TEST_MEDIA "/") + name, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), {}};
-}
-
 // Analyses a stream with every second packet of its middle missing, so that messages are written.
-std::string analyse(const std::vector<uint8_t>& stream, size_t datagram) {
+std::string analyse(const Bytes& stream, size_t datagram) {
     void* context = nullptr;
     ffurl_match_resolver("mpegts")->init(&context, "thread", nullptr);
     auto info = std::make_unique<StreamInfo>();
@@ -46,7 +41,7 @@ std::string analyse(const std::vector<uint8_t>& stream, size_t datagram) {
     return text.data();
 }
 
-std::string describe_others(const std::vector<uint8_t>& flv, const std::vector<uint8_t>& audio) {
+std::string describe_others(const Bytes& flv, const Bytes& audio) {
     FLVProbe probe = {};
     char text[4096] = "";
     flv_api_check(&probe, flv.data() + 13, static_cast<uint32_t>(flv.size() - 13));
@@ -58,10 +53,11 @@ std::string describe_others(const std::vector<uint8_t>& flv, const std::vector<u
 }
 
 TEST(Threads, EachWithItsOwnContextFindTheSame) {
-    const std::string directory = testing::TempDir() + "zv_threads";
-    ASSERT_EQ(zvlog_api_init(5, directory.c_str(), "threads.txt", 0), 0);
+    const Folder folder;
+    ASSERT_EQ(zvlog_api_init(5, folder.path(), "threads.txt", 0), 0);
     bitStream_register_parser();
-    const auto ts = load("single.ts"), flv = load("h264-aac.flv"), audio = load("mpeg1-layer2.mp2");
+    const Bytes ts = load_media("single.ts"), flv = load_media("h264-aac.flv");
+    const Bytes audio = load_media("mpeg1-layer2.mp2");
     const std::string expected = analyse(ts, 1316) + describe_others(flv, audio);
 
     std::vector<std::string> found(kThreads);
@@ -71,7 +67,6 @@ TEST(Threads, EachWithItsOwnContextFindTheSame) {
     for (std::thread& thread : threads)
         thread.join();
     zvlog_api_deinit();
-    std::filesystem::remove_all(directory);
 
     for (const std::string& mine : found)
         EXPECT_EQ(mine, expected);

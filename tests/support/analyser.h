@@ -2,8 +2,6 @@
 // One context of the analyser for the length of a test.
 #pragma once
 
-#include <memory>
-
 #include "mpeg/mpegts/context.h"
 #include "support/ts_builder.h"
 
@@ -28,10 +26,5 @@ class Analyser {
   private:
     MPEGTSContext* context_ = nullptr;
 };
-
-// The record is too large for some stacks.
-inline std::unique_ptr<StreamInfo> empty_info() {
-    return std::make_unique<StreamInfo>();
-}
 
 }  // namespace zvtest

@@ -3,50 +3,26 @@
 
 #include <cstdlib>
 #include <cstring>
+#include <utility>
 
 #include "zvcommon.h"
 
 namespace zvtest {
 namespace {
-
-struct Memory {
-    int fail_at = -1;
-    int allocations = 0;
-    int live = 0;
-    size_t last_size = 0;
-    std::string last_tag;
-};
-
-Memory& memory() {
-    static Memory it;
-    return it;
-}
-
+constexpr unsigned char kFreshByte = 0xA5;
+FailingMemory* living;
 }  // namespace
 
-FailingMemory::FailingMemory(int fail_at) {
-    memory() = Memory{};
-    memory().fail_at = fail_at;
+FailingMemory::FailingMemory(int number) : fail_at(number) {
+    living = this;
 }
 FailingMemory::~FailingMemory() {
-    memory() = Memory{};
-}
-int FailingMemory::allocations() const {
-    return memory().allocations;
-}
-int FailingMemory::live() const {
-    return memory().live;
-}
-size_t FailingMemory::last_size() const {
-    return memory().last_size;
-}
-const std::string& FailingMemory::last_tag() const {
-    return memory().last_tag;
+    living = nullptr;
 }
 
 }  // namespace zvtest
 
-using zvtest::memory;
+using zvtest::living;
 
 extern "C" {
 
@@ -56,19 +32,19 @@ int zvmem_api_init(int) {
 void zvmem_api_deinit(void) {}
 
 void* zvmem_api_malloc(size_t size, const char* tag, const char* sub_tag, const char*, int) {
-    memory().last_size = size;
-    memory().last_tag = std::string(tag ? tag : "") + "|" + (sub_tag ? sub_tag : "");
-    if (memory().allocations++ == memory().fail_at) return nullptr;
-    memory().live += 1;
+    if (living != nullptr) {
+        living->last_size = size;
+        living->last_tag = std::string(tag ? tag : "") + "|" + (sub_tag ? sub_tag : "");
+        if (living->allocations++ == living->fail_at) return nullptr;
+        living->live += 1;
+    }
     return memset(malloc(size), zvtest::kFreshByte, size);
 }
 
 void zvmem_api_free(void* slot) {
-    void** pointer = static_cast<void**>(slot);
-    if (*pointer == nullptr) return;
-    free(*pointer);
-    *pointer = nullptr;
-    memory().live -= 1;
+    void* const block = std::exchange(*static_cast<void**>(slot), nullptr);
+    if (block != nullptr && living != nullptr) living->live -= 1;
+    free(block);
 }
 
 }  // extern "C"

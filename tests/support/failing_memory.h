@@ -8,21 +8,19 @@
 
 namespace zvtest {
 
-inline constexpr unsigned char kFreshByte = 0xA5;
-
-// Rules from construction to destruction; only one lives at a time.
-class FailingMemory {
-  public:
+// Rules from construction to destruction; the latest one does.
+struct FailingMemory {
     // fail_at: the allocation, counted from 0, that finds no memory; negative: none does
     explicit FailingMemory(int fail_at = -1);
     ~FailingMemory();
     FailingMemory(const FailingMemory&) = delete;
     FailingMemory& operator=(const FailingMemory&) = delete;
 
-    int allocations() const;
-    int live() const;
-    size_t last_size() const;
-    const std::string& last_tag() const;  // "tag|sub-tag"
+    int fail_at;
+    int allocations = 0;
+    int live = 0;
+    size_t last_size = 0;
+    std::string last_tag;  // "tag|sub-tag"
 };
 
 }  // namespace zvtest

@@ -10,14 +10,11 @@
 
 namespace zvtest {
 
-// Every line carries this instead of the time of day.
-inline constexpr char kLogTime[] = "2024-05-06 07:08:09.123";
-
 struct LogLine {
-    unsigned level;
+    int level;
     std::string tag;
     std::string body;  // the message without prefix and line end
-    std::string raw;   // as it would have reached the file
+    std::string raw;   // as it would have reached the file; the time is 2024-05-06 07:08:09.123
 };
 
 struct HexDump {
@@ -36,18 +33,17 @@ class LogRecorder {
     LogRecorder& operator=(const LogRecorder&) = delete;
 
     void clear();
-    const std::vector<LogLine>& lines() const;
-    std::vector<std::string> bodies() const;
-    // The bodies of one level's lines.
-    std::vector<std::string> bodies(unsigned level) const;
-    // The bodies, '|' between them.
-    std::string text() const;
-    std::string text(unsigned level) const;
+    // The bodies of one level's lines, or of all.
+    std::vector<std::string> bodies(int level = -1) const;
+    // The same, '|' between them.
+    std::string text(int level = -1) const;
     // How many bodies contain the text.
     int count(std::string_view text) const;
-    const std::vector<HexDump>& hex_dumps() const;
+
+    std::vector<LogLine> lines;
+    std::vector<HexDump> hex_dumps;
     // The file names given to zvlog_api_init, as "dir/file"; an empty name for the console.
-    const std::vector<std::string>& opened() const;
+    std::vector<std::string> opened;
 };
 
 }  // namespace zvtest

@@ -1,9 +1,11 @@
 // SPDX-License-Identifier: MIT
-// Datagrams to and from a tool over the loopback interface.
+// Ports of the loopback interface, and datagrams to and from the tool over it.
 #pragma once
 
 #include <arpa/inet.h>
+#include <netinet/in.h>
 #include <poll.h>
+#include <sys/socket.h>
 #include <unistd.h>
 
 #include <chrono>
@@ -11,23 +13,33 @@
 #include <thread>
 #include <utility>
 
-#include "tool_run.h"
+#include "folder.h"
 
 namespace zvtest {
 
-inline sockaddr_in local_address(int port) {
+inline sockaddr_in loopback(int port) {
     return {AF_INET, htons(static_cast<uint16_t>(port)), {htonl(INADDR_LOOPBACK)}, {}};
 }
 
-// A socket of the loopback interface.
+// Binds to a free port of the loopback interface. -> the port
+inline int bind_loopback(int fd) {
+    sockaddr_in address = loopback(0);
+    socklen_t size = sizeof address;
+    bind(fd, reinterpret_cast<sockaddr*>(&address), size);
+    getsockname(fd, reinterpret_cast<sockaddr*>(&address), &size);
+    return ntohs(address.sin_port);
+}
+
+// A port that was free a moment ago.
+inline int free_port(int type) {
+    const int fd = socket(AF_INET, type, 0);
+    const int port = bind_loopback(fd);
+    close(fd);
+    return port;
+}
+
+// A socket for datagrams to and from the tool.
 struct Loopback {
-    Loopback() {
-        sockaddr_in address = local_address(0);
-        socklen_t length = sizeof address;
-        bind(fd, reinterpret_cast<sockaddr*>(&address), length);
-        getsockname(fd, reinterpret_cast<sockaddr*>(&address), &length);
-        port = ntohs(address.sin_port);
-    }
     ~Loopback() { close(fd); }
 
     // Leaves the port to the tool, sends there from now on.
@@ -39,7 +51,7 @@ struct Loopback {
             std::this_thread::sleep_for(std::chrono::milliseconds(10));
     }
     void send(const std::string& bytes) const {
-        const sockaddr_in to = local_address(port);
+        const sockaddr_in to = loopback(port);
         sendto(fd, bytes.data(), bytes.size(), 0, reinterpret_cast<const sockaddr*>(&to),
                sizeof to);
         std::this_thread::sleep_for(std::chrono::milliseconds(2));
@@ -54,7 +66,7 @@ struct Loopback {
     }
 
     int fd = socket(AF_INET, SOCK_DGRAM, 0);
-    int port;
+    int port = bind_loopback(fd);
 };
 
 // With a CSRC, a header extension and padding around the payload.

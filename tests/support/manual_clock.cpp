@@ -3,71 +3,45 @@
 
 #include <unistd.h>
 
+#include <utility>
+
 #include "zvcommon.h"
 
 namespace zvtest {
 namespace {
-
-struct Time {
-    uint64_t now = 0;
-    uint64_t per_reading = 0;
-    int readings = 0;
-    std::vector<uint64_t> sleeps;
-};
-
-Time& time_of_test() {
-    static Time it;
-    return it;
+ManualClock* living;
 }
 
-void sleep_for(uint64_t us) {
-    time_of_test().sleeps.push_back(us);
-    time_of_test().now += us;
-}
-
-}  // namespace
-
-ManualClock::ManualClock(uint64_t now_us) {
-    time_of_test().now = now_us;
+ManualClock::ManualClock(uint64_t now_us) : now(now_us) {
+    living = this;
 }
 ManualClock::~ManualClock() {
-    time_of_test() = Time{};
+    living = nullptr;
 }
-void ManualClock::advance(uint64_t us) {
-    time_of_test().now += us;
-}
-void ManualClock::advance_per_reading(uint64_t us) {
-    time_of_test().per_reading = us;
-}
-uint64_t ManualClock::now() const {
-    return time_of_test().now;
-}
-int ManualClock::readings() const {
-    return time_of_test().readings;
-}
-const std::vector<uint64_t>& ManualClock::sleeps() const {
-    return time_of_test().sleeps;
+void ManualClock::sleep(uint64_t us) {
+    sleeps.push_back(us);
+    now += us;
 }
 
 }  // namespace zvtest
 
+using zvtest::living;
+
 extern "C" {
 
 uint64_t zvtime_api_upUs(void) {
-    zvtest::Time& time = zvtest::time_of_test();
-    const uint64_t now = time.now;
-    time.now += time.per_reading;
-    time.readings += 1;
-    return now;
+    if (living == nullptr) return 0;
+    living->readings += 1;
+    return std::exchange(living->now, living->now + living->per_reading);
 }
 
 int usleep(useconds_t us) {
-    zvtest::sleep_for(us);
+    if (living != nullptr) living->sleep(us);
     return 0;
 }
 
 unsigned sleep(unsigned seconds) {
-    zvtest::sleep_for(uint64_t{seconds} * 1'000'000);
+    if (living != nullptr) living->sleep(uint64_t{seconds} * 1'000'000);
     return 0;
 }
 

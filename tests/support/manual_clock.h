@@ -9,20 +9,18 @@
 namespace zvtest {
 
 // Owns time from construction to destruction; only one lives at a time.
-class ManualClock {
-  public:
+struct ManualClock {
     explicit ManualClock(uint64_t now_us = 1'000'000);
     ~ManualClock();
     ManualClock(const ManualClock&) = delete;
     ManualClock& operator=(const ManualClock&) = delete;
 
-    void advance(uint64_t us);
-    // Every reading moves the clock on, so that two readings differ.
-    void advance_per_reading(uint64_t us);
-    uint64_t now() const;
-    int readings() const;
-    // Every sleep, in microseconds.
-    const std::vector<uint64_t>& sleeps() const;
+    void sleep(uint64_t us);
+
+    uint64_t now;
+    uint64_t per_reading = 0;  // what every reading adds, so that two readings differ
+    int readings = 0;
+    std::vector<uint64_t> sleeps;  // in microseconds
 };
 
 }  // namespace zvtest

@@ -4,100 +4,67 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <cstdio>
 #include <cstring>
+#include <utility>
 
 #include "zvprotocol.h"
 
 namespace zvtest {
 namespace {
 
-struct Source {
-    Bytes bytes;
-    int index = 0;
-    size_t at = 0;
-    int reads = 0;
-    int fail_at = -1;
-    ReadFault fault = ReadFault::kNone;
-    bool broken = false;
-    bool failed = false;
-    bool refuses = false;
-    int open = 0;
-};
+MemorySource* living;
 
-Source source;
-
-int open_source(ZvptcUrlContext*) {
-    if (source.refuses) return -EACCES;
-    source.open += 1;
-    source.at = 0;
-    source.broken = false;
-    return 0;
-}
-
-int fault_now(int& size) {
-    if (source.reads++ == source.fail_at) {
-        source.failed = true;
-        if (source.fault == ReadFault::kShort)
-            size = std::max(1, size / 3);
-        else
-            source.broken = true;
-    }
-    if (!source.broken || source.fault == ReadFault::kEnds) return 0;
-    return source.fault == ReadFault::kFails ? -EIO : -EINTR;
-}
-
-int read_source(ZvptcUrlContext*, uint8_t* buffer, int size) {
-    const int error = fault_now(size);
-    if (error < 0 || source.broken) return error;
-    const size_t count = std::min(static_cast<size_t>(size), source.bytes.size() - source.at);
-    std::copy_n(source.bytes.data() + source.at, count, buffer);
-    source.at += count;
-    return static_cast<int>(count);
-}
-
-int write_source(ZvptcUrlContext*, const uint8_t*, int) {
-    return -EBADF;
-}
-
-int close_source(ZvptcUrlContext*) {
-    source.open -= 1;
-    return 0;
-}
-
-const ZvptcHandler handler = {"file",       open_source,  read_source,
-                              write_source, close_source, ZVPTC_INDEX_FILE};
+const ZvptcHandler handler = {
+    "file",
+    [](ZvptcUrlContext*) { return living->start(); },
+    [](ZvptcUrlContext*, uint8_t* buffer, int size) { return living->read(buffer, size); },
+    [](ZvptcUrlContext*, const uint8_t*, int) { return -EBADF; },
+    [](ZvptcUrlContext*) { return living->open -= 1, 0; },
+    ZVPTC_INDEX_FILE};
 
 }  // namespace
 
-MemorySource::MemorySource(const Bytes& bytes, int index) {
-    source = Source{};
-    source.bytes = bytes;
-    source.index = index;
+MemorySource::MemorySource(Bytes content) : bytes_(std::move(content)) {
+    living = this;
 }
 MemorySource::~MemorySource() {
-    source = Source{};
+    living = nullptr;
 }
-void MemorySource::fail_read(int number, ReadFault fault) {
-    source.reads = 0;
-    source.fail_at = number;
-    source.fault = fault;
-    source.failed = false;
+
+void MemorySource::fail_read(int number, ReadFault what) {
+    reads_ = 0;
+    fail_at_ = number;
+    fault_ = what;
+    failed = false;
 }
-void MemorySource::refuse_to_open(bool refuse) {
-    source.refuses = refuse;
+
+int MemorySource::start() {
+    if (refuses) return -EACCES;
+    open += 1;
+    at_ = 0;
+    broken_ = false;
+    return 0;
 }
-bool MemorySource::has_failed() const {
-    return source.failed;
-}
-int MemorySource::open_sources() const {
-    return source.open;
+
+int MemorySource::read(uint8_t* buffer, int size) {
+    auto count = static_cast<size_t>(size);
+    if (reads_++ == fail_at_) {
+        failed = true;
+        broken_ = fault_ != ReadFault::kShort;
+        if (!broken_) count = std::max<size_t>(1, count / 3);
+    }
+    if (broken_) {
+        return fault_ == ReadFault::kFails ? -EIO : fault_ == ReadFault::kInterrupted ? -EINTR : 0;
+    }
+    count = std::min(count, bytes_.size() - at_);
+    std::copy_n(bytes_.data() + at_, count, buffer);
+    at_ += count;
+    return static_cast<int>(count);
 }
 
 }  // namespace zvtest
 
 using zvtest::handler;
-using zvtest::source;
 
 extern "C" {
 
@@ -115,10 +82,10 @@ const ZvptcHandler* zvptc_api_matchByPtcindex(int) {
     return &handler;
 }
 int zvptc_api_matchByUrlAndIndex(const char*, int index) {
-    return index == source.index;
+    return index == handler.ptc_index;
 }
 int zvptc_api_getPtcindex(const char*, int, uint8_t) {
-    return source.index;
+    return handler.ptc_index;
 }
 int zvptc_api_urlSplit_urlctt(ZvptcUrlContext* context) {
     strcpy(context->protocol, handler.name);

@@ -3,11 +3,7 @@
 // loopback interface, and a signal that comes while a call waits.
 #pragma once
 
-#include <arpa/inet.h>
-#include <netinet/in.h>
 #include <pthread.h>
-#include <sys/socket.h>
-#include <unistd.h>
 #include <zvprotocol.h>
 
 #include <algorithm>
@@ -19,6 +15,8 @@
 #include <string>
 #include <thread>
 #include <vector>
+
+#include "loopback.h"
 
 namespace zvtest {
 
@@ -81,27 +79,6 @@ inline Thread interruptSoon() {
     });
 }
 
-inline sockaddr_in loopback(int port) {
-    return {AF_INET, htons(static_cast<uint16_t>(port)), {htonl(INADDR_LOOPBACK)}, {}};
-}
-
-// Binds to a free port of the loopback interface. -> the port
-inline int bindLoopback(int fd) {
-    sockaddr_in address = loopback(0);
-    socklen_t size = sizeof address;
-    bind(fd, reinterpret_cast<sockaddr*>(&address), size);
-    getsockname(fd, reinterpret_cast<sockaddr*>(&address), &size);
-    return ntohs(address.sin_port);
-}
-
-// A port that was free a moment ago.
-inline int freePort(int type) {
-    const int fd = socket(AF_INET, type, 0);
-    const int port = bindLoopback(fd);
-    close(fd);
-    return port;
-}
-
 inline std::string local(const std::string& scheme, int port, const std::string& rest = "") {
     return scheme + "://127.0.0.1:" + std::to_string(port) + rest;
 }
@@ -110,7 +87,7 @@ inline std::string local(const std::string& scheme, int port, const std::string&
 class Server {
   public:
     explicit Server(std::function<void(int)> serve) {
-        port = bindLoopback(listener_);
+        port = bind_loopback(listener_);
         listen(listener_, 4);
         thread_ = std::thread([this, serve = std::move(serve)] {
             for (int fd; (fd = accept(listener_, nullptr, nullptr)) >= 0; ::close(fd))

@@ -1,19 +1,22 @@
 // SPDX-License-Identifier: MIT
-// The sample streams of tests/media, whole or damaged on purpose.
+// The sample streams of tests/media.
 #pragma once
 
 #include <cstdint>
+#include <stdexcept>
 #include <string>
 #include <vector>
+
+#include "support/folder.h"
 
 namespace zvtest {
 
 using Bytes = std::vector<uint8_t>;
 
-// The whole file; an exception ends the test when it cannot be read.
-Bytes load_media(const std::string& name);
-
-// Without `count` packets of 188 bytes from packet `first` on.
-Bytes drop_packets(Bytes stream, size_t first, size_t count);
+inline Bytes load_media(const std::string& name) {
+    const std::string bytes = read_file(ZV_TEST_MEDIA "/" + name);
+    if (bytes.empty()) throw std::runtime_error("cannot read " + name);
+    return {bytes.begin(), bytes.end()};
+}
 
 }  // namespace zvtest

@@ -6,11 +6,10 @@
 #include <sys/wait.h>
 
 #include <cstdio>
-#include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <nlohmann/json.hpp>
 #include <string>
+
+#include "folder.h"
 
 namespace zvtest {
 
@@ -20,23 +19,12 @@ struct Outcome {
     std::string err;
 };
 
-inline std::string read_file(const std::filesystem::path& path) {
-    std::ifstream in(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(in), {}};
-}
-
 inline std::string media(const std::string& name) {
     return std::string(ZV_TEST_MEDIA) + "/" + name;
 }
 
 class ToolTest : public testing::Test {
   protected:
-    void SetUp() override {
-        std::string pattern = testing::TempDir() + "zvprobeXXXXXX";
-        dir_ = mkdtemp(pattern.data());
-    }
-    void TearDown() override { std::filesystem::remove_all(dir_); }
-
     // Runs a shell command line in which "zvprobe" stands for the tool.
     Outcome shell(const std::string& line) const {
         const std::string command = "zvprobe() { '" ZV_PROBE_BINARY "' \"$@\"; }; cd '" +
@@ -53,8 +41,7 @@ class ToolTest : public testing::Test {
 
     // Writes a file in the directory; -> its name, "stream"
     std::string file(const std::string& bytes) const {
-        std::ofstream(dir_ / "stream", std::ios::binary) << bytes;
-        return "stream";
+        return folder_.put("stream", bytes), "stream";
     }
 
     // The tool's account of one source.
@@ -64,7 +51,8 @@ class ToolTest : public testing::Test {
         return nlohmann::json::parse(outcome.out).at("sources").at(0);
     }
 
-    std::filesystem::path dir_;
+    const Folder folder_;
+    const std::filesystem::path dir_ = folder_.path();
 };
 
 }  // namespace zvtest

@@ -91,7 +91,6 @@ class Section {
   public:
     Section(int table_id, Bytes body) : table_id_(table_id), body_(std::move(body)) {}
 
-    Section& overstate_length_by(int bytes) { return lie_ = bytes, *this; }
     Section& break_crc() { return crc_damage_ = 1, *this; }
     // Fills up to a section_length, so that the CRC of everything before it is 0.
     Section& with_zero_crc(size_t section_length) {
@@ -115,14 +114,13 @@ class Section {
     Bytes head() const {
         Bytes out{static_cast<uint8_t>(table_id_)};
         const int honest = static_cast<int>(body_.size()) + 4;
-        append16(out, 0xB000 | (((length_ != 0 ? length_ : honest) + lie_) & 0xFFF));
+        append16(out, 0xB000 | (length_ != 0 ? length_ : honest));
         append(out, body_);
         return out;
     }
 
     int table_id_;
     Bytes body_;
-    int lie_ = 0;
     int length_ = 0;
     uint32_t crc_damage_ = 0;
 };
@@ -137,8 +135,8 @@ inline Bytes table_head(int identifier) {
 
 using ProgramList = std::vector<std::pair<int, int>>;  // program_number, PMT PID
 
-inline Section pat(const ProgramList& programs, int transport_stream_id = 1) {
-    Bytes body = table_head(transport_stream_id);
+inline Section pat(const ProgramList& programs) {
+    Bytes body = table_head(1);
     for (const auto& [number, pid] : programs) {
         append16(body, number);
         append16(body, 0xE000 | pid);
@@ -152,12 +150,10 @@ struct PmtStream {
     int claimed_length = -1;  // of the descriptors; negative: the truth
 };
 
-inline Section pmt(int program_number, int pcr_pid, const std::vector<PmtStream>& streams,
-                   const Bytes& program_info = {}) {
+inline Section pmt(int program_number, int pcr_pid, const std::vector<PmtStream>& streams) {
     Bytes body = table_head(program_number);
     append16(body, 0xE000 | pcr_pid);
-    append16(body, 0xF000 | static_cast<int>(program_info.size()));
-    append(body, program_info);
+    append16(body, 0xF000);
     for (const PmtStream& stream : streams) {
         const int length = static_cast<int>(stream.descriptors.size());
         body.push_back(static_cast<uint8_t>(stream.type));
