@@ -7,8 +7,6 @@
 #include <unistd.h>
 
 #include <csignal>
-#include <filesystem>
-#include <fstream>
 #include <string>
 #include <thread>
 
@@ -16,7 +14,7 @@
 #include "exit_status.h"
 #include "flv.h"
 #include "interrupt.h"
-#include "support/tool_run.h"
+#include "support/folder.h"
 
 namespace {
 
@@ -25,14 +23,11 @@ using namespace zvprobe;
 // A pipe with a reader that sends the signal once the command has begun to write.
 class InterruptingPipe {
   public:
-    InterruptingPipe() : path_(testing::TempDir() + "pipe" + std::to_string(getpid())) {
+    explicit InterruptingPipe(const std::string& path) : path_(path) {
         EXPECT_EQ(mkfifo(path_.c_str(), 0600), 0);
         reader_ = std::thread([this] { read_all(); });
     }
-    ~InterruptingPipe() {
-        reader_.join();
-        std::filesystem::remove(path_);
-    }
+    ~InterruptingPipe() { reader_.join(); }
 
     const std::string& path() const { return path_; }
 
@@ -51,25 +46,15 @@ class InterruptingPipe {
     std::thread reader_;
 };
 
-const std::string kMedia = ZV_TEST_MEDIA "/";
-
-// More than the tool keeps before it writes: the tags of the sample twice.
-std::string make_long_flv() {
-    const std::string sample = zvtest::read_file(kMedia + "h264-aac.flv");
-    const std::string name = testing::TempDir() + "long" + std::to_string(getpid()) + ".flv";
-    std::ofstream(name, std::ios::binary)
-        << sample << sample.substr(ZV_FLV_FILE_HEADER_SIZE + ZV_FLV_PREVIOUS_TAG_SIZE);
-    return name;
-}
-
 TEST(Interrupt, EndsFlvMetaWithoutAFile) {
     catch_interrupts();
-    const std::string in = make_long_flv();
-    {
-        const InterruptingPipe out;
-        EXPECT_EQ(run_command(FlvMetaOptions{{in, out.path()}}, Session()), kExitCannotOpen);
-    }
-    std::filesystem::remove(in);
+    const zvtest::Folder folder;
+    // The tags of the sample twice: more than the tool keeps before it writes.
+    const std::string sample = zvtest::read_file(ZV_TEST_MEDIA "/h264-aac.flv");
+    const size_t first_tag = ZV_FLV_FILE_HEADER_SIZE + ZV_FLV_PREVIOUS_TAG_SIZE;
+    const std::string in = folder.put("long.flv", sample + sample.substr(first_tag));
+    const InterruptingPipe out(folder / "pipe");
+    EXPECT_EQ(run_command(FlvMetaOptions{{in, out.path()}}, Session()), kExitCannotOpen);
 }
 
 }  // namespace
