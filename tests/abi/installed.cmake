@@ -14,7 +14,8 @@ if(NOT ZV_SANITIZE AND NOT CMAKE_CROSSCOMPILING)
         PASS_REGULAR_EXPRESSION "pkg-config: got '${PROJECT_VERSION}' instead of '9.9.9'")
     # Both run the install rules of one build directory.
     set_tests_properties(abi_installed_package_serves_c_and_cpp_hosts
-        abi_installed_test_notices_a_wrong_version PROPERTIES RESOURCE_LOCK install TIMEOUT 300)
+        abi_installed_test_notices_a_wrong_version PROPERTIES RESOURCE_LOCK install TIMEOUT 300
+        ENVIRONMENT CMAKE_GENERATOR=${CMAKE_GENERATOR})
 endif()
 
 if(ZV_BUILD_TOOLS)
