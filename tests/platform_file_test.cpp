@@ -31,10 +31,10 @@ TEST(ProtocolFile, GivesExactCountsThenTheEnd) {
 
 TEST(ProtocolFile, NamesWhatIsWrong) {
     const Folder folder;
-    EXPECT_EQ(openResult(folder.path()), -EISDIR);
+    EXPECT_EQ(open_result(folder.path()), -EISDIR);
     EXPECT_EQ(errno, EISDIR);
-    EXPECT_EQ(openResult(folder / "none"), -ENOENT);
-    EXPECT_EQ(openResult(folder / "none", ZVPTC_OPEN_WRITE), -ENOENT);
+    EXPECT_EQ(open_result(folder / "none"), -ENOENT);
+    EXPECT_EQ(open_result(folder / "none", ZVPTC_OPEN_WRITE), -ENOENT);
     ZvptcUrlContext context{};
     strcpy(context.url, "udp://127.0.0.1:9");
     EXPECT_EQ(zvptc_api_matchByPtcindex(0)->open(&context), -EINVAL) << "another protocol's";
@@ -43,7 +43,7 @@ TEST(ProtocolFile, NamesWhatIsWrong) {
 TEST(ProtocolFile, IsCreatedAndEmptiedOnlyWhenAsked) {
     const Folder folder;
     const std::string path = folder / "out";
-    const auto writeOver = [&](uint32_t flags, const std::string& bytes) {
+    const auto write_over = [&](uint32_t flags, const std::string& bytes) {
         Source source(path, ZVPTC_OPEN_WRITE | flags);
         EXPECT_EQ(source.open(), 0);
         EXPECT_EQ(source.write(bytes), static_cast<int>(bytes.size()));
@@ -51,9 +51,9 @@ TEST(ProtocolFile, IsCreatedAndEmptiedOnlyWhenAsked) {
         EXPECT_EQ(source.close(), 0);
         return folder.get("out");
     };
-    EXPECT_EQ(writeOver(ZVPTC_OPEN_CREATE, "long text"), "long text");
-    EXPECT_EQ(writeOver(0, "LONG"), "LONG text");
-    EXPECT_EQ(writeOver(ZVPTC_OPEN_TRUNCATE, "x"), "x");
+    EXPECT_EQ(write_over(ZVPTC_OPEN_CREATE, "long text"), "long text");
+    EXPECT_EQ(write_over(0, "LONG"), "LONG text");
+    EXPECT_EQ(write_over(ZVPTC_OPEN_TRUNCATE, "x"), "x");
     Source full("/dev/full", ZVPTC_OPEN_WRITE);
     ASSERT_EQ(full.open(), 0);
     EXPECT_EQ(full.write("x"), -ENOSPC);

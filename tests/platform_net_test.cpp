@@ -62,7 +62,7 @@ TEST(ProtocolDatagram, ReachesTheGroupOnTheChosenInterfaceOnly) {
     EXPECT_EQ(first.text(100), "to all");
     EXPECT_EQ(second.text(100), "to all");
     EXPECT_EQ(stranger.read(100), -ETIMEDOUT) << "only the named sender counts";
-    EXPECT_EQ(openResult("udp://" + group + "?interface=none0"), -ENODEV);
+    EXPECT_EQ(open_result("udp://" + group + "?interface=none0"), -ENODEV);
 }
 
 TEST(ProtocolDatagram, RefusesWhatCannotWork) {
@@ -70,15 +70,15 @@ TEST(ProtocolDatagram, RefusesWhatCannotWork) {
          {"udp://", "udp:127.0.0.1:9", "udp://127.0.0.1", "udp://127.0.0.1:9?timeout=x",
           "udp://127.0.0.1:9?ttl=256", "udp://127.0.0.1:9?pkt_size=0",
           "udp://127.0.0.1:9?rcvbuf=", "tcp://:9", "tcp://127.0.0.1:9?listen=2"})
-        EXPECT_EQ(openResult(url), -EINVAL) << url;
-    EXPECT_EQ(openResult("udp://192.0.2.1:9"), -EADDRNOTAVAIL) << "not an address of ours";
-    EXPECT_EQ(openResult("udp://:9", ZVPTC_OPEN_WRITE), -EINVAL) << "nowhere to send to";
+        EXPECT_EQ(open_result(url), -EINVAL) << url;
+    EXPECT_EQ(open_result("udp://192.0.2.1:9"), -EADDRNOTAVAIL) << "not an address of ours";
+    EXPECT_EQ(open_result("udp://:9", ZVPTC_OPEN_WRITE), -EINVAL) << "nowhere to send to";
 }
 
 TEST(ProtocolDatagram, AnInterruptedReadEndsCleanly) {
     Source in(local("udp", free_port(SOCK_DGRAM)));
     ASSERT_EQ(in.open(), 0);
-    const Thread interrupter = interruptSoon();
+    const Thread interrupter = interrupt_soon();
     EXPECT_EQ(in.read(10), -EINTR);
     EXPECT_EQ(in.close(), 0);
 }
@@ -105,8 +105,8 @@ TEST(ProtocolTcp, FillsTheBufferAndCarriesBothWays) {
 
 TEST(ProtocolTcp, StopsAtTheTimeOutAndAtASignal) {
     const Server server([](int fd) {
-        sendAll(fd, "abc");
-        waitForHangUp(fd);
+        send_all(fd, "abc");
+        wait_for_hang_up(fd);
     });
     Source source(local("tcp", server.port, "?timeout=150"));
     ASSERT_EQ(source.open(), 0);
@@ -115,14 +115,15 @@ TEST(ProtocolTcp, StopsAtTheTimeOutAndAtASignal) {
     Source interrupted(local("tcp", server.port, "?timeout=1000"));
     source.close();
     ASSERT_EQ(interrupted.open(), 0);
-    const Thread interrupter = interruptSoon();
+    const Thread interrupter = interrupt_soon();
     EXPECT_EQ(interrupted.text(5), "abc");
     EXPECT_EQ(interrupted.read(5), -EINTR) << "not lost behind the bytes that came before";
 }
 
 TEST(ProtocolTcp, ReportsAPeerThatIsNotThereOrGone) {
-    EXPECT_EQ(openResult(local("tcp", free_port(SOCK_STREAM))), -ECONNREFUSED);
-    EXPECT_EQ(openResult(local("tcp", free_port(SOCK_STREAM), "?listen=1&timeout=50")), -ETIMEDOUT);
+    EXPECT_EQ(open_result(local("tcp", free_port(SOCK_STREAM))), -ECONNREFUSED);
+    EXPECT_EQ(open_result(local("tcp", free_port(SOCK_STREAM), "?listen=1&timeout=50")),
+              -ETIMEDOUT);
     const Server server([](int) {});
     Source source(local("tcp", server.port));
     ASSERT_EQ(source.open(), 0);
@@ -141,7 +142,7 @@ const std::string kBody = [] {
     return body;
 }();
 
-void serveHttp(int fd) {
+void serve_http(int fd) {
     std::string request(2048, '\0');
     request.resize(static_cast<size_t>(std::max<ssize_t>(recv(fd, request.data(), 2048, 0), 0)));
     const auto asks = [&](const char* page) {
@@ -149,28 +150,28 @@ void serveHttp(int fd) {
     };
     const std::string ok = "HTTP/1.1 200 OK\r\nConnection: close\r\nContent-Length: ";
     if (asks("/body?timeout=x"))
-        return sendAll(fd, ok + std::to_string(kBody.size()) + "\r\n\r\n" + kBody);
-    if (asks("/empty")) return sendAll(fd, ok + "0\r\n\r\n");
-    if (asks("/short")) return sendAll(fd, ok + "100\r\n\r\nabc");
+        return send_all(fd, ok + std::to_string(kBody.size()) + "\r\n\r\n" + kBody);
+    if (asks("/empty")) return send_all(fd, ok + "0\r\n\r\n");
+    if (asks("/short")) return send_all(fd, ok + "100\r\n\r\nabc");
     if (asks("/moved"))
-        return sendAll(fd, "HTTP/1.1 302 Found\r\nLocation: /empty\r\nContent-Length: 0\r\n\r\n");
+        return send_all(fd, "HTTP/1.1 302 Found\r\nLocation: /empty\r\nContent-Length: 0\r\n\r\n");
     if (asks("/away"))
-        return sendAll(fd, "HTTP/1.1 302 Found\r\nLocation: ftp://127.0.0.1:1/\r\n\r\n");
+        return send_all(fd, "HTTP/1.1 302 Found\r\nLocation: ftp://127.0.0.1:1/\r\n\r\n");
     if (asks("/stall")) {
-        sendAll(fd, ok + "100\r\n\r\nabc");
-        return waitForHangUp(fd);
+        send_all(fd, ok + "100\r\n\r\nabc");
+        return wait_for_hang_up(fd);
     }
-    sendAll(fd, "HTTP/1.1 404 Not Found\r\nContent-Length: 4\r\n\r\ngone");
+    send_all(fd, "HTTP/1.1 404 Not Found\r\nContent-Length: 4\r\n\r\ngone");
 }
 
 class ProtocolHttp : public testing::Test {
   protected:
     void SetUp() override {
         setenv("no_proxy", "*", 1);
-        if (openResult(local("http", server.port, "/empty")) == -ENOSYS)
+        if (open_result(local("http", server.port, "/empty")) == -ENOSYS)
             GTEST_SKIP() << "built without libcurl";
     }
-    Server server{serveHttp};
+    Server server{serve_http};
 };
 
 TEST_F(ProtocolHttp, StreamsABodyLargerThanItsBuffer) {
@@ -188,12 +189,12 @@ TEST_F(ProtocolHttp, StreamsABodyLargerThanItsBuffer) {
 }
 
 TEST_F(ProtocolHttp, TellsRefusalsFromEmptyPages) {
-    EXPECT_EQ(openResult(local("http", server.port, "/none")), -ENOENT);
-    EXPECT_EQ(openResult("http:///x"), -EINVAL);
-    EXPECT_EQ(openResult(local("http", server.port, "/away")), -EINVAL);
-    EXPECT_EQ(openResult(local("http", server.port, "/moved")), 0);
-    EXPECT_EQ(openResult(local("http", server.port, "/x"), ZVPTC_OPEN_WRITE), -EOPNOTSUPP);
-    EXPECT_EQ(openResult(local("http", free_port(SOCK_STREAM))), -ECONNREFUSED);
+    EXPECT_EQ(open_result(local("http", server.port, "/none")), -ENOENT);
+    EXPECT_EQ(open_result("http:///x"), -EINVAL);
+    EXPECT_EQ(open_result(local("http", server.port, "/away")), -EINVAL);
+    EXPECT_EQ(open_result(local("http", server.port, "/moved")), 0);
+    EXPECT_EQ(open_result(local("http", server.port, "/x"), ZVPTC_OPEN_WRITE), -EOPNOTSUPP);
+    EXPECT_EQ(open_result(local("http", free_port(SOCK_STREAM))), -ECONNREFUSED);
     Source empty(local("http", server.port, "/empty"));
     ASSERT_EQ(empty.open(), 0);
     EXPECT_EQ(empty.read(1), 0);
@@ -211,7 +212,7 @@ TEST_F(ProtocolHttp, ReportsABodyThatBreaksOffStallsOrIsInterrupted) {
     stalled.close();
     Source interrupted(local("http", server.port, "/stall"), 0, 5000);
     ASSERT_EQ(interrupted.open(), 0);
-    const Thread interrupter = interruptSoon();
+    const Thread interrupter = interrupt_soon();
     EXPECT_EQ(interrupted.text(9), "abc");
     EXPECT_EQ(interrupted.read(9), -EINTR);
 }

@@ -58,7 +58,7 @@ TEST(ProtocolUrl, IsRefusedWithABadHostOrPort) {
         ZvptcUrlInfo info{};
         EXPECT_EQ(zvptc_api_urlSplit_urlinfo(&info, url), -EINVAL) << url;
         EXPECT_STREQ(info.hostname, "") << url;
-        EXPECT_LT(openResult(url), 0) << url;
+        EXPECT_LT(open_result(url), 0) << url;
     }
 }
 

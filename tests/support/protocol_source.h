@@ -53,7 +53,7 @@ class Source {
     std::string bytes;
 };
 
-inline int openResult(const std::string& url, uint32_t flags = 0) {
+inline int open_result(const std::string& url, uint32_t flags = 0) {
     return Source(url, flags).open();
 }
 
@@ -69,7 +69,7 @@ class Thread {
 
 // Interrupts the calling thread once, in a while: with a wait of its own the caller can tell a
 // signal that is remembered from a second one.
-inline Thread interruptSoon() {
+inline Thread interrupt_soon() {
     struct sigaction action {};
     action.sa_handler = [](int) {};
     sigaction(SIGUSR1, &action, nullptr);
@@ -106,7 +106,7 @@ class Server {
     std::thread thread_;
 };
 
-inline void sendAll(int fd, const std::string& text) {
+inline void send_all(int fd, const std::string& text) {
     for (size_t done = 0; done < text.size();) {
         const ssize_t n = send(fd, text.data() + done, text.size() - done, MSG_NOSIGNAL);
         if (n <= 0) return;
@@ -115,7 +115,7 @@ inline void sendAll(int fd, const std::string& text) {
 }
 
 // Holds a connection open until the peer hangs up.
-inline void waitForHangUp(int fd) {
+inline void wait_for_hang_up(int fd) {
     for (char c; recv(fd, &c, 1, 0) > 0;) {
     }
 }
