@@ -11,6 +11,7 @@
 #include <string>
 
 #include "commands.h"
+#include "exit_status.h"
 #include "flv.h"
 #include "input.h"
 #include "packets.h"
@@ -18,10 +19,6 @@
 namespace {
 
 namespace fs = std::filesystem;
-
-constexpr int kUsage = 2;  // remap: other streams than were named
-constexpr int kCannotOpen = 3;
-constexpr int kUnknownFormat = 4;
 
 // Everything that is written lies here, until the process ends.
 class Folder {
@@ -78,12 +75,14 @@ bool convert(const Options& options) {
     fs::remove(options.out);
     const size_t before = folder().files();
     const int status = run(options);
-    fuzz::require(
-        status == 0 || status == kUsage || status == kCannotOpen || status == kUnknownFormat,
-        "the command succeeds or says why not");
-    fuzz::require(fs::exists(options.out) == (status == 0), "only what is complete has its name");
-    fuzz::require(folder().files() == before + (status == 0 ? 1 : 0), "nothing else is left");
-    return status == 0;
+    const bool done = status == zvprobe::kExitOk;
+    // A wrong use is what remap calls other streams than were named.
+    fuzz::require(done || status == zvprobe::kExitUsage || status == zvprobe::kExitCannotOpen ||
+                      status == zvprobe::kExitUnknownFormat,
+                  "the command succeeds or says why not");
+    fuzz::require(fs::exists(options.out) == done, "only what is complete has its name");
+    fuzz::require(folder().files() == before + (done ? 1 : 0), "nothing else is left");
+    return done;
 }
 
 // The first copy may still take its duration from the onMetaData that it replaces; what stands

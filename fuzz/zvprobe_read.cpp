@@ -12,6 +12,7 @@
 #include <string>
 
 #include "commands.h"
+#include "exit_status.h"
 #include "input.h"
 #include "packets.h"
 
@@ -58,7 +59,9 @@ std::string probe(zvprobe::ProbeOptions options, const std::string& source) {
     const Capture out(std::cout);
     const Capture errors(std::cerr);
     const int status = zvprobe::run_command(options, zvprobe::Session());
-    fuzz::require(status == 0 || status == 1 || status == 4, "a file in memory can be read");
+    fuzz::require(status == zvprobe::kExitOk || status == zvprobe::kExitFindings ||
+                      status == zvprobe::kExitUnknownFormat,
+                  "a file in memory can be read");
     return out.text() + errors.text() + std::to_string(status);
 }
 

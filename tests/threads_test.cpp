@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// One context a thread, all threads logging: run under ThreadSanitizer to see that nothing is shared
-// that should not be.
+// One context a thread, all threads logging: run under ThreadSanitizer to see that nothing is
+// shared that should not be.
 #include <gtest/gtest.h>
 
 #include <memory>

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// The command line: which command it names, with which options. No other file knows the library that
-// takes it apart but help.h, which decides how the help looks.
+// The command line: which command it names, with which options. No other file but help.h, which
+// decides how the help looks, knows the library that takes it apart.
 #pragma once
 
 #include <functional>

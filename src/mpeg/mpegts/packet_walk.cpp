@@ -14,7 +14,7 @@ PacketWalk::PacketWalk(MPEGTSContext& ctx, const uint8_t* buf, int len) : buf_(b
         ctx.pkt_size = mpegts_api_getTsPktSize3(buf, static_cast<uint32_t>(std::max(len, 0)));
     size_ = ctx.pkt_size;
     count_ = std::max(len, 0) / size_;
-    ahead_ = static_cast<uintptr_t>(kLookAhead * size_);
+    ahead_ = uintptr_t{kLookAhead} * static_cast<uintptr_t>(size_);
     const uint8_t* const end = at(std::min(count_, kLookAhead));
     for (const uint8_t* pkt = buf; pkt < end; pkt += size_)
         __builtin_prefetch(pkt);
