@@ -31,7 +31,9 @@ typedef struct AVParser {
      * len      in      bytes in buf
      * flags    in      option word, the bits ZV_TS_* of mpegts.h
      * -> "mpegts": -1 null argument or a packet without sync byte (packets before it count),
-     *    1 some packet carried a PCR once all tables were known, 0 otherwise */
+     *    1 some packet carried a PCR once all tables were known, 0 otherwise. With
+     *    ZV_TS_STOP_KNOWN and all tables known: 0, and buf, which may then be null, is not looked
+     *    at */
     int (*parse)(void* context, const uint8_t* buf, int len, uint32_t flags);
 
     /* Copies what has been found into the caller's record.

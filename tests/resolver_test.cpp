@@ -72,8 +72,22 @@ TEST(ParseLoop, ShowsNothingToTheStagesBeforeAllTablesAreKnown) {
     EXPECT_EQ(ts->btc_es, &ts->program[1].streams[1]);  // the first video stream
     const MPEGTSContext known = *ts.get();
     EXPECT_EQ(ts.parse(before, ZV_TS_STOP_KNOWN), 0);
-    EXPECT_EQ(mpegts_parse(ts.get(), nullptr, 188, ZV_TS_STOP_KNOWN), -1);
     EXPECT_EQ(memcmp(&known, ts.get(), sizeof known), 0);
+}
+
+TEST(ParseLoop, ToldToStopAsksForNoBufferOnceAllTablesAreKnown) {
+    LogRecorder log(1);
+    Analyser ts;
+    EXPECT_EQ(mpegts_parse(ts.get(), nullptr, 188, ZV_TS_STOP_KNOWN), -1);
+    ts.parse(one_programme());
+    log.clear();
+    const MPEGTSContext known = *ts.get();
+    EXPECT_EQ(mpegts_parse(ts.get(), nullptr, 188, ZV_TS_STOP_KNOWN), 0);
+    EXPECT_TRUE(log.lines.empty());
+    EXPECT_EQ(memcmp(&known, ts.get(), sizeof known), 0);
+    EXPECT_EQ(mpegts_parse(ts.get(), nullptr, 188, 0), -1);
+    EXPECT_EQ(mpegts_parse(nullptr, nullptr, 188, ZV_TS_STOP_KNOWN), -1);
+    EXPECT_EQ(log.text(), "dbuf is null|dbuf is null");
 }
 
 TEST(Continuity, AcceptsAPacketBehindThePcrAndFiltersByTag) {

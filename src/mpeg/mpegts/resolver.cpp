@@ -37,11 +37,12 @@ int8_t offer_to_stages(MPEGTSContext& ctx, const uint8_t* packet, uint8_t flags,
 }  // namespace
 
 int mpegts_parse(MPEGTSContext* ctx, const uint8_t* buf, int len, uint32_t flags) {
+    // Before the buffer is looked at: a host that wants the tables alone may then pass none.
+    if (ctx != nullptr && (flags & ZV_TS_STOP_KNOWN) && ctx->is_getAllInfo == 1) return 0;
     if (ctx == nullptr || buf == nullptr) {
         LOG(zv::kLogError, "MPEGTS", "dbuf is null");
         return -1;
     }
-    if ((flags & ZV_TS_STOP_KNOWN) && ctx->is_getAllInfo == 1) return 0;
 
     const zv::PacketWalk walk(*ctx, buf, len);
     const auto options = static_cast<uint8_t>(flags);
