@@ -3,6 +3,7 @@
 // PMT and SDT, of one packet and of several, through the resolver and through the helpers that run
 // a single table.
 #include <string>
+#include <vector>
 
 #include "analyser.h"
 #include "log_double.h"
@@ -71,6 +72,31 @@ void require_within_capacities(MPEGTSContext& ctx) {
                       "service texts are terminated");
 }
 
+// -> the PCR PID of the PMT in a packet, -1 when part of it would lie past the packet
+int pcr_pid_inside(const TablePacket& packet) {
+    const uint8_t* const body = packet.bytes + zv::kTsHeaderSize;
+    int start = zvsi_api_getAdaptationFieldLen((packet.bytes[3] >> 4) & 3, body);
+    if (start + 10 > zv::kTsBodySize) return -1;
+    if (body[start] != 0x02 || !(body[start + 1] & 0x80)) ++start;  // past a pointer_field
+    if (start + 10 > zv::kTsBodySize) return -1;
+    return (body[start + 8] & 0x1F) << 8 | body[start + 9];
+}
+
+std::vector<uint16_t> pcr_pids(const MPEGTSContext& ctx) {
+    std::vector<uint16_t> pids;
+    for (const MPEGTSProgram& program : ctx.program)
+        pids.push_back(program.pcr_pid);
+    return pids;
+}
+
+void require_whole_pcr_pids(const std::vector<uint16_t>& before, const MPEGTSContext& ctx,
+                            const TablePacket& packet) {
+    const std::vector<uint16_t> after = pcr_pids(ctx);
+    for (size_t i = 0; i < after.size(); ++i)
+        fuzz::require(after[i] == before[i] || after[i] == pcr_pid_inside(packet),
+                      "a PCR PID is read whole or not at all");
+}
+
 // The name of a context stands behind the bytes that are gathered for the SDT.
 void require_same_services(const MPEGTSContext& one, const MPEGTSContext& other) {
     fuzz::require(memcmp(&one.sdt, &other.sdt, sizeof one.sdt) == 0,
@@ -88,7 +114,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     for (int i = 0; i < 64 && !in.empty(); ++i) {
         const TablePacket packet = read_packet(in);
         if (i == 0) parse_alone(packet);
+        const auto pids_before = pcr_pids(*analyser.context());
         analyser.parse(packet.bytes, options);
+        require_whole_pcr_pids(pids_before, *analyser.context(), packet);
         other.parse(packet.bytes, options);
         require_within_capacities(*analyser.context());
         require_same_services(*analyser.context(), *other.context());

@@ -267,6 +267,38 @@ TEST_F(Pmt, RefusesInvalidPidsButKeepsWhatCameBefore) {
     EXPECT_EQ(pmt_filter(TsPacket(0x1234).section(pmt(1, 0x100, {{2, 0x100}}))), 0u);
 }
 
+// Number 0, not known yet, matches any; the high byte of 0x100 alone would match half a number.
+TEST_F(Pmt, WhoseHeadRunsPastThePacketNamesNoProgrammeAndNoPcr) {
+    know_programs(1);
+    MPEGTSProgram& program = ts->program[0];
+    const Bytes section = pmt(0x100, 0x123, {{2, 0x100}});
+    const auto offer = [&](int bytes_inside) {
+        return pmt_filter(TsPacket(kPmtPid).adaptation(182 - bytes_inside).section(section),
+                          ZV_TS_CHECK_CC);
+    };
+    for (const bool parsed : {false, true}) {
+        for (int bytes_inside = 2; bytes_inside <= 9; ++bytes_inside) {
+            SCOPED_TRACE(bytes_inside);
+            program = {};
+            program.pmt_pid = kPmtPid;
+            program.program_number = parsed ? 0x100 : 0;
+            program.pmt_parsed = parsed;
+            program.pcr_pid = 0x1FF;
+            ts->is_update = 0;
+            const MPEGTSProgram before = program;
+            const bool is_named = bytes_inside >= 5;
+            EXPECT_EQ(offer(bytes_inside), is_named && parsed);
+            EXPECT_EQ(ts->is_update, is_named && parsed);
+            EXPECT_EQ(program.cc_state.started, is_named);
+            EXPECT_EQ(program.pcr_pid, 0x1FF);
+            EXPECT_EQ(memcmp(&before, &program, sizeof before) == 0, !is_named);
+        }
+    }
+    program.pmt_parsed = 0;
+    EXPECT_EQ(offer(10), 0u);
+    EXPECT_EQ(program.pcr_pid, 0x123);  // all of it is inside
+}
+
 TEST_F(Pmt, WithoutStreamsIsAcceptedAndReadAgain) {
     know_programs(1);
     for (int i = 0; i < 2; ++i)

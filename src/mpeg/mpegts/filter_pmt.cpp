@@ -16,6 +16,10 @@
 
 namespace {
 
+// Offsets from table_id.
+constexpr int kProgramNumberAt = 3;
+constexpr int kPcrPidAt = 8;
+
 // One entry of the stream loop.
 struct StreamEntry {
     uint8_t stream_type;
@@ -63,6 +67,13 @@ void store_stream(MPEGTSProgram& program, const StreamEntry& entry, uint32_t kin
     if (entry.es_info_len != 0) memcpy(stream.es_info, entry.es_info, sizeof stream.es_info);
     mpegts_innerapi_getAVTypeString(entry.stream_type, stream.type_name);
     program.es_count = static_cast<int8_t>(program.es_count + 1);
+}
+
+// -> null also when the packet's end cuts the programme number off: half a number names nothing
+MPEGTSProgram* find_program(MPEGTSContext& ctx, const zv::PacketBody& body, int start) {
+    const int number_at = start + kProgramNumberAt;
+    if (!body.has(number_at, 2)) return nullptr;
+    return mpegts_innerapi_findPmt_byPid(&ctx, body.be16(number_at));
 }
 
 // What a PMT packet is parsed into, and from.
@@ -121,17 +132,20 @@ bool read_header(PmtPacket& pmt, int section_length) {
                "The psi hasnot pointer_filed in the first byte:I dont support,fix me ");
 
     MPEGTSProgram& program = pmt.program;
-    program.program_number = body.be16(pmt.start + 3);
+    program.program_number = body.be16(pmt.start + kProgramNumberAt);
     LOG_IF(DBG_PMT, zv::kLogDebug, "MPEGTS", "program:%d=%#x", program.program_number,
            program.program_number);
     LOG_IF(DBG_PMT, zv::kLogDebug, "MPEGTS", "section_len:%d", section_length);
     LOG_IF(DBG_PMT, zv::kLogDebug, "MPEGTS", "section_num:%d", body.u8(pmt.start + 6));
     LOG_IF(DBG_PMT, zv::kLogDebug, "MPEGTS", "section_lastsec:%d", body.u8(pmt.start + 7));
-    program.pcr_pid = body.be13(pmt.start + 8);
-    LOG_IF(DBG_PMT, zv::kLogDebug, "MPEGTS", "pid_pcr:%#x", program.pcr_pid);
-    if (!zvsi_api_isValidPid(program.pcr_pid)) {
-        LOG_IF(DBG_PMT, zv::kLogDebug, "MPEGTS", "unvalid pid_pcr %d,out of range(%d~%d)",
-               program.pcr_pid, zv::kPidFirstValid, zv::kPidLastValid);
+    // A PCR PID that the packet's end cuts off counts as 0, no valid one, and is not kept.
+    const bool has_pcr_pid = body.has(pmt.start + kPcrPidAt, 2);
+    const uint16_t pcr_pid = has_pcr_pid ? body.be13(pmt.start + kPcrPidAt) : uint16_t{0};
+    if (has_pcr_pid) program.pcr_pid = pcr_pid;
+    LOG_IF(DBG_PMT, zv::kLogDebug, "MPEGTS", "pid_pcr:%#x", pcr_pid);
+    if (!zvsi_api_isValidPid(pcr_pid)) {
+        LOG_IF(DBG_PMT, zv::kLogDebug, "MPEGTS", "unvalid pid_pcr %d,out of range(%d~%d)", pcr_pid,
+               zv::kPidFirstValid, zv::kPidLastValid);
         return false;
     }
     return true;
@@ -147,8 +161,9 @@ void rewrite(const PmtPacket& pmt, const zv::OnePacketSection& section, uint16_t
              uint16_t new_program_number) {
     uint8_t* body = pmt.pkt + zv::kTsHeaderSize;
     zvsi_api_tsHeaderRemap(new_pid, pmt.pkt);
-    body[pmt.start + 3] = static_cast<uint8_t>(new_program_number >> 8);
-    body[pmt.start + 4] = static_cast<uint8_t>(new_program_number);
+    uint8_t* number = body + pmt.start + kProgramNumberAt;
+    number[0] = static_cast<uint8_t>(new_program_number >> 8);
+    number[1] = static_cast<uint8_t>(new_program_number);
     store_be32(body + section.crc_at(), zv::section_crc(body, section).computed);
 }
 
@@ -181,8 +196,7 @@ uint32_t mpegts_innerapi_filterPmt(MPEGTSContext* ctx, uint8_t* pkt, uint8_t fla
     const uint8_t* body = pkt + zv::kTsHeaderSize;
     const int start = mpegts_innerapi_isTargstTable("PMT", ctx, body, zv::kTableIdPmt, 0);
     if (start < 0) return 0;
-    MPEGTSProgram* program =
-        mpegts_innerapi_findPmt_byPid(ctx, zv::PacketBody(body).be16(start + 3));
+    MPEGTSProgram* program = find_program(*ctx, zv::PacketBody(body), start);
     if (program == nullptr) return 0;
 
     zv::check_table_continuity(*ctx, program->cc_state, "PMT", flags);
