@@ -107,7 +107,8 @@ typedef struct FLVProbe {
     uint8_t hasvideo;       /* 1 once a video tag was seen */
     uint8_t hasaudio;       /* 1 once an audio tag was seen */
     uint8_t hasfilter;      /* for the writer only, set by the host */
-    uint32_t timestamp;     /* extension byte of the last tag's timestamp, sign-extended */
+    uint32_t timestamp;     /* extension byte of the last tag's timestamp, sign-extended; 0 after a
+                             * later piece of a tag */
     uint32_t taglen;        /* body bytes of the tag in progress */
     uint32_t taggot;        /* bytes of it received so far; 0: the next call starts a tag */
     uint32_t num_dataerror; /* unknown tag types in a row */
@@ -131,13 +132,16 @@ ZV_API extern int32_t FLVSOUNDFormat;
 
 /* Decides over successive calls whether bytes are a usable FLV stream, and what it carries.
  * At most one tag is looked at per call, and bytes behind the end of a tag are dropped, so pass
- * each tag with its trailing size word and no more. A tag may arrive in pieces: it is counted, but
- * adds nothing to the description.
+ * each tag with its trailing size word and no more. A tag may arrive in pieces: only the first is
+ * decoded, as far as it goes. Of a later piece (taggot not 0) the size alone matters: each but the
+ * last is counted in num_datacheck and sets timestamp to 0, one of size 0 too.
  * probe  in/out  progress, and the description found so far
  * data   in      the first call starts behind the 13 bytes of file header and first size word; a
  *                call with taggot 0 starts at a tag header, of which all 11 bytes should be
- *                there (missing ones read as 0). Borrowed for the call
- * size   in      bytes at data; with 0 (or null data) nothing is looked at and the result is 1
+ *                there (missing ones read as 0). May be null for a later piece, which is not read.
+ *                Borrowed for the call
+ * size   in      bytes at data; where a tag would start, 0 (or null data) changes nothing and the
+ *                result is 1
  * -> 1 go on, or decided: audio, video and a key frame were seen, or over 300 tags without video
  *      but with audio
  *    0 no stream to work with: an unknown tag type in this call, four of them in a row earlier,

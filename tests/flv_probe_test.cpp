@@ -101,6 +101,24 @@ TEST(FlvProbe, TakesATagInPieces) {
     EXPECT_EQ(probe.num_datacheck, 2u) << "the last piece is not looked at";
 }
 
+TEST(FlvProbe, CountsALaterPieceWithoutLookingAtItsBytes) {
+    FLVProbe probe{};
+    const Bytes tag = audio_tag(Bytes(100, 0)).extension_byte(0x80);
+    EXPECT_EQ(feed(probe, slice(tag, 0, 60)), 1);
+    EXPECT_EQ(feed(probe, {}), 1);
+    EXPECT_EQ(probe.taggot, 60u);
+    EXPECT_EQ(probe.timestamp, 0u);
+    EXPECT_EQ(probe.num_datacheck, 2u);
+    EXPECT_EQ(flv_api_check(&probe, nullptr, 54), 1);
+    EXPECT_EQ(probe.taggot, 114u);
+    EXPECT_EQ(probe.num_datacheck, 3u);
+    EXPECT_EQ(flv_api_check(&probe, nullptr, 1), 1);
+    EXPECT_EQ(probe.taggot + probe.taglen, 0u) << "the tag is complete";
+    EXPECT_EQ(flv_api_check(&probe, nullptr, 1), 1);
+    EXPECT_EQ(probe.taggot, 0u) << "and no tag begins without bytes";
+    EXPECT_EQ(probe.num_datacheck, 3u);
+}
+
 TEST(FlvProbe, DropsAPieceThatRunsOverTheEndOfItsTag) {
     FLVProbe probe{};
     EXPECT_EQ(feed(probe, slice(kAac, 0, 12)), 1);

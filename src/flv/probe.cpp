@@ -65,6 +65,13 @@ void note_video(FLVProbe* probe, const FLVVideoTag& tag) {
     probe->keyframe = 1;
 }
 
+// Counts a tag, or a piece of one.
+void count_piece(FLVProbe* probe, int8_t timestamp) {
+    probe->timestamp = static_cast<uint32_t>(int32_t{timestamp});
+    probe->num_dataerror = 0;
+    ++probe->num_datacheck;
+}
+
 // A body that is not decoded, because its size word is wrong, still counts as a tag of its type.
 void note_tag(FLVProbe* probe, const TagHeader& header, ByteReader body, bool decode) {
     switch (header.type) {
@@ -86,11 +93,9 @@ void note_tag(FLVProbe* probe, const TagHeader& header, ByteReader body, bool de
                 parse_script(body, header.data_len, nullptr);
             break;
         default:
-            break;  // a later piece of a tag
+            break;
     }
-    probe->timestamp = static_cast<uint32_t>(int32_t{header.timestamp});
-    probe->num_dataerror = 0;
-    ++probe->num_datacheck;
+    count_piece(probe, header.timestamp);
 }
 
 // Books a piece of a tag. -> false when the piece ended the tag, or ran over its end
@@ -112,22 +117,22 @@ int flv_api_check(FLVProbe* probe, const uint8_t* data, uint32_t size) {
     using namespace zv::flv;
     if (probe == nullptr || probe->num_dataerror > kMaxBadTags) return 0;
     if (is_decided(*probe)) return probe->hasaudio | probe->hasvideo;
+    if (probe->taggot != 0) {
+        // A later piece is counted and never read, so it may be empty; it has no timestamp.
+        if (tag_goes_on(probe, size)) count_piece(probe, 0);
+        return 1;
+    }
     if (data == nullptr || size == 0) return 1;
 
-    TagHeader header;
-    bool is_whole = false;
-    if (probe->taggot == 0) {
-        header = first_header(data, size);
-        if (!is_known_type(header.type)) {
-            ++probe->num_dataerror;
-            LOG(zv::kLogDebug, "FLV",
-                "no audio,video,scriptdata-flags_hasvideo,flags_hasaudio:%d,%d", probe->hasvideo,
-                probe->hasaudio);
-            return 0;
-        }
-        probe->taglen = header.data_len;
-        is_whole = header.data_len + kTagOverhead <= size;
+    const TagHeader header = first_header(data, size);
+    if (!is_known_type(header.type)) {
+        ++probe->num_dataerror;
+        LOG(zv::kLogDebug, "FLV", "no audio,video,scriptdata-flags_hasvideo,flags_hasaudio:%d,%d",
+            probe->hasvideo, probe->hasaudio);
+        return 0;
     }
+    probe->taglen = header.data_len;
+    const bool is_whole = header.data_len + kTagOverhead <= size;
     if (!is_whole && !tag_goes_on(probe, size)) return 1;
 
     const ByteReader body = body_of(data, size);
