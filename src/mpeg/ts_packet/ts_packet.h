@@ -1,40 +1,13 @@
 // SPDX-License-Identifier: MIT
-// The transport packet layer of ISO/IEC 13818-1: header, continuity, sync and packet size,
-// adaptation field and PCR. Pure functions over one packet; no context, no allocation.
+// The transport packet layer of ISO/IEC 13818-1 as the resolver and its tools use it: header,
+// continuity, sync and packet size, adaptation field and PCR. Functions over one packet; no context,
+// no allocation. The fields themselves are in packet_fields.h.
 #pragma once
 
 #include <cstdint>
 
+#include "mpeg/ts_packet/packet_fields.h"
 #include "mpegts.h"
-
-namespace zv {
-
-constexpr uint8_t kTsSyncByte = 0x47;
-constexpr int kTsPacketSize = 188;
-constexpr int kTimeCodedPacketSize = 192;  // 4 bytes of time code in front of each packet
-constexpr int kParityPacketSize = 204;     // 16 bytes of Reed-Solomon parity behind each packet
-// The sizes that a stream may have. Ties go to the first.
-inline constexpr int kPacketSizes[] = {kTsPacketSize, kTimeCodedPacketSize, kParityPacketSize};
-constexpr int kTsHeaderSize = 4;
-constexpr int kTsBodySize = kTsPacketSize - kTsHeaderSize;
-constexpr int kPidCount = 8192;
-constexpr uint16_t kPidPat = 0x0000;
-constexpr uint16_t kPidSdt = 0x0011;
-constexpr uint16_t kPidNull = 0x1FFF;
-constexpr uint16_t kPidFirstValid = 0x0010;
-constexpr uint16_t kPidLastValid = 0x1FFE;
-
-// adaptation_field_control
-constexpr uint8_t kAfcReserved = 0;
-constexpr uint8_t kAfcPayloadOnly = 1;
-constexpr uint8_t kAfcAdaptationOnly = 2;
-constexpr uint8_t kAfcBoth = 3;
-
-// An adaptation field has a PCR when its flags say so and its length covers flags and PCR.
-constexpr uint8_t kPcrFlag = 0x10;
-constexpr int kMinAdaptationLengthWithPcr = 7;
-
-}  // namespace zv
 
 extern "C" {
 
@@ -119,35 +92,6 @@ inline bool continuity_in_order(const CCState& st, uint8_t cc, uint8_t mode) {
     if (cc == ((st.last_cc + 1) & 15)) return true;
     return mode == 1 && cc == ((st.alt_cc + 1) & 15);
 }
-
-inline uint32_t load_be32(const uint8_t* p) {
-    return (static_cast<uint32_t>(p[0]) << 24) | (static_cast<uint32_t>(p[1]) << 16) |
-           (static_cast<uint32_t>(p[2]) << 8) | p[3];
-}
-
-inline uint16_t load_be16(const uint8_t* p) {
-    return static_cast<uint16_t>((p[0] << 8) | p[1]);
-}
-
-// The low 13 bits of a big-endian 16-bit field: a PID.
-inline uint16_t load_be13(const uint8_t* p) {
-    return load_be16(p) & 0x1FFF;
-}
-
-// A packet's header as one big-endian word, for those who need only some of its fields.
-struct HeaderWord {
-    uint32_t word;
-
-    bool in_sync() const { return word >> 24 == kTsSyncByte; }
-    uint8_t payload_unit_start_indicator() const { return (word >> 22) & 1; }
-    uint16_t pid() const { return (word >> 8) & 0x1FFF; }
-    uint8_t adaptation_field_control() const { return (word >> 4) & 3; }
-    uint8_t continuity_counter() const { return word & 15; }
-
-    bool in_sync_with_payload_only() const {
-        return (word & 0xFF000030) == (uint32_t{kTsSyncByte} << 24 | kAfcPayloadOnly << 4);
-    }
-};
 
 // The fields of a packet in sync.
 inline ts_head decode_header(const uint8_t* pkt) {

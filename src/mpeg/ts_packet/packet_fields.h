@@ -1,0 +1,82 @@
+// SPDX-License-Identifier: MIT
+// The fields of a transport packet (ISO/IEC 13818-1, 2.4.3): constants and readers that need no
+// context, log nothing and link nothing. Whoever reads packets starts here.
+#pragma once
+
+#include <cstdint>
+
+namespace zv {
+
+constexpr uint8_t kTsSyncByte = 0x47;
+constexpr int kTsPacketSize = 188;
+constexpr int kTimeCodedPacketSize = 192;  // 4 bytes of time code in front of each packet
+constexpr int kParityPacketSize = 204;     // 16 bytes of Reed-Solomon parity behind each packet
+// The sizes that a stream may have. Ties go to the first.
+inline constexpr int kPacketSizes[] = {kTsPacketSize, kTimeCodedPacketSize, kParityPacketSize};
+constexpr int kTsHeaderSize = 4;
+constexpr int kTsBodySize = kTsPacketSize - kTsHeaderSize;
+constexpr int kPidCount = 8192;
+constexpr uint16_t kPidPat = 0x0000;
+constexpr uint16_t kPidCat = 0x0001;
+constexpr uint16_t kPidNit = 0x0010;
+constexpr uint16_t kPidSdt = 0x0011;
+constexpr uint16_t kPidEit = 0x0012;
+constexpr uint16_t kPidRst = 0x0013;
+constexpr uint16_t kPidTdt = 0x0014;
+constexpr uint16_t kPidPsip = 0x1FFB;  // ATSC A/65
+constexpr uint16_t kPidNull = 0x1FFF;
+constexpr uint16_t kPidFirstValid = 0x0010;
+constexpr uint16_t kPidLastValid = 0x1FFE;
+
+// adaptation_field_control
+constexpr uint8_t kAfcReserved = 0;
+constexpr uint8_t kAfcPayloadOnly = 1;
+constexpr uint8_t kAfcAdaptationOnly = 2;
+constexpr uint8_t kAfcBoth = 3;
+
+// An adaptation field has a PCR when its flags say so and its length covers flags and PCR.
+constexpr uint8_t kPcrFlag = 0x10;
+constexpr int kMinAdaptationLengthWithPcr = 7;
+
+inline uint32_t load_be32(const uint8_t* p) {
+    return (static_cast<uint32_t>(p[0]) << 24) | (static_cast<uint32_t>(p[1]) << 16) |
+           (static_cast<uint32_t>(p[2]) << 8) | p[3];
+}
+
+inline uint16_t load_be16(const uint8_t* p) {
+    return static_cast<uint16_t>((p[0] << 8) | p[1]);
+}
+
+// The low 13 bits of a big-endian 16-bit field: a PID.
+inline uint16_t load_be13(const uint8_t* p) {
+    return load_be16(p) & 0x1FFF;
+}
+
+// A packet's header as one big-endian word, for those who need only some of its fields.
+struct HeaderWord {
+    uint32_t word;
+
+    bool in_sync() const { return word >> 24 == kTsSyncByte; }
+    uint8_t transport_error_indicator() const { return (word >> 23) & 1; }
+    uint8_t payload_unit_start_indicator() const { return (word >> 22) & 1; }
+    uint16_t pid() const { return (word >> 8) & 0x1FFF; }
+    uint8_t transport_scrambling_control() const { return (word >> 6) & 3; }
+    uint8_t adaptation_field_control() const { return (word >> 4) & 3; }
+    uint8_t continuity_counter() const { return word & 15; }
+
+    bool in_sync_with_payload_only() const {
+        return (word & 0xFF000030) == (uint32_t{kTsSyncByte} << 24 | kAfcPayloadOnly << 4);
+    }
+    // Nothing but payload that goes on: no error, no unit start, not scrambled, no adaptation field.
+    bool continues_payload() const { return (word & 0x00C000F0) == kAfcPayloadOnly << 4; }
+};
+
+// The PCR in 27 MHz ticks, from the six bytes of its field: a base of 33 bits in 90 kHz, six
+// reserved bits, an extension of 9 bits.
+inline uint64_t load_pcr(const uint8_t* field) {
+    const uint64_t base = (static_cast<uint64_t>(load_be32(field)) << 1) | (field[4] >> 7);
+    const uint64_t extension = load_be16(field + 4) & 0x1FF;
+    return base * 300 + extension;
+}
+
+}  // namespace zv
