@@ -22,13 +22,15 @@ target_link_libraries(zv_library_flags INTERFACE zv_build_flags)
 target_compile_options(zv_library_flags INTERFACE
     -fvisibility=hidden $<$<COMPILE_LANGUAGE:CXX>:-fvisibility-inlines-hidden>)
 
-# zv_object_library(name SOURCES a.cpp ... [DEPENDS lower ...])
-# One folder of the library proper. Headers are found by their path below include/ and src/.
+# zv_object_library(name [EXCEPTIONS] SOURCES a.cpp ... [DEPENDS lower ...])
+# One folder of a library. Headers are found by their path below include/ and src/.
 function(zv_object_library name)
-    cmake_parse_arguments(ARG "" "" "SOURCES;DEPENDS" ${ARGN})
+    cmake_parse_arguments(ARG "EXCEPTIONS" "" "SOURCES;DEPENDS" ${ARGN})
     add_library(${name} OBJECT ${ARG_SOURCES})
     set_target_properties(${name} PROPERTIES POSITION_INDEPENDENT_CODE ON)
-    target_compile_options(${name} PRIVATE -fno-exceptions -fno-rtti)
+    if(NOT ARG_EXCEPTIONS)
+        target_compile_options(${name} PRIVATE -fno-exceptions -fno-rtti)
+    endif()
     target_include_directories(${name} PUBLIC
         ${PROJECT_SOURCE_DIR}/include ${PROJECT_SOURCE_DIR}/platform/include
         ${PROJECT_SOURCE_DIR}/src)

@@ -1,0 +1,223 @@
+/* SPDX-License-Identifier: MIT
+ * The survey: everything that is in a transport stream (ISO/IEC 13818-1, ETSI EN 300 468), and what
+ * is wrong with it. Unlike the "mpegts" resolver it answers for any stream: every PID, sections of
+ * any length, tables that change, any number of programmes and streams.
+ *
+ * A host makes a survey, feeds it bytes cut as it likes, and asks for JSON or for plain records at
+ * any time. The result does not depend on the cuts. A survey uses less than 64 MiB whatever comes.
+ *
+ * Thread rule for every function here: one thread at a time for each survey. No function throws,
+ * locks, starts a thread or keeps global state. The library needs the standard library only. */
+#ifndef ZV_SURVEY_H
+#define ZV_SURVEY_H
+
+#include <stddef.h>
+#include <stdint.h>
+
+#include "zv_api.h"
+
+ZV_BEGIN_DECLS
+
+typedef struct ZvSurvey ZvSurvey;
+
+/* What stands for "not known" or "not measurable" in a record: of numbers that may be absent. Times
+ * and rates are NaN then, texts null. */
+#define ZV_SURVEY_NONE (-1)
+
+/* Most entries of lists that damage could make endless. What lies beyond is counted. */
+#define ZV_SURVEY_MAX_LISTED 1000   /* events, sync losses, CRC errors */
+#define ZV_SURVEY_MAX_TABLES 16384  /* tables: PID, table_id and extension */
+#define ZV_SURVEY_MAX_PROGRAMS 2048 /* programmes in force */
+
+/* Something that happened. Borrowed for the call. */
+typedef struct ZvSurveyEvent {
+    double time_s;         /* stream time, 0 at the first packet; NaN without a clock */
+    uint64_t offset;       /* of the packet's sync byte, in bytes from the start of the input */
+    int32_t pid;           /* 0..8191, or ZV_SURVEY_NONE */
+    const char* kind;      /* "pmt_changed", or an indicator's name such as "CRC_error" */
+    const char* indicator; /* ETSI TR 101 290: "1.4"; null when the event belongs to none */
+    const char* message;   /* one line for people, printable ASCII */
+} ZvSurveyEvent;
+
+/* How a survey works. Members that a host leaves 0 have their defaults. */
+typedef struct ZvSurveyOptions {
+    size_t size; /* sizeof(ZvSurveyOptions): later versions add members at the end */
+    void* arg;   /* handed to the callbacks */
+
+    /* Called for each event when it is found and its time is known, or known to stay unknown. It
+     * must not call the survey. */
+    void (*on_event)(void* arg, const ZvSurveyEvent* event);
+
+    /* Called for each run of whole packets in sync once the survey has looked at them, so that
+     * others work on the same packets. It may read the survey's records, but not feed it.
+     * packets      in  the first packet's sync byte; count * packet_size bytes, borrowed for the call
+     * packet_size  in  188, 192 or 204: from one sync byte to the next
+     * count        in  packets in the run, at least 1
+     * offset       in  of the first sync byte, in bytes from the start of the input */
+    void (*on_packets)(void* arg, const uint8_t* packets, size_t packet_size, size_t count,
+                       uint64_t offset);
+} ZvSurveyOptions;
+
+/* Takes a piece of JSON. -> 0 to go on, anything else to stop */
+typedef int (*ZvSurveyWrite)(void* arg, const char* text, size_t size);
+
+/* Begins a survey.
+ * options  in  copied; null for the defaults
+ * -> the survey, to be freed by zvsurvey_free; null when memory is short */
+ZV_API ZvSurvey* zvsurvey_new(const ZvSurveyOptions* options);
+
+/* Takes the next bytes of the stream, cut anywhere. Time is the stream's own.
+ * bytes  in  borrowed for the call; may be null when size is 0
+ * size   in  any number of bytes
+ * -> 0, also after bytes that are no transport stream; -1 when memory is short or an argument is
+ *    null: the survey then still answers for what came before, but takes nothing more */
+ZV_API int zvsurvey_feed(ZvSurvey* survey, const void* bytes, size_t size);
+
+/* Ends the stream: what waited for more bytes is settled. Feeding after it is refused (-1). */
+ZV_API void zvsurvey_finish(ZvSurvey* survey);
+
+/* Writes what is known as one JSON object, without a line end: the member "mpegts" of
+ * `zvprobe --json`, less "resolver". docs/JSON.md describes it. May be called at any time.
+ * write  in  takes the pieces, in order
+ * arg    in  handed to write
+ * -> 0; -1 when memory is short or an argument is null; otherwise what `write` returned to stop */
+ZV_API int zvsurvey_json(const ZvSurvey* survey, ZvSurveyWrite write, void* arg);
+
+/* Frees a survey; null is ignored. */
+ZV_API void zvsurvey_free(ZvSurvey* survey);
+
+/* ------------------------------------------------------------------------------------------------
+ * Records. Each function below fills as much of *out as `size` (sizeof *out at the caller) covers
+ * and as it knows. Pointers in a record are the survey's; they hold until the next call for the same
+ * survey, other than a record function of another kind.
+ * -> 1 filled; 0 no such entry, memory is short or an argument is null: *out is untouched then */
+
+typedef struct ZvSurveyTotals {
+    uint32_t packet_size; /* 188, 192 or 204; 0 while no packet was found */
+    uint64_t bytes;       /* taken so far */
+    uint64_t packets;     /* whole packets with a sync byte, null packets included */
+    uint64_t trailing_bytes;
+    uint64_t null_packets;
+    uint64_t transport_errors; /* packets with transport_error_indicator */
+    uint64_t first_sync_offset;
+    uint64_t skipped_bytes;
+    uint64_t byte_errors; /* places without a sync byte */
+    uint64_t sync_losses; /* two such places in a row */
+    uint64_t crc_errors;
+    uint64_t continuity_errors; /* of all PIDs */
+    uint64_t packets_lost;
+    int32_t transport_stream_id; /* of the PAT, or ZV_SURVEY_NONE */
+    int32_t network_id;          /* of the NIT of the actual network, or ZV_SURVEY_NONE */
+    const char* network_name;    /* UTF-8 */
+    const char* utc_first;       /* of TDT and TOT, such as "2026-11-21T12:00:00Z" */
+    const char* utc_last;
+    size_t programs; /* how many entries zvsurvey_program has; the same for the others */
+    size_t services;
+    size_t pids;
+    size_t tables;
+    uint64_t events;
+} ZvSurveyTotals;
+ZV_API int zvsurvey_totals(const ZvSurvey* survey, ZvSurveyTotals* out, size_t size);
+
+/* A programme of the PAT, by index in its order. */
+typedef struct ZvSurveyProgram {
+    uint16_t program_number;
+    uint16_t pmt_pid;
+    int32_t pmt_version;          /* ZV_SURVEY_NONE: no PMT yet */
+    int32_t pcr_pid;              /* ZV_SURVEY_NONE: no PMT yet, or the PMT names none */
+    const char* service_name;     /* UTF-8; null: not described */
+    const char* service_provider; /* UTF-8; null: not described */
+    int32_t service_type;         /* EN 300 468, service_descriptor, or ZV_SURVEY_NONE */
+    const char* service_type_name;
+    const uint8_t* descriptors; /* the PMT's, outside its streams */
+    size_t descriptors_size;
+    const uint16_t* ca_system_ids; /* ascending */
+    size_t ca_system_id_count;
+    uint8_t scrambled; /* 1: a packet of one of its streams was */
+    size_t streams;    /* entries of zvsurvey_stream */
+} ZvSurveyProgram;
+ZV_API int zvsurvey_program(const ZvSurvey* survey, size_t index, ZvSurveyProgram* out,
+                            size_t size);
+
+/* An elementary stream, by the index of its programme and its own, in the order of the PMT. */
+typedef struct ZvSurveyStream {
+    uint16_t pid;
+    uint8_t stream_type;
+    const char* codec;     /* "h264", "eac3", ...; null: unknown */
+    const char* kind;      /* "video", "audio", "subtitle" or "data" */
+    const char* languages; /* ISO 639 codes, such as "deu" or "eng,fra"; "" without any */
+    const uint8_t* descriptors;
+    size_t descriptors_size;
+} ZvSurveyStream;
+ZV_API int zvsurvey_stream(const ZvSurvey* survey, size_t program, size_t index,
+                           ZvSurveyStream* out, size_t size);
+
+/* A service that an SDT or a virtual channel table describes, by index, ascending by id. */
+typedef struct ZvSurveyService {
+    uint16_t service_id;  /* the program_number */
+    const char* name;     /* UTF-8 */
+    const char* provider; /* UTF-8; null in a virtual channel table */
+    uint8_t type;
+    const char* type_name;
+} ZvSurveyService;
+ZV_API int zvsurvey_service(const ZvSurvey* survey, size_t index, ZvSurveyService* out,
+                            size_t size);
+
+/* A PID that was seen, by index, ascending. */
+typedef struct ZvSurveyPid {
+    uint16_t pid;
+    const char* use;     /* "pat", "video", "unreferenced", ... */
+    int32_t stream_type; /* of the last PMT that lists it, or ZV_SURVEY_NONE */
+    const char* codec;   /* null: unknown, or no elementary stream */
+    uint64_t packets;    /* without those that have transport_error_indicator */
+    uint64_t scrambled_packets;
+    uint64_t transport_errors;
+    uint64_t unit_starts;
+    uint64_t random_access_points;
+    uint64_t crc_errors;
+    uint64_t continuity_errors;
+    uint64_t packets_lost;
+    uint64_t duplicates;
+    uint64_t signalled; /* packets with discontinuity_indicator */
+} ZvSurveyPid;
+ZV_API int zvsurvey_pid(const ZvSurvey* survey, size_t index, ZvSurveyPid* out, size_t size);
+
+/* The same by PID. -> 0 when it was not seen */
+ZV_API int zvsurvey_pid_by_number(const ZvSurvey* survey, uint16_t pid, ZvSurveyPid* out,
+                                  size_t size);
+
+/* A table, by index, ascending by PID, table_id and extension. */
+typedef struct ZvSurveyTable {
+    uint16_t pid;
+    uint8_t table_id;
+    const char* name;            /* "PAT", "EIT present/following", ...; null: private */
+    int32_t extension;           /* table_id_extension; ZV_SURVEY_NONE in short sections */
+    int32_t version;             /* of the latest section; ZV_SURVEY_NONE in short sections */
+    int32_t last_section_number; /* the same */
+    uint64_t sections;           /* without wrong CRCs */
+} ZvSurveyTable;
+ZV_API int zvsurvey_table(const ZvSurvey* survey, size_t index, ZvSurveyTable* out, size_t size);
+
+/* A section with a wrong CRC_32, by index; the first ZV_SURVEY_MAX_LISTED. */
+typedef struct ZvSurveyCrcError {
+    uint64_t offset; /* of the packet in which the section begins */
+    uint16_t pid;
+    uint8_t table_id;
+} ZvSurveyCrcError;
+ZV_API int zvsurvey_crc_error(const ZvSurvey* survey, size_t index, ZvSurveyCrcError* out,
+                              size_t size);
+
+/* A loss of sync, by index; the first ZV_SURVEY_MAX_LISTED. */
+typedef struct ZvSurveySyncLoss {
+    uint64_t offset;        /* where the sync byte was missing */
+    uint64_t skipped_bytes; /* up to the next packet */
+} ZvSurveySyncLoss;
+ZV_API int zvsurvey_sync_loss(const ZvSurvey* survey, size_t index, ZvSurveySyncLoss* out,
+                              size_t size);
+
+/* A listed event, by index; the first ZV_SURVEY_MAX_LISTED. */
+ZV_API int zvsurvey_event(const ZvSurvey* survey, size_t index, ZvSurveyEvent* out, size_t size);
+
+ZV_END_DECLS
+
+#endif

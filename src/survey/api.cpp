@@ -1,0 +1,339 @@
+// SPDX-License-Identifier: MIT
+// The C interface of zvsurvey.h: options in, records and JSON out. No exception leaves it: memory
+// that is short becomes a result.
+#include <cstring>
+#include <new>
+#include <optional>
+
+#include "survey/json.h"
+#include "survey/names.h"
+#include "survey/survey.h"
+#include "zvsurvey.h"
+
+using namespace zv::survey;
+
+namespace {
+
+ZvSurveyEvent to_record(const Event& event, const std::string& message) {
+    const EventName name = name_of(event.kind);
+    return {event.time_s, event.offset, event.pid, name.name, name.indicator, message.c_str()};
+}
+
+EventLog::Tell teller(const ZvSurveyOptions& options) {
+    if (!options.on_event) return {};
+    return [options](const Event& event) {
+        const std::string message = message_of(event);
+        const ZvSurveyEvent record = to_record(event, message);
+        options.on_event(options.arg, &record);
+    };
+}
+
+SeePackets packet_seer(const ZvSurveyOptions& options) {
+    if (!options.on_packets) return {};
+    return [options](const uint8_t* packets, size_t packet_size, size_t count, uint64_t offset) {
+        options.on_packets(options.arg, packets, packet_size, count, offset);
+    };
+}
+
+// As many members as the caller's version of the record has.
+template <typename Record>
+Record known_part(const Record* record, size_t size) {
+    Record whole = {};
+    if (record) std::memcpy(&whole, record, std::min(size, sizeof whole));
+    return whole;
+}
+
+template <typename Record>
+int fill(Record* out, size_t size, const Record& record) {
+    std::memcpy(static_cast<void*>(out), &record, std::min(size, sizeof record));
+    return 1;
+}
+
+const char* text_or_null(const std::optional<std::string>& text) {
+    return text ? text->c_str() : nullptr;
+}
+
+template <typename T>
+int32_t number_or_none(const std::optional<T>& number) {
+    return number ? static_cast<int32_t>(*number) : ZV_SURVEY_NONE;
+}
+
+// Calls work() -> int; an exception becomes `failed`.
+template <typename Work>
+int guarded(int failed, Work work) noexcept {
+    try {
+        return work();
+    } catch (...) {
+        return failed;
+    }
+}
+
+struct Stopped {
+    int result;
+};
+
+}  // namespace
+
+// The survey, and what its records borrow.
+struct ZvSurvey {
+    explicit ZvSurvey(const ZvSurveyOptions& options)
+        : survey(teller(options), packet_seer(options)) {}
+
+    // -> what the tables say now
+    const Description& description() const {
+        const uint64_t now = survey.model().generation();
+        if (!described || described_generation != now) {
+            described.emplace(survey.model());
+            described_generation = now;
+        }
+        return *described;
+    }
+
+    Survey survey;
+    bool ended = false;
+
+    mutable std::optional<Description> described;
+    mutable uint64_t described_generation = 0;
+    mutable std::optional<std::string> network_name;
+    mutable std::vector<uint16_t> ca_system_ids;
+    mutable std::string languages;
+    mutable std::string event_message;
+    mutable std::vector<uint16_t> seen_pids;
+    mutable std::vector<const std::pair<const TableKey, TableRecord>*> table_order;
+};
+
+ZvSurvey* zvsurvey_new(const ZvSurveyOptions* options) {
+    try {
+        return new ZvSurvey(known_part(options, options ? options->size : 0));
+    } catch (...) {
+        return nullptr;
+    }
+}
+
+int zvsurvey_feed(ZvSurvey* survey, const void* bytes, size_t size) {
+    if (!survey || survey->ended || (!bytes && size > 0)) return -1;
+    const int result = guarded(-1, [&] {
+        survey->survey.feed({static_cast<const uint8_t*>(bytes), size});
+        return 0;
+    });
+    survey->ended = result != 0;
+    return result;
+}
+
+void zvsurvey_finish(ZvSurvey* survey) {
+    if (!survey || survey->ended) return;
+    survey->ended = true;
+    guarded(-1, [&] {
+        survey->survey.finish();
+        return 0;
+    });
+}
+
+int zvsurvey_json(const ZvSurvey* survey, ZvSurveyWrite write, void* arg) {
+    if (!survey || !write) return -1;
+    try {
+        write_json(survey->survey, survey->description(), [&](std::string_view text) {
+            if (const int result = write(arg, text.data(), text.size())) throw Stopped{result};
+        });
+        return 0;
+    } catch (const Stopped& stopped) {
+        return stopped.result;
+    } catch (...) {
+        return -1;
+    }
+}
+
+void zvsurvey_free(ZvSurvey* survey) {
+    delete survey;
+}
+
+int zvsurvey_totals(const ZvSurvey* survey, ZvSurveyTotals* out, size_t size) {
+    if (!survey || !out) return 0;
+    return guarded(0, [&] {
+        const Survey& s = survey->survey;
+        const FramingCounts& framing = s.framing();
+        survey->network_name = s.model().network_name();
+        ZvSurveyTotals totals = {};
+        totals.packet_size = static_cast<uint32_t>(framing.packet_size);
+        totals.bytes = s.bytes();
+        totals.packets = framing.packets;
+        totals.trailing_bytes = framing.trailing_bytes;
+        totals.null_packets = s.null_packets();
+        totals.transport_errors = s.transport_errors();
+        totals.first_sync_offset = framing.first_sync_offset;
+        totals.skipped_bytes = framing.skipped_bytes;
+        totals.byte_errors = framing.byte_errors;
+        totals.sync_losses = framing.losses;
+        totals.crc_errors = s.crc_errors();
+        s.pids().for_each_seen([&](uint16_t, const PidRecord& record) {
+            totals.continuity_errors += record.detail->continuity.errors;
+            totals.packets_lost += record.detail->continuity.lost;
+            ++totals.pids;
+        });
+        totals.transport_stream_id = number_or_none(s.model().transport_stream_id());
+        totals.network_id = number_or_none(s.model().network_id());
+        totals.network_name = text_or_null(survey->network_name);
+        const bool has_utc = !s.model().utc_first().empty();
+        totals.utc_first = has_utc ? s.model().utc_first().c_str() : nullptr;
+        totals.utc_last = has_utc ? s.model().utc_last().c_str() : nullptr;
+        totals.programs = s.model().programs().size();
+        totals.services = survey->description().services.size();
+        totals.tables = s.tables().records().size();
+        totals.events = s.events().total();
+        return fill(out, size, totals);
+    });
+}
+
+int zvsurvey_program(const ZvSurvey* survey, size_t index, ZvSurveyProgram* out, size_t size) {
+    if (!survey || !out || index >= survey->survey.model().programs().size()) return 0;
+    return guarded(0, [&] {
+        const Program& program = survey->survey.model().programs()[index];
+        ZvSurveyProgram record = {};
+        record.program_number = program.number;
+        record.pmt_pid = program.pmt_pid;
+        record.pmt_version = ZV_SURVEY_NONE;
+        record.pcr_pid = number_or_none(program.pcr_pid());
+        record.service_type = ZV_SURVEY_NONE;
+        if (const Service* const service = survey->description().service(program.number)) {
+            record.service_name = service->name.c_str();
+            record.service_provider = text_or_null(service->provider);
+            record.service_type = service->type;
+            record.service_type_name = service->type_name;
+        }
+        if (program.has_pmt()) {
+            const PmtView pmt = program.view();
+            record.pmt_version = Section(program.pmt).version();
+            record.descriptors = pmt.descriptors().data();
+            record.descriptors_size = pmt.descriptors().size();
+            survey->ca_system_ids = ca_system_ids_of(pmt);
+            record.ca_system_ids = survey->ca_system_ids.data();
+            record.ca_system_id_count = survey->ca_system_ids.size();
+            record.scrambled = is_scrambled(program, survey->survey.pids());
+            pmt.for_each_stream([&](const PmtStream&) { ++record.streams; });
+        }
+        return fill(out, size, record);
+    });
+}
+
+int zvsurvey_stream(const ZvSurvey* survey, size_t program, size_t index, ZvSurveyStream* out,
+                    size_t size) {
+    if (!survey || !out || program >= survey->survey.model().programs().size()) return 0;
+    const Program& of = survey->survey.model().programs()[program];
+    if (!of.has_pmt()) return 0;
+    return guarded(0, [&] {
+        const PmtView pmt = of.view();
+        std::optional<PmtStream> wanted;
+        size_t at = 0;
+        pmt.for_each_stream([&](const PmtStream& stream) {
+            if (at++ == index) wanted = stream;
+        });
+        if (!wanted) return 0;
+        const DeclaredCodec declared = declared_codec_of(pmt, *wanted);
+        survey->languages.clear();
+        for (const std::string& language : languages_of(wanted->descriptors))
+            survey->languages += (survey->languages.empty() ? "" : ",") + language;
+        ZvSurveyStream record = {};
+        record.pid = wanted->pid;
+        record.stream_type = wanted->stream_type;
+        record.codec = codec_name(declared.codec);
+        record.kind = kind_name(declared.kind);
+        record.languages = survey->languages.c_str();
+        record.descriptors = wanted->descriptors.data();
+        record.descriptors_size = wanted->descriptors.size();
+        return fill(out, size, record);
+    });
+}
+
+int zvsurvey_service(const ZvSurvey* survey, size_t index, ZvSurveyService* out, size_t size) {
+    if (!survey || !out) return 0;
+    return guarded(0, [&] {
+        const std::vector<Service>& services = survey->description().services;
+        if (index >= services.size()) return 0;
+        const Service& service = services[index];
+        const ZvSurveyService record = {service.id, service.name.c_str(),
+                                        text_or_null(service.provider), service.type,
+                                        service.type_name};
+        return fill(out, size, record);
+    });
+}
+
+int zvsurvey_pid_by_number(const ZvSurvey* survey, uint16_t pid, ZvSurveyPid* out, size_t size) {
+    if (!survey || !out || pid >= zv::kPidCount || !survey->survey.pids().seen(pid)) return 0;
+    return guarded(0, [&] {
+        const PidRecord& record = survey->survey.pids()[pid];
+        const PidDetail& detail = *record.detail;
+        const PidNaming& naming = survey->description().naming[pid];
+        ZvSurveyPid filled = {};
+        filled.pid = pid;
+        filled.use = survey->description().naming.use(pid);
+        filled.stream_type = number_or_none(naming.stream_type);
+        filled.codec = naming.stream_type ? codec_name(naming.declared.codec) : nullptr;
+        filled.packets = record.packets;
+        filled.scrambled_packets = detail.scrambled_packets;
+        filled.transport_errors = detail.transport_errors;
+        filled.unit_starts = detail.unit_starts;
+        filled.random_access_points = detail.random_access_points;
+        filled.crc_errors = detail.crc_errors;
+        filled.continuity_errors = detail.continuity.errors;
+        filled.packets_lost = detail.continuity.lost;
+        filled.duplicates = detail.continuity.duplicates;
+        filled.signalled = detail.continuity.signalled;
+        return fill(out, size, filled);
+    });
+}
+
+int zvsurvey_pid(const ZvSurvey* survey, size_t index, ZvSurveyPid* out, size_t size) {
+    if (!survey) return 0;
+    const int found = guarded(-1, [&] {
+        int at = -1;
+        survey->survey.pids().for_each_seen([&](uint16_t pid, const PidRecord&) {
+            if (index-- == 0) at = pid;
+        });
+        return at;
+    });
+    return found < 0 ? 0 : zvsurvey_pid_by_number(survey, static_cast<uint16_t>(found), out, size);
+}
+
+int zvsurvey_table(const ZvSurvey* survey, size_t index, ZvSurveyTable* out, size_t size) {
+    if (!survey || !out) return 0;
+    return guarded(0, [&] {
+        const auto& records = survey->survey.tables().records();
+        auto& order = survey->table_order;
+        if (order.size() != records.size()) {
+            order.clear();
+            for (const auto& entry : records)
+                order.push_back(&entry);
+        }
+        if (index >= order.size()) return 0;
+        const auto& [key, record] = *order[index];
+        const ZvSurveyTable filled = {key.pid,
+                                      key.table_id,
+                                      table_name(key.table_id),
+                                      number_or_none(key.extension),
+                                      number_or_none(record.version()),
+                                      number_or_none(record.last_section_number()),
+                                      record.sections()};
+        return fill(out, size, filled);
+    });
+}
+
+int zvsurvey_crc_error(const ZvSurvey* survey, size_t index, ZvSurveyCrcError* out, size_t size) {
+    if (!survey || !out || index >= survey->survey.crc_error_list().size()) return 0;
+    const CrcError& error = survey->survey.crc_error_list()[index];
+    return fill(out, size, ZvSurveyCrcError{error.offset, error.pid, error.table_id});
+}
+
+int zvsurvey_sync_loss(const ZvSurvey* survey, size_t index, ZvSurveySyncLoss* out, size_t size) {
+    if (!survey || !out || index >= survey->survey.framing().loss_list.size()) return 0;
+    const SyncLoss& loss = survey->survey.framing().loss_list[index];
+    return fill(out, size, ZvSurveySyncLoss{loss.offset, loss.skipped_bytes});
+}
+
+int zvsurvey_event(const ZvSurvey* survey, size_t index, ZvSurveyEvent* out, size_t size) {
+    if (!survey || !out || index >= survey->survey.events().listed().size()) return 0;
+    return guarded(0, [&] {
+        const Event& event = survey->survey.events().listed()[index];
+        survey->event_message = message_of(event);
+        return fill(out, size, to_record(event, survey->event_message));
+    });
+}

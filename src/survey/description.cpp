@@ -1,0 +1,39 @@
+// SPDX-License-Identifier: MIT
+// Implementation of description.h.
+#include "survey/description.h"
+
+#include <array>
+#include <set>
+
+namespace zv::survey {
+
+std::vector<std::string> languages_of(Bytes descriptors) {
+    std::array<Language, kMaxLanguages> languages;
+    const size_t count = declared_languages(descriptors, languages);
+    std::vector<std::string> texts(count);
+    for (size_t i = 0; i < count; ++i) {
+        for (const char c : languages[i])
+            c > ' ' && c < 0x7F ? texts[i] += c : texts[i] += "\uFFFD";
+    }
+    return texts;
+}
+
+std::vector<uint16_t> ca_system_ids_of(const PmtView& pmt) {
+    std::set<uint16_t> ids;
+    const auto add = [&](uint16_t id, uint16_t) { ids.insert(id); };
+    for_each_ca(pmt.descriptors(), add);
+    pmt.for_each_stream([&](const PmtStream& stream) { for_each_ca(stream.descriptors, add); });
+    return {ids.begin(), ids.end()};
+}
+
+bool is_scrambled(const Program& program, const Pids& pids) {
+    bool scrambled = false;
+    if (!program.has_pmt()) return false;
+    program.view().for_each_stream([&](const PmtStream& stream) {
+        const auto& detail = pids[stream.pid].detail;
+        scrambled = scrambled || (detail && detail->scrambled_packets > 0);
+    });
+    return scrambled;
+}
+
+}  // namespace zv::survey

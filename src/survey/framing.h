@@ -1,0 +1,86 @@
+// SPDX-License-Identifier: MIT
+// Where packets start (ISO/IEC 13818-1, 2.4.3.2): finds the packet size (188 bytes, 192 with a time
+// code in front, 204 with parity at the end) and the first packet, keeps in step, finds the next packet
+// after sync was lost, and accounts for every byte. What is in a packet is left to others.
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <span>
+#include <vector>
+
+#include "mpeg/ts_packet/packet_fields.h"
+
+namespace zv::survey {
+
+struct SyncLoss {
+    uint64_t offset;  // of the first of the two places without a sync byte
+    uint64_t skipped_bytes;
+};
+
+// What the account of bytes says so far.
+struct FramingCounts {
+    size_t packet_size = 0;  // 0 until a packet was found
+    uint64_t packets = 0;
+    uint64_t trailing_bytes = 0;
+    uint64_t first_sync_offset = 0;
+    uint64_t skipped_bytes = 0;
+    uint64_t byte_errors = 0;
+    uint64_t losses = 0;
+    std::vector<SyncLoss> loss_list;  // the first kMostListed
+};
+
+class Framer {
+  public:
+    static constexpr size_t kMostListed = 1000;
+
+    // The most bytes that a decision may need. With as many at hand, next() takes some.
+    static constexpr size_t kLookAhead = 6 * kParityPacketSize;
+
+    enum class What {
+        kPackets,    // `count` packets in sync at `packets`
+        kByteError,  // one place without a sync byte, passed over
+        kLoss,       // two in a row: a start is sought from here
+        kPassed,     // bytes that belong to no packet
+        kNeedsMore,  // nothing more can be said without more bytes
+    };
+
+    struct Step {
+        What what;
+        size_t taken = 0;  // bytes of the input
+        const uint8_t* packets = nullptr;
+        size_t count = 0;
+    };
+
+    // Takes one step.
+    // rest  in  what follows the bytes that were taken
+    // last  in  true when the input ends with them
+    Step next(std::span<const uint8_t> rest, bool last);
+
+    const FramingCounts& counts() const { return counts_; }
+
+    // -> bytes taken so far: where `rest` begins in the input
+    uint64_t offset() const { return offset_; }
+
+  private:
+    enum class Phase { kFirst, kInSync, kLost, kEnded };
+
+    Step find_first(std::span<const uint8_t> rest, bool last);
+    Step find_again(std::span<const uint8_t> rest, bool last);
+    Step step_in_sync(std::span<const uint8_t> rest, bool last);
+    Step no_sync_byte(std::span<const uint8_t> rest, bool last);
+    Step end_in_sync(std::span<const uint8_t> rest);
+    Step take(Step step);
+    void skip(size_t count);
+    size_t time_code_size() const;
+    size_t whole_packet() const;
+
+    Phase phase_ = Phase::kFirst;
+    uint64_t offset_ = 0;
+    FramingCounts counts_;
+    std::array<uint8_t, kTimeCodedPacketSize> last_packet_{};  // one that no time code follows
+};
+
+}  // namespace zv::survey

@@ -1,0 +1,301 @@
+// SPDX-License-Identifier: MIT
+// Implementation of json.h. Entries of lists are written one at a time, so that a stream of any shape
+// needs little memory.
+#include "survey/json.h"
+
+#include <nlohmann/json.hpp>
+
+#include "survey/names.h"
+
+namespace zv::survey {
+
+namespace {
+
+using Json = nlohmann::ordered_json;
+
+std::string hex(Bytes bytes) {
+    constexpr char kDigits[] = "0123456789abcdef";
+    std::string text;
+    for (const uint8_t byte : bytes) {
+        text += kDigits[byte >> 4];
+        text += kDigits[byte & 15];
+    }
+    return text;
+}
+
+template <typename T>
+Json or_null(const std::optional<T>& value) {
+    return value ? Json(*value) : Json();
+}
+
+Json text_or_null(const char* text) {
+    return text ? Json(text) : Json();
+}
+
+Json text_or_null(const std::string& text) {
+    return text.empty() ? Json() : Json(text);
+}
+
+// Writes an object member by member.
+class ObjectWriter {
+  public:
+    explicit ObjectWriter(const WriteText& write) : write_(write) { write_("{"); }
+
+    void member(const char* name, const Json& value) {
+        begin(name);
+        write_(value.dump());
+    }
+
+    // each(add) calls add(Json) for every entry.
+    template <typename Each>
+    void list(const char* name, Each each) {
+        begin(name);
+        write_("[");
+        bool first = true;
+        each([&](const Json& entry) {
+            if (!first) write_(",");
+            first = false;
+            write_(entry.dump());
+        });
+        write_("]");
+    }
+
+    // How many entries the list before lacks.
+    void left_out(const char* name, uint64_t count) {
+        if (count > 0) member(name, count);
+    }
+
+    void end() { write_("}"); }
+
+  private:
+    void begin(const char* name) {
+        if (!first_) write_(",");
+        first_ = false;
+        write_("\"");
+        write_(name);
+        write_("\":");
+    }
+
+    const WriteText& write_;
+    bool first_ = true;
+};
+
+Json sync_json(const FramingCounts& framing) {
+    Json losses = Json::array();
+    for (const SyncLoss& loss : framing.loss_list)
+        losses.push_back({{"offset", loss.offset}, {"skipped_bytes", loss.skipped_bytes}});
+    return {{"first_sync_offset", framing.first_sync_offset},
+            {"skipped_bytes", framing.skipped_bytes},
+            {"byte_errors", framing.byte_errors},
+            {"losses", framing.losses},
+            {"loss_list", losses}};
+}
+
+Json clock_json() {
+    return {{"source", "none"},
+            {"pcr_pid", nullptr},
+            {"duration_s", nullptr},
+            {"bit_rate_bps", nullptr},
+            {"constant_rate", nullptr}};
+}
+
+Json network_json(const Model& model) {
+    if (!model.network_id()) return nullptr;
+    return {{"network_id", *model.network_id()}, {"name", or_null(model.network_name())}};
+}
+
+Json utc_json(const Model& model) {
+    if (model.utc_first().empty()) return nullptr;
+    return {{"first", model.utc_first()}, {"last", model.utc_last()}};
+}
+
+Json service_json(const Service& service) {
+    return {{"name", service.name},
+            {"provider", or_null(service.provider)},
+            {"type", service.type},
+            {"type_name", text_or_null(service.type_name)}};
+}
+
+Json present_json(const std::optional<PresentEvent>& event) {
+    if (!event) return nullptr;
+    return {{"title", event->title},
+            {"start", text_or_null(event->start)},
+            {"duration_s", or_null(event->duration_s)}};
+}
+
+Json stream_json(const PmtView& pmt, const PmtStream& stream) {
+    const DeclaredCodec declared = declared_codec_of(pmt, stream);
+    return {{"pid", stream.pid},
+            {"stream_type", stream.stream_type},
+            {"codec", text_or_null(codec_name(declared.codec))},
+            {"kind", kind_name(declared.kind)},
+            {"languages", languages_of(stream.descriptors)},
+            {"descriptors", hex(stream.descriptors)},
+            {"details", nullptr}};
+}
+
+class SurveyWriter {
+  public:
+    SurveyWriter(const Survey& survey, const Description& description, const WriteText& write)
+        : survey_(survey), model_(survey.model()), description_(description), out_(write) {}
+
+    void write() {
+        write_framing();
+        write_model();
+        write_pids();
+        write_tables();
+        write_crc_errors();
+        out_.member("tr101290", nullptr);
+        out_.member("events", events_json());
+        out_.end();
+    }
+
+  private:
+    void write_framing() {
+        const FramingCounts& framing = survey_.framing();
+        out_.member("packet_size", framing.packet_size ? Json(framing.packet_size) : Json());
+        out_.member("bytes", survey_.bytes());
+        out_.member("packets", framing.packets);
+        out_.member("trailing_bytes", framing.trailing_bytes);
+        out_.member("null_packets", survey_.null_packets());
+        out_.member("transport_errors", survey_.transport_errors());
+        out_.member("sync", sync_json(framing));
+        out_.member("clock", clock_json());
+    }
+
+    void write_model() {
+        out_.member("transport_stream_id", or_null(model_.transport_stream_id()));
+        out_.member("network", network_json(model_));
+        out_.member("utc", utc_json(model_));
+        out_.list("programs", [this](auto add) {
+            for (const Program& program : model_.programs())
+                add(program_json(program));
+        });
+        out_.left_out("programs_left_out", model_.programs_left_out());
+    }
+
+    Json program_json(const Program& program) const {
+        const Service* const service = description_.service(program.number);
+        Json json = {{"program_number", program.number},
+                     {"pmt_pid", program.pmt_pid},
+                     {"pmt_version", nullptr},
+                     {"pcr_pid", or_null(program.pcr_pid())},
+                     {"service", service ? service_json(*service) : Json()},
+                     {"descriptors", ""},
+                     {"ca_system_ids", Json::array()},
+                     {"scrambled", false},
+                     {"bit_rate_bps", nullptr},
+                     {"now", present_json(model_.present_event(program.number))},
+                     {"streams", Json::array()}};
+        if (program.has_pmt()) fill_from_pmt(program, json);
+        return json;
+    }
+
+    void fill_from_pmt(const Program& program, Json& json) const {
+        const PmtView pmt = program.view();
+        json["pmt_version"] = Section(program.pmt).version();
+        json["descriptors"] = hex(pmt.descriptors());
+        json["ca_system_ids"] = ca_system_ids_of(pmt);
+        json["scrambled"] = is_scrambled(program, survey_.pids());
+        Json streams = Json::array();
+        pmt.for_each_stream(
+            [&](const PmtStream& stream) { streams.push_back(stream_json(pmt, stream)); });
+        json["streams"] = std::move(streams);
+    }
+
+    void write_pids() {
+        out_.list("pids", [this](auto add) {
+            survey_.pids().for_each_seen(
+                [&](uint16_t pid, const PidRecord& record) { add(pid_json(pid, record)); });
+        });
+    }
+
+    Json pid_json(uint16_t pid, const PidRecord& record) const {
+        const PidNaming& naming = description_.naming[pid];
+        const PidDetail& detail = *record.detail;
+        return {{"pid", pid},
+                {"use", description_.naming.use(pid)},
+                {"programs", naming.programs},
+                {"stream_type", or_null(naming.stream_type)},
+                {"codec",
+                 naming.stream_type ? text_or_null(codec_name(naming.declared.codec)) : Json()},
+                {"packets", record.packets},
+                {"bit_rate_bps", nullptr},
+                {"scrambled_packets", detail.scrambled_packets},
+                {"transport_errors", detail.transport_errors},
+                {"unit_starts", detail.unit_starts},
+                {"random_access_points", detail.random_access_points},
+                {"crc_errors", detail.crc_errors},
+                {"continuity", continuity_json(pid, detail.continuity)},
+                {"pcr", nullptr},
+                {"pts", nullptr},
+                {"first_s", nullptr},
+                {"last_s", nullptr}};
+    }
+
+    static Json continuity_json(uint16_t pid, const ContinuityCounts& counts) {
+        if (pid == kPidNull) return nullptr;
+        return {{"errors", counts.errors},
+                {"lost", counts.lost},
+                {"duplicates", counts.duplicates},
+                {"signalled", counts.signalled}};
+    }
+
+    void write_tables() {
+        out_.list("tables", [this](auto add) {
+            for (const auto& [key, record] : survey_.tables().records())
+                add(table_json(key, record));
+        });
+        out_.left_out("tables_left_out", survey_.tables().sections_left_out());
+    }
+
+    static Json table_json(const TableKey& key, const TableRecord& record) {
+        Json versions = Json::array();
+        for (const uint8_t version : record.versions())
+            versions.push_back(version);
+        return {{"pid", key.pid},
+                {"table_id", key.table_id},
+                {"name", text_or_null(table_name(key.table_id))},
+                {"extension", or_null(key.extension)},
+                {"version", or_null(record.version())},
+                {"versions", versions},
+                {"sections", record.sections()},
+                {"last_section_number", or_null(record.last_section_number())},
+                {"interval_ms", nullptr}};
+    }
+
+    void write_crc_errors() {
+        out_.member("crc_errors", survey_.crc_errors());
+        out_.list("crc_error_list", [this](auto add) {
+            for (const CrcError& error : survey_.crc_error_list())
+                add({{"offset", error.offset}, {"pid", error.pid}, {"table_id", error.table_id}});
+        });
+    }
+
+    Json events_json() const {
+        Json list = Json::array();
+        for (const Event& event : survey_.events().listed()) {
+            const EventName name = name_of(event.kind);
+            list.push_back({{"time_s", std::isnan(event.time_s) ? Json() : Json(event.time_s)},
+                            {"offset", event.offset},
+                            {"pid", event.pid == kNoPid ? Json() : Json(event.pid)},
+                            {"kind", name.name},
+                            {"indicator", text_or_null(name.indicator)},
+                            {"message", message_of(event)}});
+        }
+        return {{"total", survey_.events().total()}, {"list", list}};
+    }
+
+    const Survey& survey_;
+    const Model& model_;
+    const Description& description_;
+    ObjectWriter out_;
+};
+
+}  // namespace
+
+void write_json(const Survey& survey, const Description& description, const WriteText& write) {
+    SurveyWriter(survey, description, write).write();
+}
+
+}  // namespace zv::survey

@@ -1,0 +1,254 @@
+// SPDX-License-Identifier: MIT
+// Implementation of model.h.
+#include "survey/model.h"
+
+#include <algorithm>
+#include <iterator>
+#include <utility>
+
+namespace zv::survey {
+namespace {
+
+// Where tables are by standard: EN 300 468, table 1; A/65.
+constexpr uint16_t kTablePids[] = {kPidPat, kPidCat, 0x0002, kPidNit, kPidSdt, kPidEit,
+                                   kPidRst, kPidTdt, 0x001E, 0x001F,  kPidPsip};
+
+constexpr uint8_t kStreamTypeScte35 = 0x86;
+// ISO/IEC 13818-1, table 2-34: private sections, DSM-CC types A to D, its synchronized download,
+// metadata in sections; and the DCII text of SCTE 57.
+constexpr uint8_t kTypesInSections[] = {0x05, 0x0A, 0x0B, 0x0C, 0x0D, 0x14, 0x16, 0xC0};
+
+std::vector<uint16_t> stream_pids(const std::vector<uint8_t>& pmt) {
+    std::vector<uint16_t> pids;
+    if (pmt.empty()) return pids;
+    PmtView(pmt).for_each_stream([&](const PmtStream& stream) { pids.push_back(stream.pid); });
+    std::ranges::sort(pids);
+    const auto repeated = std::ranges::unique(pids);
+    pids.erase(repeated.begin(), repeated.end());
+    return pids;
+}
+
+}  // namespace
+
+std::optional<uint16_t> Program::pcr_pid() const {
+    if (!has_pmt() || view().pcr_pid() == kPidNull) return std::nullopt;
+    return view().pcr_pid();
+}
+
+DeclaredCodec declared_codec_of(const PmtView& pmt, const PmtStream& stream) {
+    const DeclaredStream declared = {stream.stream_type, stream.descriptors,
+                                     pmt.registered_as("HDMV")};
+    const Codec codec = declared_codec(declared);
+    return {codec, kind_of(codec, declared)};
+}
+
+bool carried_in_sections(const PmtView& pmt, const PmtStream& stream) {
+    if (stream.stream_type == kStreamTypeScte35) return !pmt.registered_as("HDMV");
+    return std::ranges::find(kTypesInSections, stream.stream_type) != std::end(kTypesInSections);
+}
+
+Model::Model(Pids& pids, EventLog& events) : pids_(pids), events_(events) {
+    for (const uint16_t pid : kTablePids)
+        pids_.watch(pid);
+}
+
+void Model::see(uint16_t pid, const Section& section, uint64_t offset) {
+    ++generation_;
+    if (!section.is_long()) {
+        const bool has_time =
+            section.table_id() == kTableIdTdt || section.table_id() == kTableIdTot;
+        if (pid == kPidTdt && has_time) see_utc(section);
+        return;
+    }
+    switch (section.table_id()) {
+        case kTableIdPat:
+            if (pid == kPidPat) see_pat(section, offset);
+            break;
+        case kTableIdCat:
+            if (pid == kPidCat) see_cat(section);
+            break;
+        case kTableIdPmt:
+            see_pmt(pid, section, offset);
+            break;
+        case kTableIdNitActual:
+            if (pid == kPidNit || std::ranges::find(network_pids_, pid) != network_pids_.end())
+                nit_.store(section);
+            break;
+        case kTableIdSdtActual:
+            if (pid == kPidSdt) see_sdt(section, offset);
+            break;
+        case kTableIdEitActual:
+            if (pid == kPidEit && section.number() == 0) see_present(section);
+            break;
+        case kTableIdTerrestrialVct:
+            if (pid == kPidPsip) terrestrial_vct_.store(section);
+            break;
+        case kTableIdCableVct:
+            if (pid == kPidPsip) cable_vct_.store(section);
+            break;
+        default:
+            break;
+    }
+}
+
+void Model::see_pat(const Section& section, uint64_t offset) {
+    const StoredTable::Change change = pat_.store(section);
+    if (change == StoredTable::Change::kNone) return;
+    if (change == StoredTable::Change::kNewVersion) {
+        events_.add({.kind = EventKind::kPatChanged,
+                     .pid = kPidPat,
+                     .offset = offset,
+                     .a = section.version(),
+                     .b = section.extension()});
+    }
+    rebuild_programs(offset);
+}
+
+// The programmes of the PAT in force, in its order; what is known of those that stay is kept.
+void Model::rebuild_programs(uint64_t offset) {
+    std::vector<Program> before = std::exchange(programs_, {});
+    const auto index_before = std::exchange(program_index_, {});
+    programs_left_out_ = 0;
+    network_pids_.clear();
+    pat_.for_each([&](const Section& section) {
+        for_each_pat_entry(section, [&](uint16_t number, uint16_t pid) {
+            pids_.watch(pid);
+            if (number == 0) {
+                network_pids_.push_back(pid);
+            } else if (program_index_.size() >= kMostPrograms) {
+                ++programs_left_out_;
+            } else if (program_index_.try_emplace(number, programs_.size()).second) {
+                programs_.push_back({number, pid, {}});
+            }
+        });
+    });
+    for (Program& program : programs_) {
+        const auto known = index_before.find(program.number);
+        if (known != index_before.end() && before[known->second].pmt_pid == program.pmt_pid)
+            program.pmt = std::move(before[known->second].pmt);
+        else
+            tell_program(EventKind::kProgramAdded, program, offset);
+    }
+    for (const Program& program : before) {
+        const Program* const now = find_program(program.number);
+        if (!now || now->pmt_pid != program.pmt_pid)
+            tell_program(EventKind::kProgramRemoved, program, offset);
+    }
+}
+
+void Model::tell_program(EventKind kind, const Program& program, uint64_t offset) {
+    events_.add({.kind = kind,
+                 .pid = kPidPat,
+                 .offset = offset,
+                 .a = program.number,
+                 .b = program.pmt_pid});
+}
+
+const Program* Model::find_program(uint16_t number) const {
+    const auto found = program_index_.find(number);
+    return found == program_index_.end() ? nullptr : &programs_[found->second];
+}
+
+void Model::see_cat(const Section& section) {
+    if (cat_.store(section) == StoredTable::Change::kNone) return;
+    for_each_ca(section.body(), [&](uint16_t, uint16_t ca_pid) { pids_.watch(ca_pid); });
+}
+
+void Model::see_sdt(const Section& section, uint64_t offset) {
+    if (sdt_.store(section) != StoredTable::Change::kNewVersion) return;
+    events_.add({.kind = EventKind::kSdtChanged,
+                 .pid = kPidSdt,
+                 .offset = offset,
+                 .a = section.version(),
+                 .b = section.extension()});
+}
+
+void Model::see_pmt(uint16_t pid, const Section& section, uint64_t offset) {
+    const auto found = program_index_.find(section.extension());
+    if (found == program_index_.end()) return;
+    Program& program = programs_[found->second];
+    if (program.pmt_pid != pid || std::ranges::equal(program.pmt, section.bytes())) return;
+    const std::vector<uint8_t> before = std::exchange(
+        program.pmt, std::vector<uint8_t>(section.bytes().begin(), section.bytes().end()));
+    watch_pmt_pids(program.view());
+    if (before.empty()) return;
+    if (Section(before).version() != section.version()) {
+        events_.add({.kind = EventKind::kPmtChanged,
+                     .pid = pid,
+                     .offset = offset,
+                     .a = program.number,
+                     .b = section.version()});
+    }
+    tell_stream_changes(program, before, offset);
+}
+
+void Model::watch_pmt_pids(const PmtView& pmt) {
+    const auto watch_ca = [&](uint16_t, uint16_t ca_pid) { pids_.watch(ca_pid); };
+    for_each_ca(pmt.descriptors(), watch_ca);
+    pmt.for_each_stream([&](const PmtStream& stream) {
+        for_each_ca(stream.descriptors, watch_ca);
+        if (carried_in_sections(pmt, stream)) pids_.watch(stream.pid);
+    });
+}
+
+void Model::tell_stream_changes(const Program& program, const std::vector<uint8_t>& before,
+                                uint64_t offset) {
+    const std::vector<uint16_t> pids_before = stream_pids(before);
+    const std::vector<uint16_t> pids_now = stream_pids(program.pmt);
+    program.view().for_each_stream([&](const PmtStream& stream) {
+        if (std::ranges::binary_search(pids_before, stream.pid)) return;
+        events_.add({.kind = EventKind::kStreamAppeared,
+                     .pid = stream.pid,
+                     .offset = offset,
+                     .a = program.number,
+                     .b = stream.stream_type});
+    });
+    for (const uint16_t pid : pids_before) {
+        if (std::ranges::binary_search(pids_now, pid)) continue;
+        events_.add({.kind = EventKind::kStreamVanished,
+                     .pid = pid,
+                     .offset = offset,
+                     .a = program.number});
+    }
+}
+
+void Model::see_utc(const Section& section) {
+    const std::string utc = read_utc(section.bytes().subspan(kSectionHeadSize));
+    if (utc.empty()) return;
+    if (utc_first_.empty()) utc_first_ = utc;
+    utc_last_ = utc;
+}
+
+void Model::see_present(const Section& section) {
+    const auto known = present_.find(section.extension());
+    if (known == present_.end() && present_.size() >= kMostPresentEvents) return;
+    const auto bytes = section.bytes();
+    present_[section.extension()].assign(bytes.begin(), bytes.end());
+}
+
+std::optional<std::string> Model::network_name() const {
+    std::optional<std::string> name;
+    nit_.for_each([&](const Section& nit) {
+        if (!name) name = read_network_name(nit);
+    });
+    return name;
+}
+
+std::vector<Service> Model::services() const {
+    std::vector<Service> services;
+    sdt_.for_each([&](const Section& sdt) { read_sdt(sdt, services); });
+    terrestrial_vct_.for_each([&](const Section& vct) { read_vct(vct, services); });
+    cable_vct_.for_each([&](const Section& vct) { read_vct(vct, services); });
+    std::ranges::stable_sort(services, {}, &Service::id);
+    const auto repeated = std::ranges::unique(services, {}, &Service::id);
+    services.erase(repeated.begin(), repeated.end());
+    return services;
+}
+
+std::optional<PresentEvent> Model::present_event(uint16_t service_id) const {
+    const auto found = present_.find(service_id);
+    if (found == present_.end()) return std::nullopt;
+    return read_first_event(Section(found->second));
+}
+
+}  // namespace zv::survey

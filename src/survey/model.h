@@ -1,0 +1,106 @@
+// SPDX-License-Identifier: MIT
+// What the tables in force say: programmes, services, network, time. Takes sound, current sections,
+// has further PIDs watched, and tells what changed.
+#pragma once
+
+#include <map>
+#include <optional>
+#include <string>
+#include <unordered_map>
+#include <vector>
+
+#include "survey/codecs/codec.h"
+#include "survey/events.h"
+#include "survey/pids.h"
+#include "survey/psi.h"
+#include "survey/stored_table.h"
+
+namespace zv::survey {
+
+struct Program {
+    uint16_t number;
+    uint16_t pmt_pid;
+    std::vector<uint8_t> pmt;  // the latest programme map section; empty before the first
+
+    bool has_pmt() const { return !pmt.empty(); }
+    PmtView view() const { return PmtView(pmt); }
+    // -> the PCR_PID; nothing before the first PMT and where it names none
+    std::optional<uint16_t> pcr_pid() const;
+};
+
+// Codec and kind of a stream as the tables declare it.
+struct DeclaredCodec {
+    Codec codec;
+    Kind kind;
+};
+DeclaredCodec declared_codec_of(const PmtView& pmt, const PmtStream& stream);
+
+// -> true for streams that are carried in sections: their PIDs are watched
+bool carried_in_sections(const PmtView& pmt, const PmtStream& stream);
+
+class Model {
+  public:
+    static constexpr size_t kMostPrograms = 2048;
+    static constexpr size_t kMostPresentEvents = 2048;
+
+    Model(Pids& pids, EventLog& events);
+
+    // Takes a sound section whose current_next_indicator is 1.
+    // offset  in  of the packet that completed it
+    void see(uint16_t pid, const Section& section, uint64_t offset);
+
+    // -> a number that is another one after every change
+    uint64_t generation() const { return generation_; }
+
+    // In the order of the PAT.
+    const std::vector<Program>& programs() const { return programs_; }
+    size_t programs_left_out() const { return programs_left_out_; }
+
+    std::optional<uint16_t> transport_stream_id() const { return pat_.extension(); }
+    std::optional<uint16_t> network_id() const { return nit_.extension(); }
+    std::optional<std::string> network_name() const;
+    const std::vector<uint16_t>& network_pids() const { return network_pids_; }
+    const std::string& utc_first() const { return utc_first_; }
+    const std::string& utc_last() const { return utc_last_; }
+
+    // Described by SDT or virtual channel table, ascending by id.
+    std::vector<Service> services() const;
+
+    // -> what EIT present says of a service
+    std::optional<PresentEvent> present_event(uint16_t service_id) const;
+
+    // Calls see(ca_pid) for each EMM PID of the CAT.
+    template <typename See>
+    void for_each_emm_pid(See see) const {
+        cat_.for_each([&](const Section& cat) {
+            for_each_ca(cat.body(), [&](uint16_t, uint16_t ca_pid) { see(ca_pid); });
+        });
+    }
+
+  private:
+    void see_pat(const Section& section, uint64_t offset);
+    void see_cat(const Section& section);
+    void see_pmt(uint16_t pid, const Section& section, uint64_t offset);
+    void see_sdt(const Section& section, uint64_t offset);
+    void see_utc(const Section& section);
+    void see_present(const Section& section);
+    void rebuild_programs(uint64_t offset);
+    void tell_program(EventKind kind, const Program& program, uint64_t offset);
+    void tell_stream_changes(const Program& program, const std::vector<uint8_t>& before,
+                             uint64_t offset);
+    void watch_pmt_pids(const PmtView& pmt);
+    const Program* find_program(uint16_t number) const;
+
+    Pids& pids_;
+    EventLog& events_;
+    uint64_t generation_ = 0;
+    StoredTable pat_, cat_, nit_, sdt_, terrestrial_vct_, cable_vct_;
+    std::vector<Program> programs_;
+    std::unordered_map<uint16_t, size_t> program_index_;  // by number
+    size_t programs_left_out_ = 0;
+    std::vector<uint16_t> network_pids_;
+    std::map<uint16_t, std::vector<uint8_t>> present_;  // EIT present by service_id
+    std::string utc_first_, utc_last_;
+};
+
+}  // namespace zv::survey

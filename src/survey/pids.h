@@ -1,0 +1,89 @@
+// SPDX-License-Identifier: MIT
+// One record a PID: the small part that every packet touches, and the large part that only some do.
+#pragma once
+
+#include <array>
+#include <memory>
+#include <optional>
+#include <vector>
+
+#include "mpeg/ts_packet/packet_fields.h"
+#include "survey/section.h"
+
+namespace zv::survey {
+
+struct ContinuityCounts {
+    uint64_t errors = 0;
+    uint64_t lost = 0;
+    uint64_t duplicates = 0;
+    uint64_t signalled = 0;  // packets with discontinuity_indicator
+};
+
+// What only some packets of a PID touch.
+struct PidDetail {
+    uint64_t transport_errors = 0;
+    uint64_t scrambled_packets = 0;
+    uint64_t unit_starts = 0;
+    uint64_t random_access_points = 0;
+    uint64_t crc_errors = 0;
+    ContinuityCounts continuity;
+
+    SectionGatherer sections;
+    bool watched = false;           // sections are gathered
+    std::optional<bool> scrambled;  // the latest payload was
+
+    // The latest packet, for telling duplicates, when its input is gone.
+    std::array<uint8_t, kTsPacketSize> kept;
+};
+
+// What every packet of a PID touches: one cache line.
+struct alignas(64) PidRecord {
+    uint64_t packets = 0;
+    uint64_t first_offset = 0;
+    uint64_t last_offset = 0;
+    const uint8_t* last_packet = nullptr;  // in the input at hand, or detail->kept
+    std::unique_ptr<PidDetail> detail;     // there once a packet came or a table named the PID
+    uint32_t input = 0;                    // number of the input at hand when a packet came last
+    uint8_t continuity_counter = 0;
+    bool ordinary = false;  // packets that continue a payload need no second look
+    bool repeated = false;  // the latest packet was a duplicate
+};
+
+class Pids {
+  public:
+    Pids() : records_(kPidCount) {}
+
+    PidRecord& operator[](uint16_t pid) { return records_[pid]; }
+    const PidRecord& operator[](uint16_t pid) const { return records_[pid]; }
+
+    // -> the large part, made when it is not there yet
+    PidDetail& detail(uint16_t pid) {
+        auto& detail = records_[pid].detail;
+        if (!detail) detail = std::make_unique<PidDetail>();
+        return *detail;
+    }
+
+    // Gathers the sections of a PID from the next packet on.
+    void watch(uint16_t pid) {
+        detail(pid).watched = true;
+        records_[pid].ordinary = false;
+    }
+
+    // Did any packet come, if only one with transport_error_indicator?
+    bool seen(uint16_t pid) const {
+        const PidRecord& record = records_[pid];
+        return record.packets > 0 || (record.detail && record.detail->transport_errors > 0);
+    }
+
+    // Calls see(pid, record) for each PID that was seen, ascending.
+    template <typename See>
+    void for_each_seen(See see) const {
+        for (uint16_t pid = 0; pid < kPidCount; ++pid)
+            if (seen(pid)) see(pid, records_[pid]);
+    }
+
+  private:
+    std::vector<PidRecord> records_;
+};
+
+}  // namespace zv::survey

@@ -1,0 +1,62 @@
+// SPDX-License-Identifier: MIT
+// A table in force: the sections of its latest version, as they came.
+#pragma once
+
+#include <algorithm>
+#include <cstdint>
+#include <map>
+#include <optional>
+#include <vector>
+
+#include "survey/section.h"
+
+namespace zv::survey {
+
+class StoredTable {
+  public:
+    enum class Change {
+        kNone,        // these bytes were known
+        kFirst,       // the first section of all
+        kNewVersion,  // another version, or another extension: what was stored is gone
+        kContent,     // another section of the version, or other bytes
+    };
+
+    Change store(const Section& section) {
+        const Change change = change_by(section);
+        if (change == Change::kNone) return change;
+        if (change == Change::kNewVersion) sections_.clear();
+        version_ = section.version();
+        extension_ = section.extension();
+        const auto bytes = section.bytes();
+        sections_[section.number()].assign(bytes.begin(), bytes.end());
+        return change;
+    }
+
+    bool empty() const { return sections_.empty(); }
+    std::optional<uint16_t> extension() const { return extension_; }
+    std::optional<uint8_t> version() const { return version_; }
+
+    // Calls see(section) for each section, by number.
+    template <typename See>
+    void for_each(See see) const {
+        for (const auto& [number, bytes] : sections_)
+            see(Section(bytes));
+    }
+
+  private:
+    Change change_by(const Section& section) const {
+        if (empty()) return Change::kFirst;
+        if (version_ != section.version() || extension_ != section.extension())
+            return Change::kNewVersion;
+        const auto known = sections_.find(section.number());
+        if (known == sections_.end()) return Change::kContent;
+        return std::ranges::equal(known->second, section.bytes()) ? Change::kNone
+                                                                  : Change::kContent;
+    }
+
+    std::optional<uint8_t> version_;
+    std::optional<uint16_t> extension_;
+    std::map<uint8_t, std::vector<uint8_t>> sections_;
+};
+
+}  // namespace zv::survey

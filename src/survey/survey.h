@@ -1,0 +1,82 @@
+// SPDX-License-Identifier: MIT
+// The survey's line: bytes -> framing -> packet -> its PID's record -> what only some packets have
+// -> model and tables -> events.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <span>
+#include <vector>
+
+#include "survey/events.h"
+#include "survey/framing.h"
+#include "survey/joined_input.h"
+#include "survey/model.h"
+#include "survey/packet.h"
+#include "survey/pids.h"
+#include "survey/tables.h"
+
+namespace zv::survey {
+
+struct CrcError {
+    uint64_t offset;  // of the packet in which the section begins
+    uint16_t pid;
+    uint8_t table_id;
+};
+
+// Gets each run of packets in sync.
+using SeePackets =
+    std::function<void(const uint8_t* packets, size_t packet_size, size_t count, uint64_t offset)>;
+
+class Survey {
+  public:
+    static constexpr size_t kMostCrcErrors = 1000;
+
+    Survey(EventLog::Tell tell, SeePackets see_packets);
+
+    void feed(std::span<const uint8_t> bytes);
+    void finish();
+
+    uint64_t bytes() const { return bytes_; }
+    uint64_t null_packets() const { return pids_[kPidNull].packets; }
+    uint64_t transport_errors() const { return transport_errors_; }
+    uint64_t crc_errors() const { return crc_errors_; }
+    const std::vector<CrcError>& crc_error_list() const { return crc_error_list_; }
+    const FramingCounts& framing() const { return framer_.counts(); }
+    const Pids& pids() const { return pids_; }
+    const Tables& tables() const { return tables_; }
+    const Model& model() const { return model_; }
+    const EventLog& events() const { return events_; }
+
+  private:
+    size_t read(std::span<const uint8_t> bytes, bool last);
+    void see_run(const Framer::Step& step, uint64_t offset);
+    void see_packet(const uint8_t* bytes, uint64_t offset);
+    void see_other(const Packet& packet, PidRecord& record, uint64_t offset);
+    void see_transport_error(uint16_t pid, uint64_t offset);
+    void note_coming(PidRecord& record, const Packet& packet, uint64_t offset);
+    bool see_continuity(const Packet& packet, PidRecord& record, uint64_t offset);
+    void see_scrambling(const Packet& packet, PidDetail& detail, uint64_t offset);
+    void see_sections(const Packet& packet, PidDetail& detail, uint64_t offset);
+    void see_section(uint16_t pid, const Section& section, uint64_t first_offset, uint64_t offset);
+    void tell_byte_error(uint64_t offset, uint8_t found);
+    void keep_last_packets();
+
+    uint64_t bytes_ = 0;
+    uint64_t transport_errors_ = 0;
+    uint64_t crc_errors_ = 0;
+    std::vector<CrcError> crc_error_list_;
+    bool finished_ = false;
+
+    SeePackets see_packets_;
+    JoinedInput input_{Framer::kLookAhead};
+    Framer framer_;
+    EventLog events_;
+    Pids pids_;
+    Model model_{pids_, events_};
+    Tables tables_;
+    uint32_t input_number_ = 1;
+    std::vector<uint16_t> came_;  // PIDs with a packet in the input at hand
+};
+
+}  // namespace zv::survey
