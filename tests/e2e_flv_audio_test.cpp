@@ -106,6 +106,25 @@ TEST_F(Flv, IsFollowedAcrossDamage) {
     }
 }
 
+// Its tags are so long that what is looked at of one ends where 4 MiB do, and of others where 1 MiB
+// does: the next window once was lost there, a third of the file.
+TEST_F(Flv, IsReadAndCopiedWholeAcrossWindows) {
+    const auto picture = [](uint8_t kind, size_t size) {
+        Bytes body(size, 0);
+        body[0] = kind;
+        return text_of(video_tag(body));
+    };
+    std::string tags = picture(0x12, 424 - 15);
+    for (int i = 0; i < 24'000; ++i)
+        tags += picture(0x22, 512 - 15);
+    const json report = probe_bytes(flv_file(tags));
+    EXPECT_EQ(report["tags"]["total"], 24'001);
+    const Outcome copied = shell("zvprobe flv-meta stream copy.flv");
+    EXPECT_EQ(copied.status, 0) << copied.err;
+    EXPECT_NE(copied.out.find(": 24001 tags"), copied.out.npos) << copied.out;
+    EXPECT_TRUE(read_file(dir_ / "copy.flv").ends_with(tags));
+}
+
 TEST_F(Flv, GetsFreshMetaDataAndKeepsItsTags) {
     for (const char* const name : {"h264-aac.flv", "h263-mp3.flv"}) {
         ASSERT_EQ(shell("zvprobe flv-meta '" + media(name) + "' out").status, 0);

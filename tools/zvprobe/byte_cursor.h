@@ -35,6 +35,7 @@ class ByteCursor {
 
   private:
     bool has_more() const;
+    std::span<const uint8_t> take_at_hand(uint64_t count);
 
     Source& source_;
     std::span<const uint8_t> window_;  // what is at hand, from the position on

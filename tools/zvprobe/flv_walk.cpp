@@ -57,6 +57,10 @@ uint32_t FlvTag::size() const {
     return uint32_t{kHeaderSize} + data_len;
 }
 
+uint64_t FlvReading::accounted_bytes() const {
+    return header_length + kSizeWord + tag_bytes + skipped_bytes + trailing_bytes;
+}
+
 std::span<const uint8_t> FlvTag::body() const {
     return std::span(bytes).subspan(std::min(bytes.size(), kHeaderSize));
 }

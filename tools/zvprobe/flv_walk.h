@@ -44,8 +44,7 @@ struct TruncatedTag {
     uint64_t size;  // whole, size word included
 };
 
-// How a source fell into tags. Read to its end, which lies behind the first size word:
-// bytes = header_length + 4 + tag_bytes + skipped_bytes + trailing_bytes.
+// How a source fell into tags.
 struct FlvReading {
     uint8_t version = 0;
     uint8_t flags = 0;
@@ -58,6 +57,10 @@ struct FlvReading {
     uint64_t skipped_bytes = 0;  // of these
     std::optional<TruncatedTag> truncated;
     uint64_t trailing_bytes = 0;  // behind the last whole tag
+
+    // -> bytes that have a place in the above; all of them, once the source is read to its end and
+    //    that lies behind the first size word
+    uint64_t accounted_bytes() const;
 };
 
 // -> true when the bytes begin like an FLV file

@@ -28,23 +28,27 @@ bool TsPackets::refill() {
     return true;
 }
 
-// -> true with at_ at a sync byte, false when more bytes are needed
+// Out of sync a sync byte is no start until the ones after it are seen, which may take the next
+// window.
+// -> true with at_ at the start of a packet, false when more bytes are needed
 bool TsPackets::find_start() {
-    if (available() > 0 && window_[at_] == kSyncByte) return true;
+    if (in_sync_ && available() == 0) return false;
+    if (in_sync_ && window_[at_] == kSyncByte) return true;
     const Resync next = find_next_packet(window_, at_, packet_size_, source_.at_end());
     pass(next.offset - at_);
-    return next.found;
+    in_sync_ = next.found;
+    return in_sync_;
 }
 
+// The time code of the next packet is waited for as well: the step to it must not end before that.
 bool TsPackets::next(TsPacket& packet) {
-    const size_t wanted = packet_size_ - time_code_size_;
-    while (!find_start() || available() < wanted) {
+    while (!find_start() || available() < packet_size_) {
         if (refill()) continue;
         if (available() < kPacketSize || window_[at_] != kSyncByte) return false;
         break;
     }
     const size_t before = std::min(at_, time_code_size_);
-    const size_t parity = std::min(available(), wanted) - kPacketSize;
+    const size_t parity = std::min(available(), packet_size_ - time_code_size_) - kPacketSize;
     packet.time_code = window_.subspan(at_ - before, before);
     packet.body = window_.subspan(at_, kPacketSize);
     packet.parity = window_.subspan(at_ + kPacketSize, parity);

@@ -37,6 +37,7 @@ class TsPackets {
     std::span<const uint8_t> window_;
     size_t packet_size_;
     size_t time_code_size_;
+    bool in_sync_ = true;
     size_t at_ = 0;       // in the window: where the next sync byte should be
     uint64_t bytes_ = 0;  // before that place
 };

@@ -1,0 +1,180 @@
+// SPDX-License-Identifier: MIT
+// The tool's walks over windows of every size: wherever a window ends, every byte is accounted for
+// and every tag, frame and packet is found.
+#include <gtest/gtest.h>
+
+#include <numeric>
+
+#include "flv_probe.h"
+#include "mpeg_audio_report.h"
+#include "stream_source.h"
+#include "support/flv_builder.h"
+#include "support/folder.h"
+#include "support/windowed_source.h"
+#include "ts_packets.h"
+#include "ts_probe.h"
+
+namespace {
+
+using namespace zvtest;
+
+constexpr Kind kKinds[] = {Kind::kFile, Kind::kStream};
+const Bytes kFlvStart = {'F', 'L', 'V', 1, 5, 0, 0, 0, 9, 0, 0, 0, 0};
+
+Bytes operator+(Bytes left, const Bytes& right) {
+    left.insert(left.end(), right.begin(), right.end());
+    return left;
+}
+
+Bytes picture(size_t size) {
+    Bytes body(size, 0x55);
+    body[0] = 0x27;
+    return video_tag(body);
+}
+
+Bytes media(const std::string& name, size_t size) {
+    const std::string bytes = read_file(ZV_TEST_MEDIA "/" + name).substr(0, size);
+    return {bytes.begin(), bytes.end()};
+}
+
+TEST(ByteCursor, IsWhereItSaysAfterAnyTwoMovesOverAnyWindows) {
+    constexpr size_t kMost = 20;
+    Bytes bytes(3 * kMost);
+    std::iota(bytes.begin(), bytes.end(), uint8_t{0});
+    for (const Kind kind : kKinds) {
+        for (size_t window = 1; window <= kMost; ++window) {
+            for (size_t moves = 0; moves < kMost * kMost; ++moves) {
+                WindowedSource source(bytes, kind, window, window);
+                zvprobe::ByteCursor cursor(source, source.next(0));
+                Bytes read;
+                cursor.read(moves % kMost, read);
+                ASSERT_EQ(cursor.skip(moves / kMost), moves / kMost);
+                const size_t at = moves % kMost + moves / kMost;
+                ASSERT_EQ(cursor.position(), at) << window;
+                ASSERT_EQ(cursor.peek(1)[0], at) << window;
+            }
+        }
+    }
+}
+
+zvprobe::FlvReading walk_flv(zvprobe::Source& source) {
+    zvprobe::Findings findings("flv", false);
+    return zvprobe::probe_flv(findings, source, source.next(0), {}).reading;
+}
+
+void expect_all_found(const zvprobe::FlvReading& reading, size_t size, uint64_t tags) {
+    ASSERT_EQ(reading.bytes, size);
+    ASSERT_EQ(reading.accounted_bytes(), size);
+    ASSERT_EQ(reading.tags, tags);
+}
+
+TEST(FlvWalk, FindsEveryTagWhereverWindowsEnd) {
+    const Bytes script = script_tag(Amf().string("onCuePoint").object().string("a", "b").end());
+    const Bytes config = video_tag(Bytes{0x17, 0} + Bytes(200, 1));
+    const Bytes junk(50, 0xFF);
+    const Bytes bytes = kFlvStart + script + config + picture(64) + picture(65) + picture(100) +
+                        picture(500) + junk + picture(300) + picture(1) + Bytes(7, 9);
+    for (const Kind kind : kKinds) {
+        for (size_t window = 1; window <= bytes.size(); ++window) {
+            SCOPED_TRACE(std::to_string(window) + (kind == Kind::kFile ? " file" : " stream"));
+            WindowedSource source(bytes, kind, std::max(window, kFlvStart.size()), window);
+            const auto reading = walk_flv(source);
+            ASSERT_NO_FATAL_FAILURE(expect_all_found(reading, bytes.size(), 8));
+            ASSERT_EQ(reading.skipped_bytes, junk.size());
+            ASSERT_EQ(reading.trailing_bytes, 7u);
+        }
+    }
+}
+
+// A large tag, which is a hole in the file, puts the small ones where a window of the tool's real
+// readers ends: mapped ones of 4 MiB, read ones of 1 MiB.
+TEST(FlvWalk, FindsEveryTagAtTheEndOfRealWindows) {
+    constexpr size_t kEnd = size_t{4} << 20;
+    const Folder folder;
+    const Bytes small = picture(100) + picture(100) + picture(100);
+    for (size_t before = 0; before <= small.size() + 4; ++before) {
+        SCOPED_TRACE(before);
+        const size_t body = kEnd - before - kFlvStart.size() - 15;
+        Bytes head = kFlvStart + Bytes{9};
+        append_big_endian(head, body, 3);
+        head = head + Bytes{0, 0, 0, 0, 0, 0, 0, 0x27};
+        Bytes tail;
+        append_big_endian(tail, body + 11, 4);
+        tail = tail + small + picture(100);
+        const std::string path = folder.put("large.flv", head);
+        std::filesystem::resize_file(path, kEnd - before - 4);
+        std::ofstream(path, std::ios::binary | std::ios::app)
+            .write(reinterpret_cast<const char*>(tail.data()),
+                   static_cast<std::streamsize>(tail.size()));
+        const size_t size = kEnd - before - 4 + tail.size();
+        zvprobe::StreamSource streamed(path);
+        ASSERT_NO_FATAL_FAILURE(expect_all_found(walk_flv(streamed), size, 5));
+        ASSERT_NO_FATAL_FAILURE(expect_all_found(walk_flv(*zvprobe::open_source(path)), size, 5));
+    }
+}
+
+TEST(MpegAudioWalk, FindsEveryFrameAndTagWhereverWindowsEnd) {
+    constexpr size_t kFrame = 417;  // MPEG-1 layer III, 128 kbit/s at 44.1 kHz
+    Bytes frame(kFrame, 0);
+    std::copy_n("\xFF\xFB\x90\x00", 4, frame.begin());
+    const Bytes run = frame + frame + frame + frame;
+    const Bytes id3v2 = Bytes{'I', 'D', '3', 4, 0, 0, 0, 0, 2, 0} + Bytes(256, 0);
+    const Bytes id3v1 = Bytes{'T', 'A', 'G'} + Bytes(125, 0);
+    const Bytes junk(33, 7);
+    const Bytes bytes = id3v2 + run + junk + run + id3v2 + run + id3v1;
+    for (const Kind kind : kKinds) {
+        for (size_t window = 1; window <= 2 * kFrame; ++window) {
+            SCOPED_TRACE(std::to_string(window) + (kind == Kind::kFile ? " file" : " stream"));
+            WindowedSource source(bytes, kind, window, window);
+            zvprobe::Findings findings("mp3", false);
+            const auto reading =
+                zvprobe::probe_mpeg_audio(findings, source, source.next(0), {}).reading;
+            ASSERT_EQ(reading.bytes, bytes.size());
+            ASSERT_EQ(reading.id3v2_bytes + reading.id3v1_bytes + reading.frame_bytes +
+                          reading.stray_bytes + reading.trailing_bytes,
+                      bytes.size());
+            ASSERT_EQ(reading.frames, 12u);
+            ASSERT_EQ(reading.stray_bytes, junk.size());
+            ASSERT_EQ(reading.id3v2_bytes + reading.id3v1_bytes, 2 * id3v2.size() + 128);
+        }
+    }
+}
+
+// -> packets that the second pass of a copying command sees
+uint64_t count_packets(zvprobe::Source& source, size_t first_window) {
+    const auto window = source.next(0);
+    EXPECT_EQ(window.size(), first_window);
+    zvprobe::TsPackets packets(source, window, *zvprobe::find_first_packet(window, false));
+    uint64_t count = 0;
+    for (zvprobe::TsPacket packet; packets.next(packet);)
+        ++count;
+    return count;
+}
+
+TEST(TransportStreamWalk, FindsEveryPacketWhereverWindowsEnd) {
+    const std::pair<const char*, size_t> samples[] = {
+        {"single.ts", 188}, {"single-192.m2ts", 192}, {"single-204.ts", 204}};
+    for (const auto& [name, size] : samples) {
+        const Bytes sample = media(name, 30 * size), junk(100, 1);
+        const Bytes bytes = sample + junk + sample;
+        for (size_t window = 1; window <= 2 * size + 2; ++window) {
+            SCOPED_TRACE(std::string(name) + " " + std::to_string(window));
+            const size_t first = 6 * size + window;
+            WindowedSource source(bytes, Kind::kStream, first, window);
+            zvprobe::Findings findings("ts", false);
+            const auto start = source.next(0);
+            const auto reading =
+                zvprobe::probe_transport_stream(findings, source, start,
+                                                *zvprobe::find_first_packet(start, false), {})
+                    .reading;
+            ASSERT_EQ(reading.bytes, bytes.size());
+            ASSERT_EQ(reading.packets * size + reading.skipped_bytes + reading.trailing_bytes,
+                      bytes.size());
+            ASSERT_EQ(reading.packets, 60u);
+            WindowedSource again(bytes, Kind::kStream, first, window);
+            ASSERT_EQ(count_packets(again, first), 60u);
+        }
+    }
+}
+
+}  // namespace
