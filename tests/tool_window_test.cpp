@@ -1,10 +1,17 @@
 // SPDX-License-Identifier: MIT
 // The tool's walks over windows of every size: wherever a window ends, every byte is accounted for
-// and every tag, frame and packet is found.
+// and every tag, frame and packet is found. And a copy of other tags than were walked has no name.
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 #include <numeric>
+#include <thread>
 
+#include "commands.h"
+#include "exit_status.h"
+#include "flv_copy.h"
 #include "flv_probe.h"
 #include "mpeg_audio_report.h"
 #include "stream_source.h"
@@ -175,6 +182,44 @@ TEST(TransportStreamWalk, FindsEveryPacketWhereverWindowsEnd) {
             ASSERT_EQ(count_packets(again, first), 60u);
         }
     }
+}
+
+TEST(FlvCopy, CountsItsTagsHoweverTheyAreCut) {
+    const Bytes tags = picture(100) + picture(1) + script_tag({}) + picture(70'000);
+    for (size_t piece = 1; piece < 200; ++piece) {
+        zvprobe::FlvTagCounter counter;
+        for (size_t at = 0; at < tags.size(); at += piece) {
+            ASSERT_EQ(counter.is_between_tags(), at == 0 || at == 115 || at == 131 || at == 146);
+            counter.take(std::span(tags).subspan(at, std::min(piece, tags.size() - at)));
+        }
+        ASSERT_EQ(counter.tags(), 4u);
+        ASSERT_TRUE(counter.is_between_tags());
+    }
+}
+
+// Between the walk and the copy another writer makes one tag longer, in a window that the copy has
+// not come to: opening the pipe is what the copy begins with, and it fills long before that.
+TEST(FlvCopy, OfTagsThatDoNotAddUpIsRefused) {
+    constexpr int kTags = 100;
+    constexpr off_t kTag = 60'015;
+    const Folder folder;
+    Bytes bytes = kFlvStart;
+    for (int i = 0; i < kTags; ++i)
+        bytes = bytes + picture(static_cast<size_t>(kTag) - 15);
+    const std::string in = folder.put("in.flv", bytes), pipe = folder / "pipe";
+    ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
+    std::thread reader([&] {
+        const int fd = open(pipe.c_str(), O_RDONLY), file = open(in.c_str(), O_WRONLY);
+        EXPECT_EQ(pwrite(file, "\1", 1, 13 + 90 * kTag + 1), 1);
+        close(file);
+        char piece[65536];
+        while (read(fd, piece, sizeof piece) > 0) {
+        }
+        close(fd);
+    });
+    const int status = run_command(zvprobe::FlvMetaOptions{{in, pipe}}, zvprobe::Session());
+    reader.join();
+    EXPECT_EQ(status, zvprobe::kExitCannotOpen);
 }
 
 }  // namespace

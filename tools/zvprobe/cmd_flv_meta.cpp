@@ -31,6 +31,14 @@ class FlvMetaError : public std::runtime_error {
     ExitStatus status_;
 };
 
+// What the walk has lost sight of would be missing in the copy.
+void check_account(const FlvReading& reading, uint64_t size) {
+    if (reading.accounted_bytes() == size) return;
+    throw FlvMetaError(kExitCannotOpen, std::to_string(reading.accounted_bytes()) + " of " +
+                                            std::to_string(size) +
+                                            " bytes are accounted for, nothing is written");
+}
+
 FlvReport walk(const std::string& in, const Session& session, FlvCopyList& list) {
     const auto source = open_source(in);
     if (!source->size()) throw FlvMetaError(kExitCannotOpen, "not a file, which is read twice");
@@ -43,37 +51,64 @@ FlvReport walk(const std::string& in, const Session& session, FlvCopyList& list)
     check_reading(*source);
     if (report.audio.tags + report.video.tags == 0)
         throw FlvMetaError(kExitUnknownFormat, "has neither audio nor video");
+    check_account(report.reading, *source->size());
     return report;
 }
 
-void copy_piece(ByteCursor& cursor, const FlvCopyList::Piece& piece, OutFile& out) {
-    cursor.skip(piece.offset - cursor.position());
-    for (uint64_t left = piece.length; left > 0 && !interrupted();) {
-        const auto bytes = cursor.take(left);
-        if (bytes.empty() && !interrupted())
-            throw FlvMetaError(kExitCannotOpen, "changed while it was read");
-        out.write(bytes);
-        left -= bytes.size();
+// Writes the listed tags, and counts what it writes.
+class TagCopy {
+  public:
+    TagCopy(Source& source, OutFile& out) : cursor_(source, source.next(0)), out_(out) {}
+
+    void add(const FlvCopyList::Piece& piece) {
+        cursor_.skip(piece.offset - cursor_.position());
+        for (uint64_t left = piece.length; left > 0 && !interrupted();) {
+            const auto bytes = cursor_.take(left);
+            if (bytes.empty() && !interrupted())
+                throw FlvMetaError(kExitCannotOpen, "changed while it was read");
+            write(bytes);
+            left -= bytes.size();
+        }
+        if (!piece.size_word) return;
+        uint8_t word[ZV_FLV_PREVIOUS_TAG_SIZE];
+        for (size_t i = 0; i < sizeof word; ++i)
+            word[i] = static_cast<uint8_t>(*piece.size_word >> (24 - 8 * i));
+        write(word);
     }
-    if (!piece.size_word) return;
-    uint8_t word[ZV_FLV_PREVIOUS_TAG_SIZE];
-    for (size_t i = 0; i < sizeof word; ++i)
-        word[i] = static_cast<uint8_t>(*piece.size_word >> (24 - 8 * i));
-    out.write(word);
-}
+
+    // Are these the tags that were walked?
+    bool is_of(const FlvCopyList& list) const {
+        return bytes_ == list.bytes() && counter_.tags() == list.tags() &&
+               counter_.is_between_tags();
+    }
+
+  private:
+    void write(std::span<const uint8_t> bytes) {
+        out_.write(bytes);
+        counter_.take(bytes);
+        bytes_ += bytes.size();
+    }
+
+    ByteCursor cursor_;
+    OutFile& out_;
+    FlvTagCounter counter_;
+    uint64_t bytes_ = 0;
+};
 
 void copy(const FlvMetaOptions& options, const Session& session, const FlvReport& report,
           const FlvCopyList& list) {
     const auto source = open_source(options.in);
-    ByteCursor cursor(*source, source->next(0));
     Progress progress(list.bytes(), !session.quiet && is_terminal(STDERR_FILENO));
     OutFile out(options.out);
+    TagCopy tags(*source, out);
     out.write(make_flv_start(report, list.bytes()));
     for (const FlvCopyList::Piece& piece : list.pieces()) {
-        copy_piece(cursor, piece, out);
+        tags.add(piece);
         progress.show(out.written());
     }
     check_reading(*source);
+    if (!tags.is_of(list))
+        throw FlvMetaError(kExitCannotOpen, "changed while it was read, nothing is written");
     out.commit();
     if (!session.quiet && options.out != "-") {
         std::cout << printable(options.out) << ": " << list.tags() << " tags behind onMetaData, "

@@ -2,6 +2,10 @@
 // Implementation of flv_copy.h.
 #include "flv_copy.h"
 
+#include <algorithm>
+
+#include "bytes.h"
+
 namespace zvprobe {
 namespace {
 
@@ -59,6 +63,24 @@ void FlvCopyList::add(const FlvTag& tag) {
         }
     }
     pieces_.push_back(piece);
+}
+
+void FlvTagCounter::take(std::span<const uint8_t> bytes) {
+    while (!bytes.empty()) {
+        if (left_ > 0) {
+            const auto passed = std::min<uint64_t>(left_, bytes.size());
+            left_ -= passed;
+            bytes = bytes.subspan(static_cast<size_t>(passed));
+            continue;
+        }
+        head_[head_size_++] = bytes[0];
+        bytes = bytes.subspan(1);
+        if (head_size_ < kHeadSize) continue;
+        head_size_ = 0;
+        const uint32_t body = big_endian(std::span(head_).subspan(1));
+        left_ = ZV_FLV_TAG_HEADER_SIZE - kHeadSize + body + kSizeWord;
+        ++tags_;
+    }
 }
 
 std::vector<uint8_t> make_flv_start(const FlvReport& report, uint64_t copied) {

@@ -2,7 +2,9 @@
 // Which bytes of an FLV file go into a copy with a new onMetaData block, and what that block says.
 #pragma once
 
+#include <array>
 #include <optional>
+#include <span>
 #include <vector>
 
 #include "flv_report.h"
@@ -28,6 +30,24 @@ class FlvCopyList {
     std::vector<Piece> pieces_;
     uint64_t tags_ = 0;
     uint64_t bytes_ = 0;
+};
+
+// Steps over the tags of a copy while it is written: what was listed must come out.
+class FlvTagCounter {
+  public:
+    // Takes the next bytes, cut anywhere.
+    void take(std::span<const uint8_t> bytes);
+
+    uint64_t tags() const { return tags_; }  // begun
+    bool is_between_tags() const { return left_ == 0 && head_size_ == 0; }
+
+  private:
+    static constexpr size_t kHeadSize = 4;  // type and length of the body
+
+    std::array<uint8_t, kHeadSize> head_ = {};
+    size_t head_size_ = 0;
+    uint64_t left_ = 0;  // of the tag, behind its head
+    uint64_t tags_ = 0;
 };
 
 // The start of the new file, script tag included: the facts of the report, where the library's own
