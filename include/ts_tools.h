@@ -69,10 +69,11 @@ ZV_API int mpegts_api_isMpeg2(const char* format);
  * -> 0 the source was read to its end, as above
  *    -1 url is null
  *    -2 the scheme is unknown, the source cannot be opened, or memory is short
- *    -3 nothing could be read, or reading failed before the end
+ *    -3 nothing could be read, or reading failed before the end; also when a signal interrupted the
+ *       wait while files were written, unless the source sends datagrams, which end no other way
  *    -4 the output cannot be written
  * Each failure is logged. Files are written under a temporary name and get their own name when
- * complete: after a failed write there are none, and files of an earlier run are as they were. (Of
+ * complete: after a failure there are none, and files of an earlier run are as they were. (Of
  * several files, some may have their names when giving a name fails.)
  * The tools start and end the log (into /var/log/tavrix), memory and protocol library, so a log
  * file that the host had opened is closed. One tool at a time. */
@@ -104,7 +105,8 @@ ZV_API int mpegts_api_tsMonitor(int log_level, const char* url, unsigned interva
  *     bad        not RTP version 2, claims beyond its bytes, or no whole transport packets; left
  *                out
  * log_level, url  in  as for mpegts_api_tsExtract
- * ts_out          in  file to write; a pipe or device is written directly; null: nothing is written
+ * ts_out          in  file to write, when the source has packets; a pipe or device is written
+ *                     directly; null: nothing is written
  * -> as mpegts_api_tsExtract */
 ZV_API int mpegts_api_rtpDemux(int log_level, const char* url, const char* ts_out);
 

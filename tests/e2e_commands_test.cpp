@@ -142,6 +142,45 @@ TEST_F(Commands, ExtractAndRtpLeaveWholeFilesOrNone) {
     EXPECT_FALSE(std::filesystem::exists(dir_ / "part"));
 }
 
+TEST_F(Commands, ExtractWritesWhatALinkLeadsTo) {
+    const Outcome outcome = shell(
+        "mkdir es && echo old > other && ln -s ../other "
+        "es/1_0x101_aac.es && zvprobe extract '" +
+        media("single.ts") + "' es && test -L es/1_0x101_aac.es");
+    EXPECT_EQ(outcome.status, 0) << outcome.err;
+    EXPECT_EQ(read_file(dir_ / "other").size(), 50435u);
+}
+
+TEST_F(Commands, StandardOutputIsAppendedToWhereTheShellSaysSo) {
+    const std::string source = media("single.ts"), bytes = read_file(source);
+    for (const std::string name : {"-", "/dev/stdout"}) {
+        file("what stood there before\n");
+        for (const std::string& command :
+             {"rtp '" + source + "' " + name, "build null --count 2 " + name}) {
+            const std::string before = read_file(dir_ / "stream");
+            EXPECT_EQ(shell("zvprobe " + command + " >> stream").status, 0) << command;
+            const std::string after = read_file(dir_ / "stream");
+            EXPECT_TRUE(after.starts_with(before)) << command;
+            EXPECT_EQ(after.size() - before.size(), command[0] == 'r' ? bytes.size() : 2 * 188);
+        }
+    }
+    const Outcome full = shell("zvprobe rtp '" + source + "' - > /dev/full");
+    EXPECT_EQ(full.status, 3);
+    EXPECT_NE(full.err.find("-: cannot be written: No space left on device"), full.err.npos);
+}
+
+TEST_F(Commands, RtpReplacesAFileOnlyByOneThatHasPackets) {
+    const std::pair<std::string, int> sources[] = {
+        {"head -c 500000 /dev/zero", 4}, {"printf G", 4}, {"printf ''", 3}};
+    for (const auto& [source, status] : sources) {
+        file("kept");
+        EXPECT_EQ(shell(source + " > in; zvprobe rtp in stream").status, status) << source;
+        EXPECT_EQ(shell(source + " | zvprobe rtp - stream").status, status) << source;
+        EXPECT_EQ(read_file(dir_ / "stream"), "kept") << source;
+        EXPECT_EQ(shell("zvprobe rtp in new; ls").out.find("new"), std::string::npos);
+    }
+}
+
 TEST_F(Commands, BuildMakesTablesThatDescribeAProgramme) {
     const Outcome outcome = shell(
         "(zvprobe build pat --program 258:0x142 - && zvprobe build sdt --service 0x102 --name N -"

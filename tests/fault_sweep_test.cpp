@@ -85,7 +85,9 @@ TEST(ReadSweep, EveryToolTellsAFailureAndKeepsNoHalfFile) {
                 source.fail_read(number, fault);
                 const int result = run_and_look(tool, folder, source, memory);
                 const bool is_complete = !source.failed || fault == ReadFault::kShort;
-                const bool is_error = !is_complete && (number == 0 || fault == ReadFault::kFails);
+                const bool is_cut = fault == ReadFault::kInterrupted && tool != kMonitor;
+                const bool is_error =
+                    !is_complete && (number == 0 || fault == ReadFault::kFails || is_cut);
                 EXPECT_EQ(result, is_error ? kCannotRead : 0);
                 EXPECT_EQ(log.count("url_read x failed"), is_error ? 1 : 0);
                 EXPECT_TRUE(!is_error || folder.files().empty());

@@ -1,14 +1,20 @@
 // SPDX-License-Identifier: MIT
-// A signal between two writes of a copying command: what is copied so far gets no final name. No
-// shell can time that, so the command runs here, and whoever reads its output sends the signal.
+// A signal, or a source that shrinks, in the middle of a copying command: what is copied so far gets
+// no final name. No shell can time that, so the command runs here, and whoever reads its output
+// makes the fault.
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <csignal>
+#include <filesystem>
+#include <functional>
+#include <iostream>
+#include <streambuf>
 #include <string>
 #include <thread>
+#include <utility>
 
 #include "commands.h"
 #include "exit_status.h"
@@ -45,6 +51,71 @@ class InterruptingPipe {
     std::string path_;
     std::thread reader_;
 };
+
+// Takes what a standard stream gets, and does something when it gets the first of it.
+class Listener : public std::streambuf {
+  public:
+    explicit Listener(std::ostream& stream, std::function<void()> at_first = {})
+        : stream_(stream), at_first_(std::move(at_first)), before_(stream.rdbuf(this)) {}
+    ~Listener() override { stream_.rdbuf(before_); }
+
+    const std::string& text() const { return text_; }
+
+  private:
+    int_type overflow(int_type c) override {
+        if (const auto first = std::exchange(at_first_, nullptr)) first();
+        text_ += traits_type::to_char_type(c);
+        return c;
+    }
+
+    std::ostream& stream_;
+    std::function<void()> at_first_;
+    std::streambuf* before_;
+    std::string text_;
+};
+
+// The first line of the report comes with the tables, when most of the file is still to be read.
+template <typename Command>
+void expect_old_files_only(const Command& command, const std::function<void(std::string)>& fault,
+                           const std::string& word) {
+    const zvtest::Folder source, out;
+    std::string bytes;
+    while (bytes.size() < 12'000'000)
+        bytes += zvtest::read_file(ZV_TEST_MEDIA "/single.ts");
+    const std::string in = source.put("in.ts", bytes);
+    out.put("1_0x101_aac.es", "old");
+    out.put("keep.ts", "old");
+    const auto before = out.files();
+    catch_interrupts();
+    const Listener errors(std::cerr);
+    const Listener report(std::cout, [&] { fault(in); });
+    EXPECT_EQ(command(in, out), kExitCannotOpen);
+    EXPECT_NE(report.text(), "");
+    EXPECT_NE(errors.text().find(word), std::string::npos) << errors.text();
+    EXPECT_EQ(out.files(), before);
+}
+
+int run_extract(const std::string& in, const zvtest::Folder& out) {
+    return run_command(ExtractOptions{in, out.path()}, Session());
+}
+
+int run_rtp(const std::string& in, const zvtest::Folder& out) {
+    return run_command(RtpOptions{in, out / "keep.ts"}, Session());
+}
+
+TEST(CutShort, ByAShrinkingSourceExtractAndRtpNameNothing) {
+    const auto shrink = [](const std::string& in) { std::filesystem::resize_file(in, 2'000'000); };
+    expect_old_files_only(run_extract, shrink, "became shorter");
+    expect_old_files_only(run_rtp, shrink, "became shorter");
+}
+
+TEST(CutShort, ByASignalExtractAndRtpNameNothing) {
+    for (const int signal : {SIGINT, SIGTERM}) {
+        const auto interrupt = [signal](const std::string&) { raise(signal); };
+        expect_old_files_only(run_extract, interrupt, "interrupted, nothing is written");
+        expect_old_files_only(run_rtp, interrupt, "interrupted, nothing is written");
+    }
+}
 
 TEST(Interrupt, EndsFlvMetaWithoutAFile) {
     catch_interrupts();

@@ -174,7 +174,10 @@ TEST(Tools, TellWhyTheyFailed) {
     EXPECT_EQ(mpegts_api_rtpDemux(3, media.c_str(), "/dev/full"), -4);
     EXPECT_EQ(mpegts_api_rtpDemux(3, media.c_str(), folder.path()), -4);
     EXPECT_EQ(log.count("failed:"), 3);
-    EXPECT_EQ(names_in(folder), Names{"empty"});
+    const std::string none = folder.put("none", Bytes(6000, 1)), kept = folder.put("kept", "kept");
+    EXPECT_EQ(mpegts_api_rtpDemux(3, none.c_str(), kept.c_str()), 0);  // read to its end
+    EXPECT_EQ(folder.get("kept"), "kept");
+    EXPECT_EQ(names_in(folder), (Names{"empty", "kept", "none"}));
     EXPECT_EQ(log.opened[0], "/var/log/tavrix/tsMonitor.txt");
     EXPECT_EQ(log.opened[1], "/var/log/tavrix/rtpDemux.txt");
 }

@@ -1,16 +1,23 @@
 // SPDX-License-Identifier: MIT
 // `extract`: the elementary streams of a transport stream into files. The work is the library's;
-// here are the directory and the list of what was written.
+// here are the directory, the names that the files get when the source was read to its end, and the
+// list of what was written.
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <cerrno>
+#include <cstring>
 #include <filesystem>
 #include <iostream>
-#include <map>
+#include <optional>
+#include <set>
 
 #include "commands.h"
+#include "copy_command.h"
 #include "exit_status.h"
 #include "library_tool.h"
+#include "out_file.h"
+#include "source.h"
 #include "text_parts.h"
 #include "ts_tools.h"
 
@@ -19,49 +26,89 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// Name to inode: a file that was written anew has another one.
-using Listing = std::map<std::string, ino_t>;
-
-Listing list(const std::string& directory) {
-    Listing listing;
-    std::error_code error;
-    for (const auto& entry : fs::directory_iterator(directory, error)) {
-        struct stat status {};
-        if (stat(entry.path().c_str(), &status) == 0 && S_ISREG(status.st_mode))
-            listing[entry.path()] = status.st_ino;
+// Files that wait for their names, in a folder of their own inside the directory. Those that do not
+// get one are gone with it.
+class UnnamedFiles {
+  public:
+    explicit UnnamedFiles(const fs::path& directory) : directory_(directory) {
+        std::string pattern = directory / ".zvprobe.XXXXXX";
+        errno = ENOENT;  // of a directory without a name, which the pattern would not show
+        if (directory.empty() || mkdtemp(pattern.data()) == nullptr)
+            throw OutputError(std::strerror(errno));
+        folder_ = pattern;
     }
-    return listing;
-}
+    ~UnnamedFiles() {
+        std::error_code error;
+        fs::remove_all(folder_, error);
+    }
+    UnnamedFiles(const UnnamedFiles&) = delete;
+    UnnamedFiles& operator=(const UnnamedFiles&) = delete;
 
-void print_new_files(const Listing& before, const Listing& now, const TextOptions& options) {
+    const char* folder() const { return folder_.c_str(); }
+
+    // -> the paths of the files, now that they have their names. Throws OutputError.
+    std::set<fs::path> give_names() const {
+        std::set<fs::path> named;
+        for (const auto& entry : fs::directory_iterator(folder_)) {
+            const fs::path path = directory_ / entry.path().filename();
+            give_name(entry.path(), path);
+            named.insert(path);
+        }
+        return named;
+    }
+
+  private:
+    // What a link leads to is written, not the link, and so are pipes and devices.
+    static void give_name(const fs::path& from, const fs::path& to) {
+        struct stat status {};
+        if (lstat(to.c_str(), &status) == 0 && !S_ISREG(status.st_mode)) return copy(from, to);
+        if (rename(from.c_str(), to.c_str()) != 0) throw OutputError(std::strerror(errno));
+    }
+
+    static void copy(const fs::path& from, const fs::path& to) {
+        const auto source = open_source(from);
+        OutFile out(to);
+        for (auto window = source->next(0); !window.empty(); window = source->next(0))
+            out.write(window);
+        check_reading(*source);
+        out.commit();
+    }
+
+    fs::path directory_;
+    fs::path folder_;
+};
+
+void print_files(const std::set<fs::path>& paths, const TextOptions& options) {
     Columns files;
     files.add({"name", "size"});
-    for (const auto& [path, inode] : now) {
-        const auto found = before.find(path);
-        if (found != before.end() && found->second == inode) continue;
+    for (const fs::path& path : paths) {
         std::error_code error;
         const std::string size = std::to_string(fs::file_size(path, error)) + " bytes";
-        files.add({printable(path), size});
-        if (!options.laid_out) std::cout << printable(path) << ": " << size << '\n';
+        files.add({printable(path.native()), size});
+        if (!options.laid_out) std::cout << printable(path.native()) << ": " << size << '\n';
     }
     if (options.laid_out) files.print(std::cout, options.style, "files");
+}
+
+int extract(const ExtractOptions& options, const Session& session) {
+    std::optional<UnnamedFiles> files;  // made when the source is known to open
+    const auto run = [&](int log_level, const char* url) {
+        return mpegts_api_tsExtract(log_level, url, files.emplace(options.directory).folder());
+    };
+    const TextOptions text_options = text_options_for(STDOUT_FILENO, false);
+    const int status = run_library_tool({options.source, options.directory, run}, session,
+                                        std::cout, text_options);
+    if (status == kExitOk) print_files(files->give_names(), text_options);
+    return status;
 }
 
 }  // namespace
 
 int run_command(const ExtractOptions& options, const Session& session) {
     const bool made = mkdir(options.directory.c_str(), 0777) == 0;
-    const Listing before = list(options.directory);
-    const auto extract = [&options](int log_level, const char* url) {
-        return mpegts_api_tsExtract(log_level, url, options.directory.c_str());
-    };
-    const TextOptions text_options = text_options_for(STDOUT_FILENO, false);
-    const int status = run_library_tool({options.source, options.directory, extract}, session,
-                                        std::cout, text_options);
-    if (status == kExitOk)
-        print_new_files(before, list(options.directory), text_options);
-    else if (made)
-        rmdir(options.directory.c_str());
+    const int status =
+        run_copy({options.source, options.directory}, [&] { return extract(options, session); });
+    if (status != kExitOk && made) rmdir(options.directory.c_str());
     return status;
 }
 

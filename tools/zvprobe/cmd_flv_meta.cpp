@@ -110,7 +110,7 @@ void copy(const FlvMetaOptions& options, const Session& session, const FlvReport
     if (!tags.is_of(list))
         throw FlvMetaError(kExitCannotOpen, "changed while it was read, nothing is written");
     out.commit();
-    if (!session.quiet && options.out != "-") {
+    if (!session.quiet && !is_standard_output(options.out)) {
         std::cout << printable(options.out) << ": " << list.tags() << " tags behind onMetaData, "
                   << out.written() << " bytes\n";
     }

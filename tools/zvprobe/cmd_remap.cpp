@@ -43,7 +43,7 @@ class Remap {
         : options_(options),
           wish_(wish_of(options)),
           draw_(!session.quiet && is_terminal(STDERR_FILENO)),
-          talk_(!session.quiet && options.out != "-"),
+          talk_(!session.quiet && !is_standard_output(options.out)),
           tell_(session.verbosity > 0) {}
 
     void run() {

@@ -43,7 +43,8 @@ std::string FileFeeder::finish() {
         close(read_end_);
         thread_.join();
     }
-    return source_->error();
+    const std::string error = source_->error();
+    return error.empty() ? write_error_ : error;
 }
 
 void FileFeeder::feed() {
@@ -58,9 +59,12 @@ void FileFeeder::feed() {
     }
 }
 
-bool FileFeeder::write(std::span<const uint8_t> bytes) const {
+// Pages that a file has lost make the write fail, even if the file has grown again since.
+bool FileFeeder::write(std::span<const uint8_t> bytes) {
     while (!bytes.empty()) {
         const ssize_t written = ::write(write_end_, bytes.data(), bytes.size());
+        if (written < 0 && errno != EPIPE)
+            write_error_ = std::string("reading stopped: ") + std::strerror(errno);
         if (written <= 0) return false;
         bytes = bytes.subspan(static_cast<size_t>(written));
     }

@@ -25,17 +25,19 @@ class FileFeeder {
     // What to open instead of the file, once.
     std::string path() const { return "/dev/fd/" + std::to_string(read_end_); }
 
-    // Ends the feeding. -> why reading the file ended early; empty when it did not
+    // Ends the feeding. -> why reading the file ended early; empty when it did not, or when a signal
+    //    or whoever reads the pipe wanted no more
     std::string finish();
 
   private:
     void feed();
-    bool write(std::span<const uint8_t> bytes) const;
+    bool write(std::span<const uint8_t> bytes);
 
     std::unique_ptr<Source> source_;
     Progress progress_;
     int read_end_;
     int write_end_;
+    std::string write_error_;
     std::thread thread_;
 };
 

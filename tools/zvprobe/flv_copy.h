@@ -46,7 +46,7 @@ class FlvTagCounter {
 
     std::array<uint8_t, kHeadSize> head_ = {};
     size_t head_size_ = 0;
-    uint64_t left_ = 0;  // of the tag, behind its head
+    uint64_t left_ = 0;  // of the tag, after its head
     uint64_t tags_ = 0;
 };
 

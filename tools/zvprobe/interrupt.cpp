@@ -16,6 +16,7 @@ extern "C" void note_interrupt(int) {
 }  // namespace
 
 void catch_interrupts() {
+    interrupt_seen = 0;
     struct sigaction action {};
     action.sa_handler = note_interrupt;
     action.sa_flags = static_cast<int>(SA_RESETHAND);  // and no SA_RESTART: reads must return

@@ -5,7 +5,7 @@
 
 namespace zvprobe {
 
-// Installs the handlers. They interrupt blocking reads and sleeps.
+// Installs the handlers, and forgets what came before. They interrupt blocking reads and sleeps.
 void catch_interrupts();
 
 // For threads that only help: signals go to the thread that waits, except those of its own doing.

@@ -11,6 +11,7 @@
 
 #include "exit_status.h"
 #include "file_feeder.h"
+#include "interrupt.h"
 #include "library_log.h"
 #include "progress.h"
 #include "report_lines.h"
@@ -50,6 +51,11 @@ bool is_fed(const std::string& name) {
            (stat(info.path, &status) != 0 || S_ISREG(status.st_mode) || S_ISDIR(status.st_mode));
 }
 
+bool sends_datagrams(const std::string& name) {
+    const int index = zvptc_api_getPtcindex(name.c_str(), 0, 0);
+    return index == ZVPTC_INDEX_UDP || index == ZVPTC_INDEX_RTP;
+}
+
 struct Run {
     int result;
     std::string read_error;
@@ -77,6 +83,9 @@ ExitStatus status_of(const LibraryTool& tool, const Run& run, const LibraryLog& 
     if (run.result == kCannotWrite)
         return fail(tool.output, "cannot be written: " + why_not_written(log.last_error()));
     if (!run.read_error.empty()) return fail(tool.source, run.read_error);
+    // The tool may have taken the end that the signal made for that of the source.
+    if (interrupted() && !tool.output.empty() && !sends_datagrams(tool.source))
+        return fail(tool.source, "interrupted, nothing is written");
     if (run.result == kCannotRead)
         return fail(tool.source, "nothing came, or reading stopped early");
     if (run.result != kDone) return fail(tool.source, why_not_open(tool.source));

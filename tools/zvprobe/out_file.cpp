@@ -40,10 +40,14 @@ mode_t mode_of_new_files() {
 
 }  // namespace
 
+bool is_standard_output(const std::string& path) {
+    return path == "-" || path == "/dev/stdout" || path == "/dev/fd/1" || path == "/proc/self/fd/1";
+}
+
 OutFile::OutFile(const std::string& path) : path_(follow_links(path)) {
     std::signal(SIGXFSZ, SIG_IGN);  // a file that grows too large is an error like others
     struct stat status {};
-    if (path == "-") {
+    if (is_standard_output(path)) {
         fd_ = STDOUT_FILENO;
         owns_fd_ = false;
     } else if (stat(path_.c_str(), &status) != 0) {

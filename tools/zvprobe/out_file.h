@@ -16,9 +16,13 @@ class OutputError : public std::runtime_error {
     using std::runtime_error::runtime_error;
 };
 
+// -> true for "-" and for the names that the system has for the same, as /dev/stdout
+bool is_standard_output(const std::string& path);
+
 class OutFile {
   public:
-    // path: "-" is standard output. That, and what is no regular file, is written directly; a
+    // Standard output is written as the descriptor that it is, whatever that leads to: a file there
+    // keeps what it has, and its name. What is no regular file is written directly as well; a
     // regular file under a name of its own beside it, so it may be replaced while it is read.
     // Throws OutputError.
     explicit OutFile(const std::string& path);
@@ -31,13 +35,15 @@ class OutFile {
     void write(std::span<const uint8_t> bytes);  // throws OutputError
     uint64_t written() const { return written_; }
 
+    // Keeps nothing back of what was written. Throws OutputError.
+    void flush();
+
     // Gives the file its name. Throws OutputError.
     void commit();
 
   private:
     void open_beside(const std::string& path);
     void write_now(std::span<const uint8_t> bytes);
-    void flush();
 
     int fd_ = -1;
     bool owns_fd_ = true;

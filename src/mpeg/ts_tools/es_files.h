@@ -17,6 +17,8 @@ class EsFiles {
     // directory  borrowed for the object's life; null: nothing is written
     void set_directory(const char* directory) { directory_ = directory; }
 
+    bool wanted() const { return directory_ != nullptr; }
+
     // Adds the streams of every programme whose PMT is known by now.
     void learn(const MPEGTSContext& context);
 

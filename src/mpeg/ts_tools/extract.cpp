@@ -87,7 +87,8 @@ zv::ToolResult extract(Extraction& extraction) {
     is_written = is_written && extraction.finish();
     tool.analysis.report(tool.feed.counts());
     if (!is_written) return zv::kToolCannotWrite;
-    const zv::ToolResult result = tool.source.result();
+    const zv::ToolResult result =
+        extraction.files.wanted() ? tool.source.copy_result() : tool.source.result();
     if (result != zv::kToolDone) return result;
     return extraction.files.commit() ? zv::kToolDone : zv::kToolCannotWrite;
 }

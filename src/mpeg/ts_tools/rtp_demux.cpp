@@ -107,8 +107,11 @@ zv::ToolResult RtpDemux::run() {
     finish();
     report();
     if (!is_written_) return zv::kToolCannotWrite;
-    const zv::ToolResult result = tool_.source.result();
-    if (result != zv::kToolDone || !out_.is_open()) return result;
+    if (!out_.is_open()) return tool_.source.result();
+    const zv::ToolResult result = tool_.source.copy_result();
+    // A file of no packets would take the place of one that may have some.
+    const bool has_packets = tool_.feed.counts().packets > 0;
+    if (result != zv::kToolDone || !has_packets) return result;
     return out_.commit() ? zv::kToolDone : zv::kToolCannotWrite;
 }
 

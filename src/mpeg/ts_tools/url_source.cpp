@@ -48,6 +48,14 @@ std::span<const uint8_t> UrlSource::next() {
 
 ToolResult UrlSource::result() const {
     if (any_ && is_end(last_read_)) return kToolDone;
+    return fail();
+}
+
+ToolResult UrlSource::copy_result() const {
+    return last_read_ == -EINTR && !has_datagrams_ ? fail() : result();
+}
+
+ToolResult UrlSource::fail() const {
     LOG(kLogError, "MPEGTS", "url_read %s failed(len:%d)", url_, last_read_);
     return kToolCannotRead;
 }

@@ -27,7 +27,13 @@ class UrlSource {
     // -> kToolDone when the source ended after at least one byte; else kToolCannotRead, logged
     ToolResult result() const;
 
+    // The same for who copies the source: cut short by a signal, one that has an end is not whole.
+    // Datagrams end no other way.
+    ToolResult copy_result() const;
+
   private:
+    ToolResult fail() const;
+
     HandledUrl source_;
     const char* url_ = nullptr;
     bool has_datagrams_ = false;
