@@ -39,6 +39,32 @@ typedef struct ZvSurveyEvent {
     const char* message;   /* one line for people, printable ASCII */
 } ZvSurveyEvent;
 
+/* When indicators of ETSI TR 101 290 count: the longest gap that is no error, in seconds. 0 stands for
+ * the default in parentheses. */
+typedef struct ZvSurveyLimits {
+    double pat_s;               /* 1.3.a: between sections of the PAT (0.5) */
+    double pmt_s;               /* 1.5.a: between sections of a PMT (0.5) */
+    double pid_s;               /* 1.6: between packets of a PID that must come; 1 at least (5) */
+    double pcr_repetition_s;    /* 2.3.a: between PCRs of a PID (0.1) */
+    double pcr_discontinuity_s; /* 2.3.b: from one PCR value to the next (0.1) */
+    double pcr_accuracy_ns;     /* 2.4: off the line, nanoseconds (500) */
+    double pts_s;               /* 2.5: between PTS (0.7) */
+    double cat_s;               /* 2.6: from the first scrambled packet to the CAT (0.5) */
+    double nit_actual_s;        /* 3.1.a (10) */
+    double nit_other_s;         /* 3.1.b (10) */
+    double bat_s;               /* 3.2 (10) */
+    double tot_s;               /* 3.2 (30) */
+    double unreferenced_s;      /* 3.4.a: how long a PID may come that no table names (0.5) */
+    double sdt_actual_s;        /* 3.5.a (2) */
+    double sdt_other_s;         /* 3.5.b (10) */
+    double eit_actual_s;        /* 3.6.a (2) */
+    double eit_other_s;         /* 3.6.b (10) */
+    double eit_pf_s;            /* 3.6.c: from one of the sections 0 and 1 to the other (2) */
+    double tdt_s;               /* 3.8 (30) */
+    double section_distance_s;  /* 3.1.a, 3.5.a, 3.6.a, 3.7, 3.8: sections are at least so far
+                                   apart (0.025) */
+} ZvSurveyLimits;
+
 /* How a survey works. Members that a host leaves 0 have their defaults. */
 typedef struct ZvSurveyOptions {
     size_t size; /* sizeof(ZvSurveyOptions): later versions add members at the end */
@@ -56,6 +82,8 @@ typedef struct ZvSurveyOptions {
      * offset       in  of the first sync byte, in bytes from the start of the input */
     void (*on_packets)(void* arg, const uint8_t* packets, size_t packet_size, size_t count,
                        uint64_t offset);
+
+    ZvSurveyLimits limits;
 } ZvSurveyOptions;
 
 /* Takes a piece of JSON. -> 0 to go on, anything else to stop */
@@ -72,6 +100,15 @@ ZV_API ZvSurvey* zvsurvey_new(const ZvSurveyOptions* options);
  * -> 0, also after bytes that are no transport stream; -1 when memory is short or an argument is
  *    null: the survey then still answers for what came before, but takes nothing more */
 ZV_API int zvsurvey_feed(ZvSurvey* survey, const void* bytes, size_t size);
+
+/* The same for a live stream: time is that of arrival. The first call decides between the two.
+ * arrival_us  in  when the bytes came, microseconds of a monotonic clock; not less than before
+ * -> as zvsurvey_feed; also -1 after a call of zvsurvey_feed with bytes, and the other way round */
+ZV_API int zvsurvey_feed_at(ZvSurvey* survey, const void* bytes, size_t size, uint64_t arrival_us);
+
+/* Live: time passes although nothing comes, and gaps are raised when they pass their limit.
+ * now_us  in  as arrival_us. Nothing happens before the first zvsurvey_feed_at. */
+ZV_API void zvsurvey_tick(ZvSurvey* survey, uint64_t now_us);
 
 /* Ends the stream: what waited for more bytes is settled. Feeding after it is refused (-1). */
 ZV_API void zvsurvey_finish(ZvSurvey* survey);
@@ -116,6 +153,13 @@ typedef struct ZvSurveyTotals {
     size_t pids;
     size_t tables;
     uint64_t events;
+    const char* clock_source; /* "pcr", "arrival" or "none" */
+    int32_t clock_pcr_pid;    /* whose PCRs tell the time, or ZV_SURVEY_NONE */
+    int32_t constant_rate;    /* 1 yes, 0 no, ZV_SURVEY_NONE unknown */
+    double duration_s;        /* NaN: not known */
+    double bit_rate_bps;      /* NaN: not known */
+    size_t indicators;
+    uint64_t unjudged; /* what came before there was a clock and was too much to wait for it */
 } ZvSurveyTotals;
 ZV_API int zvsurvey_totals(const ZvSurvey* survey, ZvSurveyTotals* out, size_t size);
 
@@ -133,8 +177,9 @@ typedef struct ZvSurveyProgram {
     size_t descriptors_size;
     const uint16_t* ca_system_ids; /* ascending */
     size_t ca_system_id_count;
-    uint8_t scrambled; /* 1: a packet of one of its streams was */
-    size_t streams;    /* entries of zvsurvey_stream */
+    uint8_t scrambled;   /* 1: a packet of one of its streams was */
+    size_t streams;      /* entries of zvsurvey_stream */
+    double bit_rate_bps; /* of its PMT, PCR and stream PIDs; NaN without a clock */
 } ZvSurveyProgram;
 ZV_API int zvsurvey_program(const ZvSurvey* survey, size_t index, ZvSurveyProgram* out,
                             size_t size);
@@ -178,7 +223,28 @@ typedef struct ZvSurveyPid {
     uint64_t continuity_errors;
     uint64_t packets_lost;
     uint64_t duplicates;
-    uint64_t signalled; /* packets with discontinuity_indicator */
+    uint64_t signalled;  /* packets with discontinuity_indicator */
+    double bit_rate_bps; /* this and what follows: NaN where it was not measured */
+    double first_s;      /* when the first and the last packet came */
+    double last_s;
+    uint64_t pcrs;
+    double pcr_interval_min_s; /* of consecutive values */
+    double pcr_interval_mean_s;
+    double pcr_interval_max_s;
+    uint64_t pcr_jumps;         /* back, or on by more than a second, without a signal */
+    uint64_t pcr_signalled;     /* PCRs with discontinuity_indicator */
+    double pcr_accuracy_min_ns; /* off a straight line; at constant rate only */
+    double pcr_accuracy_max_ns;
+    double pcr_drift_ppm; /* against the clock; at constant rate only */
+    uint64_t pts;
+    uint64_t dts;
+    double pts_first_s; /* the values */
+    double pts_last_s;
+    double pts_interval_min_s; /* between packets that carry one */
+    double pts_interval_mean_s;
+    double pts_interval_max_s;
+    double pts_ahead_min_s; /* of the PCR, when it comes */
+    double pts_ahead_max_s;
 } ZvSurveyPid;
 ZV_API int zvsurvey_pid(const ZvSurvey* survey, size_t index, ZvSurveyPid* out, size_t size);
 
@@ -195,8 +261,24 @@ typedef struct ZvSurveyTable {
     int32_t version;             /* of the latest section; ZV_SURVEY_NONE in short sections */
     int32_t last_section_number; /* the same */
     uint64_t sections;           /* without wrong CRCs */
+    double interval_min_s;       /* between sections of number 0; NaN: not measured */
+    double interval_mean_s;
+    double interval_max_s;
 } ZvSurveyTable;
 ZV_API int zvsurvey_table(const ZvSurvey* survey, size_t index, ZvSurveyTable* out, size_t size);
+
+/* An indicator of ETSI TR 101 290, by index in the order of the standard. */
+typedef struct ZvSurveyIndicator {
+    const char* id;   /* "1.3.a" */
+    const char* name; /* "PAT_error_2" */
+    int32_t priority; /* 1 to 3 */
+    uint8_t measured; /* 0: the input does not allow it, and count means nothing */
+    uint64_t count;
+    double first_s; /* NaN: none, or no clock */
+    double last_s;
+} ZvSurveyIndicator;
+ZV_API int zvsurvey_indicator(const ZvSurvey* survey, size_t index, ZvSurveyIndicator* out,
+                              size_t size);
 
 /* A section with a wrong CRC_32, by index; the first ZV_SURVEY_MAX_LISTED. */
 typedef struct ZvSurveyCrcError {

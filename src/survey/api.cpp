@@ -1,9 +1,11 @@
 // SPDX-License-Identifier: MIT
 // The C interface of zvsurvey.h: options in, records and JSON out. No exception leaves it: memory
 // that is short becomes a result.
+#include <algorithm>
 #include <cstring>
 #include <new>
 #include <optional>
+#include <span>
 
 #include "survey/json.h"
 #include "survey/names.h"
@@ -72,12 +74,86 @@ struct Stopped {
     int result;
 };
 
+double value_or_nan(const std::optional<double>& value) {
+    return value.value_or(kNoTime);
+}
+
+// The limits that a host set, the defaults for the others.
+Limits limits_of(const ZvSurveyLimits& set) {
+    Limits limits;
+    const auto take = [](double& limit, double wanted) {
+        if (wanted > 0) limit = wanted;
+    };
+    take(limits.pat, set.pat_s);
+    take(limits.pmt, set.pmt_s);
+    take(limits.pid, set.pid_s > 0 ? std::max(set.pid_s, 1.0) : 0);
+    take(limits.pcr_repetition, set.pcr_repetition_s);
+    take(limits.pcr_discontinuity, set.pcr_discontinuity_s);
+    take(limits.pcr_accuracy_ns, set.pcr_accuracy_ns);
+    take(limits.pts, set.pts_s);
+    take(limits.cat, set.cat_s);
+    take(limits.nit_actual, set.nit_actual_s);
+    take(limits.nit_other, set.nit_other_s);
+    take(limits.bat, set.bat_s);
+    take(limits.tot, set.tot_s);
+    take(limits.unreferenced, set.unreferenced_s);
+    take(limits.sdt_actual, set.sdt_actual_s);
+    take(limits.sdt_other, set.sdt_other_s);
+    take(limits.eit_actual, set.eit_actual_s);
+    take(limits.eit_other, set.eit_other_s);
+    take(limits.eit_pf, set.eit_pf_s);
+    take(limits.tdt, set.tdt_s);
+    take(limits.section_distance, set.section_distance_s);
+    return limits;
+}
+
+struct Bounds {
+    double least, mean, most;
+};
+
+Bounds bounds_of(const Extremes& values, double unit) {
+    if (values.empty()) return {kNoTime, kNoTime, kNoTime};
+    return {values.least() * unit, values.mean() * unit, values.most() * unit};
+}
+
+// The clock's part of a PID's record.
+void fill_times(const Survey& survey, const PidDetail& detail, ZvSurveyPid& out) {
+    constexpr double kPtsHz = 90e3;
+    const bool constant = survey.constant_rate();
+    out.first_s = detail.timing.first_s;
+    out.last_s = detail.timing.last_s;
+    out.pcrs = detail.pcr ? detail.pcr->count() : 0;
+    out.pcr_jumps = detail.pcr ? detail.pcr->jumps() : 0;
+    out.pcr_signalled = detail.pcr ? detail.pcr->signalled() : 0;
+    const Bounds pcr =
+        bounds_of(detail.pcr ? detail.pcr->intervals_ticks() : Extremes(), 1 / kPcrHz);
+    out.pcr_interval_min_s = pcr.least;
+    out.pcr_interval_mean_s = pcr.mean;
+    out.pcr_interval_max_s = pcr.most;
+    const Bounds off = bounds_of(constant ? detail.timing.deviations_ns : Extremes(), 1);
+    out.pcr_accuracy_min_ns = off.least;
+    out.pcr_accuracy_max_ns = off.most;
+    out.pcr_drift_ppm = constant ? value_or_nan(survey.drift_ppm(detail)) : kNoTime;
+    out.pts = detail.pts.count;
+    out.dts = detail.pts.dts_count;
+    const bool has_pts = detail.pts.count > 0;
+    out.pts_first_s = has_pts ? static_cast<double>(detail.pts.first) / kPtsHz : kNoTime;
+    out.pts_last_s = has_pts ? static_cast<double>(detail.pts.last) / kPtsHz : kNoTime;
+    const Bounds pts = bounds_of(detail.timing.pts_intervals_s, 1);
+    out.pts_interval_min_s = pts.least;
+    out.pts_interval_mean_s = pts.mean;
+    out.pts_interval_max_s = pts.most;
+    const Bounds ahead = bounds_of(detail.timing.ahead_s, 1);
+    out.pts_ahead_min_s = ahead.least;
+    out.pts_ahead_max_s = ahead.most;
+}
+
 }  // namespace
 
 // The survey, and what its records borrow.
 struct ZvSurvey {
     explicit ZvSurvey(const ZvSurveyOptions& options)
-        : survey(teller(options), packet_seer(options)) {}
+        : survey(teller(options), packet_seer(options), limits_of(options.limits)) {}
 
     // -> what the tables say now
     const Description& description() const {
@@ -91,6 +167,7 @@ struct ZvSurvey {
 
     Survey survey;
     bool ended = false;
+    std::optional<bool> live;  // which of the two feeds was called
 
     mutable std::optional<Description> described;
     mutable uint64_t described_generation = 0;
@@ -110,14 +187,41 @@ ZvSurvey* zvsurvey_new(const ZvSurveyOptions* options) {
     }
 }
 
-int zvsurvey_feed(ZvSurvey* survey, const void* bytes, size_t size) {
+namespace {
+
+// Calls take(bytes) where bytes may be taken.
+template <typename Take>
+int feed_with(ZvSurvey* survey, const void* bytes, size_t size, bool live, Take take) {
     if (!survey || survey->ended || (!bytes && size > 0)) return -1;
+    if (size > 0 && survey->live.value_or(live) != live) return -1;
+    if (size > 0) survey->live = live;
     const int result = guarded(-1, [&] {
-        survey->survey.feed({static_cast<const uint8_t*>(bytes), size});
+        take(std::span(static_cast<const uint8_t*>(bytes), size));
         return 0;
     });
     survey->ended = result != 0;
     return result;
+}
+
+}  // namespace
+
+int zvsurvey_feed(ZvSurvey* survey, const void* bytes, size_t size) {
+    return feed_with(survey, bytes, size, false,
+                     [&](std::span<const uint8_t> taken) { survey->survey.feed(taken); });
+}
+
+int zvsurvey_feed_at(ZvSurvey* survey, const void* bytes, size_t size, uint64_t arrival_us) {
+    return feed_with(survey, bytes, size, true, [&](std::span<const uint8_t> taken) {
+        if (!taken.empty()) survey->survey.feed_at(taken, arrival_us);
+    });
+}
+
+void zvsurvey_tick(ZvSurvey* survey, uint64_t now_us) {
+    if (!survey || survey->ended) return;
+    guarded(-1, [&] {
+        survey->survey.tick(now_us);
+        return 0;
+    });
 }
 
 void zvsurvey_finish(ZvSurvey* survey) {
@@ -180,6 +284,15 @@ int zvsurvey_totals(const ZvSurvey* survey, ZvSurveyTotals* out, size_t size) {
         totals.services = survey->description().services.size();
         totals.tables = s.tables().records().size();
         totals.events = s.events().total();
+        const Clock& clock = s.timing().clock();
+        const bool live = s.timing().live();
+        totals.clock_source = live ? "arrival" : clock.rate_known() ? "pcr" : "none";
+        totals.clock_pcr_pid = live ? ZV_SURVEY_NONE : number_or_none(clock.pid());
+        totals.constant_rate = live ? ZV_SURVEY_NONE : number_or_none(clock.constant_rate());
+        totals.duration_s = value_or_nan(s.duration_s());
+        totals.bit_rate_bps = value_or_nan(s.bit_rate_bps());
+        totals.indicators = kIndicators.size();
+        totals.unjudged = s.timing().unjudged();
         return fill(out, size, totals);
     });
 }
@@ -194,6 +307,8 @@ int zvsurvey_program(const ZvSurvey* survey, size_t index, ZvSurveyProgram* out,
         record.pmt_version = ZV_SURVEY_NONE;
         record.pcr_pid = number_or_none(program.pcr_pid());
         record.service_type = ZV_SURVEY_NONE;
+        record.bit_rate_bps =
+            value_or_nan(survey->survey.bit_rate_of(packets_of(program, survey->survey.pids())));
         if (const Service* const service = survey->description().service(program.number)) {
             record.service_name = service->name.c_str();
             record.service_provider = text_or_null(service->provider);
@@ -278,6 +393,8 @@ int zvsurvey_pid_by_number(const ZvSurvey* survey, uint16_t pid, ZvSurveyPid* ou
         filled.packets_lost = detail.continuity.lost;
         filled.duplicates = detail.continuity.duplicates;
         filled.signalled = detail.continuity.signalled;
+        filled.bit_rate_bps = value_or_nan(survey->survey.bit_rate_of(record.packets));
+        fill_times(survey->survey, detail, filled);
         return fill(out, size, filled);
     });
 }
@@ -306,15 +423,30 @@ int zvsurvey_table(const ZvSurvey* survey, size_t index, ZvSurveyTable* out, siz
         }
         if (index >= order.size()) return 0;
         const auto& [key, record] = *order[index];
+        const Bounds intervals = bounds_of(record.timing.intervals_s, 1);
         const ZvSurveyTable filled = {key.pid,
                                       key.table_id,
                                       table_name(key.table_id),
                                       number_or_none(key.extension),
                                       number_or_none(record.version()),
                                       number_or_none(record.last_section_number()),
-                                      record.sections()};
+                                      record.sections(),
+                                      intervals.least,
+                                      intervals.mean,
+                                      intervals.most};
         return fill(out, size, filled);
     });
+}
+
+int zvsurvey_indicator(const ZvSurvey* survey, size_t index, ZvSurveyIndicator* out, size_t size) {
+    if (!survey || !out || index >= kIndicators.size()) return 0;
+    const auto indicator = static_cast<Indicator>(index);
+    const IndicatorName& name = kIndicators[index];
+    const IndicatorCount& counted = survey->survey.events().counted(indicator);
+    const bool measured = survey->survey.measures(indicator);
+    return fill(out, size,
+                ZvSurveyIndicator{name.id, name.name, name.priority(), measured,
+                                  measured ? counted.count : 0, counted.first_s, counted.last_s});
 }
 
 int zvsurvey_crc_error(const ZvSurvey* survey, size_t index, ZvSurveyCrcError* out, size_t size) {

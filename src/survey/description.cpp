@@ -36,4 +36,16 @@ bool is_scrambled(const Program& program, const Pids& pids) {
     return scrambled;
 }
 
+uint64_t packets_of(const Program& program, const Pids& pids) {
+    std::set<uint16_t> of_program = {program.pmt_pid};
+    if (const auto pcr_pid = program.pcr_pid()) of_program.insert(*pcr_pid);
+    if (program.has_pmt())
+        program.view().for_each_stream(
+            [&](const PmtStream& stream) { of_program.insert(stream.pid); });
+    uint64_t packets = 0;
+    for (const uint16_t pid : of_program)
+        packets += pids[pid].packets;
+    return packets;
+}
+
 }  // namespace zv::survey

@@ -34,4 +34,7 @@ std::vector<uint16_t> ca_system_ids_of(const PmtView& pmt);
 // Was any packet of the programme's streams?
 bool is_scrambled(const Program& program, const Pids& pids);
 
+// -> packets of its PMT, PCR and stream PIDs, each PID once
+uint64_t packets_of(const Program& program, const Pids& pids);
+
 }  // namespace zv::survey

@@ -17,53 +17,72 @@ std::string text(const char* format, Args... args) {
 }  // namespace
 
 EventName name_of(EventKind kind) {
-    switch (kind) {
-        case EventKind::kSyncLoss:
-            return {"TS_sync_loss", "1.1"};
-        case EventKind::kSyncByteError:
-            return {"Sync_byte_error", "1.2"};
-        case EventKind::kContinuityError:
-            return {"Continuity_count_error", "1.4"};
-        case EventKind::kTransportError:
-            return {"Transport_error", "2.1"};
-        case EventKind::kCrcError:
-            return {"CRC_error", "2.2"};
-        case EventKind::kPatChanged:
-            return {"pat_changed", nullptr};
-        case EventKind::kPmtChanged:
-            return {"pmt_changed", nullptr};
-        case EventKind::kSdtChanged:
-            return {"sdt_changed", nullptr};
-        case EventKind::kProgramAdded:
-            return {"program_added", nullptr};
-        case EventKind::kProgramRemoved:
-            return {"program_removed", nullptr};
-        case EventKind::kDiscontinuitySignalled:
-            return {"discontinuity_signalled", nullptr};
-        case EventKind::kScramblingChanged:
-            return {"scrambling_changed", nullptr};
-        case EventKind::kStreamAppeared:
-            return {"stream_appeared", nullptr};
-        case EventKind::kStreamVanished:
-            return {"stream_vanished", nullptr};
+    if (is_indicator(kind)) {
+        const IndicatorName& indicator = kIndicators[static_cast<size_t>(kind)];
+        return {indicator.name, indicator.id};
     }
-    return {"", nullptr};
+    constexpr const char* kOthers[] = {"pat_changed",        "pmt_changed",
+                                       "sdt_changed",        "program_added",
+                                       "program_removed",    "discontinuity_signalled",
+                                       "scrambling_changed", "stream_appeared",
+                                       "stream_vanished",    "clock_changed"};
+    const auto first = static_cast<size_t>(EventKind::kFirstOther);
+    return {kOthers[static_cast<size_t>(kind) - first], nullptr};
 }
 
+namespace {
+
+std::string clause_text(const Event& event) {
+    switch (event.clause) {
+        case Clause::kTableId:
+            return text("table 0x%02x does not belong on this PID", event.a);
+        case Clause::kScrambled:
+            return "a scrambled packet";
+        case Clause::kTooClose:
+            return text("sections of table 0x%02x follow too soon", event.a);
+        case Clause::kGap:
+            break;
+    }
+    return text("none for more than %u ms", event.a);
+}
+
+// What the indicators say that have one clause only.
+std::string indicator_text(const Event& event) {
+    const auto signed_a = static_cast<int32_t>(event.a);
+    switch (static_cast<Indicator>(event.kind)) {
+        case Indicator::kTsSyncLoss:
+            return "sync lost";
+        case Indicator::kSyncByteError:
+            return text("0x%02x where a sync byte should be", event.a);
+        case Indicator::kContinuityCountError:
+            return text("continuity %u after %u", event.a, event.b);
+        case Indicator::kTransportError:
+            return "transport_error_indicator";
+        case Indicator::kCrcError:
+            return text("wrong CRC, table 0x%02x", event.a);
+        case Indicator::kPcrRepetitionError:
+            return text("%u ms between two PCRs", event.a);
+        case Indicator::kPcrDiscontinuityIndicatorError:
+            return text("PCR %+d ms without discontinuity_indicator", signed_a);
+        case Indicator::kPcrAccuracyError:
+            return text("PCR off by %+d ns", signed_a);
+        case Indicator::kUnreferencedPid:
+            return "no table names this PID";
+        case Indicator::kEitPfError:
+            return text("section %u of service 0x%04x is missing", event.a, event.b);
+        default:
+            return clause_text(event);
+    }
+}
+
+}  // namespace
+
 std::string message_of(const Event& event) {
+    if (is_indicator(event.kind)) return indicator_text(event);
     const unsigned a = event.a;
     const unsigned b = event.b;
+    const auto pid = static_cast<unsigned>(event.pid);
     switch (event.kind) {
-        case EventKind::kSyncLoss:
-            return "sync lost";
-        case EventKind::kSyncByteError:
-            return text("0x%02x where a sync byte should be", a);
-        case EventKind::kContinuityError:
-            return text("continuity %u after %u", a, b);
-        case EventKind::kTransportError:
-            return "transport_error_indicator";
-        case EventKind::kCrcError:
-            return text("wrong CRC, table 0x%02x", a);
         case EventKind::kPatChanged:
             return text("PAT version %u, transport stream 0x%04x", a, b);
         case EventKind::kPmtChanged:
@@ -79,12 +98,14 @@ std::string message_of(const Event& event) {
         case EventKind::kScramblingChanged:
             return a ? "scrambled from here on" : "clear from here on";
         case EventKind::kStreamAppeared:
-            return text("stream 0x%x, type 0x%02x, is new in programme %u", unsigned(event.pid), b,
-                        a);
+            return text("stream 0x%x, type 0x%02x, is new in programme %u", pid, b, a);
         case EventKind::kStreamVanished:
-            return text("stream 0x%x is gone from programme %u", unsigned(event.pid), a);
+            return text("stream 0x%x is gone from programme %u", pid, a);
+        case EventKind::kClockChanged:
+            return text("the clock is the PCR of PID 0x%x now, 0x%x before", pid, a);
+        default:
+            return {};
     }
-    return {};
 }
 
 }  // namespace zv::survey

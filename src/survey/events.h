@@ -2,28 +2,22 @@
 // What happened, in order: counted without end, the first listed, each told to the host.
 #pragma once
 
-#include <cmath>
+#include <array>
 #include <cstdint>
 #include <functional>
-#include <limits>
-#include <optional>
 #include <string>
 #include <vector>
 
+#include "survey/indicators.h"
+
 namespace zv::survey {
 
-constexpr double kNoTime = std::numeric_limits<double>::quiet_NaN();
 constexpr int kNoPid = -1;
 
+// First the indicators, by the numbers that they have; then what else is worth a line.
 enum class EventKind : uint8_t {
-    // Indicators of ETSI TR 101 290, in its order.
-    kSyncLoss,
-    kSyncByteError,
-    kContinuityError,
-    kTransportError,
-    kCrcError,
-    // What else is worth a line.
-    kPatChanged,
+    kFirstOther = kIndicators.size(),
+    kPatChanged = kFirstOther,
     kPmtChanged,
     kSdtChanged,
     kProgramAdded,
@@ -32,7 +26,15 @@ enum class EventKind : uint8_t {
     kScramblingChanged,
     kStreamAppeared,
     kStreamVanished,
+    kClockChanged,
 };
+
+constexpr EventKind event_of(Indicator indicator) {
+    return static_cast<EventKind>(indicator);
+}
+constexpr bool is_indicator(EventKind kind) {
+    return kind < EventKind::kFirstOther;
+}
 
 struct EventName {
     const char* name;
@@ -40,8 +42,17 @@ struct EventName {
 };
 EventName name_of(EventKind kind);
 
+// Why an indicator counted that has several clauses.
+enum class Clause : uint8_t {
+    kGap,        // a: the limit in ms
+    kTableId,    // a: a table_id that does not belong on the PID
+    kScrambled,  // packets that must not be
+    kTooClose,   // a: table_id of sections that follow too soon
+};
+
 struct Event {
     EventKind kind;
+    Clause clause = Clause::kGap;
     int32_t pid = kNoPid;
     uint64_t offset = 0;
     uint32_t a = 0, b = 0;  // what the message says, by kind
@@ -54,22 +65,38 @@ std::string message_of(const Event& event);
 class EventLog {
   public:
     static constexpr size_t kMostListed = 1000;
+    static constexpr uint32_t kNotListed = UINT32_MAX;
 
     using Tell = std::function<void(const Event&)>;
     explicit EventLog(Tell tell) : tell_(std::move(tell)) {}
 
-    void add(const Event& event) {
-        if (total_++ < kMostListed) listed_.push_back(event);
+    // Counts an event. -> its place in the list, for settle
+    uint32_t found(const Event& event) {
+        if (is_indicator(event.kind)) ++indicators_[static_cast<size_t>(event.kind)].count;
+        if (total_++ >= kMostListed) return kNotListed;
+        listed_.push_back(event);
+        return static_cast<uint32_t>(listed_.size() - 1);
+    }
+
+    // Its time is known now, or known to stay unknown: the host is told.
+    void settle(uint32_t place, const Event& event) {
+        if (place != kNotListed) listed_[place].time_s = event.time_s;
+        if (is_indicator(event.kind))
+            indicators_[static_cast<size_t>(event.kind)].note_time(event.time_s);
         if (tell_) tell_(event);
     }
 
     uint64_t total() const { return total_; }
     const std::vector<Event>& listed() const { return listed_; }
+    const IndicatorCount& counted(Indicator indicator) const {
+        return indicators_[static_cast<size_t>(indicator)];
+    }
 
   private:
     Tell tell_;
     uint64_t total_ = 0;
     std::vector<Event> listed_;
+    std::array<IndicatorCount, kIndicators.size()> indicators_{};
 };
 
 }  // namespace zv::survey

@@ -134,7 +134,7 @@ Framer::Step Framer::find_first(std::span<const uint8_t> rest, bool last) {
     counts_.packet_size = first->packet_size;
     counts_.first_sync_offset = offset_ + first->offset;
     // The first packet's time code, whole or cut, belongs to the packet.
-    counts_.skipped_bytes =
+    counts_.skipped_bytes = skipped_first_ =
         counts_.first_sync_offset - std::min<uint64_t>(counts_.first_sync_offset, time_code_size());
     return take({What::kPassed, first->offset});
 }

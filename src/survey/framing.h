@@ -61,6 +61,15 @@ class Framer {
 
     const FramingCounts& counts() const { return counts_; }
 
+    // -> places of packets from the first packet on, those without a sync byte included
+    double places() const {
+        const uint64_t size = counts_.packet_size;
+        return static_cast<double>(counts_.packets) +
+               (size ? static_cast<double>(counts_.skipped_bytes - skipped_first_) /
+                           static_cast<double>(size)
+                     : 0);
+    }
+
     // -> bytes taken so far: where `rest` begins in the input
     uint64_t offset() const { return offset_; }
 
@@ -80,6 +89,7 @@ class Framer {
     Phase phase_ = Phase::kFirst;
     uint64_t offset_ = 0;
     FramingCounts counts_;
+    uint64_t skipped_first_ = 0;                               // bytes before the first packet
     std::array<uint8_t, kTimeCodedPacketSize> last_packet_{};  // one that no time code follows
 };
 

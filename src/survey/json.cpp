@@ -3,6 +3,8 @@
 // needs little memory.
 #include "survey/json.h"
 
+#include <cmath>
+
 #include <nlohmann/json.hpp>
 
 #include "survey/names.h"
@@ -91,12 +93,47 @@ Json sync_json(const FramingCounts& framing) {
             {"loss_list", losses}};
 }
 
-Json clock_json() {
-    return {{"source", "none"},
-            {"pcr_pid", nullptr},
-            {"duration_s", nullptr},
-            {"bit_rate_bps", nullptr},
-            {"constant_rate", nullptr}};
+// What is no number is not known.
+Json number_or_null(double value) {
+    return std::isfinite(value) ? Json(value) : Json();
+}
+
+Json clock_json(const Survey& survey) {
+    const Clock& clock = survey.timing().clock();
+    const bool live = survey.timing().live();
+    const bool known = live || clock.rate_known();
+    return {{"source", live    ? "arrival"
+                       : known ? "pcr"
+                               : "none"},
+            {"pcr_pid", live ? Json() : or_null(clock.pid())},
+            {"duration_s", or_null(survey.duration_s())},
+            {"bit_rate_bps", or_null(survey.bit_rate_bps())},
+            {"constant_rate", live ? Json() : or_null(clock.constant_rate())}};
+}
+
+Json extremes_json(const Extremes& values, double unit) {
+    if (values.empty()) return nullptr;
+    return {{"min", values.least() * unit},
+            {"mean", values.mean() * unit},
+            {"max", values.most() * unit}};
+}
+
+Json bounds_json(const Extremes& values, double unit) {
+    if (values.empty()) return nullptr;
+    return {{"min", values.least() * unit}, {"max", values.most() * unit}};
+}
+
+constexpr double kMilliseconds = 1e3;  // of seconds
+
+Json pts_json(const PidDetail& detail) {
+    constexpr double kPtsHz = 90e3;
+    if (detail.pts.count == 0) return nullptr;
+    return {{"count", detail.pts.count},
+            {"dts_count", detail.pts.dts_count},
+            {"first_s", static_cast<double>(detail.pts.first) / kPtsHz},
+            {"last_s", static_cast<double>(detail.pts.last) / kPtsHz},
+            {"interval_ms", extremes_json(detail.timing.pts_intervals_s, kMilliseconds)},
+            {"ahead_ms", bounds_json(detail.timing.ahead_s, kMilliseconds)}};
 }
 
 Json network_json(const Model& model) {
@@ -145,7 +182,7 @@ class SurveyWriter {
         write_pids();
         write_tables();
         write_crc_errors();
-        out_.member("tr101290", nullptr);
+        write_indicators();
         out_.member("events", events_json());
         out_.end();
     }
@@ -160,7 +197,7 @@ class SurveyWriter {
         out_.member("null_packets", survey_.null_packets());
         out_.member("transport_errors", survey_.transport_errors());
         out_.member("sync", sync_json(framing));
-        out_.member("clock", clock_json());
+        out_.member("clock", clock_json(survey_));
     }
 
     void write_model() {
@@ -176,17 +213,18 @@ class SurveyWriter {
 
     Json program_json(const Program& program) const {
         const Service* const service = description_.service(program.number);
-        Json json = {{"program_number", program.number},
-                     {"pmt_pid", program.pmt_pid},
-                     {"pmt_version", nullptr},
-                     {"pcr_pid", or_null(program.pcr_pid())},
-                     {"service", service ? service_json(*service) : Json()},
-                     {"descriptors", ""},
-                     {"ca_system_ids", Json::array()},
-                     {"scrambled", false},
-                     {"bit_rate_bps", nullptr},
-                     {"now", present_json(model_.present_event(program.number))},
-                     {"streams", Json::array()}};
+        Json json = {
+            {"program_number", program.number},
+            {"pmt_pid", program.pmt_pid},
+            {"pmt_version", nullptr},
+            {"pcr_pid", or_null(program.pcr_pid())},
+            {"service", service ? service_json(*service) : Json()},
+            {"descriptors", ""},
+            {"ca_system_ids", Json::array()},
+            {"scrambled", false},
+            {"bit_rate_bps", or_null(survey_.bit_rate_of(packets_of(program, survey_.pids())))},
+            {"now", present_json(model_.present_event(program.number))},
+            {"streams", Json::array()}};
         if (program.has_pmt()) fill_from_pmt(program, json);
         return json;
     }
@@ -220,17 +258,30 @@ class SurveyWriter {
                 {"codec",
                  naming.stream_type ? text_or_null(codec_name(naming.declared.codec)) : Json()},
                 {"packets", record.packets},
-                {"bit_rate_bps", nullptr},
+                {"bit_rate_bps", or_null(survey_.bit_rate_of(record.packets))},
                 {"scrambled_packets", detail.scrambled_packets},
                 {"transport_errors", detail.transport_errors},
                 {"unit_starts", detail.unit_starts},
                 {"random_access_points", detail.random_access_points},
                 {"crc_errors", detail.crc_errors},
                 {"continuity", continuity_json(pid, detail.continuity)},
-                {"pcr", nullptr},
-                {"pts", nullptr},
-                {"first_s", nullptr},
-                {"last_s", nullptr}};
+                {"pcr", pid == kPidNull ? Json() : pcr_json(detail)},
+                {"pts", pid == kPidNull ? Json() : pts_json(detail)},
+                {"first_s", number_or_null(detail.timing.first_s)},
+                {"last_s", number_or_null(detail.timing.last_s)}};
+    }
+
+    Json pcr_json(const PidDetail& detail) const {
+        if (!detail.pcr) return nullptr;
+        const bool constant = survey_.constant_rate();
+        const Extremes none;
+        return {
+            {"count", detail.pcr->count()},
+            {"interval_ms", extremes_json(detail.pcr->intervals_ticks(), kMilliseconds / kPcrHz)},
+            {"jumps", detail.pcr->jumps()},
+            {"signalled", detail.pcr->signalled()},
+            {"accuracy_ns", bounds_json(constant ? detail.timing.deviations_ns : none, 1)},
+            {"drift_ppm", constant ? or_null(survey_.drift_ppm(detail)) : Json()}};
     }
 
     static Json continuity_json(uint16_t pid, const ContinuityCounts& counts) {
@@ -261,7 +312,7 @@ class SurveyWriter {
                 {"versions", versions},
                 {"sections", record.sections()},
                 {"last_section_number", or_null(record.last_section_number())},
-                {"interval_ms", nullptr}};
+                {"interval_ms", extremes_json(record.timing.intervals_s, kMilliseconds)}};
     }
 
     void write_crc_errors() {
@@ -272,18 +323,46 @@ class SurveyWriter {
         });
     }
 
+    void write_indicators() {
+        out_.list("tr101290", [this](auto add) {
+            for (size_t i = 0; i < kIndicators.size(); ++i)
+                add(indicator_json(static_cast<Indicator>(i)));
+        });
+    }
+
+    Json indicator_json(Indicator indicator) const {
+        const IndicatorName& name = kIndicators[static_cast<size_t>(indicator)];
+        const IndicatorCount& counted = survey_.events().counted(indicator);
+        const bool measured = survey_.measures(indicator);
+        return {{"id", name.id},
+                {"name", name.name},
+                {"priority", name.priority()},
+                {"measured", measured},
+                {"count", measured ? Json(counted.count) : Json()},
+                {"first_s", measured ? number_or_null(counted.first_s) : Json()},
+                {"last_s", measured ? number_or_null(counted.last_s) : Json()}};
+    }
+
+    // What an indicator counted that proves not to be measured is no event.
     Json events_json() const {
         Json list = Json::array();
+        uint64_t total = survey_.events().total();
+        for (size_t i = 0; i < kIndicators.size(); ++i) {
+            const auto indicator = static_cast<Indicator>(i);
+            if (!survey_.measures(indicator)) total -= survey_.events().counted(indicator).count;
+        }
         for (const Event& event : survey_.events().listed()) {
+            if (is_indicator(event.kind) && !survey_.measures(static_cast<Indicator>(event.kind)))
+                continue;
             const EventName name = name_of(event.kind);
-            list.push_back({{"time_s", std::isnan(event.time_s) ? Json() : Json(event.time_s)},
+            list.push_back({{"time_s", number_or_null(event.time_s)},
                             {"offset", event.offset},
                             {"pid", event.pid == kNoPid ? Json() : Json(event.pid)},
                             {"kind", name.name},
                             {"indicator", text_or_null(name.indicator)},
                             {"message", message_of(event)}});
         }
-        return {{"total", survey_.events().total()}, {"list", list}};
+        return {{"total", total}, {"list", list}};
     }
 
     const Survey& survey_;

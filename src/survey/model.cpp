@@ -47,13 +47,12 @@ bool carried_in_sections(const PmtView& pmt, const PmtStream& stream) {
     return std::ranges::find(kTypesInSections, stream.stream_type) != std::end(kTypesInSections);
 }
 
-Model::Model(Pids& pids, EventLog& events) : pids_(pids), events_(events) {
+Model::Model(Pids& pids, Timing& timing) : pids_(pids), timing_(timing) {
     for (const uint16_t pid : kTablePids)
         pids_.watch(pid);
 }
 
 void Model::see(uint16_t pid, const Section& section, uint64_t offset) {
-    ++generation_;
     if (!section.is_long()) {
         const bool has_time =
             section.table_id() == kTableIdTdt || section.table_id() == kTableIdTot;
@@ -65,14 +64,14 @@ void Model::see(uint16_t pid, const Section& section, uint64_t offset) {
             if (pid == kPidPat) see_pat(section, offset);
             break;
         case kTableIdCat:
-            if (pid == kPidCat) see_cat(section);
+            if (pid == kPidCat) see_cat(section, offset);
             break;
         case kTableIdPmt:
             see_pmt(pid, section, offset);
             break;
         case kTableIdNitActual:
             if (pid == kPidNit || std::ranges::find(network_pids_, pid) != network_pids_.end())
-                nit_.store(section);
+                store(nit_, section);
             break;
         case kTableIdSdtActual:
             if (pid == kPidSdt) see_sdt(section, offset);
@@ -81,25 +80,32 @@ void Model::see(uint16_t pid, const Section& section, uint64_t offset) {
             if (pid == kPidEit && section.number() == 0) see_present(section);
             break;
         case kTableIdTerrestrialVct:
-            if (pid == kPidPsip) terrestrial_vct_.store(section);
+            if (pid == kPidPsip) store(terrestrial_vct_, section);
             break;
         case kTableIdCableVct:
-            if (pid == kPidPsip) cable_vct_.store(section);
+            if (pid == kPidPsip) store(cable_vct_, section);
             break;
         default:
             break;
     }
 }
 
+StoredTable::Change Model::store(StoredTable& table, const Section& section) {
+    const StoredTable::Change change = table.store(section);
+    if (change != StoredTable::Change::kNone) ++generation_;
+    return change;
+}
+
 void Model::see_pat(const Section& section, uint64_t offset) {
-    const StoredTable::Change change = pat_.store(section);
+    const StoredTable::Change change = store(pat_, section);
     if (change == StoredTable::Change::kNone) return;
+    if (change == StoredTable::Change::kFirst) timing_.push(FirstPat{offset});
     if (change == StoredTable::Change::kNewVersion) {
-        events_.add({.kind = EventKind::kPatChanged,
-                     .pid = kPidPat,
-                     .offset = offset,
-                     .a = section.version(),
-                     .b = section.extension()});
+        timing_.tell({.kind = EventKind::kPatChanged,
+                      .pid = kPidPat,
+                      .offset = offset,
+                      .a = section.version(),
+                      .b = section.extension()});
     }
     rebuild_programs(offset);
 }
@@ -108,8 +114,8 @@ void Model::see_pat(const Section& section, uint64_t offset) {
 void Model::rebuild_programs(uint64_t offset) {
     std::vector<Program> before = std::exchange(programs_, {});
     const auto index_before = std::exchange(program_index_, {});
+    const std::vector<uint16_t> network_before = std::exchange(network_pids_, {});
     programs_left_out_ = 0;
-    network_pids_.clear();
     pat_.for_each([&](const Section& section) {
         for_each_pat_entry(section, [&](uint16_t number, uint16_t pid) {
             pids_.watch(pid);
@@ -122,26 +128,102 @@ void Model::rebuild_programs(uint64_t offset) {
             }
         });
     });
+    for (const uint16_t pid : network_pids_)
+        ask(pid, Role::kNamed, offset);
+    std::vector<bool> stays(before.size());
     for (Program& program : programs_) {
         const auto known = index_before.find(program.number);
-        if (known != index_before.end() && before[known->second].pmt_pid == program.pmt_pid)
+        const bool same =
+            known != index_before.end() && before[known->second].pmt_pid == program.pmt_pid;
+        if (same) {
+            stays[known->second] = true;
             program.pmt = std::move(before[known->second].pmt);
-        else
-            tell_program(EventKind::kProgramAdded, program, offset);
+        } else {
+            begin_program(program, offset);
+        }
     }
-    for (const Program& program : before) {
-        const Program* const now = find_program(program.number);
-        if (!now || now->pmt_pid != program.pmt_pid)
-            tell_program(EventKind::kProgramRemoved, program, offset);
+    for (size_t i = 0; i < before.size(); ++i)
+        if (!stays[i]) end_program(before[i], offset);
+    for (const uint16_t pid : network_before)
+        release(pid, Role::kNamed, offset);
+}
+
+void Model::begin_program(const Program& program, uint64_t offset) {
+    tell_program(EventKind::kProgramAdded, program, offset);
+    ask(program.pmt_pid, Role::kNamed, offset);
+    ask(program.pmt_pid, Role::kPmt, offset);
+    timing_.push(ProgramChange{offset, program.number, program.pmt_pid, true});
+}
+
+void Model::end_program(const Program& program, uint64_t offset) {
+    tell_program(EventKind::kProgramRemoved, program, offset);
+    const bool moved = find_program(program.number) != nullptr;
+    if (!moved) timing_.push(ProgramChange{offset, program.number, program.pmt_pid, false});
+    if (program.has_pmt()) change_streams(program.number, program.pmt, offset, &Model::release);
+    release(program.pmt_pid, Role::kPmt, offset);
+    release(program.pmt_pid, Role::kNamed, offset);
+}
+
+// Asks something of a PID, or asks it no longer.
+void Model::ask(uint16_t pid, Role role, uint64_t offset) {
+    if (pids_.detail(pid).roles[static_cast<size_t>(role)]++ == 0)
+        change_role(pid, role, true, offset);
+}
+
+void Model::release(uint16_t pid, Role role, uint64_t offset) {
+    if (--pids_.detail(pid).roles[static_cast<size_t>(role)] == 0)
+        change_role(pid, role, false, offset);
+}
+
+// What came so far is judged by the role it had.
+void Model::change_role(uint16_t pid, Role role, bool begins, uint64_t offset) {
+    timing_.end_segment(pid);
+    timing_.push(RoleChange{offset, pid, role, begins});
+}
+
+// Asks for, or releases, everything that a programme map names.
+void Model::change_streams(uint16_t number, const std::vector<uint8_t>& section, uint64_t offset,
+                           void (Model::*change)(uint16_t, Role, uint64_t)) {
+    const PmtView pmt(section);
+    const auto name_ca = [&](uint16_t, uint16_t pid) {
+        (this->*change)(pid, Role::kNamed, offset);
+    };
+    if (pmt.pcr_pid() != kPidNull) {
+        (this->*change)(pmt.pcr_pid(), Role::kNamed, offset);
+        (this->*change)(pmt.pcr_pid(), Role::kPresence, offset);
     }
+    for_each_ca(pmt.descriptors(), name_ca);
+    pmt.for_each_stream([&](const PmtStream& stream) {
+        (this->*change)(stream.pid, Role::kNamed, offset);
+        for_each_ca(stream.descriptors, name_ca);
+        const Kind kind = declared_codec_of(pmt, stream).kind;
+        if (kind == Kind::kVideo || kind == Kind::kAudio) {
+            (this->*change)(stream.pid, Role::kPresence, offset);
+            (this->*change)(stream.pid, Role::kPts, offset);
+        }
+        auto& programs = pids_.detail(stream.pid).programs;
+        if (change == &Model::ask)
+            programs.push_back(number);
+        else if (const auto at = std::ranges::find(programs, number); at != programs.end())
+            programs.erase(at);
+    });
+}
+
+std::optional<uint16_t> Model::pcr_pid_for(uint16_t pid) const {
+    const Program* first = nullptr;
+    for (const uint16_t number : pids_[pid].detail->programs) {
+        const Program* const program = find_program(number);
+        if (program && (!first || program < first)) first = program;
+    }
+    return first ? first->pcr_pid() : std::nullopt;
 }
 
 void Model::tell_program(EventKind kind, const Program& program, uint64_t offset) {
-    events_.add({.kind = kind,
-                 .pid = kPidPat,
-                 .offset = offset,
-                 .a = program.number,
-                 .b = program.pmt_pid});
+    timing_.tell({.kind = kind,
+                  .pid = kPidPat,
+                  .offset = offset,
+                  .a = program.number,
+                  .b = program.pmt_pid});
 }
 
 const Program* Model::find_program(uint16_t number) const {
@@ -149,18 +231,25 @@ const Program* Model::find_program(uint16_t number) const {
     return found == program_index_.end() ? nullptr : &programs_[found->second];
 }
 
-void Model::see_cat(const Section& section) {
-    if (cat_.store(section) == StoredTable::Change::kNone) return;
-    for_each_ca(section.body(), [&](uint16_t, uint16_t ca_pid) { pids_.watch(ca_pid); });
+void Model::see_cat(const Section& section, uint64_t offset) {
+    if (store(cat_, section) == StoredTable::Change::kNone) return;
+    const std::vector<uint16_t> before = std::exchange(emm_pids_, {});
+    for_each_emm_pid([&](uint16_t pid) { emm_pids_.push_back(pid); });
+    for (const uint16_t pid : emm_pids_) {
+        pids_.watch(pid);
+        ask(pid, Role::kNamed, offset);
+    }
+    for (const uint16_t pid : before)
+        release(pid, Role::kNamed, offset);
 }
 
 void Model::see_sdt(const Section& section, uint64_t offset) {
-    if (sdt_.store(section) != StoredTable::Change::kNewVersion) return;
-    events_.add({.kind = EventKind::kSdtChanged,
-                 .pid = kPidSdt,
-                 .offset = offset,
-                 .a = section.version(),
-                 .b = section.extension()});
+    if (store(sdt_, section) != StoredTable::Change::kNewVersion) return;
+    timing_.tell({.kind = EventKind::kSdtChanged,
+                  .pid = kPidSdt,
+                  .offset = offset,
+                  .a = section.version(),
+                  .b = section.extension()});
 }
 
 void Model::see_pmt(uint16_t pid, const Section& section, uint64_t offset) {
@@ -170,14 +259,17 @@ void Model::see_pmt(uint16_t pid, const Section& section, uint64_t offset) {
     if (program.pmt_pid != pid || std::ranges::equal(program.pmt, section.bytes())) return;
     const std::vector<uint8_t> before = std::exchange(
         program.pmt, std::vector<uint8_t>(section.bytes().begin(), section.bytes().end()));
+    ++generation_;
     watch_pmt_pids(program.view());
+    change_streams(program.number, program.pmt, offset, &Model::ask);
+    if (!before.empty()) change_streams(program.number, before, offset, &Model::release);
     if (before.empty()) return;
     if (Section(before).version() != section.version()) {
-        events_.add({.kind = EventKind::kPmtChanged,
-                     .pid = pid,
-                     .offset = offset,
-                     .a = program.number,
-                     .b = section.version()});
+        timing_.tell({.kind = EventKind::kPmtChanged,
+                      .pid = pid,
+                      .offset = offset,
+                      .a = program.number,
+                      .b = section.version()});
     }
     tell_stream_changes(program, before, offset);
 }
@@ -197,18 +289,18 @@ void Model::tell_stream_changes(const Program& program, const std::vector<uint8_
     const std::vector<uint16_t> pids_now = stream_pids(program.pmt);
     program.view().for_each_stream([&](const PmtStream& stream) {
         if (std::ranges::binary_search(pids_before, stream.pid)) return;
-        events_.add({.kind = EventKind::kStreamAppeared,
-                     .pid = stream.pid,
-                     .offset = offset,
-                     .a = program.number,
-                     .b = stream.stream_type});
+        timing_.tell({.kind = EventKind::kStreamAppeared,
+                      .pid = stream.pid,
+                      .offset = offset,
+                      .a = program.number,
+                      .b = stream.stream_type});
     });
     for (const uint16_t pid : pids_before) {
         if (std::ranges::binary_search(pids_now, pid)) continue;
-        events_.add({.kind = EventKind::kStreamVanished,
-                     .pid = pid,
-                     .offset = offset,
-                     .a = program.number});
+        timing_.tell({.kind = EventKind::kStreamVanished,
+                      .pid = pid,
+                      .offset = offset,
+                      .a = program.number});
     }
 }
 
@@ -222,6 +314,7 @@ void Model::see_utc(const Section& section) {
 void Model::see_present(const Section& section) {
     const auto known = present_.find(section.extension());
     if (known == present_.end() && present_.size() >= kMostPresentEvents) return;
+    ++generation_;
     const auto bytes = section.bytes();
     present_[section.extension()].assign(bytes.begin(), bytes.end());
 }

@@ -10,10 +10,10 @@
 #include <vector>
 
 #include "survey/codecs/codec.h"
-#include "survey/events.h"
 #include "survey/pids.h"
 #include "survey/psi.h"
 #include "survey/stored_table.h"
+#include "survey/timing.h"
 
 namespace zv::survey {
 
@@ -43,7 +43,7 @@ class Model {
     static constexpr size_t kMostPrograms = 2048;
     static constexpr size_t kMostPresentEvents = 2048;
 
-    Model(Pids& pids, EventLog& events);
+    Model(Pids& pids, Timing& timing);
 
     // Takes a sound section whose current_next_indicator is 1.
     // offset  in  of the packet that completed it
@@ -63,6 +63,15 @@ class Model {
     const std::string& utc_first() const { return utc_first_; }
     const std::string& utc_last() const { return utc_last_; }
 
+    // -> true when a PID carries the map of this programme
+    bool is_pmt_of(uint16_t pid, uint16_t program_number) const {
+        const Program* const program = find_program(program_number);
+        return program && program->pmt_pid == pid;
+    }
+
+    // -> the PCR_PID of the first programme in the PAT's order that lists a PID as a stream
+    std::optional<uint16_t> pcr_pid_for(uint16_t pid) const;
+
     // Described by SDT or virtual channel table, ascending by id.
     std::vector<Service> services() const;
 
@@ -79,7 +88,7 @@ class Model {
 
   private:
     void see_pat(const Section& section, uint64_t offset);
-    void see_cat(const Section& section);
+    void see_cat(const Section& section, uint64_t offset);
     void see_pmt(uint16_t pid, const Section& section, uint64_t offset);
     void see_sdt(const Section& section, uint64_t offset);
     void see_utc(const Section& section);
@@ -89,16 +98,25 @@ class Model {
     void tell_stream_changes(const Program& program, const std::vector<uint8_t>& before,
                              uint64_t offset);
     void watch_pmt_pids(const PmtView& pmt);
+    void ask(uint16_t pid, Role role, uint64_t offset);
+    void release(uint16_t pid, Role role, uint64_t offset);
+    void change_role(uint16_t pid, Role role, bool begins, uint64_t offset);
+    void change_streams(uint16_t number, const std::vector<uint8_t>& section, uint64_t offset,
+                        void (Model::*change)(uint16_t, Role, uint64_t));
+    StoredTable::Change store(StoredTable& table, const Section& section);
+    void begin_program(const Program& program, uint64_t offset);
+    void end_program(const Program& program, uint64_t offset);
     const Program* find_program(uint16_t number) const;
 
     Pids& pids_;
-    EventLog& events_;
+    Timing& timing_;
     uint64_t generation_ = 0;
     StoredTable pat_, cat_, nit_, sdt_, terrestrial_vct_, cable_vct_;
     std::vector<Program> programs_;
     std::unordered_map<uint16_t, size_t> program_index_;  // by number
     size_t programs_left_out_ = 0;
     std::vector<uint16_t> network_pids_;
+    std::vector<uint16_t> emm_pids_;
     std::map<uint16_t, std::vector<uint8_t>> present_;  // EIT present by service_id
     std::string utc_first_, utc_last_;
 };

@@ -8,6 +8,8 @@
 #include <vector>
 
 #include "mpeg/ts_packet/packet_fields.h"
+#include "survey/pid_timing.h"
+#include "survey/roles.h"
 #include "survey/section.h"
 
 namespace zv::survey {
@@ -19,6 +21,15 @@ struct ContinuityCounts {
     uint64_t signalled = 0;  // packets with discontinuity_indicator
 };
 
+// The time stamps of PES packets, as they come.
+struct PtsValues {
+    uint64_t count = 0;
+    uint64_t dts_count = 0;
+    uint64_t first = 0;  // 90 kHz
+    uint64_t last = 0;
+    bool waited_for = false;  // a gap after the latest would count
+};
+
 // What only some packets of a PID touch.
 struct PidDetail {
     uint64_t transport_errors = 0;
@@ -27,6 +38,14 @@ struct PidDetail {
     uint64_t random_access_points = 0;
     uint64_t crc_errors = 0;
     ContinuityCounts continuity;
+
+    std::unique_ptr<PcrValues> pcr;  // there once a PCR came
+    PtsValues pts;
+    std::array<uint32_t, kRoles> roles{};  // how many tables in force ask for each
+    std::vector<uint16_t> programs;        // numbers of those that list the PID as a stream
+    PidTiming timing;
+
+    bool has(Role role) const { return roles[static_cast<size_t>(role)] > 0; }
 
     SectionGatherer sections;
     bool watched = false;           // sections are gathered
@@ -39,14 +58,16 @@ struct PidDetail {
 // What every packet of a PID touches: one cache line.
 struct alignas(64) PidRecord {
     uint64_t packets = 0;
-    uint64_t first_offset = 0;
     uint64_t last_offset = 0;
     const uint8_t* last_packet = nullptr;  // in the input at hand, or detail->kept
     std::unique_ptr<PidDetail> detail;     // there once a packet came or a table named the PID
+    uint64_t segment_first = 0;            // offset of the first packet since times were told last
     uint32_t input = 0;                    // number of the input at hand when a packet came last
+    uint32_t segment = 0;                  // number of the segment of time then
     uint8_t continuity_counter = 0;
     bool ordinary = false;  // packets that continue a payload need no second look
     bool repeated = false;  // the latest packet was a duplicate
+    bool segment_open = false;
 };
 
 class Pids {
@@ -67,6 +88,13 @@ class Pids {
     void watch(uint16_t pid) {
         detail(pid).watched = true;
         records_[pid].ordinary = false;
+    }
+
+    // Calls see(pid, detail) for each PID that has one, ascending.
+    template <typename See>
+    void for_each_detail(See see) {
+        for (uint16_t pid = 0; pid < kPidCount; ++pid)
+            if (records_[pid].detail) see(pid, *records_[pid].detail);
     }
 
     // Did any packet come, if only one with transport_error_indicator?

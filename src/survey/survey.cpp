@@ -19,19 +19,116 @@ bool is_crc_error_2_2(uint8_t table_id) {
            (table_id >= kTableIdEitActual && table_id <= kTableIdEitLast);
 }
 
+// -> the indicator of a table that does not belong on its PID
+std::optional<Indicator> misplaced(uint16_t pid, uint8_t table_id) {
+    const auto unless = [](bool belongs, Indicator indicator) {
+        return belongs ? std::nullopt : std::optional(indicator);
+    };
+    const bool stuffing = table_id == kTableIdStuffing;
+    switch (pid) {
+        case kPidPat:
+            return unless(table_id == kTableIdPat, Indicator::kPatError2);
+        case kPidCat:
+            return unless(table_id == kTableIdCat, Indicator::kCatError);
+        case kPidNit:
+            return unless(stuffing || table_id == kTableIdNitActual || table_id == kTableIdNitOther,
+                          Indicator::kNitActualError);
+        case kPidSdt:
+            return unless(stuffing || table_id == kTableIdSdtActual ||
+                              table_id == kTableIdSdtOther || table_id == kTableIdBat,
+                          Indicator::kSdtActualError);
+        case kPidEit:
+            return unless(
+                stuffing || (table_id >= kTableIdEitActual && table_id <= kTableIdEitLast),
+                Indicator::kEitActualError);
+        case kPidRst:
+            return unless(stuffing || table_id == kTableIdRst, Indicator::kRstError);
+        case kPidTdt:
+            return unless(stuffing || table_id == kTableIdTdt || table_id == kTableIdTot,
+                          Indicator::kTdtError);
+        default:
+            return std::nullopt;
+    }
+}
+
 }  // namespace
 
-Survey::Survey(EventLog::Tell tell, SeePackets see_packets)
-    : see_packets_(std::move(see_packets)), events_(std::move(tell)) {}
+Survey::Survey(EventLog::Tell tell, SeePackets see_packets, const Limits& limits)
+    : see_packets_(std::move(see_packets)), events_(std::move(tell)), limits_(limits) {}
 
 void Survey::feed(std::span<const uint8_t> bytes) {
     bytes_ += bytes.size();
     input_.feed(bytes, [this](std::span<const uint8_t> piece) { return read(piece, false); });
 }
 
+double Survey::seconds_since_first(uint64_t now_us) {
+    if (!first_arrival_us_) first_arrival_us_ = now_us;
+    last_arrival_us_ = std::max({last_arrival_us_, *first_arrival_us_, now_us});
+    return static_cast<double>(last_arrival_us_ - *first_arrival_us_) * 1e-6;
+}
+
+void Survey::feed_at(std::span<const uint8_t> bytes, uint64_t arrival_us) {
+    const bool first = !first_arrival_us_;
+    timing_.arrive(seconds_since_first(arrival_us));
+    feed(bytes);
+    if (first) packets_at_first_arrival_ = framing().packets;
+}
+
+void Survey::tick(uint64_t now_us) {
+    if (first_arrival_us_) timing_.tick(seconds_since_first(now_us), framer_.offset());
+}
+
 void Survey::finish() {
     if (std::exchange(finished_, true)) return;
     read(input_.left(), true);
+    timing_.finish(last_packet_);
+}
+
+std::optional<double> Survey::bit_rate_bps() const {
+    constexpr double kBitsPerPacket = 1504;
+    if (!timing_.live()) return timing_.clock().bit_rate_bps();
+    const double seconds = static_cast<double>(last_arrival_us_ - *first_arrival_us_) * 1e-6;
+    if (seconds <= 0) return std::nullopt;
+    return static_cast<double>(framing().packets - packets_at_first_arrival_) * kBitsPerPacket /
+           seconds;
+}
+
+std::optional<double> Survey::duration_s() const {
+    if (timing_.live()) return static_cast<double>(last_arrival_us_ - *first_arrival_us_) * 1e-6;
+    const auto rate = bit_rate_bps();
+    if (!rate) return std::nullopt;
+    return framer_.places() * 1504 / *rate;
+}
+
+bool Survey::constant_rate() const {
+    return !timing_.live() && timing_.clock().constant_rate().value_or(false);
+}
+
+std::optional<double> Survey::bit_rate_of(uint64_t packets) const {
+    const auto rate = bit_rate_bps();
+    if (!rate || framing().packets == 0) return std::nullopt;
+    return *rate * static_cast<double>(packets) / static_cast<double>(framing().packets);
+}
+
+std::optional<double> Survey::drift_ppm(const PidDetail& detail) const {
+    const auto slope = detail.timing.pcr_line.slope();
+    const double mean = timing_.clock().mean_ticks_per_byte();
+    if (!slope || !(mean > 0)) return std::nullopt;
+    return (*slope / mean - 1) * 1e6;
+}
+
+bool Survey::measures(Indicator indicator) const {
+    switch (kIndicators[static_cast<size_t>(indicator)].needs) {
+        case Needs::kNothing:
+            return true;
+        case Needs::kClock:
+            return timing_.live() || timing_.clock().rate_known();
+        case Needs::kConstantRate:
+            return constant_rate();
+        case Needs::kNotMeasured:
+            break;
+    }
+    return false;
 }
 
 // -> bytes taken
@@ -50,7 +147,7 @@ size_t Survey::read(std::span<const uint8_t> bytes, bool last) {
             const size_t second = framer_.counts().packet_size;
             tell_byte_error(offset, rest[0]);
             tell_byte_error(offset + second, rest[second]);
-            events_.add({.kind = EventKind::kSyncLoss, .offset = offset});
+            timing_.tell({.kind = event_of(Indicator::kTsSyncLoss), .offset = offset});
         }
         taken += step.taken;
     }
@@ -59,11 +156,16 @@ size_t Survey::read(std::span<const uint8_t> bytes, bool last) {
 }
 
 void Survey::tell_byte_error(uint64_t offset, uint8_t found) {
-    events_.add({.kind = EventKind::kSyncByteError, .offset = offset, .a = found});
+    timing_.tell({.kind = event_of(Indicator::kSyncByteError), .offset = offset, .a = found});
 }
 
 void Survey::see_run(const Framer::Step& step, uint64_t offset) {
     const size_t packet_size = framer_.counts().packet_size;
+    if (!begun_) {
+        begun_ = true;
+        timing_.begin(packet_size, offset);
+    }
+    last_packet_ = offset + (step.count - 1) * packet_size;
     for (size_t i = 0; i < step.count; ++i)
         see_packet(step.packets + i * packet_size, offset + i * packet_size);
     if (see_packets_) see_packets_(step.packets, packet_size, step.count, offset);
@@ -84,9 +186,9 @@ void Survey::see_packet(const uint8_t* bytes, uint64_t offset) {
     const Packet packet(bytes);
     PidRecord& record = pids_[packet.pid()];
     const uint8_t due = (record.continuity_counter + 1) & 15;
-    const bool ordinary = record.ordinary && record.input == input_number_ &&
-                          packet.head().continues_payload() &&
-                          packet.head().continuity_counter() == due;
+    const bool ordinary =
+        record.ordinary && record.input == input_number_ && timing_.same_segment(record, offset) &&
+        packet.head().continues_payload() && packet.head().continuity_counter() == due;
     if (!ordinary) return see_other(packet, record, offset);
     ++record.packets;
     record.last_offset = offset;
@@ -102,20 +204,73 @@ void Survey::see_other(const Packet& packet, PidRecord& record, uint64_t offset)
     detail.random_access_points += packet.random_access();
     const bool known = packet.pid() != kPidNull && !see_continuity(packet, record, offset);
     note_coming(record, packet, offset);
-    if (known || packet.pid() == kPidNull) return;
+    if (packet.pid() == kPidNull) return;
+    if (packet.scrambled()) see_scrambled(packet, detail, offset);
+    if (known) return;
     see_scrambling(packet, detail, offset);
-    if (detail.watched && !packet.scrambled()) see_sections(packet, detail, offset);
+    if (packet.has_pcr()) see_pcr(packet, detail, offset);
+    if (packet.scrambled()) return;
+    if (detail.watched)
+        see_sections(packet, detail, offset);
+    else if (packet.starts_unit())
+        see_time_stamps(packet, detail, offset);
+}
+
+void Survey::see_scrambled(const Packet& packet, PidDetail& detail, uint64_t offset) {
+    const uint16_t pid = packet.pid();
+    if (!std::exchange(scrambled_came_, true)) timing_.push(FirstScrambled{offset});
+    const auto tell = [&](Indicator indicator) {
+        timing_.tell({.kind = event_of(indicator),
+                      .clause = Clause::kScrambled,
+                      .pid = pid,
+                      .offset = offset});
+    };
+    if (pid == kPidPat) tell(Indicator::kPatError2);
+    if (detail.has(Role::kPmt)) tell(Indicator::kPmtError2);
+    if (std::exchange(detail.pts.waited_for, false)) timing_.push(PtsInterrupted{offset, pid});
+}
+
+void Survey::see_pcr(const Packet& packet, PidDetail& detail, uint64_t offset) {
+    if (!detail.pcr) detail.pcr = std::make_unique<PcrValues>();
+    const PcrStep step = detail.pcr->add(packet.pcr(), offset, packet.discontinuity());
+    const bool out_of_order =
+        step.goes_back() || static_cast<double>(step.ticks) > limits_.pcr_discontinuity * kPcrHz;
+    if (!step.first && !step.signalled && out_of_order) {
+        const double ticks = step.goes_back() ? -static_cast<double>(kPcrRange - step.ticks)
+                                              : static_cast<double>(step.ticks);
+        timing_.tell({.kind = event_of(Indicator::kPcrDiscontinuityIndicatorError),
+                      .pid = packet.pid(),
+                      .offset = offset,
+                      .a = static_cast<uint32_t>(static_cast<int32_t>(ticks * 1000 / kPcrHz))});
+    }
+    timing_.pcr(packet.pid(), offset, step);
+}
+
+void Survey::see_time_stamps(const Packet& packet, PidDetail& detail, uint64_t offset) {
+    const auto stamps = read_time_stamps(packet.payload());
+    if (!stamps) return;
+    if (detail.pts.count++ == 0) detail.pts.first = stamps->pts;
+    detail.pts.last = stamps->pts;
+    detail.pts.dts_count += stamps->dts.has_value();
+    detail.pts.waited_for = detail.has(Role::kPts);
+    PtsCame came = {offset, packet.pid(), stamps->decoding(), std::nullopt};
+    if (const auto pcr_pid = model_.pcr_pid_for(packet.pid())) {
+        const PidDetail& clock = pids_.detail(*pcr_pid);
+        if (clock.pcr) came.reference = PcrReference{*pcr_pid, clock.pcr->last_value()};
+    }
+    timing_.push(came);
 }
 
 void Survey::see_transport_error(uint16_t pid, uint64_t offset) {
     ++transport_errors_;
     ++pids_.detail(pid).transport_errors;
-    events_.add({.kind = EventKind::kTransportError, .pid = pid, .offset = offset});
+    timing_.tell({.kind = event_of(Indicator::kTransportError), .pid = pid, .offset = offset});
 }
 
 // Takes over what the next packet of the PID is compared with.
 void Survey::note_coming(PidRecord& record, const Packet& packet, uint64_t offset) {
-    if (record.packets++ == 0) record.first_offset = offset;
+    if (record.packets++ == 0 || !record.segment_open || !timing_.same_segment(record, offset))
+        timing_.begin_segment(packet.pid(), offset);
     record.last_offset = offset;
     record.last_packet = packet.bytes();
     record.continuity_counter = packet.head().continuity_counter();
@@ -130,13 +285,13 @@ bool Survey::see_continuity(const Packet& packet, PidRecord& record, uint64_t of
     const Continuity step = judge_continuity(packet, record, detail.continuity);
     record.repeated = step == Continuity::kDuplicate;
     if (step == Continuity::kError) {
-        events_.add({.kind = EventKind::kContinuityError,
-                     .pid = packet.pid(),
-                     .offset = offset,
-                     .a = packet.head().continuity_counter(),
-                     .b = record.continuity_counter});
+        timing_.tell({.kind = event_of(Indicator::kContinuityCountError),
+                      .pid = packet.pid(),
+                      .offset = offset,
+                      .a = packet.head().continuity_counter(),
+                      .b = record.continuity_counter});
     } else if (step == Continuity::kSignalled || step == Continuity::kRestarted) {
-        events_.add(
+        timing_.tell(
             {.kind = EventKind::kDiscontinuitySignalled, .pid = packet.pid(), .offset = offset});
     }
     if (step == Continuity::kError || step == Continuity::kRestarted) detail.sections.drop();
@@ -148,16 +303,19 @@ void Survey::see_scrambling(const Packet& packet, PidDetail& detail, uint64_t of
     const bool changed = detail.scrambled && *detail.scrambled != packet.scrambled();
     detail.scrambled = packet.scrambled();
     if (!changed) return;
-    events_.add({.kind = EventKind::kScramblingChanged,
-                 .pid = packet.pid(),
-                 .offset = offset,
-                 .a = packet.scrambled()});
+    timing_.tell({.kind = EventKind::kScramblingChanged,
+                  .pid = packet.pid(),
+                  .offset = offset,
+                  .a = packet.scrambled()});
 }
 
 void Survey::see_sections(const Packet& packet, PidDetail& detail, uint64_t offset) {
     const uint16_t pid = packet.pid();
     detail.sections.take(
-        packet.payload(), packet.starts_unit(), offset, [](uint64_t) {},
+        packet.payload(), packet.starts_unit(), offset,
+        [&](uint64_t begun) {
+            timing_.push(SectionBegun{begun, pid});
+        },
         [&](const Section& section, uint64_t first_offset) {
             see_section(pid, section, first_offset, offset);
         });
@@ -165,19 +323,48 @@ void Survey::see_sections(const Packet& packet, PidDetail& detail, uint64_t offs
 
 void Survey::see_section(uint16_t pid, const Section& section, uint64_t first_offset,
                          uint64_t offset) {
-    if (!section.is_sound()) {
-        ++pids_.detail(pid).crc_errors;
-        if (crc_errors_++ < kMostCrcErrors)
-            crc_error_list_.push_back({first_offset, pid, section.table_id()});
-        if (!is_crc_error_2_2(section.table_id())) return;
-        events_.add({.kind = EventKind::kCrcError,
-                     .pid = pid,
-                     .offset = first_offset,
-                     .a = section.table_id()});
+    if (section.is_sound()) {
+        note_section(pid, section, offset);
+        check_table_id(pid, section.table_id(), offset);
+        if (section.is_current()) model_.see(pid, section, offset);
         return;
     }
-    tables_.see(pid, section);
-    if (section.is_current()) model_.see(pid, section, offset);
+    ++pids_.detail(pid).crc_errors;
+    if (crc_errors_++ < kMostCrcErrors)
+        crc_error_list_.push_back({first_offset, pid, section.table_id()});
+    if (!is_crc_error_2_2(section.table_id())) return;
+    timing_.tell({.kind = event_of(Indicator::kCrcError),
+                  .pid = pid,
+                  .offset = first_offset,
+                  .a = section.table_id()});
+}
+
+void Survey::note_section(uint16_t pid, const Section& section, uint64_t offset) {
+    SectionDone done = {};
+    done.offset = offset;
+    done.pid = pid;
+    done.table_id = section.table_id();
+    done.record = tables_.see(pid, section);
+    if (section.is_long()) {
+        done.number = section.number();
+        done.extension = section.extension();
+        done.of_program =
+            section.table_id() == kTableIdPmt && model_.is_pmt_of(pid, section.extension());
+        if (pid == kPidEit && section.body().size() >= 4)
+            done.network = load_be32(section.body().data());
+    }
+    timing_.push(done);
+}
+
+// On the PIDs of tables nothing but their tables belongs.
+void Survey::check_table_id(uint16_t pid, uint8_t table_id, uint64_t offset) {
+    const auto indicator = misplaced(pid, table_id);
+    if (!indicator) return;
+    timing_.tell({.kind = event_of(*indicator),
+                  .clause = Clause::kTableId,
+                  .pid = pid,
+                  .offset = offset,
+                  .a = table_id});
 }
 
 }  // namespace zv::survey

@@ -5,6 +5,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <optional>
 #include <span>
 #include <vector>
 
@@ -15,6 +16,7 @@
 #include "survey/packet.h"
 #include "survey/pids.h"
 #include "survey/tables.h"
+#include "survey/timing.h"
 
 namespace zv::survey {
 
@@ -32,9 +34,14 @@ class Survey {
   public:
     static constexpr size_t kMostCrcErrors = 1000;
 
-    Survey(EventLog::Tell tell, SeePackets see_packets);
+    Survey(EventLog::Tell tell, SeePackets see_packets, const Limits& limits);
 
     void feed(std::span<const uint8_t> bytes);
+
+    // Live: the bytes came at this time. -> arrival_us is not before the time of the call before
+    void feed_at(std::span<const uint8_t> bytes, uint64_t arrival_us);
+    void tick(uint64_t now_us);
+
     void finish();
 
     uint64_t bytes() const { return bytes_; }
@@ -47,6 +54,21 @@ class Survey {
     const Tables& tables() const { return tables_; }
     const Model& model() const { return model_; }
     const EventLog& events() const { return events_; }
+    const Timing& timing() const { return timing_; }
+
+    // -> how long the stream is, and how fast; nothing while there is no clock
+    std::optional<double> duration_s() const;
+    std::optional<double> bit_rate_bps() const;
+    bool constant_rate() const;
+
+    // -> the share of the rate that so many packets have
+    std::optional<double> bit_rate_of(uint64_t packets) const;
+
+    // -> how fast the PCRs of a PID run against the clock; nothing when they are no line
+    std::optional<double> drift_ppm(const PidDetail& detail) const;
+
+    // -> is there what it takes to measure an indicator?
+    bool measures(Indicator indicator) const;
 
   private:
     size_t read(std::span<const uint8_t> bytes, bool last);
@@ -57,7 +79,13 @@ class Survey {
     void note_coming(PidRecord& record, const Packet& packet, uint64_t offset);
     bool see_continuity(const Packet& packet, PidRecord& record, uint64_t offset);
     void see_scrambling(const Packet& packet, PidDetail& detail, uint64_t offset);
+    void see_scrambled(const Packet& packet, PidDetail& detail, uint64_t offset);
+    void see_pcr(const Packet& packet, PidDetail& detail, uint64_t offset);
+    void see_time_stamps(const Packet& packet, PidDetail& detail, uint64_t offset);
     void see_sections(const Packet& packet, PidDetail& detail, uint64_t offset);
+    void note_section(uint16_t pid, const Section& section, uint64_t offset);
+    void check_table_id(uint16_t pid, uint8_t table_id, uint64_t offset);
+    double seconds_since_first(uint64_t now_us);
     void see_section(uint16_t pid, const Section& section, uint64_t first_offset, uint64_t offset);
     void tell_byte_error(uint64_t offset, uint8_t found);
     void keep_last_packets();
@@ -72,9 +100,17 @@ class Survey {
     JoinedInput input_{Framer::kLookAhead};
     Framer framer_;
     EventLog events_;
+    const Limits limits_;
     Pids pids_;
-    Model model_{pids_, events_};
     Tables tables_;
+    Timing timing_{events_, pids_, tables_, limits_};
+    Model model_{pids_, timing_};
+    bool begun_ = false;
+    bool scrambled_came_ = false;
+    uint64_t last_packet_ = 0;  // its offset
+    std::optional<uint64_t> first_arrival_us_;
+    uint64_t last_arrival_us_ = 0;
+    uint64_t packets_at_first_arrival_ = 0;
     uint32_t input_number_ = 1;
     std::vector<uint16_t> came_;  // PIDs with a packet in the input at hand
 };

@@ -8,6 +8,8 @@
 #include <optional>
 #include <span>
 
+#include "survey/extremes.h"
+#include "survey/indicators.h"
 #include "survey/section.h"
 
 namespace zv::survey {
@@ -20,8 +22,17 @@ struct TableKey {
     auto operator<=>(const TableKey&) const = default;
 };
 
+// When the sections of a table came.
+struct TableTiming {
+    double last_begin_s = kNoTime;  // of number 0; of any short section
+    double last_end_s = kNoTime;
+    Extremes intervals_s;
+};
+
 class TableRecord {
   public:
+    TableTiming timing;
+
     void count(const Section& section) {
         ++sections_;
         if (!section.is_long()) return;
@@ -69,6 +80,12 @@ class Tables {
     }
 
     const std::map<TableKey, TableRecord>& records() const { return records_; }
+
+    // Some sections were not timed: what comes next is compared with none before.
+    void forget_times() {
+        for (auto& [key, record] : records_)
+            record.timing.last_begin_s = record.timing.last_end_s = kNoTime;
+    }
 
     // -> sections of tables that have no record
     uint64_t sections_left_out() const { return sections_left_out_; }

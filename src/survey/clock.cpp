@@ -1,0 +1,116 @@
+// SPDX-License-Identifier: MIT
+// Implementation of clock.h.
+#include "survey/clock.h"
+
+#include <algorithm>
+#include <bit>
+#include <cmath>
+
+namespace zv::survey {
+namespace {
+
+constexpr double kBitsPerPacket = 1504;
+constexpr double kConstantRateDeviation = 0.005;
+constexpr uint64_t kFewestIntervals = 8;
+
+// A bin has the rates whose float has the same leading bits: sign, exponent, 13 of the mantissa.
+constexpr unsigned kDroppedBits = 10;
+constexpr double kLowestRate = 1;  // bits per second; what is beyond counts as the bound
+constexpr double kHighestRate = 1e12;
+
+constexpr uint32_t bin_of(double rate) {
+    const auto bounded = static_cast<float>(std::clamp(rate, kLowestRate, kHighestRate));
+    return std::bit_cast<uint32_t>(bounded) >> kDroppedBits;
+}
+
+constexpr uint32_t kFirstBin = bin_of(kLowestRate);
+
+}  // namespace
+
+void RateSpread::add(double rate) {
+    const size_t bin = bin_of(rate) - kFirstBin;
+    if (bins_.size() <= bin) bins_.resize(bin + 1);
+    ++bins_[bin];
+    ++count_;
+}
+
+std::optional<bool> RateSpread::constant(double mean) const {
+    if (count_ < kFewestIntervals) return std::nullopt;
+    const size_t first = bin_of(mean * (1 - kConstantRateDeviation)) - kFirstBin;
+    const size_t last = bin_of(mean * (1 + kConstantRateDeviation)) - kFirstBin;
+    uint64_t near = 0;
+    for (size_t bin = first; bin <= last && bin < bins_.size(); ++bin)
+        near += bins_[bin];
+    return 2 * near > count_;
+}
+
+std::optional<double> Clock::bit_rate_bps() const {
+    if (sum_ticks_ == 0) return std::nullopt;
+    const double packets = static_cast<double>(sum_bytes_) / static_cast<double>(packet_size_);
+    return packets * kBitsPerPacket * kPcrHz / static_cast<double>(sum_ticks_);
+}
+
+std::optional<bool> Clock::constant_rate() const {
+    const auto mean = bit_rate_bps();
+    return mean ? spread_.constant(*mean) : std::nullopt;
+}
+
+std::optional<TimeLine> Clock::see(uint16_t pid, uint64_t offset, const PcrStep& step) {
+    if (step.first) return std::nullopt;
+    if (!pid_) pid_ = pid;
+    return pid == *pid_ ? own_pcr(offset, step) : other_pcr(pid, offset, step);
+}
+
+std::optional<TimeLine> Clock::own_pcr(uint64_t offset, const PcrStep& step) {
+    if (!rate_known_ && !step.sound()) return std::nullopt;
+    if (step.sound()) {
+        ticks_per_byte_ = static_cast<double>(step.ticks) / static_cast<double>(step.bytes);
+        sum_ticks_ += step.ticks;
+        sum_bytes_ += step.bytes;
+        const double packets = static_cast<double>(step.bytes) / static_cast<double>(packet_size_);
+        spread_.add(packets * kBitsPerPacket * kPcrHz / static_cast<double>(step.ticks));
+    }
+    if (!rate_known_) {
+        // What came before runs at the rate of the first sound interval.
+        rate_known_ = true;
+        pcr_offset_ = told_offset_ = first_;
+        return line_to(offset, TimeLine{first_, 0, ticks_per_byte_}.at(offset));
+    }
+    const double on = step.sound() ? static_cast<double>(step.ticks)
+                                   : static_cast<double>(step.bytes) * ticks_per_byte_;
+    return line_to(offset, pcr_ticks_ + on);
+}
+
+// When the clock has stayed away for a second by its last rate, another PID takes over.
+std::optional<TimeLine> Clock::other_pcr(uint16_t pid, uint64_t offset, const PcrStep& step) {
+    if (!rate_known_) return std::nullopt;
+    const double now = onward()->at(offset);
+    if (now - pcr_ticks_ <= kPcrHz) return std::nullopt;
+    pid_ = pid;
+    if (step.sound())
+        ticks_per_byte_ = static_cast<double>(step.ticks) / static_cast<double>(step.bytes);
+    return line_to(offset, now);
+}
+
+// Moves the clock's latest PCR to a place. -> the line from what has been told to there
+TimeLine Clock::line_to(uint64_t offset, double ticks) {
+    TimeLine line = {told_offset_, told_ticks_, 0};
+    ticks = std::max(ticks, told_ticks_);
+    if (offset > told_offset_)
+        line.ticks_per_byte = (ticks - told_ticks_) / static_cast<double>(offset - told_offset_);
+    pcr_offset_ = told_offset_ = offset;
+    pcr_ticks_ = told_ticks_ = ticks;
+    return line;
+}
+
+std::optional<TimeLine> Clock::onward() const {
+    if (!rate_known_) return std::nullopt;
+    return TimeLine{pcr_offset_, pcr_ticks_, ticks_per_byte_};
+}
+
+void Clock::hold(uint64_t offset) {
+    told_ticks_ = onward()->at(offset);
+    told_offset_ = offset;
+}
+
+}  // namespace zv::survey

@@ -1,0 +1,104 @@
+// SPDX-License-Identifier: MIT
+// The stream's own clock: which PID's PCRs tell the time, and when each byte comes. Between two PCRs
+// of the clock time is linear in bytes. Times are in 27 MHz ticks from the first packet on.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <vector>
+
+namespace zv::survey {
+
+constexpr double kPcrHz = 27e6;
+constexpr uint64_t kPcrRange = (uint64_t{1} << 33) * 300;
+constexpr uint64_t kLongestPcrStep = 27'000'000;  // on by more than a second is a jump
+
+// How a PCR follows the one before on its PID.
+struct PcrStep {
+    bool first = false;
+    bool signalled = false;  // discontinuity_indicator
+    uint64_t ticks = 0;      // on, modulo the range
+    uint64_t bytes = 0;
+
+    bool goes_back() const { return ticks > kPcrRange / 2; }
+    bool jumps() const { return !first && !signalled && ticks > kLongestPcrStep; }
+    bool sound() const { return !first && !signalled && ticks <= kLongestPcrStep; }
+};
+
+// A stretch of bytes over which time is linear.
+struct TimeLine {
+    uint64_t offset = 0;
+    double ticks = 0;
+    double ticks_per_byte = 0;
+
+    double at(uint64_t place) const {
+        const double bytes = place >= offset ? static_cast<double>(place - offset)
+                                             : -static_cast<double>(offset - place);
+        return ticks + bytes * ticks_per_byte;
+    }
+};
+
+// Is the rate constant? The median of how far the intervals' rates are off the mean tells. Rates are
+// kept in a histogram, fine enough for that median: 2^-13 of a rate a bin.
+class RateSpread {
+  public:
+    void add(double rate);
+
+    // -> is the median deviation from `mean` below 0.5%? Nothing below 8 intervals.
+    std::optional<bool> constant(double mean) const;
+
+  private:
+    std::vector<uint32_t> bins_;  // from kFirstBin on
+    uint64_t count_ = 0;
+};
+
+class Clock {
+  public:
+    // packet_size  in  bytes from one packet to the next
+    // first        in  offset of the first packet, where time begins
+    void begin(size_t packet_size, uint64_t first) {
+        packet_size_ = packet_size;
+        first_ = first;
+    }
+
+    // Takes a PCR. -> the line on which everything up to it lies, once it tells the time
+    std::optional<TimeLine> see(uint16_t pid, uint64_t offset, const PcrStep& step);
+
+    // -> the line on which what comes after the latest PCR lies: its rate goes on; nothing while no
+    // rate is known
+    std::optional<TimeLine> onward() const;
+
+    // What lies before a place has had its times told, by onward(): they stay.
+    void hold(uint64_t offset);
+
+    std::optional<uint16_t> pid() const { return rate_known_ ? pid_ : std::nullopt; }
+    std::optional<double> bit_rate_bps() const;
+    std::optional<bool> constant_rate() const;
+    double ticks_per_byte() const { return ticks_per_byte_; }
+    bool rate_known() const { return rate_known_; }
+
+    // -> the mean of the clock, for comparing others with it
+    double mean_ticks_per_byte() const {
+        return static_cast<double>(sum_ticks_) / static_cast<double>(sum_bytes_);
+    }
+
+  private:
+    std::optional<TimeLine> own_pcr(uint64_t offset, const PcrStep& step);
+    std::optional<TimeLine> other_pcr(uint16_t pid, uint64_t offset, const PcrStep& step);
+    TimeLine line_to(uint64_t offset, double ticks);
+
+    size_t packet_size_ = 0;
+    uint64_t first_ = 0;
+    std::optional<uint16_t> pid_;
+    bool rate_known_ = false;
+    double ticks_per_byte_ = 0;  // of the latest interval
+    uint64_t pcr_offset_ = 0;    // the clock's latest PCR
+    double pcr_ticks_ = 0;
+    uint64_t told_offset_ = 0;  // up to here times are told
+    double told_ticks_ = 0;
+    uint64_t sum_ticks_ = 0;  // over the sound intervals
+    uint64_t sum_bytes_ = 0;
+    RateSpread spread_;
+};
+
+}  // namespace zv::survey

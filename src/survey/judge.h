@@ -1,0 +1,107 @@
+// SPDX-License-Identifier: MIT
+// Judges what came by when it came, as ETSI TR 101 290 has it: repetition of tables, PCRs and PTS,
+// presence of PIDs, accuracy of PCRs. And measures the intervals between them.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <unordered_map>
+#include <vector>
+
+#include "survey/events.h"
+#include "survey/pids.h"
+#include "survey/timed.h"
+
+namespace zv::survey {
+
+class Judge {
+  public:
+    static constexpr size_t kMostSubTables = 16384;
+
+    // constant_rate() tells whether PCRs can be compared with a line
+    Judge(EventLog& events, Pids& pids, Tables& tables, const Limits& limits,
+          std::function<bool()> constant_rate);
+
+    // Takes what came, in order. now_s: the time of its offset.
+    void see(const FoundEvent& found, double now_s);
+    void see(const SectionBegun& begun, double now_s);
+    void see(const SectionDone& done, double now_s);
+    void see(const PcrCame& came, double now_s);
+    void see(const PtsCame& came, double now_s);
+    void see(const PtsInterrupted& interrupted, double now_s);
+    void see(const RoleChange& change, double now_s);
+    void see(const ProgramChange& change, double now_s);
+    void see(const FirstPat& first, double now_s);
+    void see(const FirstScrambled& first, double now_s);
+    void see_segment(const Segment& segment, double first_s, double last_s);
+
+    // Counts the waits whose limit has passed by now, although nothing came.
+    void tick(double now_s, uint64_t offset);
+
+    // Settles what is open at the end of the stream.
+    void end(double now_s, uint64_t offset);
+
+    // Some of what came was not judged: what runs begins anew.
+    void resume(double now_s);
+
+    // -> how many sub-tables are not looked at, for there are too many
+    uint64_t sub_tables_left_out() const { return sub_tables_left_out_; }
+
+  private:
+    struct Repetition {
+        Wait* wait;
+        Indicator indicator;
+        double limit_s;
+    };
+    struct SubTable {
+        Wait wait;
+        Indicator indicator;
+        uint16_t pid;
+    };
+    // Of EIT present/following: section 0 or 1 has come, the other is waited for.
+    struct PresentFollowing {
+        Wait wait;
+        uint8_t came = 0;  // number
+        uint16_t service_id = 0;
+    };
+    struct ProgramWait {
+        Wait wait;
+        uint16_t pmt_pid = 0;
+    };
+
+    Repetition repetition_of(const SectionDone& done);
+    Wait* sub_table(const SectionDone& done, Indicator indicator);
+    void check_distance(const SectionDone& done, double begin_s);
+    void check_present_following(const SectionDone& done, double begin_s);
+    void check_unreferenced(PidTiming& timing, const Segment& segment);
+    void check_wait(Wait& wait, Indicator indicator, double limit_s, int pid, double now_s,
+                    uint64_t offset);
+    void check_missing(PresentFollowing& sub_table, double now_s, uint64_t offset);
+    double limit_of(Indicator indicator) const;
+    void note_loss();
+    void judge_pcr(uint16_t pid, PidTiming& timing, const PcrLine::Point& point, double ns);
+    void count(Event event, double time_s);
+    template <typename See>
+    void for_each_wait(See see);
+    PidTiming& timing(uint16_t pid) { return pids_.detail(pid).timing; }
+
+    EventLog& events_;
+    Pids& pids_;
+    Tables& tables_;
+    const Limits limits_;
+    std::function<bool()> constant_rate_;
+
+    Wait pat_, cat_, nit_actual_, sdt_actual_, tdt_, tot_;
+    Wait eit_actual_[2], eit_other_[2];  // by section_number
+    bool cat_came_ = false;
+    double first_pat_s_ = kNoTime;
+    std::unordered_map<uint16_t, ProgramWait> programs_;
+    std::map<uint64_t, SubTable> sub_tables_;
+    std::map<uint64_t, PresentFollowing> present_following_;
+    uint64_t sub_tables_left_out_ = 0;
+    std::vector<uint16_t> open_blocks_;  // PIDs whose PCRs wait for their line
+    uint64_t losses_ = 0;
+};
+
+}  // namespace zv::survey
