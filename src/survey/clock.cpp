@@ -13,8 +13,8 @@ constexpr double kBitsPerPacket = 1504;
 constexpr double kConstantRateDeviation = 0.005;
 constexpr uint64_t kFewestIntervals = 8;
 
-// A bin has the rates whose float has the same leading bits: sign, exponent, 13 of the mantissa.
-constexpr unsigned kDroppedBits = 10;
+// A bin has the rates whose float has the same leading bits: sign, exponent, 11 of the mantissa.
+constexpr unsigned kDroppedBits = 12;
 constexpr double kLowestRate = 1;  // bits per second; what is beyond counts as the bound
 constexpr double kHighestRate = 1e12;
 
@@ -30,17 +30,22 @@ constexpr uint32_t kFirstBin = bin_of(kLowestRate);
 void RateSpread::add(double rate) {
     const size_t bin = bin_of(rate) - kFirstBin;
     if (bins_.size() <= bin) bins_.resize(bin + 1);
-    ++bins_[bin];
+    Bin& at = bins_[bin];
+    const auto bounded = static_cast<float>(std::clamp(rate, kLowestRate, kHighestRate));
+    at.mean += (bounded - at.mean) / static_cast<float>(++at.count);
     ++count_;
 }
 
 std::optional<bool> RateSpread::constant(double mean) const {
     if (count_ < kFewestIntervals) return std::nullopt;
+    // The bins at both ends may lie half outside.
     const size_t first = bin_of(mean * (1 - kConstantRateDeviation)) - kFirstBin;
     const size_t last = bin_of(mean * (1 + kConstantRateDeviation)) - kFirstBin;
     uint64_t near = 0;
-    for (size_t bin = first; bin <= last && bin < bins_.size(); ++bin)
-        near += bins_[bin];
+    for (size_t bin = first; bin <= last && bin < bins_.size(); ++bin) {
+        const double deviation = std::abs(static_cast<double>(bins_[bin].mean) / mean - 1);
+        if (deviation < kConstantRateDeviation) near += bins_[bin].count;
+    }
     return 2 * near > count_;
 }
 

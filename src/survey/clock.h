@@ -39,7 +39,7 @@ struct TimeLine {
 };
 
 // Is the rate constant? The median of how far the intervals' rates are off the mean tells. Rates are
-// kept in a histogram, fine enough for that median: 2^-13 of a rate a bin.
+// kept in a histogram of 2^-11 of a rate a bin; where a bin lies is told by the mean of its rates.
 class RateSpread {
   public:
     void add(double rate);
@@ -48,7 +48,11 @@ class RateSpread {
     std::optional<bool> constant(double mean) const;
 
   private:
-    std::vector<uint32_t> bins_;  // from kFirstBin on
+    struct Bin {
+        uint32_t count = 0;
+        float mean = 0;
+    };
+    std::vector<Bin> bins_;  // from kFirstBin on
     uint64_t count_ = 0;
 };
 
@@ -76,11 +80,6 @@ class Clock {
     std::optional<bool> constant_rate() const;
     double ticks_per_byte() const { return ticks_per_byte_; }
     bool rate_known() const { return rate_known_; }
-
-    // -> the mean of the clock, for comparing others with it
-    double mean_ticks_per_byte() const {
-        return static_cast<double>(sum_ticks_) / static_cast<double>(sum_bytes_);
-    }
 
   private:
     std::optional<TimeLine> own_pcr(uint64_t offset, const PcrStep& step);

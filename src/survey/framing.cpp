@@ -159,6 +159,7 @@ Framer::Step Framer::no_sync_byte(std::span<const uint8_t> rest, bool last) {
     if (!second_is_whole && !last) return {What::kNeedsMore};
     if (second_is_whole && rest[size] != kTsSyncByte) {
         phase_ = Phase::kLost;
+        lost_at_ = offset_;
         counts_.byte_errors += 2;
         if (counts_.losses++ < kMostListed) counts_.loss_list.push_back({offset_, 0});
         return {What::kLoss};
@@ -186,6 +187,16 @@ Framer::Step Framer::end_in_sync(std::span<const uint8_t> rest) {
     return take({What::kPackets, rest.size(), last_packet_.data(), 1});
 }
 
+// Time codes that begin with 0x47 look like packets. When both places after a loss are passed over,
+// the packets in step with those before are the better ones.
+bool Framer::is_time_code_of_known_packet(std::span<const uint8_t> rest, size_t at) const {
+    const size_t size = counts_.packet_size;
+    if (time_code_size() == 0 || (offset_ + at + kTimeCodeSize - lost_at_) % size != 0)
+        return false;
+    return run_at(rest, at + kTimeCodeSize, size, 1) == 0 &&
+           run_at(rest, at + kTimeCodeSize + size, size, whole_packet()) > 0;
+}
+
 Framer::Step Framer::find_again(std::span<const uint8_t> rest, bool last) {
     if (!last && rest.size() < kLookAhead) return {What::kNeedsMore};
     const size_t places = last ? rest.size() : rest.size() - kLookAhead + 1;
@@ -193,8 +204,13 @@ Framer::Step Framer::find_again(std::span<const uint8_t> rest, bool last) {
     size_t run = 0;
     while (at < places && (run = run_at(rest, at, counts_.packet_size, whole_packet())) == 0)
         at = find_sync_byte(rest, at + 1);
-    if (at < places) {
+    if (at < places && is_time_code_of_known_packet(rest, at)) {
+        // The packets that follow are in step with those before: only their time codes look alike.
+        at += kTimeCodeSize + counts_.packet_size;
+    } else if (at < places) {
         at = column_of(rest, at, counts_.packet_size, run);
+    }
+    if (at < places) {
         skip(at);
         phase_ = Phase::kInSync;
         return take({What::kPassed, at});

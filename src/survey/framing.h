@@ -37,7 +37,7 @@ class Framer {
     static constexpr size_t kMostListed = 1000;
 
     // The most bytes that a decision may need. With as many at hand, next() takes some.
-    static constexpr size_t kLookAhead = 6 * kParityPacketSize;
+    static constexpr size_t kLookAhead = 7 * kParityPacketSize;
 
     enum class What {
         kPackets,    // `count` packets in sync at `packets`
@@ -82,6 +82,7 @@ class Framer {
     Step no_sync_byte(std::span<const uint8_t> rest, bool last);
     Step end_in_sync(std::span<const uint8_t> rest);
     Step take(Step step);
+    bool is_time_code_of_known_packet(std::span<const uint8_t> rest, size_t at) const;
     void skip(size_t count);
     size_t time_code_size() const;
     size_t whole_packet() const;
@@ -89,6 +90,7 @@ class Framer {
     Phase phase_ = Phase::kFirst;
     uint64_t offset_ = 0;
     FramingCounts counts_;
+    uint64_t lost_at_ = 0;                                     // where sync was lost
     uint64_t skipped_first_ = 0;                               // bytes before the first packet
     std::array<uint8_t, kTimeCodedPacketSize> last_packet_{};  // one that no time code follows
 };

@@ -11,7 +11,6 @@ namespace zv::survey {
 namespace {
 
 constexpr uint64_t kPtsToPcr = 300;
-constexpr uint16_t kLastReservedPid = 0x1F;
 
 uint32_t milliseconds(double seconds) {
     return static_cast<uint32_t>(std::lround(std::clamp(seconds * 1000, 0.0, 4e9)));
@@ -35,9 +34,8 @@ std::optional<Indicator> distance_indicator(uint16_t pid, uint8_t table_id) {
     }
 }
 
-uint64_t sub_table_key(const SectionDone& done) {
-    return uint64_t{done.table_id} << 56 | uint64_t{done.extension} << 40 |
-           uint64_t{done.number} << 32 | done.network;
+uint32_t sub_table_key(const SectionDone& done) {
+    return uint32_t{done.table_id} << 24 | uint32_t{done.extension} << 8 | done.number;
 }
 
 // Signed and wrapped: how far a time stamp is ahead of the PCR, in seconds.
@@ -50,13 +48,8 @@ double seconds_ahead(uint64_t decoding, uint64_t pcr, double since_pcr_s) {
 
 }  // namespace
 
-Judge::Judge(EventLog& events, Pids& pids, Tables& tables, const Limits& limits,
-             std::function<bool()> constant_rate)
-    : events_(events),
-      pids_(pids),
-      tables_(tables),
-      limits_(limits),
-      constant_rate_(std::move(constant_rate)) {
+Judge::Judge(EventLog& events, Pids& pids, Tables& tables, const Limits& limits)
+    : events_(events), pids_(pids), tables_(tables), limits_(limits) {
     pat_.begin(0);
 }
 
@@ -75,20 +68,23 @@ void Judge::check_wait(Wait& wait, Indicator indicator, double limit_s, int pid,
 
 void Judge::see(const FoundEvent& found, double now_s) {
     Event event = found.event;
-    event.time_s = now_s;
+    event.time_s =
+        found.of_section ? timing(static_cast<uint16_t>(event.pid)).section_begin_s : now_s;
     events_.settle(found.place, event);
     const bool is_loss = event.kind == event_of(Indicator::kContinuityCountError) ||
                          event.kind == event_of(Indicator::kTsSyncLoss);
-    if (is_loss) note_loss();
+    if (is_loss) note_loss(found.constant_rate);
 }
 
 // Packets are missing: what was on a line may have moved.
-void Judge::note_loss() {
+void Judge::note_loss(bool constant_rate) {
     ++losses_;
-    for (const uint16_t pid : std::exchange(open_blocks_, {})) {
+    for (const uint16_t pid : std::exchange(in_runs_, {})) {
         PidTiming& of_pid = timing(pid);
-        of_pid.pcr_line.end_run(
-            [&](const PcrLine::Point& point, double ns) { judge_pcr(pid, of_pid, point, ns); });
+        of_pid.in_run = false;
+        of_pid.pcr_line->end_run([&](const PcrLine::Point& point, double ns) {
+            if (constant_rate) judge_pcr(pid, of_pid, point, ns);
+        });
     }
 }
 
@@ -125,8 +121,10 @@ void Judge::see(const SectionBegun& begun, double now_s) {
 void Judge::see(const SectionDone& done, double now_s) {
     const double begin_s = timing(done.pid).section_begin_s;
     if (done.record) {
-        check_distance(done, begin_s);
-        done.record->timing.last_end_s = now_s;
+        if (done.is_current) {
+            check_distance(done, begin_s);
+            done.record->timing.last_end_s = now_s;
+        }
         if (done.number == 0) {
             TableTiming& of_table = done.record->timing;
             if (!std::isnan(of_table.last_begin_s))
@@ -134,7 +132,7 @@ void Judge::see(const SectionDone& done, double now_s) {
             of_table.last_begin_s = begin_s;
         }
     }
-    if (done.pid == kPidCat && done.table_id == kTableIdCat) {
+    if (done.pid == kPidCat && done.table_id == kTableIdCat && done.is_long) {
         cat_came_ = true;
         check_wait(cat_, Indicator::kCatError, limits_.cat, done.pid, begin_s, done.offset);
         cat_.end();
@@ -163,6 +161,8 @@ void Judge::check_distance(const SectionDone& done, double begin_s) {
 // -> which wait a section ends and begins anew; none for tables without a limit
 Judge::Repetition Judge::repetition_of(const SectionDone& done) {
     const Repetition none = {nullptr, Indicator::kPatError2, 0};
+    const bool short_table = done.table_id == kTableIdTdt || done.table_id == kTableIdTot;
+    if (!done.is_long && !short_table) return none;
     const bool present_or_following = done.number < 2;
     if (done.of_program) {
         ProgramWait& program = programs_[done.extension];
@@ -261,15 +261,15 @@ void Judge::see(const PcrCame& came, double now_s) {
               now_s);
     }
     of_pid.last_pcr_s = now_s;
-    const bool was_open = of_pid.pcr_line.has_open_block();
-    of_pid.pcr_line.add(
-        came.step, came.offset, now_s, losses_,
-        [&](const PcrLine::Point& point, double ns) { judge_pcr(came.pid, of_pid, point, ns); });
-    if (!was_open && of_pid.pcr_line.has_open_block()) open_blocks_.push_back(came.pid);
+    if (!of_pid.pcr_line) of_pid.pcr_line = std::make_unique<PcrLine>();
+    of_pid.pcr_line->add(came.step, came.offset, now_s, losses_,
+                         [&](const PcrLine::Point& point, double ns) {
+                             if (came.constant_rate) judge_pcr(came.pid, of_pid, point, ns);
+                         });
+    if (!std::exchange(of_pid.in_run, true)) in_runs_.push_back(came.pid);
 }
 
 void Judge::judge_pcr(uint16_t pid, PidTiming& of_pid, const PcrLine::Point& point, double ns) {
-    if (!constant_rate_()) return;
     of_pid.deviations_ns.add(ns);
     if (std::abs(ns) <= limits_.pcr_accuracy_ns) return;
     count({.kind = event_of(Indicator::kPcrAccuracyError),
@@ -327,6 +327,8 @@ void Judge::see(const RoleChange& change, double now_s) {
 void Judge::see(const ProgramChange& change, double now_s) {
     if (change.begins) {
         ProgramWait& program = programs_[change.number];
+        check_wait(program.wait, Indicator::kPmtError2, limits_.pmt, program.pmt_pid, now_s,
+                   change.offset);  // its map is on another PID now
         program.pmt_pid = change.pmt_pid;
         return program.wait.begin(now_s);
     }
@@ -387,13 +389,13 @@ void Judge::tick(double now_s, uint64_t offset) {
         check_missing(sub_table, now_s, offset);
 }
 
-void Judge::end(double now_s, uint64_t offset) {
-    note_loss();
+void Judge::end(double now_s, uint64_t offset, bool constant_rate) {
+    note_loss(constant_rate);
     tick(now_s, offset);
 }
 
 void Judge::resume(double now_s) {
-    note_loss();
+    note_loss(false);
     programs_.clear();
     for_each_wait([&](Wait& wait, Indicator, double, uint16_t) {
         if (wait.running) wait.begin(now_s);

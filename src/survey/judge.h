@@ -4,7 +4,6 @@
 #pragma once
 
 #include <cstdint>
-#include <functional>
 #include <map>
 #include <unordered_map>
 #include <vector>
@@ -19,9 +18,7 @@ class Judge {
   public:
     static constexpr size_t kMostSubTables = 16384;
 
-    // constant_rate() tells whether PCRs can be compared with a line
-    Judge(EventLog& events, Pids& pids, Tables& tables, const Limits& limits,
-          std::function<bool()> constant_rate);
+    Judge(EventLog& events, Pids& pids, Tables& tables, const Limits& limits);
 
     // Takes what came, in order. now_s: the time of its offset.
     void see(const FoundEvent& found, double now_s);
@@ -40,7 +37,8 @@ class Judge {
     void tick(double now_s, uint64_t offset);
 
     // Settles what is open at the end of the stream.
-    void end(double now_s, uint64_t offset);
+    // constant_rate  in  of the whole stream
+    void end(double now_s, uint64_t offset, bool constant_rate);
 
     // Some of what came was not judged: what runs begins anew.
     void resume(double now_s);
@@ -79,7 +77,7 @@ class Judge {
                     uint64_t offset);
     void check_missing(PresentFollowing& sub_table, double now_s, uint64_t offset);
     double limit_of(Indicator indicator) const;
-    void note_loss();
+    void note_loss(bool constant_rate);
     void judge_pcr(uint16_t pid, PidTiming& timing, const PcrLine::Point& point, double ns);
     void count(Event event, double time_s);
     template <typename See>
@@ -90,17 +88,16 @@ class Judge {
     Pids& pids_;
     Tables& tables_;
     const Limits limits_;
-    std::function<bool()> constant_rate_;
 
     Wait pat_, cat_, nit_actual_, sdt_actual_, tdt_, tot_;
     Wait eit_actual_[2], eit_other_[2];  // by section_number
     bool cat_came_ = false;
     double first_pat_s_ = kNoTime;
     std::unordered_map<uint16_t, ProgramWait> programs_;
-    std::map<uint64_t, SubTable> sub_tables_;
-    std::map<uint64_t, PresentFollowing> present_following_;
+    std::map<uint32_t, SubTable> sub_tables_;
+    std::map<uint32_t, PresentFollowing> present_following_;
     uint64_t sub_tables_left_out_ = 0;
-    std::vector<uint16_t> open_blocks_;  // PIDs whose PCRs wait for their line
+    std::vector<uint16_t> in_runs_;  // PIDs with PCRs since packets were lost last
     uint64_t losses_ = 0;
 };
 

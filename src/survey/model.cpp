@@ -152,6 +152,7 @@ void Model::begin_program(const Program& program, uint64_t offset) {
     tell_program(EventKind::kProgramAdded, program, offset);
     ask(program.pmt_pid, Role::kNamed, offset);
     ask(program.pmt_pid, Role::kPmt, offset);
+    change_program(program.pmt_pid, program.number, true);
     timing_.push(ProgramChange{offset, program.number, program.pmt_pid, true});
 }
 
@@ -160,6 +161,7 @@ void Model::end_program(const Program& program, uint64_t offset) {
     const bool moved = find_program(program.number) != nullptr;
     if (!moved) timing_.push(ProgramChange{offset, program.number, program.pmt_pid, false});
     if (program.has_pmt()) change_streams(program.number, program.pmt, offset, &Model::release);
+    change_program(program.pmt_pid, program.number, false);
     release(program.pmt_pid, Role::kPmt, offset);
     release(program.pmt_pid, Role::kNamed, offset);
 }
@@ -185,28 +187,34 @@ void Model::change_role(uint16_t pid, Role role, bool begins, uint64_t offset) {
 void Model::change_streams(uint16_t number, const std::vector<uint8_t>& section, uint64_t offset,
                            void (Model::*change)(uint16_t, Role, uint64_t)) {
     const PmtView pmt(section);
-    const auto name_ca = [&](uint16_t, uint16_t pid) {
+    const auto name = [&](uint16_t pid) {
         (this->*change)(pid, Role::kNamed, offset);
+        change_program(pid, number, change == &Model::ask);
     };
+    const auto name_ca = [&](uint16_t, uint16_t pid) { name(pid); };
     if (pmt.pcr_pid() != kPidNull) {
-        (this->*change)(pmt.pcr_pid(), Role::kNamed, offset);
+        name(pmt.pcr_pid());
         (this->*change)(pmt.pcr_pid(), Role::kPresence, offset);
     }
     for_each_ca(pmt.descriptors(), name_ca);
     pmt.for_each_stream([&](const PmtStream& stream) {
-        (this->*change)(stream.pid, Role::kNamed, offset);
+        name(stream.pid);
         for_each_ca(stream.descriptors, name_ca);
         const Kind kind = declared_codec_of(pmt, stream).kind;
         if (kind == Kind::kVideo || kind == Kind::kAudio) {
             (this->*change)(stream.pid, Role::kPresence, offset);
             (this->*change)(stream.pid, Role::kPts, offset);
         }
-        auto& programs = pids_.detail(stream.pid).programs;
-        if (change == &Model::ask)
-            programs.push_back(number);
-        else if (const auto at = std::ranges::find(programs, number); at != programs.end())
-            programs.erase(at);
     });
+}
+
+// Notes that a programme names a PID, once for each mention, or that it does no longer.
+void Model::change_program(uint16_t pid, uint16_t number, bool names) {
+    auto& programs = pids_.detail(pid).programs;
+    if (names)
+        programs.push_back(number);
+    else if (const auto at = std::ranges::find(programs, number); at != programs.end())
+        programs.erase(at);
 }
 
 std::optional<uint16_t> Model::pcr_pid_for(uint16_t pid) const {

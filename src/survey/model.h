@@ -41,7 +41,7 @@ bool carried_in_sections(const PmtView& pmt, const PmtStream& stream);
 class Model {
   public:
     static constexpr size_t kMostPrograms = 2048;
-    static constexpr size_t kMostPresentEvents = 2048;
+    static constexpr size_t kMostPresentEvents = 1024;
 
     Model(Pids& pids, Timing& timing);
 
@@ -69,7 +69,7 @@ class Model {
         return program && program->pmt_pid == pid;
     }
 
-    // -> the PCR_PID of the first programme in the PAT's order that lists a PID as a stream
+    // -> the PCR_PID of the first programme in the PAT's order that names a PID
     std::optional<uint16_t> pcr_pid_for(uint16_t pid) const;
 
     // Described by SDT or virtual channel table, ascending by id.
@@ -103,6 +103,7 @@ class Model {
     void change_role(uint16_t pid, Role role, bool begins, uint64_t offset);
     void change_streams(uint16_t number, const std::vector<uint8_t>& section, uint64_t offset,
                         void (Model::*change)(uint16_t, Role, uint64_t));
+    void change_program(uint16_t pid, uint16_t number, bool names);
     StoredTable::Change store(StoredTable& table, const Section& section);
     void begin_program(const Program& program, uint64_t offset);
     void end_program(const Program& program, uint64_t offset);

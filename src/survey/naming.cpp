@@ -31,7 +31,7 @@ const char* fixed_use(uint16_t pid) {
         case kPidNull:
             return "null";
         default:
-            return pid < 0x20 ? "reserved" : nullptr;
+            return nullptr;
     }
 }
 
@@ -87,7 +87,8 @@ const char* Naming::use(uint16_t pid) const {
     if (naming.ecm) return "ecm";
     if (naming.in_sections) return "sections";
     if (naming.stream_type) return kind_name(naming.declared.kind);
-    return naming.pcr ? "pcr" : "unreferenced";
+    if (naming.pcr) return "pcr";
+    return pid <= kLastReservedPid ? "reserved" : "unreferenced";
 }
 
 }  // namespace zv::survey

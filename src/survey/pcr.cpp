@@ -12,7 +12,7 @@ PcrStep PcrValues::add(uint64_t value, uint64_t offset, bool signalled) {
     step.signalled = signalled;
     step.ticks = step.first ? 0 : (value + kPcrRange - last_value_) % kPcrRange;
     step.bytes = step.first ? 0 : offset - last_offset_;
-    signalled_ += signalled;
+    signalled_ += !step.first && signalled;
     jumps_ += step.jumps();
     if (step.sound()) intervals_.add(static_cast<double>(step.ticks));
     last_value_ = value;

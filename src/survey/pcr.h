@@ -60,8 +60,8 @@ class PcrLine {
 
     struct Point {
         uint64_t offset;
-        double ticks;   // PCR, unwrapped, from the first of the run on
-        double time_s;  // when it came
+        double time_s;   // when it came
+        uint32_t ticks;  // PCR, unwrapped, from the first of the block on: 64 seconds at most
     };
 
     // Takes a PCR. When a block is full, or a run ends before this PCR, the block is judged:
@@ -75,13 +75,9 @@ class PcrLine {
             broken_ = true;
             end_run(judge);
         }
-        if (run_points_ == 0)
-            ticks_ = 0;
-        else
-            ticks_ += static_cast<double>(step.ticks);
-        ++run_points_;
-        add_to_all(step, offset);
-        block_[block_size_++] = {offset, ticks_, time_s};
+        block_ticks_ = block_size_ == 0 ? 0 : block_ticks_ + static_cast<uint32_t>(step.ticks);
+        add_to_all(step, time_s);
+        block_[block_size_++] = {offset, time_s, block_ticks_};
         if (block_size_ == kBlock) judge_block(judge);
     }
 
@@ -90,46 +86,41 @@ class PcrLine {
     void end_run(Judge judge) {
         if (block_size_ >= kFewest) judge_block(judge);
         block_size_ = 0;
-        run_points_ = 0;
     }
 
-    bool has_open_block() const { return block_size_ > 0; }
-
-    // -> how fast the PCRs run, in ticks per byte; nothing when they are no line
-    std::optional<double> slope() const {
+    // -> how fast the PCRs run by the clock, 1 when they keep time; nothing when they are no line
+    std::optional<double> speed() const {
         if (broken_ || all_.count() < kFewest) return std::nullopt;
-        return all_.slope();
+        return all_.slope() / kPcrHz;
     }
 
   private:
-    void add_to_all(const PcrStep& step, uint64_t offset) {
+    void add_to_all(const PcrStep& step, double time_s) {
         if (all_.count() == 0)
-            first_offset_ = offset;
+            first_s_ = time_s;
         else
             all_ticks_ += static_cast<double>(step.ticks);
-        all_.add(static_cast<double>(offset - first_offset_), all_ticks_);
+        all_.add(time_s - first_s_, all_ticks_);
     }
 
     template <typename Judge>
     void judge_block(Judge judge) {
         FittedLine line;
         const uint64_t origin = block_[0].offset;
-        const double base = block_[0].ticks;
         for (size_t i = 0; i < block_size_; ++i)
-            line.add(static_cast<double>(block_[i].offset - origin), block_[i].ticks - base);
+            line.add(static_cast<double>(block_[i].offset - origin), block_[i].ticks);
         for (size_t i = 0; i < block_size_; ++i) {
             const double fitted = line.at(static_cast<double>(block_[i].offset - origin));
-            judge(block_[i], (block_[i].ticks - base - fitted) * 1e9 / kPcrHz);
+            judge(block_[i], (block_[i].ticks - fitted) * 1e9 / kPcrHz);
         }
         block_size_ = 0;
     }
 
     std::array<Point, kBlock> block_;
     size_t block_size_ = 0;
-    uint64_t run_points_ = 0;
-    double ticks_ = 0;
+    uint32_t block_ticks_ = 0;
     FittedLine all_;
-    uint64_t first_offset_ = 0;
+    double first_s_ = 0;
     double all_ticks_ = 0;
     uint64_t losses_ = 0;  // as it was at the latest PCR
     bool broken_ = false;  // a jump, a signal or a loss among the PCRs

@@ -2,6 +2,8 @@
 // When the packets of one PID came, in seconds from the first packet of the stream on.
 #pragma once
 
+#include <memory>
+
 #include "survey/extremes.h"
 #include "survey/indicators.h"
 #include "survey/pcr.h"
@@ -15,8 +17,9 @@ struct PidTiming {
     double section_begin_s = kNoTime;  // of the section that is being gathered
 
     double last_pcr_s = kNoTime;
-    PcrLine pcr_line;
-    Extremes deviations_ns;  // of PCRs from their line
+    std::unique_ptr<PcrLine> pcr_line;  // there once a PCR came
+    bool in_run = false;                // a PCR came since packets were lost last
+    Extremes deviations_ns;             // of PCRs from their line
 
     double last_pts_s = kNoTime;
     Extremes pts_intervals_s;

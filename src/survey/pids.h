@@ -10,7 +10,7 @@
 #include "mpeg/ts_packet/packet_fields.h"
 #include "survey/pid_timing.h"
 #include "survey/roles.h"
-#include "survey/section.h"
+#include "survey/section_gatherer.h"
 
 namespace zv::survey {
 
@@ -32,6 +32,8 @@ struct PtsValues {
 
 // What only some packets of a PID touch.
 struct PidDetail {
+    explicit PidDetail(SectionBudget& budget) : sections(budget) {}
+
     uint64_t transport_errors = 0;
     uint64_t scrambled_packets = 0;
     uint64_t unit_starts = 0;
@@ -42,7 +44,7 @@ struct PidDetail {
     std::unique_ptr<PcrValues> pcr;  // there once a PCR came
     PtsValues pts;
     std::array<uint32_t, kRoles> roles{};  // how many tables in force ask for each
-    std::vector<uint16_t> programs;        // numbers of those that list the PID as a stream
+    std::vector<uint16_t> programs;        // numbers of those that name the PID
     PidTiming timing;
 
     bool has(Role role) const { return roles[static_cast<size_t>(role)] > 0; }
@@ -66,7 +68,7 @@ struct alignas(64) PidRecord {
     uint32_t segment = 0;                  // number of the segment of time then
     uint8_t continuity_counter = 0;
     bool ordinary = false;  // packets that continue a payload need no second look
-    bool repeated = false;  // the latest packet was a duplicate
+    bool repeated = false;  // the latest packet had the counter of the one before
     bool segment_open = false;
 };
 
@@ -80,7 +82,7 @@ class Pids {
     // -> the large part, made when it is not there yet
     PidDetail& detail(uint16_t pid) {
         auto& detail = records_[pid].detail;
-        if (!detail) detail = std::make_unique<PidDetail>();
+        if (!detail) detail = std::make_unique<PidDetail>(section_budget_);
         return *detail;
     }
 
@@ -110,7 +112,11 @@ class Pids {
             if (seen(pid)) see(pid, records_[pid]);
     }
 
+    // -> sections that were not gathered because too many were under way
+    uint64_t sections_left_out() const { return section_budget_.refused; }
+
   private:
+    SectionBudget section_budget_;
     std::vector<PidRecord> records_;
 };
 

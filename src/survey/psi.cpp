@@ -77,7 +77,7 @@ bool PmtView::registered_as(const char (&name)[5]) const {
 std::string read_utc(Bytes bytes) {
     if (bytes.size() < kUtcSize) return {};
     const auto time = read_clock_time(bytes.subspan(2));
-    if (!time) return {};
+    if (!time || time->hours > 23 || time->minutes > 59 || time->seconds > 59) return {};
     const Date date = date_of(load_be16(bytes.data()));
     char text[32];
     std::snprintf(text, sizeof text, "%04d-%02u-%02uT%02u:%02u:%02uZ", date.year, date.month,

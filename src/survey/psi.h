@@ -13,8 +13,6 @@
 
 namespace zv::survey {
 
-using Bytes = std::span<const uint8_t>;
-
 constexpr uint8_t kTableIdPat = 0x00;
 constexpr uint8_t kTableIdCat = 0x01;
 constexpr uint8_t kTableIdPmt = 0x02;

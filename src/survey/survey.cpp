@@ -101,7 +101,7 @@ std::optional<double> Survey::duration_s() const {
 }
 
 bool Survey::constant_rate() const {
-    return !timing_.live() && timing_.clock().constant_rate().value_or(false);
+    return timing_.constant_rate();
 }
 
 std::optional<double> Survey::bit_rate_of(uint64_t packets) const {
@@ -111,10 +111,9 @@ std::optional<double> Survey::bit_rate_of(uint64_t packets) const {
 }
 
 std::optional<double> Survey::drift_ppm(const PidDetail& detail) const {
-    const auto slope = detail.timing.pcr_line.slope();
-    const double mean = timing_.clock().mean_ticks_per_byte();
-    if (!slope || !(mean > 0)) return std::nullopt;
-    return (*slope / mean - 1) * 1e6;
+    if (!detail.timing.pcr_line) return std::nullopt;
+    const auto speed = detail.timing.pcr_line->speed();
+    return speed ? std::optional((*speed - 1) * 1e6) : std::nullopt;
 }
 
 bool Survey::measures(Indicator indicator) const {
@@ -210,10 +209,8 @@ void Survey::see_other(const Packet& packet, PidRecord& record, uint64_t offset)
     see_scrambling(packet, detail, offset);
     if (packet.has_pcr()) see_pcr(packet, detail, offset);
     if (packet.scrambled()) return;
-    if (detail.watched)
-        see_sections(packet, detail, offset);
-    else if (packet.starts_unit())
-        see_time_stamps(packet, detail, offset);
+    if (packet.starts_unit()) see_time_stamps(packet, detail, offset);
+    if (detail.watched) see_sections(packet, detail, offset);
 }
 
 void Survey::see_scrambled(const Packet& packet, PidDetail& detail, uint64_t offset) {
@@ -283,7 +280,6 @@ void Survey::note_coming(PidRecord& record, const Packet& packet, uint64_t offse
 bool Survey::see_continuity(const Packet& packet, PidRecord& record, uint64_t offset) {
     PidDetail& detail = *record.detail;
     const Continuity step = judge_continuity(packet, record, detail.continuity);
-    record.repeated = step == Continuity::kDuplicate;
     if (step == Continuity::kError) {
         timing_.tell({.kind = event_of(Indicator::kContinuityCountError),
                       .pid = packet.pid(),
@@ -313,8 +309,8 @@ void Survey::see_sections(const Packet& packet, PidDetail& detail, uint64_t offs
     const uint16_t pid = packet.pid();
     detail.sections.take(
         packet.payload(), packet.starts_unit(), offset,
-        [&](uint64_t begun) {
-            timing_.push(SectionBegun{begun, pid});
+        [&] {
+            timing_.push(SectionBegun{offset, pid});
         },
         [&](const Section& section, uint64_t first_offset) {
             see_section(pid, section, first_offset, offset);
@@ -325,18 +321,18 @@ void Survey::see_section(uint16_t pid, const Section& section, uint64_t first_of
                          uint64_t offset) {
     if (section.is_sound()) {
         note_section(pid, section, offset);
-        check_table_id(pid, section.table_id(), offset);
-        if (section.is_current()) model_.see(pid, section, offset);
-        return;
+        if (!section.is_current()) return;
+        check_table_id(pid, section.table_id(), first_offset);
+        return model_.see(pid, section, offset);
     }
     ++pids_.detail(pid).crc_errors;
     if (crc_errors_++ < kMostCrcErrors)
         crc_error_list_.push_back({first_offset, pid, section.table_id()});
     if (!is_crc_error_2_2(section.table_id())) return;
-    timing_.tell({.kind = event_of(Indicator::kCrcError),
-                  .pid = pid,
-                  .offset = first_offset,
-                  .a = section.table_id()});
+    timing_.tell_of_section({.kind = event_of(Indicator::kCrcError),
+                             .pid = pid,
+                             .offset = first_offset,
+                             .a = section.table_id()});
 }
 
 void Survey::note_section(uint16_t pid, const Section& section, uint64_t offset) {
@@ -345,13 +341,13 @@ void Survey::note_section(uint16_t pid, const Section& section, uint64_t offset)
     done.pid = pid;
     done.table_id = section.table_id();
     done.record = tables_.see(pid, section);
+    done.is_long = section.is_long();
+    done.is_current = section.is_current();
     if (section.is_long()) {
         done.number = section.number();
         done.extension = section.extension();
         done.of_program =
             section.table_id() == kTableIdPmt && model_.is_pmt_of(pid, section.extension());
-        if (pid == kPidEit && section.body().size() >= 4)
-            done.network = load_be32(section.body().data());
     }
     timing_.push(done);
 }
@@ -360,11 +356,11 @@ void Survey::note_section(uint16_t pid, const Section& section, uint64_t offset)
 void Survey::check_table_id(uint16_t pid, uint8_t table_id, uint64_t offset) {
     const auto indicator = misplaced(pid, table_id);
     if (!indicator) return;
-    timing_.tell({.kind = event_of(*indicator),
-                  .clause = Clause::kTableId,
-                  .pid = pid,
-                  .offset = offset,
-                  .a = table_id});
+    timing_.tell_of_section({.kind = event_of(*indicator),
+                             .clause = Clause::kTableId,
+                             .pid = pid,
+                             .offset = offset,
+                             .a = table_id});
 }
 
 }  // namespace zv::survey

@@ -16,7 +16,9 @@ namespace zv::survey {
 struct FoundEvent {
     uint64_t offset;
     Event event;
-    uint32_t place;  // in the list of events
+    uint32_t place;      // in the list of events
+    bool constant_rate;  // so far
+    bool of_section;     // when the section began
 };
 
 // Packets of a PID without a gap that could matter.
@@ -36,10 +38,11 @@ struct SectionDone {
     uint64_t offset;  // of the packet that completed it
     uint16_t pid;
     uint8_t table_id;
-    uint8_t number;   // 0 in short sections
+    uint8_t number;  // 0 in short sections
+    bool is_long;
+    bool is_current;
     bool of_program;  // the PMT of a programme in force
     uint16_t extension;
-    uint32_t network;     // EIT: transport_stream_id and original_network_id
     TableRecord* record;  // null where there are too many tables
 };
 
@@ -47,6 +50,7 @@ struct PcrCame {
     uint64_t offset;
     uint16_t pid;
     PcrStep step;
+    bool constant_rate;  // so far, with this PCR
 };
 
 // The PCR with which a time stamp is compared.

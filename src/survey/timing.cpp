@@ -11,15 +11,18 @@ namespace {
 // Gaps in packets of a PID are noticed when they are half a second long by the latest rate. Shorter
 // ones matter to no limit, and over longer ones time runs at that rate, or a PCR came.
 constexpr double kGapSeconds = 0.5;
-constexpr uint64_t kGapBytesWithoutClock = 16384;
+constexpr uint64_t kGapBytesWithoutClock = 2048;
+
+uint64_t offset_of(const Timed& timed) {
+    return std::visit([](const auto& entry) { return entry.offset; }, timed);
+}
 
 }  // namespace
 
 Timing::Timing(EventLog& events, Pids& pids, Tables& tables, const Limits& limits)
     : events_(events),
       pids_(pids),
-      judge_(events, pids, tables, limits,
-             [this] { return !live() && clock_.constant_rate().value_or(false); }),
+      judge_(events, pids, tables, limits),
       gap_bytes_(kGapBytesWithoutClock) {}
 
 void Timing::arrive(double now_s) {
@@ -48,13 +51,17 @@ void Timing::judge(const Timed& timed, const TimeLine& line) {
 
 void Timing::push(const Timed& timed) {
     if (arrival_s_) return judge(timed, arrival_line());
-    if (waiting_.size() >= kMostWaiting) {
-        if (!clock_.rate_known()) return drop(timed);
-        const uint64_t offset = std::visit([](const auto& entry) { return entry.offset; }, timed);
-        settle(*clock_.onward(), offset);
-        clock_.hold(offset);
-    }
+    if (!make_room(offset_of(timed))) return drop(timed);
     waiting_.push_back(timed);
+}
+
+// -> false when too much waits for the first clock
+bool Timing::make_room(uint64_t offset) {
+    if (waiting_.size() < kMostWaiting) return true;
+    if (!clock_.rate_known()) return false;
+    settle(*clock_.onward(), offset);
+    clock_.hold(offset);
+    return true;
 }
 
 // No clock came yet, and too much waits for it: this stays without a judgement.
@@ -66,10 +73,15 @@ void Timing::drop(const Timed& timed) {
 }
 
 void Timing::pcr(uint16_t pid, uint64_t offset, const PcrStep& step) {
-    push(PcrCame{offset, pid, step});
-    if (arrival_s_) return;
+    if (arrival_s_) return push(PcrCame{offset, pid, step, false});
+    const bool has_room = make_room(offset);
     const auto clock_before = clock_.pid();
     const auto line = clock_.see(pid, offset, step);
+    const PcrCame came = {offset, pid, step, constant_rate()};
+    if (has_room)
+        waiting_.push_back(came);
+    else
+        drop(came);
     if (!line) return;
     settle(*line, offset);
     gap_bytes_ = clock_.ticks_per_byte() > 0
@@ -81,8 +93,15 @@ void Timing::pcr(uint16_t pid, uint64_t offset, const PcrStep& step) {
 
 // Everything up to a place lies on the line.
 void Timing::settle(const TimeLine& line, uint64_t offset) {
-    for (; !waiting_.empty(); waiting_.pop_front())
-        judge(waiting_.front(), line);
+    // After a loss of sync a place may lie beyond packets that were found since: it waits on.
+    for (size_t left = waiting_.size(); left > 0; --left) {
+        const Timed timed = waiting_.front();
+        waiting_.pop_front();
+        if (offset_of(timed) > offset)
+            waiting_.push_back(timed);
+        else
+            judge(timed, line);
+    }
     settle_segments(line);
     if (std::exchange(unjudged_lately_, false)) judge_.resume(line.at(offset) / kPcrHz);
 }
@@ -117,11 +136,11 @@ void Timing::end_segment(uint16_t pid) {
 void Timing::finish(uint64_t last_offset) {
     if (arrival_s_) {
         settle_segments(arrival_line());
-        return judge_.end(*arrival_s_, last_offset);
+        return judge_.end(*arrival_s_, last_offset, false);
     }
     if (const auto line = clock_.onward()) {
-        settle(*line, last_offset);
-        return judge_.end(line->at(last_offset) / kPcrHz, last_offset);
+        settle(*line, UINT64_MAX);
+        return judge_.end(line->at(last_offset) / kPcrHz, last_offset, constant_rate());
     }
     for (; !waiting_.empty(); waiting_.pop_front()) {
         if (const auto* const found = std::get_if<FoundEvent>(&waiting_.front()))

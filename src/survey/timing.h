@@ -32,7 +32,14 @@ class Timing {
 
     // Takes what came.
     void push(const Timed& timed);
-    void tell(const Event& event) { push(FoundEvent{event.offset, event, events_.found(event)}); }
+    void tell(const Event& event) {
+        push(FoundEvent{event.offset, event, events_.found(event), constant_rate(), false});
+    }
+
+    // The same of a section: its time is that of the packet in which the section begins.
+    void tell_of_section(const Event& event) {
+        push(FoundEvent{event.offset, event, events_.found(event), false, true});
+    }
     void pcr(uint16_t pid, uint64_t offset, const PcrStep& step);
 
     // A packet came whose record belongs to an older segment, or after a gap that could matter.
@@ -53,6 +60,9 @@ class Timing {
     // Ends the stream. last_offset: of the last packet
     void finish(uint64_t last_offset);
 
+    // -> true when PCRs can be compared with a line
+    bool constant_rate() const { return !live() && clock_.constant_rate().value_or(false); }
+
     const Clock& clock() const { return clock_; }
     const Judge& judge() const { return judge_; }
     std::optional<double> arrival_s() const { return arrival_s_; }
@@ -64,6 +74,7 @@ class Timing {
     void judge(const Timed& timed, const TimeLine& line);
     void settle(const TimeLine& line, uint64_t offset);
     void settle_segments(const TimeLine& line);
+    bool make_room(uint64_t offset);
     void drop(const Timed& timed);
     TimeLine arrival_line() const { return {0, *arrival_s_ * kPcrHz, 0}; }
 

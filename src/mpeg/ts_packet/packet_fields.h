@@ -23,6 +23,7 @@ constexpr uint16_t kPidSdt = 0x0011;
 constexpr uint16_t kPidEit = 0x0012;
 constexpr uint16_t kPidRst = 0x0013;
 constexpr uint16_t kPidTdt = 0x0014;
+constexpr uint16_t kLastReservedPid = 0x001F;  // EN 300 468, table 1
 constexpr uint16_t kPidPsip = 0x1FFB;  // ATSC A/65
 constexpr uint16_t kPidNull = 0x1FFF;
 constexpr uint16_t kPidFirstValid = 0x0010;
