@@ -1,0 +1,47 @@
+// SPDX-License-Identifier: MIT
+// The descriptors of a loop, one after the other (ISO/IEC 13818-1, 2.6). A descriptor that runs
+// over the end of the loop is cut there.
+#pragma once
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <span>
+
+#include "survey/codecs/load.h"
+
+namespace zv::survey {
+
+struct Descriptor {
+    uint8_t tag;
+    std::span<const uint8_t> body;
+};
+
+class Descriptors {
+  public:
+    explicit Descriptors(std::span<const uint8_t> loop) : rest_(loop) {}
+
+    std::optional<Descriptor> next() {
+        if (rest_.size() < kHeader) return std::nullopt;
+        const size_t length = std::min<size_t>(rest_[1], rest_.size() - kHeader);
+        const Descriptor out = {rest_[0], rest_.subspan(kHeader, length)};
+        rest_ = rest_.subspan(kHeader + length);
+        return out;
+    }
+
+  private:
+    static constexpr size_t kHeader = 2;
+    std::span<const uint8_t> rest_;
+};
+
+constexpr uint32_t four_letters(const char (&text)[5]) {
+    uint32_t value = 0;
+    for (int i = 0; i < 4; ++i)
+        value = value << 8 | static_cast<uint8_t>(text[i]);
+    return value;
+}
+
+constexpr uint8_t kExtensionTag = 0x7F;  // ETSI EN 300 468, 6.2.18: the tag proper follows
+
+}  // namespace zv::survey
