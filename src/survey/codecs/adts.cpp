@@ -1,0 +1,70 @@
+// SPDX-License-Identifier: MIT
+// AAC in ADTS frames (ISO/IEC 13818-7, 6.2).
+#include "survey/codecs/aac_config.h"
+#include "survey/codecs/audio.h"
+#include "survey/codecs/audio_frames.h"
+
+namespace zv::survey {
+namespace {
+
+constexpr size_t kHeader = 7;  // bytes, without the CRC
+
+struct AdtsHeader {
+    bool crc;
+    AacConfig config;
+    uint32_t channel_configuration;
+    size_t frame_length;
+};
+
+std::optional<AdtsHeader> read_header(std::span<const uint8_t> bytes) {
+    if (bytes.size() < kHeader || bytes[0] != 0xFF || (bytes[1] & 0xF6) != 0xF0)
+        return std::nullopt;
+    BitReader reader(bytes.first(kHeader));
+    reader.skip(15);
+    AdtsHeader header = {};
+    header.crc = !reader.flag();  // protection_absent
+    header.config.object_type = reader.bits(2) + 1;
+    header.config.core_sample_rate = aac_sample_rate(reader.bits(4));
+    header.config.sample_rate = header.config.core_sample_rate;
+    reader.bit();  // private_bit
+    header.channel_configuration = reader.bits(3);
+    header.config.channels = aac_channels(header.channel_configuration);
+    reader.skip(4);  // original_copy, home, copyright bits
+    header.frame_length = reader.bits(13);
+    if (header.config.sample_rate == 0 || header.frame_length < kHeader) return std::nullopt;
+    return header;
+}
+
+std::optional<AudioFrame> parse_frame(std::span<const uint8_t> bytes) {
+    const auto header = read_header(bytes);
+    if (!header) return std::nullopt;
+    return AudioFrame{header->frame_length,
+                      header->config.sample_rate << 8 | header->config.object_type};
+}
+
+// Without a channel_configuration the first element describes the channels.
+uint8_t described_channels(const AdtsHeader& header, std::span<const uint8_t> frame) {
+    constexpr uint32_t kProgramConfig = 5;
+    BitReader reader(frame);
+    reader.skip(8 * (kHeader + (header.crc ? 2 : 0)));
+    return reader.bits(3) == kProgramConfig ? read_program_config_channels(reader) : uint8_t{0};
+}
+
+}  // namespace
+
+std::optional<AudioFacts> read_adts(std::span<const uint8_t> es) {
+    const auto run = find_audio_frames(es, parse_frame);
+    if (!run) return std::nullopt;
+    const auto frame = es.subspan(run->offset);
+    auto header = read_header(frame);
+    if (header->channel_configuration == 0)
+        header->config.channels = described_channels(*header, frame);
+    AudioFacts facts;
+    facts.codec = Codec::kAac;
+    facts.details = aac_details(header->config);
+    facts.frames = run->frames;
+    facts.sure = facts.settled = run->sure();
+    return facts;
+}
+
+}  // namespace zv::survey
