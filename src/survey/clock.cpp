@@ -5,6 +5,8 @@
 #include <algorithm>
 #include <bit>
 #include <cmath>
+#include <limits>
+#include <utility>
 
 namespace zv::survey {
 namespace {
@@ -28,17 +30,43 @@ constexpr uint32_t kFirstBin = bin_of(kLowestRate);
 }  // namespace
 
 void RateSpread::add(double rate) {
+    if (count_++ < kMostKept) return rates_.push_back(rate);
+    for (const double kept : std::exchange(rates_, {}))
+        add_to_bins(kept);
+    add_to_bins(rate);
+}
+
+void RateSpread::add_to_bins(double rate) {
     const size_t bin = bin_of(rate) - kFirstBin;
     if (bins_.size() <= bin) bins_.resize(bin + 1);
     Bin& at = bins_[bin];
     const auto bounded = static_cast<float>(std::clamp(rate, kLowestRate, kHighestRate));
     at.mean += (bounded - at.mean) / static_cast<float>(++at.count);
-    ++count_;
 }
 
 std::optional<bool> RateSpread::constant(double mean) const {
     if (count_ < kFewestIntervals) return std::nullopt;
-    // The bins at both ends may lie half outside.
+    return bins_.empty() ? constant_by_rates(mean) : constant_by_bins(mean);
+}
+
+bool RateSpread::constant_by_rates(double mean) const {
+    size_t near = 0;
+    double farthest_near = 0;
+    double nearest_far = std::numeric_limits<double>::infinity();
+    for (const double rate : rates_) {
+        const double deviation = std::abs(rate / mean - 1);
+        if (deviation < kConstantRateDeviation) {
+            ++near;
+            farthest_near = std::max(farthest_near, deviation);
+        } else {
+            nearest_far = std::min(nearest_far, deviation);
+        }
+    }
+    if (2 * near != rates_.size()) return 2 * near > rates_.size();
+    return (farthest_near + nearest_far) / 2 < kConstantRateDeviation;
+}
+
+bool RateSpread::constant_by_bins(double mean) const {
     const size_t first = bin_of(mean * (1 - kConstantRateDeviation)) - kFirstBin;
     const size_t last = bin_of(mean * (1 + kConstantRateDeviation)) - kFirstBin;
     uint64_t near = 0;
@@ -55,11 +83,6 @@ std::optional<double> Clock::bit_rate_bps() const {
     return packets * kBitsPerPacket * kPcrHz / static_cast<double>(sum_ticks_);
 }
 
-std::optional<bool> Clock::constant_rate() const {
-    const auto mean = bit_rate_bps();
-    return mean ? spread_.constant(*mean) : std::nullopt;
-}
-
 std::optional<TimeLine> Clock::see(uint16_t pid, uint64_t offset, const PcrStep& step) {
     if (step.first) return std::nullopt;
     if (!pid_) pid_ = pid;
@@ -67,14 +90,16 @@ std::optional<TimeLine> Clock::see(uint16_t pid, uint64_t offset, const PcrStep&
 }
 
 std::optional<TimeLine> Clock::own_pcr(uint64_t offset, const PcrStep& step) {
-    if (!rate_known_ && !step.sound()) return std::nullopt;
     if (step.sound()) {
         ticks_per_byte_ = static_cast<double>(step.ticks) / static_cast<double>(step.bytes);
         sum_ticks_ += step.ticks;
         sum_bytes_ += step.bytes;
         const double packets = static_cast<double>(step.bytes) / static_cast<double>(packet_size_);
         spread_.add(packets * kBitsPerPacket * kPcrHz / static_cast<double>(step.ticks));
+        if (sum_ticks_ > 0) constant_rate_ = spread_.constant(*bit_rate_bps());
     }
+    // An interval of no time tells no rate; later ones do.
+    if (!rate_known_ && ticks_per_byte_ == 0) return std::nullopt;
     if (!rate_known_) {
         // What came before runs at the rate of the first sound interval.
         rate_known_ = true;

@@ -38,20 +38,27 @@ struct TimeLine {
     }
 };
 
-// Is the rate constant? The median of how far the intervals' rates are off the mean tells. Rates are
-// kept in a histogram of 2^-11 of a rate a bin; where a bin lies is told by the mean of its rates.
+// Is the rate constant? The median of how far the intervals' rates are off the mean tells. The first
+// rates are kept; when there are more, all go into a histogram of 2^-11 of a rate a bin.
 class RateSpread {
   public:
+    static constexpr size_t kMostKept = 4096;
+
     void add(double rate);
 
     // -> is the median deviation from `mean` below 0.5%? Nothing below 8 intervals.
     std::optional<bool> constant(double mean) const;
 
   private:
+    void add_to_bins(double rate);
+    bool constant_by_rates(double mean) const;
+    bool constant_by_bins(double mean) const;
+
     struct Bin {
         uint32_t count = 0;
-        float mean = 0;
+        float mean = 0;  // of its rates
     };
+    std::vector<double> rates_;
     std::vector<Bin> bins_;  // from kFirstBin on
     uint64_t count_ = 0;
 };
@@ -77,7 +84,7 @@ class Clock {
 
     std::optional<uint16_t> pid() const { return rate_known_ ? pid_ : std::nullopt; }
     std::optional<double> bit_rate_bps() const;
-    std::optional<bool> constant_rate() const;
+    std::optional<bool> constant_rate() const { return constant_rate_; }
     double ticks_per_byte() const { return ticks_per_byte_; }
     bool rate_known() const { return rate_known_; }
 
@@ -98,6 +105,7 @@ class Clock {
     uint64_t sum_ticks_ = 0;  // over the sound intervals
     uint64_t sum_bytes_ = 0;
     RateSpread spread_;
+    std::optional<bool> constant_rate_;
 };
 
 }  // namespace zv::survey
