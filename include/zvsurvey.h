@@ -18,6 +18,7 @@
 
 ZV_BEGIN_DECLS
 
+/* All that is known of one stream. */
 typedef struct ZvSurvey ZvSurvey;
 
 /* What stands for "not known" or "not measurable" in a record: of numbers that may be absent. Times
@@ -76,14 +77,14 @@ typedef struct ZvSurveyOptions {
 
     /* Called for each run of whole packets in sync once the survey has looked at them, so that
      * others work on the same packets. It may read the survey's records, but not feed it.
-     * packets      in  the first packet's sync byte; count * packet_size bytes, borrowed for the call
+     * packets      in  from the first sync byte, count * packet_size bytes; borrowed for the call
      * packet_size  in  188, 192 or 204: from one sync byte to the next
      * count        in  packets in the run, at least 1
      * offset       in  of the first sync byte, in bytes from the start of the input */
     void (*on_packets)(void* arg, const uint8_t* packets, size_t packet_size, size_t count,
                        uint64_t offset);
 
-    ZvSurveyLimits limits;
+    ZvSurveyLimits limits; /* when indicators count */
 } ZvSurveyOptions;
 
 /* Takes a piece of JSON. -> 0 to go on, anything else to stop */
@@ -95,210 +96,241 @@ typedef int (*ZvSurveyWrite)(void* arg, const char* text, size_t size);
 ZV_API ZvSurvey* zvsurvey_new(const ZvSurveyOptions* options);
 
 /* Takes the next bytes of the stream, cut anywhere. Time is the stream's own.
- * bytes  in  borrowed for the call; may be null when size is 0
- * size   in  any number of bytes
+ * survey  in  takes the bytes
+ * bytes   in  borrowed for the call; may be null when size is 0
+ * size    in  any number of bytes
  * -> 0, also after bytes that are no transport stream; -1 when memory is short or an argument is
  *    null: the survey then still answers for what came before, but takes nothing more */
 ZV_API int zvsurvey_feed(ZvSurvey* survey, const void* bytes, size_t size);
 
 /* The same for a live stream: time is that of arrival. The first call decides between the two.
+ * survey      in  not null
+ * bytes       in  borrowed for the call; may be null when size is 0
+ * size        in  any number of bytes
  * arrival_us  in  when the bytes came, microseconds of a monotonic clock; not less than before
  * -> as zvsurvey_feed; also -1 after a call of zvsurvey_feed with bytes, and the other way round */
 ZV_API int zvsurvey_feed_at(ZvSurvey* survey, const void* bytes, size_t size, uint64_t arrival_us);
 
-/* Live: time passes although nothing comes, and gaps are raised when they pass their limit.
- * now_us  in  as arrival_us. Nothing happens before the first zvsurvey_feed_at. */
+/* Live: time passes although nothing comes, and gaps are raised when they pass their limit. Nothing
+ * happens before the first zvsurvey_feed_at.
+ * survey  in  null is ignored
+ * now_us  in  as arrival_us */
 ZV_API void zvsurvey_tick(ZvSurvey* survey, uint64_t now_us);
 
-/* Ends the stream: what waited for more bytes is settled. Feeding after it is refused (-1). */
+/* Ends the stream: what waited for more bytes is settled. Feeding after it is refused (-1).
+ * survey  in  null is ignored */
 ZV_API void zvsurvey_finish(ZvSurvey* survey);
 
 /* Writes what is known as one JSON object, without a line end: the member "mpegts" of
  * `zvprobe --json`, less "resolver". docs/JSON.md describes it. May be called at any time.
- * write  in  takes the pieces, in order
- * arg    in  handed to write
+ * survey  in  any
+ * write   in  takes the pieces, in order
+ * arg     in  handed to write
  * -> 0; -1 when memory is short or an argument is null; otherwise what `write` returned to stop */
 ZV_API int zvsurvey_json(const ZvSurvey* survey, ZvSurveyWrite write, void* arg);
 
-/* Frees a survey; null is ignored. */
+/* Frees a survey.
+ * survey  in  null is ignored */
 ZV_API void zvsurvey_free(ZvSurvey* survey);
 
-/* ------------------------------------------------------------------------------------------------
- * Records. Each function below fills as much of *out as `size` (sizeof *out at the caller) covers
- * and as it knows. Pointers in a record are the survey's; they hold until the next call for the same
- * survey, other than a record function of another kind.
- * -> 1 filled; 0 no such entry, memory is short or an argument is null: *out is untouched then */
+/* Records. Pointers in them are the survey's; they hold until the next call for the same survey,
+ * other than a record function of another kind. */
 
+/* What is known of the stream as a whole. */
 typedef struct ZvSurveyTotals {
-    uint32_t packet_size; /* 188, 192 or 204; 0 while no packet was found */
-    uint64_t bytes;       /* taken so far */
-    uint64_t packets;     /* whole packets with a sync byte, null packets included */
-    uint64_t trailing_bytes;
-    uint64_t null_packets;
-    uint64_t transport_errors; /* packets with transport_error_indicator */
-    uint64_t first_sync_offset;
-    uint64_t skipped_bytes;
-    uint64_t byte_errors; /* places without a sync byte */
-    uint64_t sync_losses; /* two such places in a row */
-    uint64_t crc_errors;
-    uint64_t continuity_errors; /* of all PIDs */
-    uint64_t packets_lost;
+    uint32_t packet_size;        /* 188, 192 or 204; 0 while no packet was found */
+    uint64_t bytes;              /* taken so far */
+    uint64_t packets;            /* whole packets with a sync byte, null packets included */
+    uint64_t trailing_bytes;     /* after the last packet, too few for one */
+    uint64_t null_packets;       /* of PID 0x1FFF */
+    uint64_t transport_errors;   /* packets with transport_error_indicator */
+    uint64_t first_sync_offset;  /* of the first packet */
+    uint64_t skipped_bytes;      /* out of sync */
+    uint64_t byte_errors;        /* places without a sync byte */
+    uint64_t sync_losses;        /* two such places in a row */
+    uint64_t crc_errors;         /* sections with a wrong CRC_32 */
+    uint64_t continuity_errors;  /* of all PIDs */
+    uint64_t packets_lost;       /* as far as continuity counters tell */
     int32_t transport_stream_id; /* of the PAT, or ZV_SURVEY_NONE */
     int32_t network_id;          /* of the NIT of the actual network, or ZV_SURVEY_NONE */
     const char* network_name;    /* UTF-8 */
     const char* utc_first;       /* of TDT and TOT, such as "2026-11-21T12:00:00Z" */
-    const char* utc_last;
-    size_t programs; /* how many entries zvsurvey_program has; the same for the others */
-    size_t services;
-    size_t pids;
-    size_t tables;
-    uint64_t events;
-    const char* clock_source; /* "pcr", "arrival" or "none" */
-    int32_t clock_pcr_pid;    /* whose PCRs tell the time, or ZV_SURVEY_NONE */
-    int32_t constant_rate;    /* 1 yes, 0 no, ZV_SURVEY_NONE unknown */
-    double duration_s;        /* NaN: not known */
-    double bit_rate_bps;      /* NaN: not known */
-    size_t indicators;
-    uint64_t unjudged; /* what came before there was a clock and was too much to wait for it */
+    const char* utc_last;        /* the same */
+    size_t programs;             /* entries of zvsurvey_program */
+    size_t services;             /* entries of zvsurvey_service */
+    size_t pids;                 /* entries of zvsurvey_pid */
+    size_t tables;               /* entries of zvsurvey_table */
+    uint64_t events;             /* found so far, listed or not */
+    const char* clock_source;    /* "pcr", "arrival" or "none" */
+    int32_t clock_pcr_pid;       /* whose PCRs tell the time, or ZV_SURVEY_NONE */
+    int32_t constant_rate;       /* 1 yes, 0 no, ZV_SURVEY_NONE unknown */
+    double duration_s;           /* NaN: not known */
+    double bit_rate_bps;         /* NaN: not known */
+    size_t indicators;           /* entries of zvsurvey_indicator */
+    uint64_t unjudged;           /* what came before there was a clock and was too much to wait */
 } ZvSurveyTotals;
-ZV_API int zvsurvey_totals(const ZvSurvey* survey, ZvSurveyTotals* out, size_t size);
 
-/* A programme of the PAT, by index in its order. */
+/* A programme of the PAT, in its order. */
 typedef struct ZvSurveyProgram {
-    uint16_t program_number;
-    uint16_t pmt_pid;
-    int32_t pmt_version;          /* ZV_SURVEY_NONE: no PMT yet */
-    int32_t pcr_pid;              /* ZV_SURVEY_NONE: no PMT yet, or the PMT names none */
-    const char* service_name;     /* UTF-8; null: not described */
-    const char* service_provider; /* UTF-8; null: not described */
-    int32_t service_type;         /* EN 300 468, service_descriptor, or ZV_SURVEY_NONE */
-    const char* service_type_name;
-    const uint8_t* descriptors; /* the PMT's, outside its streams */
-    size_t descriptors_size;
+    uint16_t program_number;       /* not 0 */
+    uint16_t pmt_pid;              /* that the PAT names */
+    int32_t pmt_version;           /* ZV_SURVEY_NONE: no PMT yet */
+    int32_t pcr_pid;               /* ZV_SURVEY_NONE: no PMT yet, or the PMT names none */
+    const char* service_name;      /* UTF-8; null: not described */
+    const char* service_provider;  /* UTF-8; null: not described */
+    int32_t service_type;          /* EN 300 468, service_descriptor, or ZV_SURVEY_NONE */
+    const char* service_type_name; /* null: not described */
+    const uint8_t* descriptors;    /* the PMT's, outside its streams */
+    size_t descriptors_size;       /* bytes of descriptors */
     const uint16_t* ca_system_ids; /* ascending */
-    size_t ca_system_id_count;
-    uint8_t scrambled;   /* 1: a packet of one of its streams was */
-    size_t streams;      /* entries of zvsurvey_stream */
-    double bit_rate_bps; /* of its PMT, PCR and stream PIDs; NaN without a clock */
+    size_t ca_system_id_count;     /* entries of ca_system_ids */
+    uint8_t scrambled;             /* 1: a packet of one of its streams was */
+    size_t streams;                /* entries of zvsurvey_stream */
+    double bit_rate_bps;           /* of its PMT, PCR and stream PIDs; NaN without a clock */
 } ZvSurveyProgram;
-ZV_API int zvsurvey_program(const ZvSurvey* survey, size_t index, ZvSurveyProgram* out,
-                            size_t size);
 
-/* An elementary stream, by the index of its programme and its own, in the order of the PMT. */
+/* An elementary stream of a programme, in the order of the PMT. */
 typedef struct ZvSurveyStream {
-    uint16_t pid;
-    uint8_t stream_type;
-    const char* codec;     /* "h264", "eac3", ...; null: unknown */
-    const char* kind;      /* "video", "audio", "subtitle" or "data" */
-    const char* languages; /* ISO 639 codes, such as "deu" or "eng,fra"; "" without any */
-    const uint8_t* descriptors;
-    size_t descriptors_size;
+    uint16_t pid;               /* elementary_PID */
+    uint8_t stream_type;        /* of the PMT */
+    const char* codec;          /* "h264", "eac3", ...; null: unknown */
+    const char* kind;           /* "video", "audio", "subtitle" or "data" */
+    const char* languages;      /* ISO 639 codes, such as "deu" or "eng,fra"; "" without any */
+    const uint8_t* descriptors; /* the stream's in the PMT */
+    size_t descriptors_size;    /* bytes of descriptors */
 } ZvSurveyStream;
-ZV_API int zvsurvey_stream(const ZvSurvey* survey, size_t program, size_t index,
-                           ZvSurveyStream* out, size_t size);
 
-/* A service that an SDT or a virtual channel table describes, by index, ascending by id. */
+/* A service that an SDT or a virtual channel table describes, ascending by id. */
 typedef struct ZvSurveyService {
-    uint16_t service_id;  /* the program_number */
-    const char* name;     /* UTF-8 */
-    const char* provider; /* UTF-8; null in a virtual channel table */
-    uint8_t type;
-    const char* type_name;
+    uint16_t service_id;   /* the program_number */
+    const char* name;      /* UTF-8, perhaps "" */
+    const char* provider;  /* UTF-8; null in a virtual channel table */
+    uint8_t type;          /* service_type */
+    const char* type_name; /* what type stands for */
 } ZvSurveyService;
-ZV_API int zvsurvey_service(const ZvSurvey* survey, size_t index, ZvSurveyService* out,
-                            size_t size);
 
-/* A PID that was seen, by index, ascending. */
+/* A PID that was seen, ascending. */
 typedef struct ZvSurveyPid {
-    uint16_t pid;
-    const char* use;     /* "pat", "video", "unreferenced", ... */
-    int32_t stream_type; /* of the last PMT that lists it, or ZV_SURVEY_NONE */
-    const char* codec;   /* null: unknown, or no elementary stream */
-    uint64_t packets;    /* without those that have transport_error_indicator */
-    uint64_t scrambled_packets;
-    uint64_t transport_errors;
-    uint64_t unit_starts;
-    uint64_t random_access_points;
-    uint64_t crc_errors;
-    uint64_t continuity_errors;
-    uint64_t packets_lost;
-    uint64_t duplicates;
-    uint64_t signalled;  /* packets with discontinuity_indicator */
-    double bit_rate_bps; /* this and what follows: NaN where it was not measured */
-    double first_s;      /* when the first and the last packet came */
-    double last_s;
-    uint64_t pcrs;
-    double pcr_interval_min_s; /* of consecutive values */
-    double pcr_interval_mean_s;
-    double pcr_interval_max_s;
-    uint64_t pcr_jumps;         /* back, or on by more than a second, without a signal */
-    uint64_t pcr_signalled;     /* PCRs with discontinuity_indicator */
-    double pcr_accuracy_min_ns; /* off a straight line; at constant rate only */
-    double pcr_accuracy_max_ns;
-    double pcr_drift_ppm; /* against the clock; at constant rate only */
-    uint64_t pts;
-    uint64_t dts;
-    double pts_first_s; /* the values */
-    double pts_last_s;
-    double pts_interval_min_s; /* between packets that carry one */
-    double pts_interval_mean_s;
-    double pts_interval_max_s;
-    double pts_ahead_min_s; /* of the PCR, when it comes */
-    double pts_ahead_max_s;
+    uint16_t pid;                  /* 0..8191 */
+    const char* use;               /* "pat", "video", "unreferenced", ... */
+    int32_t stream_type;           /* of the last PMT that lists it, or ZV_SURVEY_NONE */
+    const char* codec;             /* null: unknown, or no elementary stream */
+    uint64_t packets;              /* without those that have transport_error_indicator */
+    uint64_t scrambled_packets;    /* transport_scrambling_control is not 0 */
+    uint64_t transport_errors;     /* packets with transport_error_indicator */
+    uint64_t unit_starts;          /* packets with payload and payload_unit_start_indicator */
+    uint64_t random_access_points; /* packets with random_access_indicator */
+    uint64_t crc_errors;           /* sections with a wrong CRC_32 */
+    uint64_t continuity_errors;    /* packets out of order */
+    uint64_t packets_lost;         /* as far as the counters tell */
+    uint64_t duplicates;           /* packets sent twice */
+    uint64_t signalled;            /* packets with discontinuity_indicator */
+    double bit_rate_bps;           /* this and what follows: NaN where it was not measured */
+    double first_s;                /* when the first packet came */
+    double last_s;                 /* when the last one came */
+    uint64_t pcrs;                 /* PCRs, first one included */
+    double pcr_interval_min_s;     /* of consecutive values */
+    double pcr_interval_mean_s;    /* the same */
+    double pcr_interval_max_s;     /* the same */
+    uint64_t pcr_jumps;            /* back, or on by more than a second, without a signal */
+    uint64_t pcr_signalled;        /* steps to a PCR with discontinuity_indicator */
+    double pcr_accuracy_min_ns;    /* off a straight line; at constant rate only */
+    double pcr_accuracy_max_ns;    /* the same */
+    double pcr_drift_ppm;          /* against the clock; at constant rate only */
+    uint64_t pts;                  /* PES headers with a PTS */
+    uint64_t dts;                  /* and with a DTS */
+    double pts_first_s;            /* the value of the first */
+    double pts_last_s;             /* the value of the last */
+    double pts_interval_min_s;     /* between packets that carry one */
+    double pts_interval_mean_s;    /* the same */
+    double pts_interval_max_s;     /* the same */
+    double pts_ahead_min_s;        /* PTS, or DTS, less the PCR at that packet */
+    double pts_ahead_max_s;        /* the same */
 } ZvSurveyPid;
-ZV_API int zvsurvey_pid(const ZvSurvey* survey, size_t index, ZvSurveyPid* out, size_t size);
 
-/* The same by PID. -> 0 when it was not seen */
-ZV_API int zvsurvey_pid_by_number(const ZvSurvey* survey, uint16_t pid, ZvSurveyPid* out,
-                                  size_t size);
-
-/* A table, by index, ascending by PID, table_id and extension. */
+/* A table, ascending by PID, table_id and extension. */
 typedef struct ZvSurveyTable {
-    uint16_t pid;
-    uint8_t table_id;
+    uint16_t pid;                /* that carries it */
+    uint8_t table_id;            /* of its sections */
     const char* name;            /* "PAT", "EIT present/following", ...; null: private */
     int32_t extension;           /* table_id_extension; ZV_SURVEY_NONE in short sections */
     int32_t version;             /* of the latest section; ZV_SURVEY_NONE in short sections */
     int32_t last_section_number; /* the same */
     uint64_t sections;           /* without wrong CRCs */
     double interval_min_s;       /* between sections of number 0; NaN: not measured */
-    double interval_mean_s;
-    double interval_max_s;
+    double interval_mean_s;      /* the same */
+    double interval_max_s;       /* the same */
 } ZvSurveyTable;
-ZV_API int zvsurvey_table(const ZvSurvey* survey, size_t index, ZvSurveyTable* out, size_t size);
 
-/* An indicator of ETSI TR 101 290, by index in the order of the standard. */
+/* An indicator of ETSI TR 101 290, in the order of the standard. */
 typedef struct ZvSurveyIndicator {
     const char* id;   /* "1.3.a" */
     const char* name; /* "PAT_error_2" */
     int32_t priority; /* 1 to 3 */
     uint8_t measured; /* 0: the input does not allow it, and count means nothing */
-    uint64_t count;
-    double first_s; /* NaN: none, or no clock */
-    double last_s;
+    uint64_t count;   /* how often it was in error */
+    double first_s;   /* when first; NaN: never, or no clock */
+    double last_s;    /* when last; the same */
 } ZvSurveyIndicator;
-ZV_API int zvsurvey_indicator(const ZvSurvey* survey, size_t index, ZvSurveyIndicator* out,
-                              size_t size);
 
-/* A section with a wrong CRC_32, by index; the first ZV_SURVEY_MAX_LISTED. */
+/* A section with a wrong CRC_32; the first ZV_SURVEY_MAX_LISTED. */
 typedef struct ZvSurveyCrcError {
-    uint64_t offset; /* of the packet in which the section begins */
-    uint16_t pid;
-    uint8_t table_id;
+    uint64_t offset;  /* of the packet in which the section begins */
+    uint16_t pid;     /* that carries the section */
+    uint8_t table_id; /* of the section */
 } ZvSurveyCrcError;
-ZV_API int zvsurvey_crc_error(const ZvSurvey* survey, size_t index, ZvSurveyCrcError* out,
-                              size_t size);
 
-/* A loss of sync, by index; the first ZV_SURVEY_MAX_LISTED. */
+/* A loss of sync; the first ZV_SURVEY_MAX_LISTED. */
 typedef struct ZvSurveySyncLoss {
     uint64_t offset;        /* where the sync byte was missing */
     uint64_t skipped_bytes; /* up to the next packet */
 } ZvSurveySyncLoss;
+
+/* Gives the totals, at any time.
+ * survey  in   any
+ * out     out  as many of its members as size covers
+ * size    in   sizeof *out at the caller
+ * -> 1 filled; 0 memory is short or an argument is null: *out is untouched */
+ZV_API int zvsurvey_totals(const ZvSurvey* survey, ZvSurveyTotals* out, size_t size);
+
+/* Gives one entry of a list, at any time.
+ * survey  in   any
+ * index   in   from 0; the first one for which there is no entry ends the list
+ * out     out  as many of its members as size covers
+ * size    in   sizeof *out at the caller
+ * -> 1 filled; 0 no such entry, memory is short or an argument is null: *out is untouched */
+ZV_API int zvsurvey_program(const ZvSurvey* survey, size_t index, ZvSurveyProgram* out,
+                            size_t size);
+ZV_API int zvsurvey_service(const ZvSurvey* survey, size_t index, ZvSurveyService* out,
+                            size_t size);
+ZV_API int zvsurvey_pid(const ZvSurvey* survey, size_t index, ZvSurveyPid* out, size_t size);
+ZV_API int zvsurvey_table(const ZvSurvey* survey, size_t index, ZvSurveyTable* out, size_t size);
+ZV_API int zvsurvey_indicator(const ZvSurvey* survey, size_t index, ZvSurveyIndicator* out,
+                              size_t size);
+ZV_API int zvsurvey_crc_error(const ZvSurvey* survey, size_t index, ZvSurveyCrcError* out,
+                              size_t size);
 ZV_API int zvsurvey_sync_loss(const ZvSurvey* survey, size_t index, ZvSurveySyncLoss* out,
                               size_t size);
-
-/* A listed event, by index; the first ZV_SURVEY_MAX_LISTED. */
 ZV_API int zvsurvey_event(const ZvSurvey* survey, size_t index, ZvSurveyEvent* out, size_t size);
+
+/* The same for a stream of a programme.
+ * survey   in   any
+ * program  in   the index that zvsurvey_program takes
+ * index    in   of the stream, from 0
+ * out      out  as many of its members as size covers
+ * size     in   sizeof *out at the caller
+ * -> 1 filled; 0 no such entry, memory is short or an argument is null: *out is untouched */
+ZV_API int zvsurvey_stream(const ZvSurvey* survey, size_t program, size_t index,
+                           ZvSurveyStream* out, size_t size);
+
+/* The same for a PID by its number.
+ * survey  in   any
+ * pid     in   0..8191
+ * out     out  as many of its members as size covers
+ * size    in   sizeof *out at the caller
+ * -> 1 filled; 0 not seen, memory is short or an argument is null: *out is untouched */
+ZV_API int zvsurvey_pid_by_number(const ZvSurvey* survey, uint16_t pid, ZvSurveyPid* out,
+                                  size_t size);
 
 ZV_END_DECLS
 
