@@ -1,7 +1,8 @@
 # SPDX-License-Identifier: MIT
-# What `cmake --install` puts where. Three components: runtime (shared libraries), dev (headers,
-# archives, CMake package, pkg-config file) and tool (zvprobe with manual page and completions).
-# The install rule of zvprobe itself stands beside the target.
+# What `cmake --install` puts where. Five components: runtime (shared libraries), dev (headers,
+# archives, CMake package, pkg-config file), survey and survey_dev (the same of libzvsurvey, which
+# needs no other library of ours) and tool (zvprobe with manual page and completions). The install
+# rule of zvprobe itself stands beside the target.
 include(CMakePackageConfigHelpers)
 
 set(zv_shared zvbitstream zvlog zvcommon zvprotocol)
@@ -20,12 +21,19 @@ endif()
 
 install(DIRECTORY include/ platform/include/
     DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/zvbitstream COMPONENT dev
-    FILES_MATCHING PATTERN "*.h")
+    FILES_MATCHING PATTERN "*.h" PATTERN zvsurvey.h EXCLUDE)
+install(FILES include/zvsurvey.h
+    DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/zvbitstream COMPONENT survey_dev)
 install(TARGETS ${zv_shared} ${zv_static} EXPORT zvbitstreamTargets
     LIBRARY COMPONENT runtime NAMELINK_COMPONENT dev
     ARCHIVE COMPONENT dev)
 install(EXPORT zvbitstreamTargets
     NAMESPACE zvbitstream:: DESTINATION ${zv_package_dir} COMPONENT dev)
+install(TARGETS zvsurvey zvsurvey_static EXPORT zvsurveyTargets
+    LIBRARY COMPONENT survey NAMELINK_COMPONENT survey_dev
+    ARCHIVE COMPONENT survey_dev)
+install(EXPORT zvsurveyTargets
+    NAMESPACE zvbitstream:: DESTINATION ${zv_package_dir} COMPONENT survey_dev)
 configure_package_config_file(cmake/zvbitstreamConfig.cmake.in
     ${PROJECT_BINARY_DIR}/zvbitstreamConfig.cmake INSTALL_DESTINATION ${zv_package_dir})
 write_basic_package_version_file(${PROJECT_BINARY_DIR}/zvbitstreamConfigVersion.cmake
@@ -45,6 +53,9 @@ string(REGEX REPLACE "/$" "" zv_pc_to_prefix "${zv_pc_to_prefix}")
 configure_file(cmake/zvbitstream.pc.in ${PROJECT_BINARY_DIR}/zvbitstream.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/zvbitstream.pc
     DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT dev)
+configure_file(cmake/zvsurvey.pc.in ${PROJECT_BINARY_DIR}/zvsurvey.pc @ONLY)
+install(FILES ${PROJECT_BINARY_DIR}/zvsurvey.pc
+    DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT survey_dev)
 
 if(ZV_BUILD_TOOLS)
     configure_file(docs/zvprobe.1 ${PROJECT_BINARY_DIR}/zvprobe.1 @ONLY)

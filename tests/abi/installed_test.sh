@@ -1,7 +1,8 @@
 #!/bin/sh
 # SPDX-License-Identifier: MIT
 # Installs a build into a place of its own and uses it as a host would: C11 and C++20, gcc and
-# clang, pkg-config and CMake, shared and static, and with the platform libraries replaced.
+# clang, pkg-config and CMake, shared and static, and with the platform libraries replaced. The
+# survey likewise, in C++ without exceptions and RTTI.
 # usage: installed_test.sh BUILD_DIR VERSION
 set -eu
 build=$1
@@ -24,11 +25,14 @@ expect() { [ "$2" = "$3" ] || fail "$1: got '$2' instead of '$3'"; }
 
 padded=$(echo "$version" | awk -F. '{ printf "%02d.%02d.%02d", $1, $2, $3 }')
 says="version $padded parsed 0 mpegts 1 missing 0"
+survey_says="survey packets 8 handed on 8 skipped 3 json 1"
 
 # Versions and SONAMEs say the same everywhere.
-expect "pkg-config" "$(pkg-config --modversion zvbitstream)" "$version"
+for name in zvbitstream zvsurvey; do
+    expect "pkg-config" "$(pkg-config --modversion $name)" "$version"
+done
 grep -q "^## $version" "$here/../../CHANGELOG.md" || fail "CHANGELOG.md does not know $version"
-for name in zvbitstream zvlog zvcommon zvprotocol; do
+for name in zvbitstream zvlog zvcommon zvprotocol zvsurvey; do
     expect "SONAME" "$(objdump -p "$lib/lib$name.so" | awk '$1 == "SONAME" { print $2 }')" \
         "lib$name.so.${version%%.*}"
     [ -f "$lib/lib$name.so.$version" ] || fail "lib$name.so.$version is missing"
@@ -47,6 +51,9 @@ cflags=$(pkg-config --cflags zvbitstream)
 shared=$(pkg-config --libs zvbitstream)
 static=$(pkg-config --variable=static_libs zvbitstream)
 system=$(pkg-config --variable=system_libs zvbitstream)
+survey_cflags=$(pkg-config --cflags zvsurvey)
+survey_shared=$(pkg-config --libs zvsurvey)
+survey_static=$(pkg-config --variable=static_libs zvsurvey)
 warnings="-Wall -Wextra -Wpedantic -Werror"
 
 # The words in $cflags, $shared, ... are meant to be split.
@@ -75,6 +82,17 @@ try() { # compiler standard source
 }
 
 # shellcheck disable=SC2086
+try_survey() { # compiler standard source [option...]
+    options="$1 -std=$2 $warnings $survey_cflags $here/$3"
+    said="$1 $2 survey"
+    shift 3
+    $options "$@" $survey_shared -o "$work/shared"
+    expect "$said shared" "$("$work/shared")" "$survey_says"
+    $options "$@" $survey_static -o "$work/static"
+    expect "$said static" "$(LD_LIBRARY_PATH='' "$work/static")" "$survey_says"
+}
+
+# shellcheck disable=SC2086
 make_double() { # compiler
     $1 -std=c11 -fPIC $warnings $cflags -c "$here/platform_double.c" -o "$work/double.o"
     mkdir -p "$work/own"
@@ -91,6 +109,8 @@ for pair in gcc:g++ clang:clang++; do
         make_double "$c"
         try "$c" c11 installed_host.c
         try "$cpp" c++20 installed_host.cpp
+        try_survey "$c" c11 installed_survey.c
+        try_survey "$cpp" c++20 installed_survey.cpp -fno-exceptions -fno-rtti
         tried="$tried $c"
     fi
 done
@@ -103,5 +123,6 @@ done
 } >"$work/cmake.log" 2>&1 || { cat "$work/cmake.log"; exit 1; }
 for host in shared_c shared_cpp static_c static_cpp; do
     expect "find_package $host" "$("$work/consumer/$host")" "$says"
+    expect "find_package survey $host" "$("$work/consumer/survey_$host")" "$survey_says"
 done
 echo "installed package used with:$tried"

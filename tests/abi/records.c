@@ -8,6 +8,7 @@
 #include "mpegts.h"
 #include "zvmem_ext.h"
 #include "zvprotocol.h"
+#include "zvsurvey.h"
 
 #define AT(record, member, place) \
     _Static_assert(offsetof(record, member) == (place), #record "." #member)
@@ -50,5 +51,8 @@ SIZE(ZvptcHandler, 48);
 AT(ZvmemCounters, bytes, 8);
 SIZE(ZvmemCounters, 16);
 #endif
+
+/* A host's `size` tells how many of the members it knows. */
+AT(ZvSurveyOptions, size, 0);
 
 typedef int zv_not_empty;
