@@ -71,7 +71,7 @@ check_instructions() {
 
 check_snippet() {
     case $1 in
-    *.c | *.cpp | *.cmake)
+    *.c | *.cpp | *.cmake | *.python)
         find "$source/examples" -type f -exec awk -f "$here/excerpt.awk" "$1" {} + ||
             fault "line $line: this code stands in no example" ;;
     *.console) check_console "$1" ;;
