@@ -23,8 +23,7 @@ std::vector<uint16_t> stream_pids(const std::vector<uint8_t>& pmt) {
     if (pmt.empty()) return pids;
     PmtView(pmt).for_each_stream([&](const PmtStream& stream) { pids.push_back(stream.pid); });
     std::ranges::sort(pids);
-    const auto repeated = std::ranges::unique(pids);
-    pids.erase(repeated.begin(), repeated.end());
+    pids.erase(std::unique(pids.begin(), pids.end()), pids.end());
     return pids;
 }
 
@@ -341,8 +340,8 @@ std::vector<Service> Model::services() const {
     terrestrial_vct_.for_each([&](const Section& vct) { read_vct(vct, services); });
     cable_vct_.for_each([&](const Section& vct) { read_vct(vct, services); });
     std::ranges::stable_sort(services, {}, &Service::id);
-    const auto repeated = std::ranges::unique(services, {}, &Service::id);
-    services.erase(repeated.begin(), repeated.end());
+    const auto same_id = [](const Service& a, const Service& b) { return a.id == b.id; };
+    services.erase(std::unique(services.begin(), services.end(), same_id), services.end());
     return services;
 }
 
