@@ -271,8 +271,9 @@ void Survey::note_coming(PidRecord& record, const Packet& packet, uint64_t offse
     record.last_offset = offset;
     record.last_packet = packet.bytes();
     record.continuity_counter = packet.head().continuity_counter();
+    // Only a packet with payload tells whether what follows is scrambled.
     record.ordinary = packet.pid() != kPidNull && !record.detail->watched && !record.repeated &&
-                      !packet.scrambled();
+                      packet.has_payload() && !packet.scrambled();
     if (std::exchange(record.input, input_number_) != input_number_) came_.push_back(packet.pid());
 }
 
