@@ -323,7 +323,8 @@ void Model::see_present(const Section& section) {
     if (known == present_.end() && present_.size() >= kMostPresentEvents) return;
     ++generation_;
     const auto bytes = section.bytes();
-    present_[section.extension()].assign(bytes.begin(), bytes.end());
+    present_.insert_or_assign(section.extension(),
+                              std::vector<uint8_t>(bytes.begin(), bytes.end()));
 }
 
 std::optional<std::string> Model::network_name() const {

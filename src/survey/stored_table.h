@@ -27,8 +27,10 @@ class StoredTable {
         if (change == Change::kNewVersion) sections_.clear();
         version_ = section.version();
         extension_ = section.extension();
+        // Copied first: without memory there is no entry, rather than one without bytes.
         const auto bytes = section.bytes();
-        sections_[section.number()].assign(bytes.begin(), bytes.end());
+        sections_.insert_or_assign(section.number(),
+                                   std::vector<uint8_t>(bytes.begin(), bytes.end()));
         return change;
     }
 
