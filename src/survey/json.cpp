@@ -5,15 +5,12 @@
 
 #include <cmath>
 
-#include <nlohmann/json.hpp>
-
+#include "survey/json_text.h"
 #include "survey/names.h"
 
 namespace zv::survey {
 
 namespace {
-
-using Json = nlohmann::ordered_json;
 
 std::string hex(Bytes bytes) {
     constexpr char kDigits[] = "0123456789abcdef";
@@ -45,7 +42,7 @@ class ObjectWriter {
 
     void member(const char* name, const Json& value) {
         begin(name);
-        write_(value.dump());
+        write_(value.text());
     }
 
     // each(add) calls add(Json) for every entry.
@@ -57,7 +54,7 @@ class ObjectWriter {
         each([&](const Json& entry) {
             if (!first) write_(",");
             first = false;
-            write_(entry.dump());
+            write_(entry.text());
         });
         write_("]");
     }
@@ -213,32 +210,26 @@ class SurveyWriter {
 
     Json program_json(const Program& program) const {
         const Service* const service = description_.service(program.number);
-        Json json = {
-            {"program_number", program.number},
-            {"pmt_pid", program.pmt_pid},
-            {"pmt_version", nullptr},
-            {"pcr_pid", or_null(program.pcr_pid())},
-            {"service", service ? service_json(*service) : Json()},
-            {"descriptors", ""},
-            {"ca_system_ids", Json::array()},
-            {"scrambled", false},
-            {"bit_rate_bps", or_null(survey_.bit_rate_of(packets_of(program, survey_.pids())))},
-            {"now", present_json(model_.present_event(program.number))},
-            {"streams", Json::array()}};
-        if (program.has_pmt()) fill_from_pmt(program, json);
-        return json;
-    }
-
-    void fill_from_pmt(const Program& program, Json& json) const {
-        const PmtView pmt = program.view();
-        json["pmt_version"] = Section(program.pmt).version();
-        json["descriptors"] = hex(pmt.descriptors());
-        json["ca_system_ids"] = ca_system_ids_of(pmt);
-        json["scrambled"] = is_scrambled(program, survey_.pids());
-        Json streams = Json::array();
-        pmt.for_each_stream(
-            [&](const PmtStream& stream) { streams.push_back(stream_json(pmt, stream)); });
-        json["streams"] = std::move(streams);
+        Json version, descriptors = "", ca_system_ids = Json::array(), streams = Json::array();
+        if (program.has_pmt()) {
+            const PmtView pmt = program.view();
+            version = Section(program.pmt).version();
+            descriptors = hex(pmt.descriptors());
+            ca_system_ids = ca_system_ids_of(pmt);
+            pmt.for_each_stream(
+                [&](const PmtStream& stream) { streams.push_back(stream_json(pmt, stream)); });
+        }
+        return {{"program_number", program.number},
+                {"pmt_pid", program.pmt_pid},
+                {"pmt_version", version},
+                {"pcr_pid", or_null(program.pcr_pid())},
+                {"service", service ? service_json(*service) : Json()},
+                {"descriptors", descriptors},
+                {"ca_system_ids", ca_system_ids},
+                {"scrambled", is_scrambled(program, survey_.pids())},
+                {"bit_rate_bps", or_null(survey_.bit_rate_of(packets_of(program, survey_.pids())))},
+                {"now", present_json(model_.present_event(program.number))},
+                {"streams", streams}};
     }
 
     void write_pids() {
