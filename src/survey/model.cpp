@@ -336,14 +336,11 @@ std::optional<std::string> Model::network_name() const {
 }
 
 std::vector<Service> Model::services() const {
-    std::vector<Service> services;
+    ServiceList services;
     sdt_.for_each([&](const Section& sdt) { read_sdt(sdt, services); });
     terrestrial_vct_.for_each([&](const Section& vct) { read_vct(vct, services); });
     cable_vct_.for_each([&](const Section& vct) { read_vct(vct, services); });
-    std::ranges::stable_sort(services, {}, &Service::id);
-    const auto same_id = [](const Service& a, const Service& b) { return a.id == b.id; };
-    services.erase(std::unique(services.begin(), services.end(), same_id), services.end());
-    return services;
+    return std::move(services).sorted();
 }
 
 std::optional<PresentEvent> Model::present_event(uint16_t service_id) const {

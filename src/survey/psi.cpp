@@ -85,23 +85,25 @@ std::string read_utc(Bytes bytes) {
     return text;
 }
 
-void read_sdt(const Section& sdt, std::vector<Service>& out) {
+std::vector<Service> ServiceList::sorted() && {
+    std::ranges::sort(services_, {}, &Service::id);
+    return std::move(services_);
+}
+
+void read_sdt(const Section& sdt, ServiceList& out) {
     BodyReader reader(sdt.body());
     reader.take(3);  // original_network_id, reserved
     while (reader.left() >= 5) {
         const uint16_t id = reader.u16();
         reader.u8();  // EIT flags
         const Bytes descriptors = reader.loop();
-        bool described = false;
         for_each_descriptor(descriptors, [&](uint8_t tag, Bytes bytes) {
-            if (tag != kTagService || described) return;
-            described = true;
-            out.push_back(read_service_descriptor(id, bytes));
+            if (tag == kTagService && out.lacks(id)) out.add(read_service_descriptor(id, bytes));
         });
     }
 }
 
-void read_vct(const Section& vct, std::vector<Service>& out) {
+void read_vct(const Section& vct, ServiceList& out) {
     constexpr size_t kNameSize = 14;
     constexpr size_t kChannelSize = 32;  // with the length of its descriptors
     BodyReader reader(vct.body());
@@ -115,8 +117,9 @@ void read_vct(const Section& vct, std::vector<Service>& out) {
         reader.u16();  // source_id
         const size_t descriptors_length = reader.u16() & 0x3FF;
         reader.take(descriptors_length);
-        out.push_back({program_number, utf16be_to_utf8(name), std::nullopt, type,
-                       atsc_service_type_name(type)});
+        if (out.lacks(program_number))
+            out.add({program_number, utf16be_to_utf8(name), std::nullopt, type,
+                     atsc_service_type_name(type)});
     }
 }
 

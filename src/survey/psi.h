@@ -7,6 +7,7 @@
 #include <optional>
 #include <span>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "survey/section.h"
@@ -140,9 +141,27 @@ struct Service {
     const char* type_name;
 };
 
-// Appends the services that a section of an SDT or of a virtual channel table describes.
-void read_sdt(const Section& sdt, std::vector<Service>& out);
-void read_vct(const Section& vct, std::vector<Service>& out);
+// The services of tables, each by its first description.
+class ServiceList {
+  public:
+    // -> false when the service is described already
+    bool lacks(uint16_t id) const { return !described_[id]; }
+    void add(Service service) {
+        described_[service.id] = true;
+        services_.push_back(std::move(service));
+    }
+
+    // -> ascending by id
+    std::vector<Service> sorted() &&;
+
+  private:
+    std::vector<Service> services_;
+    std::vector<bool> described_ = std::vector<bool>(65536);
+};
+
+// Adds the services that a section of an SDT or of a virtual channel table describes.
+void read_sdt(const Section& sdt, ServiceList& out);
+void read_vct(const Section& vct, ServiceList& out);
 
 // -> the name in a network information section; nothing where it has none
 std::optional<std::string> read_network_name(const Section& nit);
