@@ -35,14 +35,13 @@ std::optional<uint16_t> Program::pcr_pid() const {
 }
 
 DeclaredCodec declared_codec_of(const PmtView& pmt, const PmtStream& stream) {
-    const DeclaredStream declared = {stream.stream_type, stream.descriptors,
-                                     pmt.registered_as("HDMV")};
+    const DeclaredStream declared = {stream.stream_type, stream.descriptors, pmt.is_hdmv()};
     const Codec codec = declared_codec(declared);
     return {codec, kind_of(codec, declared)};
 }
 
 bool carried_in_sections(const PmtView& pmt, const PmtStream& stream) {
-    if (stream.stream_type == kStreamTypeScte35) return !pmt.registered_as("HDMV");
+    if (stream.stream_type == kStreamTypeScte35) return !pmt.is_hdmv();
     return std::ranges::find(kTypesInSections, stream.stream_type) != std::end(kTypesInSections);
 }
 

@@ -113,7 +113,11 @@ class PmtView {
 
     uint16_t pcr_pid() const { return pcr_pid_; }
     Bytes descriptors() const { return descriptors_; }
-    bool registered_as(const char (&name)[5]) const;
+    // Is the programme registered as "HDMV"?
+    bool is_hdmv() const {
+        if (!hdmv_) hdmv_ = registered_as("HDMV");
+        return *hdmv_;
+    }
 
     template <typename See>
     void for_each_stream(See see) const {
@@ -128,9 +132,12 @@ class PmtView {
     }
 
   private:
+    bool registered_as(const char (&name)[5]) const;
+
     BodyReader streams_;
     uint16_t pcr_pid_;
     Bytes descriptors_;
+    mutable std::optional<bool> hdmv_;  // each stream asks, and the descriptors may be a thousand
 };
 
 struct Service {
