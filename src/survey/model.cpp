@@ -68,7 +68,7 @@ void Model::see(uint16_t pid, const Section& section, uint64_t offset) {
             see_pmt(pid, section, offset);
             break;
         case kTableIdNitActual:
-            if (pid == kPidNit || std::ranges::find(network_pids_, pid) != network_pids_.end())
+            if (pid == kPidNit || std::ranges::binary_search(network_pids_, pid))
                 store(nit_, section);
             break;
         case kTableIdSdtActual:
@@ -126,6 +126,9 @@ void Model::rebuild_programs(uint64_t offset) {
             }
         });
     });
+    std::ranges::sort(network_pids_);
+    network_pids_.erase(std::unique(network_pids_.begin(), network_pids_.end()),
+                        network_pids_.end());
     for (const uint16_t pid : network_pids_)
         ask(pid, Role::kNamed, offset);
     std::vector<bool> stays(before.size());
