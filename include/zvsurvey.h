@@ -187,17 +187,34 @@ typedef struct ZvSurveyProgram {
     uint8_t scrambled;             /* 1: a packet of one of its streams was */
     size_t streams;                /* entries of zvsurvey_stream */
     double bit_rate_bps;           /* of its PMT, PCR and stream PIDs; NaN without a clock */
+    const char* now_title;         /* of the present event, UTF-8; null: none is known */
+    const char* now_start;         /* such as "2026-11-21T12:00:00Z"; null: not known */
+    int64_t now_duration_s;        /* ZV_SURVEY_NONE: not known */
+    const char* next_title;        /* of the following event, as above */
+    const char* next_start;        /* the same */
+    int64_t next_duration_s;       /* the same */
 } ZvSurveyProgram;
 
 /* An elementary stream of a programme, in the order of the PMT. */
 typedef struct ZvSurveyStream {
-    uint16_t pid;               /* elementary_PID */
-    uint8_t stream_type;        /* of the PMT */
-    const char* codec;          /* "h264", "eac3", ...; null: unknown */
-    const char* kind;           /* "video", "audio", "subtitle" or "data" */
-    const char* languages;      /* ISO 639 codes, such as "deu" or "eng,fra"; "" without any */
-    const uint8_t* descriptors; /* the stream's in the PMT */
-    size_t descriptors_size;    /* bytes of descriptors */
+    uint16_t pid;                /* elementary_PID */
+    uint8_t stream_type;         /* of the PMT */
+    const char* codec;           /* "h264", "eac3", ...; null: unknown */
+    const char* kind;            /* "video", "audio", "subtitle" or "data" */
+    const char* languages;       /* ISO 639 codes, such as "deu" or "eng,fra"; "" without any */
+    const uint8_t* descriptors;  /* the stream's in the PMT */
+    size_t descriptors_size;     /* bytes of descriptors */
+    uint32_t width;              /* of the picture; 0: not known, as in what follows */
+    uint32_t height;             /* of the whole frame, also where fields are coded */
+    double frame_rate;           /* frames per second, also of interlaced video */
+    const char* profile;         /* "High", "Main 10", "LC"; null: not known */
+    const char* level;           /* "4.0"; null: not known */
+    int32_t interlaced;          /* 1 yes, 0 no, ZV_SURVEY_NONE unknown */
+    uint32_t bit_depth;          /* of luma */
+    const char* chroma;          /* "4:2:0"; null: not known */
+    uint32_t sample_rate;        /* Hz */
+    uint32_t channels;           /* of sound */
+    uint32_t audio_bit_rate_bps; /* as the stream's headers say */
 } ZvSurveyStream;
 
 /* A service that an SDT or a virtual channel table describes, ascending by id. */

@@ -116,6 +116,51 @@ Bounds bounds_of(const Extremes& values, double unit) {
     return {values.least() * unit, values.mean() * unit, values.most() * unit};
 }
 
+const char* known_text(const char* text) {
+    return text && text[0] ? text : nullptr;
+}
+
+// What the stream's own bytes say; the texts are the survey's.
+void fill_details(const PidDetail& detail, ZvSurveyStream& out) {
+    out.interlaced = ZV_SURVEY_NONE;
+    if (!detail.facts) return;
+    if (detail.facts->video) {
+        const VideoDetails& video = *detail.facts->video;
+        out.width = video.width;
+        out.height = video.height;
+        out.frame_rate = video.frame_rate;
+        out.profile = known_text(video.profile);
+        out.level = known_text(video.level);
+        out.interlaced = video.interlaced;
+        out.bit_depth = video.bit_depth;
+        out.chroma = video.chroma;
+    } else if (detail.facts->audio) {
+        const AudioDetails& audio = *detail.facts->audio;
+        out.profile = known_text(audio.profile);
+        out.sample_rate = audio.sample_rate;
+        out.channels = audio.channels;
+        out.audio_bit_rate_bps = audio.bit_rate_bps;
+    }
+}
+
+// A damaged code must not look like two.
+std::string without_commas(std::string language) {
+    std::ranges::replace(language, ',', '?');
+    return language;
+}
+
+struct EventFields {
+    const char* title = nullptr;
+    const char* start = nullptr;
+    int64_t duration_s = ZV_SURVEY_NONE;
+};
+
+EventFields fields_of(const std::optional<ServiceEvent>& event) {
+    if (!event) return {};
+    return {event->title.c_str(), known_text(event->start.c_str()),
+            event->duration_s ? int64_t{*event->duration_s} : ZV_SURVEY_NONE};
+}
+
 // The clock's part of a PID's record.
 void fill_times(const Survey& survey, const PidDetail& detail, ZvSurveyPid& out) {
     constexpr double kPtsHz = 90e3;
@@ -157,10 +202,10 @@ struct ZvSurvey {
 
     // -> what the tables say now
     const Description& description() const {
-        const uint64_t now = survey.model().generation();
-        if (!described || described_generation != now) {
+        const uint64_t generation = survey.model().generation();
+        if (!described || described_generation != generation) {
             described.emplace(survey.model());
-            described_generation = now;
+            described_generation = generation;
         }
         return *described;
     }
@@ -174,6 +219,7 @@ struct ZvSurvey {
     mutable std::optional<std::string> network_name;
     mutable std::vector<uint16_t> ca_system_ids;
     mutable std::string languages;
+    mutable std::optional<ServiceEvent> now, next;
     mutable std::string event_message;
     mutable std::vector<uint16_t> seen_pids;
     mutable std::vector<const std::pair<const TableKey, TableRecord>*> table_order;
@@ -315,6 +361,17 @@ int zvsurvey_program(const ZvSurvey* survey, size_t index, ZvSurveyProgram* out,
             record.service_type = service->type;
             record.service_type_name = service->type_name;
         }
+        const Model& model = survey->survey.model();
+        survey->now = model.service_event(program.number, 0);
+        survey->next = model.service_event(program.number, 1);
+        const EventFields now = fields_of(survey->now);
+        const EventFields next = fields_of(survey->next);
+        record.now_title = now.title;
+        record.now_start = now.start;
+        record.now_duration_s = now.duration_s;
+        record.next_title = next.title;
+        record.next_start = next.start;
+        record.next_duration_s = next.duration_s;
         if (program.has_pmt()) {
             const PmtView pmt = program.view();
             record.pmt_version = Section(program.pmt).version();
@@ -343,18 +400,19 @@ int zvsurvey_stream(const ZvSurvey* survey, size_t program, size_t index, ZvSurv
             if (at++ == index) wanted = stream;
         });
         if (!wanted) return 0;
-        const DeclaredCodec declared = declared_codec_of(pmt, *wanted);
+        const StreamCodec found = codec_of(pmt, *wanted, survey->survey.pids());
         survey->languages.clear();
         for (const std::string& language : languages_of(wanted->descriptors))
-            survey->languages += (survey->languages.empty() ? "" : ",") + language;
+            survey->languages += (survey->languages.empty() ? "" : ",") + without_commas(language);
         ZvSurveyStream record = {};
         record.pid = wanted->pid;
         record.stream_type = wanted->stream_type;
-        record.codec = codec_name(declared.codec);
-        record.kind = kind_name(declared.kind);
+        record.codec = codec_name(found.codec);
+        record.kind = kind_name(found.kind);
         record.languages = survey->languages.c_str();
         record.descriptors = wanted->descriptors.data();
         record.descriptors_size = wanted->descriptors.size();
+        fill_details(*survey->survey.pids()[wanted->pid].detail, record);
         return fill(out, size, record);
     });
 }
@@ -382,7 +440,7 @@ int zvsurvey_pid_by_number(const ZvSurvey* survey, uint16_t pid, ZvSurveyPid* ou
         filled.pid = pid;
         filled.use = survey->description().naming.use(pid);
         filled.stream_type = number_or_none(naming.stream_type);
-        filled.codec = naming.stream_type ? codec_name(naming.declared.codec) : nullptr;
+        filled.codec = naming.stream_type ? codec_name(naming.codec.codec) : nullptr;
         filled.packets = record.packets;
         filled.scrambled_packets = detail.scrambled_packets;
         filled.transport_errors = detail.transport_errors;

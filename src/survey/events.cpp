@@ -4,6 +4,9 @@
 
 #include <cstdio>
 
+#include "survey/codecs/codec.h"
+#include "survey/splice_event.h"
+
 namespace zv::survey {
 namespace {
 
@@ -21,11 +24,19 @@ EventName name_of(EventKind kind) {
         const IndicatorName& indicator = kIndicators[static_cast<size_t>(kind)];
         return {indicator.name, indicator.id};
     }
-    constexpr const char* kOthers[] = {"pat_changed",        "pmt_changed",
-                                       "sdt_changed",        "program_added",
-                                       "program_removed",    "discontinuity_signalled",
-                                       "scrambling_changed", "stream_appeared",
-                                       "stream_vanished",    "clock_changed"};
+    constexpr const char* kOthers[] = {"pat_changed",
+                                       "pmt_changed",
+                                       "sdt_changed",
+                                       "program_added",
+                                       "program_removed",
+                                       "discontinuity_signalled",
+                                       "scrambling_changed",
+                                       "stream_appeared",
+                                       "stream_vanished",
+                                       "clock_changed",
+                                       "stream_changed",
+                                       "stream_contradicts_pmt",
+                                       "splice"};
     const auto first = static_cast<size_t>(EventKind::kFirstOther);
     return {kOthers[static_cast<size_t>(kind) - first], nullptr};
 }
@@ -103,6 +114,14 @@ std::string message_of(const Event& event) {
             return text("stream 0x%x is gone from programme %u", pid, a);
         case EventKind::kClockChanged:
             return text("the clock is the PCR of PID 0x%x now, 0x%x before", pid, a);
+        case EventKind::kStreamChanged:
+            return text("picture %ux%u, %ux%u before", static_cast<unsigned>(event.c),
+                        static_cast<unsigned>(event.d), a, b);
+        case EventKind::kStreamContradictsPmt:
+            return text("the PMT says %s, the stream is %s", codec_name(static_cast<Codec>(a)),
+                        codec_name(static_cast<Codec>(b)));
+        case EventKind::kSplice:
+            return splice_text(event);
         default:
             return {};
     }

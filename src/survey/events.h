@@ -27,6 +27,9 @@ enum class EventKind : uint8_t {
     kStreamAppeared,
     kStreamVanished,
     kClockChanged,
+    kStreamChanged,
+    kStreamContradictsPmt,
+    kSplice,
 };
 
 constexpr EventKind event_of(Indicator indicator) {
@@ -56,6 +59,7 @@ struct Event {
     int32_t pid = kNoPid;
     uint64_t offset = 0;
     uint32_t a = 0, b = 0;  // what the message says, by kind
+    uint64_t c = 0, d = 0;  // the same
     double time_s = kNoTime;
 };
 

@@ -79,15 +79,22 @@ class ObjectWriter {
     bool first_ = true;
 };
 
+// How many entries the list at the end of an object lacks.
+void add_left_out(Json& object, uint64_t count) {
+    if (count > 0) object.add("left_out", count);
+}
+
 Json sync_json(const FramingCounts& framing) {
     Json losses = Json::array();
     for (const SyncLoss& loss : framing.loss_list)
         losses.push_back({{"offset", loss.offset}, {"skipped_bytes", loss.skipped_bytes}});
-    return {{"first_sync_offset", framing.first_sync_offset},
-            {"skipped_bytes", framing.skipped_bytes},
-            {"byte_errors", framing.byte_errors},
-            {"losses", framing.losses},
-            {"loss_list", losses}};
+    Json sync = {{"first_sync_offset", framing.first_sync_offset},
+                 {"skipped_bytes", framing.skipped_bytes},
+                 {"byte_errors", framing.byte_errors},
+                 {"losses", framing.losses},
+                 {"loss_list", losses}};
+    add_left_out(sync, framing.losses - framing.loss_list.size());
+    return sync;
 }
 
 // What is no number is not known.
@@ -150,22 +157,52 @@ Json service_json(const Service& service) {
             {"type_name", text_or_null(service.type_name)}};
 }
 
-Json present_json(const std::optional<PresentEvent>& event) {
+Json event_json(const std::optional<ServiceEvent>& event) {
     if (!event) return nullptr;
     return {{"title", event->title},
             {"start", text_or_null(event->start)},
             {"duration_s", or_null(event->duration_s)}};
 }
 
-Json stream_json(const PmtView& pmt, const PmtStream& stream) {
-    const DeclaredCodec declared = declared_codec_of(pmt, stream);
+// What is empty or 0 is not known.
+Json number_if_known(auto number) {
+    return number == 0 ? Json() : Json(number);
+}
+
+Json details_json(const VideoDetails& video) {
+    return {{"width", number_if_known(video.width)},
+            {"height", number_if_known(video.height)},
+            {"frame_rate", number_if_known(video.frame_rate)},
+            {"profile", text_or_null(std::string(video.profile))},
+            {"level", text_or_null(std::string(video.level))},
+            {"interlaced", video.interlaced < 0 ? Json() : Json(video.interlaced != 0)},
+            {"bit_depth", number_if_known(video.bit_depth)},
+            {"chroma", text_or_null(video.chroma)}};
+}
+
+Json details_json(const AudioDetails& audio) {
+    return {{"sample_rate", number_if_known(audio.sample_rate)},
+            {"channels", number_if_known(audio.channels)},
+            {"bit_rate_bps", number_if_known(audio.bit_rate_bps)},
+            {"profile", text_or_null(std::string(audio.profile))}};
+}
+
+Json details_json(const PidDetail& detail) {
+    if (!detail.facts) return {};
+    if (detail.facts->video) return details_json(*detail.facts->video);
+    if (detail.facts->audio) return details_json(*detail.facts->audio);
+    return {};
+}
+
+Json stream_json(const PmtView& pmt, const PmtStream& stream, const Pids& pids) {
+    const StreamCodec codec = codec_of(pmt, stream, pids);
     return {{"pid", stream.pid},
             {"stream_type", stream.stream_type},
-            {"codec", text_or_null(codec_name(declared.codec))},
-            {"kind", kind_name(declared.kind)},
+            {"codec", text_or_null(codec_name(codec.codec))},
+            {"kind", kind_name(codec.kind)},
             {"languages", languages_of(stream.descriptors)},
             {"descriptors", hex(stream.descriptors)},
-            {"details", nullptr}};
+            {"details", details_json(*pids[stream.pid].detail)}};
 }
 
 class SurveyWriter {
@@ -216,8 +253,9 @@ class SurveyWriter {
             version = Section(program.pmt).version();
             descriptors = hex(pmt.descriptors());
             ca_system_ids = ca_system_ids_of(pmt);
-            pmt.for_each_stream(
-                [&](const PmtStream& stream) { streams.push_back(stream_json(pmt, stream)); });
+            pmt.for_each_stream([&](const PmtStream& stream) {
+                streams.push_back(stream_json(pmt, stream, survey_.pids()));
+            });
         }
         return {{"program_number", program.number},
                 {"pmt_pid", program.pmt_pid},
@@ -228,7 +266,8 @@ class SurveyWriter {
                 {"ca_system_ids", ca_system_ids},
                 {"scrambled", is_scrambled(program, survey_.pids())},
                 {"bit_rate_bps", or_null(survey_.bit_rate_of(packets_of(program, survey_.pids())))},
-                {"now", present_json(model_.present_event(program.number))},
+                {"now", event_json(model_.service_event(program.number, 0))},
+                {"next", event_json(model_.service_event(program.number, 1))},
                 {"streams", streams}};
     }
 
@@ -242,24 +281,24 @@ class SurveyWriter {
     Json pid_json(uint16_t pid, const PidRecord& record) const {
         const PidNaming& naming = description_.naming[pid];
         const PidDetail& detail = *record.detail;
-        return {{"pid", pid},
-                {"use", description_.naming.use(pid)},
-                {"programs", naming.programs},
-                {"stream_type", or_null(naming.stream_type)},
-                {"codec",
-                 naming.stream_type ? text_or_null(codec_name(naming.declared.codec)) : Json()},
-                {"packets", record.packets},
-                {"bit_rate_bps", or_null(survey_.bit_rate_of(record.packets))},
-                {"scrambled_packets", detail.scrambled_packets},
-                {"transport_errors", detail.transport_errors},
-                {"unit_starts", detail.unit_starts},
-                {"random_access_points", detail.random_access_points},
-                {"crc_errors", detail.crc_errors},
-                {"continuity", continuity_json(pid, detail.continuity)},
-                {"pcr", pid == kPidNull ? Json() : pcr_json(detail)},
-                {"pts", pid == kPidNull ? Json() : pts_json(detail)},
-                {"first_s", number_or_null(detail.timing.first_s)},
-                {"last_s", number_or_null(detail.timing.last_s)}};
+        return {
+            {"pid", pid},
+            {"use", description_.naming.use(pid)},
+            {"programs", naming.programs},
+            {"stream_type", or_null(naming.stream_type)},
+            {"codec", naming.stream_type ? text_or_null(codec_name(naming.codec.codec)) : Json()},
+            {"packets", record.packets},
+            {"bit_rate_bps", or_null(survey_.bit_rate_of(record.packets))},
+            {"scrambled_packets", detail.scrambled_packets},
+            {"transport_errors", detail.transport_errors},
+            {"unit_starts", detail.unit_starts},
+            {"random_access_points", detail.random_access_points},
+            {"crc_errors", detail.crc_errors},
+            {"continuity", continuity_json(pid, detail.continuity)},
+            {"pcr", pid == kPidNull ? Json() : pcr_json(detail)},
+            {"pts", pid == kPidNull ? Json() : pts_json(detail)},
+            {"first_s", number_or_null(detail.timing.first_s)},
+            {"last_s", number_or_null(detail.timing.last_s)}};
     }
 
     Json pcr_json(const PidDetail& detail) const {
@@ -289,6 +328,7 @@ class SurveyWriter {
                 add(table_json(key, record));
         });
         out_.left_out("tables_left_out", survey_.tables().sections_left_out());
+        out_.left_out("sections_left_out", survey_.pids().sections_left_out());
     }
 
     static Json table_json(const TableKey& key, const TableRecord& record) {
@@ -312,6 +352,8 @@ class SurveyWriter {
             for (const CrcError& error : survey_.crc_error_list())
                 add({{"offset", error.offset}, {"pid", error.pid}, {"table_id", error.table_id}});
         });
+        out_.left_out("crc_error_list_left_out",
+                      survey_.crc_errors() - survey_.crc_error_list().size());
     }
 
     void write_indicators() {
@@ -319,6 +361,7 @@ class SurveyWriter {
             for (size_t i = 0; i < kIndicators.size(); ++i)
                 add(indicator_json(static_cast<Indicator>(i)));
         });
+        out_.left_out("tr101290_left_out", survey_.timing().unjudged());
     }
 
     Json indicator_json(Indicator indicator) const {
@@ -338,6 +381,7 @@ class SurveyWriter {
     Json events_json() const {
         Json list = Json::array();
         uint64_t total = survey_.events().total();
+        uint64_t listed = 0;
         for (size_t i = 0; i < kIndicators.size(); ++i) {
             const auto indicator = static_cast<Indicator>(i);
             if (!survey_.measures(indicator)) total -= survey_.events().counted(indicator).count;
@@ -345,6 +389,7 @@ class SurveyWriter {
         for (const Event& event : survey_.events().listed()) {
             if (is_indicator(event.kind) && !survey_.measures(static_cast<Indicator>(event.kind)))
                 continue;
+            ++listed;
             const EventName name = name_of(event.kind);
             list.push_back({{"time_s", number_or_null(event.time_s)},
                             {"offset", event.offset},
@@ -353,7 +398,9 @@ class SurveyWriter {
                             {"indicator", text_or_null(name.indicator)},
                             {"message", message_of(event)}});
         }
-        return {{"total", total}, {"list", list}};
+        Json events = {{"total", total}, {"list", list}};
+        add_left_out(events, total - listed);
+        return events;
     }
 
     const Survey& survey_;

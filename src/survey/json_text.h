@@ -22,8 +22,7 @@ class Json {
     Json(std::nullptr_t) : Json() {}
     Json(std::same_as<bool> auto value) : text_(value ? "true" : "false") {}
     template <std::integral T>
-        requires(!std::same_as<T, bool>)
-    Json(T value) : text_(std::to_string(value)) {}
+    requires(!std::same_as<T, bool>) Json(T value) : text_(std::to_string(value)) {}
     // As short as it can be read back; null when there is none.
     Json(double value) : Json() {
         if (!std::isfinite(value)) return;
@@ -61,6 +60,16 @@ class Json {
         if (text_ != "[") text_ += ',';
         text_ += value.text_;
         text_ += ']';
+    }
+
+    // Adds a member to an object that has others.
+    void add(const char* name, const Json& value) {
+        text_.pop_back();
+        text_ += ',';
+        append_quoted(name);
+        text_ += ':';
+        text_ += value.text_;
+        text_ += '}';
     }
 
     const std::string& text() const { return text_; }

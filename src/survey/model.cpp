@@ -27,6 +27,15 @@ std::vector<uint16_t> stream_pids(const std::vector<uint8_t>& pmt) {
     return pids;
 }
 
+std::optional<PmtStream> find_stream(const Program& program, uint16_t pid) {
+    std::optional<PmtStream> found;
+    if (!program.has_pmt()) return found;
+    program.view().for_each_stream([&](const PmtStream& stream) {
+        if (stream.pid == pid && !found) found = stream;
+    });
+    return found;
+}
+
 }  // namespace
 
 std::optional<uint16_t> Program::pcr_pid() const {
@@ -34,10 +43,18 @@ std::optional<uint16_t> Program::pcr_pid() const {
     return view().pcr_pid();
 }
 
-DeclaredCodec declared_codec_of(const PmtView& pmt, const PmtStream& stream) {
+StreamCodec declared_codec_of(const PmtView& pmt, const PmtStream& stream) {
     const DeclaredStream declared = {stream.stream_type, stream.descriptors, pmt.is_hdmv()};
     const Codec codec = declared_codec(declared);
     return {codec, kind_of(codec, declared)};
+}
+
+StreamCodec codec_of(const PmtView& pmt, const PmtStream& stream, const Pids& pids) {
+    const auto& detail = pids[stream.pid].detail;
+    if (!detail || !detail->facts || detail->facts->codec == Codec::kUnknown)
+        return declared_codec_of(pmt, stream);
+    const Codec codec = detail->facts->codec;
+    return {codec, kind_of(codec, {stream.stream_type, stream.descriptors, pmt.is_hdmv()})};
 }
 
 bool carried_in_sections(const PmtView& pmt, const PmtStream& stream) {
@@ -75,7 +92,7 @@ void Model::see(uint16_t pid, const Section& section, uint64_t offset) {
             if (pid == kPidSdt) see_sdt(section, offset);
             break;
         case kTableIdEitActual:
-            if (pid == kPidEit && section.number() == 0) see_present(section);
+            if (pid == kPidEit && section.number() < 2) see_event(section);
             break;
         case kTableIdTerrestrialVct:
             if (pid == kPidPsip) store(terrestrial_vct_, section);
@@ -201,7 +218,8 @@ void Model::change_streams(uint16_t number, const std::vector<uint8_t>& section,
     pmt.for_each_stream([&](const PmtStream& stream) {
         name(stream.pid);
         for_each_ca(stream.descriptors, name_ca);
-        const Kind kind = declared_codec_of(pmt, stream).kind;
+        const auto [codec, kind] = declared_codec_of(pmt, stream);
+        pids_.detail(stream.pid).declared = codec;
         if (kind == Kind::kVideo || kind == Kind::kAudio) {
             (this->*change)(stream.pid, Role::kPresence, offset);
             (this->*change)(stream.pid, Role::kPts, offset);
@@ -218,13 +236,27 @@ void Model::change_program(uint16_t pid, uint16_t number, bool names) {
         programs.erase(at);
 }
 
-std::optional<uint16_t> Model::pcr_pid_for(uint16_t pid) const {
+// -> the first programme in the PAT's order that names a PID
+const Program* Model::first_program(uint16_t pid, bool as_stream) const {
     const Program* first = nullptr;
     for (const uint16_t number : pids_[pid].detail->programs) {
         const Program* const program = find_program(number);
-        if (program && (!first || program < first)) first = program;
+        if (!program || (first && first <= program)) continue;
+        if (!as_stream || find_stream(*program, pid)) first = program;
     }
+    return first;
+}
+
+std::optional<uint16_t> Model::pcr_pid_for(uint16_t pid) const {
+    const Program* const first = first_program(pid, false);
     return first ? first->pcr_pid() : std::nullopt;
+}
+
+std::optional<DeclaredStream> Model::declared_stream(uint16_t pid) const {
+    const Program* const first = first_program(pid, true);
+    if (!first) return std::nullopt;
+    const PmtStream stream = *find_stream(*first, pid);
+    return DeclaredStream{stream.stream_type, stream.descriptors, first->view().is_hdmv()};
 }
 
 void Model::tell_program(EventKind kind, const Program& program, uint64_t offset) {
@@ -288,7 +320,10 @@ void Model::watch_pmt_pids(const PmtView& pmt) {
     for_each_ca(pmt.descriptors(), watch_ca);
     pmt.for_each_stream([&](const PmtStream& stream) {
         for_each_ca(stream.descriptors, watch_ca);
-        if (carried_in_sections(pmt, stream)) pids_.watch(stream.pid);
+        if (carried_in_sections(pmt, stream))
+            pids_.watch(stream.pid);
+        else
+            pids_.read_codec_of(stream.pid);
     });
 }
 
@@ -320,13 +355,14 @@ void Model::see_utc(const Section& section) {
     utc_last_ = utc;
 }
 
-void Model::see_present(const Section& section) {
-    const auto known = present_.find(section.extension());
-    if (known == present_.end() && present_.size() >= kMostPresentEvents) return;
+void Model::see_event(const Section& section) {
+    const std::pair key(section.extension(), section.number());
+    const auto known = events_.find(key);
+    if (known == events_.end() && events_.size() >= kMostEvents) return;
+    if (known != events_.end() && std::ranges::equal(known->second, section.bytes())) return;
     ++generation_;
     const auto bytes = section.bytes();
-    present_.insert_or_assign(section.extension(),
-                              std::vector<uint8_t>(bytes.begin(), bytes.end()));
+    events_.insert_or_assign(key, std::vector<uint8_t>(bytes.begin(), bytes.end()));
 }
 
 std::optional<std::string> Model::network_name() const {
@@ -345,9 +381,9 @@ std::vector<Service> Model::services() const {
     return std::move(services).sorted();
 }
 
-std::optional<PresentEvent> Model::present_event(uint16_t service_id) const {
-    const auto found = present_.find(service_id);
-    if (found == present_.end()) return std::nullopt;
+std::optional<ServiceEvent> Model::service_event(uint16_t service_id, uint8_t number) const {
+    const auto found = events_.find({service_id, number});
+    if (found == events_.end()) return std::nullopt;
     return read_first_event(Section(found->second));
 }
 

@@ -28,12 +28,14 @@ struct Program {
     std::optional<uint16_t> pcr_pid() const;
 };
 
-// Codec and kind of a stream as the tables declare it.
-struct DeclaredCodec {
+struct StreamCodec {
     Codec codec;
     Kind kind;
 };
-DeclaredCodec declared_codec_of(const PmtView& pmt, const PmtStream& stream);
+// Codec and kind as the tables declare them; as the stream's own bytes say, where they do.
+StreamCodec declared_codec_of(const PmtView& pmt, const PmtStream& stream);
+
+StreamCodec codec_of(const PmtView& pmt, const PmtStream& stream, const Pids& pids);
 
 // -> true for streams that are carried in sections: their PIDs are watched
 bool carried_in_sections(const PmtView& pmt, const PmtStream& stream);
@@ -41,7 +43,7 @@ bool carried_in_sections(const PmtView& pmt, const PmtStream& stream);
 class Model {
   public:
     static constexpr size_t kMostPrograms = 2048;
-    static constexpr size_t kMostPresentEvents = 1024;
+    static constexpr size_t kMostEvents = 2048;
 
     Model(Pids& pids, Timing& timing);
 
@@ -51,6 +53,9 @@ class Model {
 
     // -> a number that is another one after every change
     uint64_t generation() const { return generation_; }
+    void note_codec_read() { ++generation_; }
+
+    const Pids& pids() const { return pids_; }
 
     // In the order of the PAT.
     const std::vector<Program>& programs() const { return programs_; }
@@ -72,11 +77,14 @@ class Model {
     // -> the PCR_PID of the first programme in the PAT's order that names a PID
     std::optional<uint16_t> pcr_pid_for(uint16_t pid) const;
 
+    // -> a stream as the first programme in the PAT's order declares it that lists it
+    std::optional<DeclaredStream> declared_stream(uint16_t pid) const;
+
     // Described by SDT or virtual channel table, ascending by id.
     std::vector<Service> services() const;
 
-    // -> what EIT present says of a service
-    std::optional<PresentEvent> present_event(uint16_t service_id) const;
+    // -> what EIT present/following says of a service, number 0 or 1
+    std::optional<ServiceEvent> service_event(uint16_t service_id, uint8_t number) const;
 
     // Calls see(ca_pid) for each EMM PID of the CAT.
     template <typename See>
@@ -92,7 +100,7 @@ class Model {
     void see_pmt(uint16_t pid, const Section& section, uint64_t offset);
     void see_sdt(const Section& section, uint64_t offset);
     void see_utc(const Section& section);
-    void see_present(const Section& section);
+    void see_event(const Section& section);
     void rebuild_programs(uint64_t offset);
     void tell_program(EventKind kind, const Program& program, uint64_t offset);
     void tell_stream_changes(const Program& program, const std::vector<uint8_t>& before,
@@ -108,6 +116,7 @@ class Model {
     void begin_program(const Program& program, uint64_t offset);
     void end_program(const Program& program, uint64_t offset);
     const Program* find_program(uint16_t number) const;
+    const Program* first_program(uint16_t pid, bool as_stream) const;
 
     Pids& pids_;
     Timing& timing_;
@@ -118,7 +127,7 @@ class Model {
     size_t programs_left_out_ = 0;
     std::vector<uint16_t> network_pids_;
     std::vector<uint16_t> emm_pids_;
-    std::map<uint16_t, std::vector<uint8_t>> present_;  // EIT present by service_id
+    std::map<std::pair<uint16_t, uint8_t>, std::vector<uint8_t>> events_;  // EIT by service, number
     std::string utc_first_, utc_last_;
 };
 

@@ -44,7 +44,7 @@ Naming::Naming(const Model& model) : pids_(kPidCount) {
     for (const Program& program : model.programs()) {
         pids_[program.pmt_pid].pmt = true;
         add_program(program.pmt_pid, program.number);
-        if (program.has_pmt()) name_streams(program);
+        if (program.has_pmt()) name_streams(program, model.pids());
     }
     for (PidNaming& naming : pids_)
         std::ranges::sort(naming.programs);
@@ -56,7 +56,7 @@ void Naming::add_program(uint16_t pid, uint16_t number) {
     if (programs.empty() || programs.back() != number) programs.push_back(number);
 }
 
-void Naming::name_streams(const Program& program) {
+void Naming::name_streams(const Program& program, const Pids& model_pids) {
     const PmtView pmt = program.view();
     const auto name_ecm = [&](uint16_t, uint16_t pid) {
         pids_[pid].ecm = true;
@@ -74,7 +74,7 @@ void Naming::name_streams(const Program& program) {
         if (naming.stream_type) return;
         naming.stream_type = stream.stream_type;
         naming.in_sections = carried_in_sections(pmt, stream);
-        naming.declared = declared_codec_of(pmt, stream);
+        naming.codec = codec_of(pmt, stream, model_pids);
     });
 }
 
@@ -86,7 +86,7 @@ const char* Naming::use(uint16_t pid) const {
     if (naming.emm) return "emm";
     if (naming.ecm) return "ecm";
     if (naming.in_sections) return "sections";
-    if (naming.stream_type) return kind_name(naming.declared.kind);
+    if (naming.stream_type) return kind_name(naming.codec.kind);
     if (naming.pcr) return "pcr";
     return pid <= kLastReservedPid ? "reserved" : "unreferenced";
 }

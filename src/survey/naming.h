@@ -17,7 +17,7 @@ struct PidNaming {
     bool emm = false;
     bool in_sections = false;            // of the stream
     std::optional<uint8_t> stream_type;  // of the first programme in the PAT's order that lists it
-    DeclaredCodec declared{};
+    StreamCodec codec{};
     std::vector<uint16_t> programs;  // numbers of those that name it, ascending
 };
 
@@ -31,7 +31,7 @@ class Naming {
     const char* use(uint16_t pid) const;
 
   private:
-    void name_streams(const Program& program);
+    void name_streams(const Program& program, const Pids& model_pids);
     void add_program(uint16_t pid, uint16_t number);
 
     std::vector<PidNaming> pids_;

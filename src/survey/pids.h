@@ -8,6 +8,8 @@
 #include <vector>
 
 #include "mpeg/ts_packet/packet_fields.h"
+#include "survey/codecs/codec.h"
+#include "survey/es_gatherer.h"
 #include "survey/pid_timing.h"
 #include "survey/roles.h"
 #include "survey/section_gatherer.h"
@@ -48,6 +50,10 @@ struct PidDetail {
     PidTiming timing;
 
     bool has(Role role) const { return roles[static_cast<size_t>(role)] > 0; }
+
+    Codec declared = Codec::kUnknown;  // of a stream, by the latest table
+    std::unique_ptr<EsGatherer> es;    // while its own bytes have not told the codec
+    std::optional<CodecFacts> facts;   // what they said
 
     SectionGatherer sections;
     bool watched = false;           // sections are gathered
@@ -99,6 +105,12 @@ class Pids {
             if (records_[pid].detail) see(pid, *records_[pid].detail);
     }
 
+    // Reads the codec of a stream anew, from the next unit on.
+    void read_codec_of(uint16_t pid) {
+        detail(pid).es = std::make_unique<EsGatherer>(es_budget_);
+        records_[pid].ordinary = false;
+    }
+
     // Did any packet come, if only one with transport_error_indicator?
     bool seen(uint16_t pid) const {
         const PidRecord& record = records_[pid];
@@ -117,6 +129,7 @@ class Pids {
 
   private:
     SectionBudget section_budget_;
+    EsBudget es_budget_;
     std::vector<PidRecord> records_;
 };
 

@@ -132,12 +132,12 @@ std::optional<std::string> read_network_name(const Section& nit) {
     return name;
 }
 
-std::optional<PresentEvent> read_first_event(const Section& eit) {
+std::optional<ServiceEvent> read_first_event(const Section& eit) {
     BodyReader reader(eit.body());
     reader.take(6);  // transport_stream_id, original_network_id, segment, last table_id
     if (reader.left() < 12) return std::nullopt;
     reader.u16();  // event_id
-    PresentEvent event;
+    ServiceEvent event;
     event.start = read_utc(reader.take(kUtcSize));
     if (const auto time = read_clock_time(reader.take(3)))
         event.duration_s = time->hours * 3600 + time->minutes * 60 + time->seconds;

@@ -30,6 +30,7 @@ constexpr uint8_t kTableIdRst = 0x71;
 constexpr uint8_t kTableIdStuffing = 0x72;
 constexpr uint8_t kTableIdTerrestrialVct = 0xC8;
 constexpr uint8_t kTableIdCableVct = 0xC9;
+constexpr uint8_t kTableIdSplice = 0xFC;  // ANSI/SCTE 35
 
 constexpr uint8_t kTagRegistration = 0x05;
 constexpr uint8_t kTagCa = 0x09;
@@ -173,14 +174,14 @@ void read_vct(const Section& vct, ServiceList& out);
 // -> the name in a network information section; nothing where it has none
 std::optional<std::string> read_network_name(const Section& nit);
 
-struct PresentEvent {
+struct ServiceEvent {
     std::string title;
     std::string start;  // "2026-11-21T12:00:00Z", empty when undefined
     std::optional<uint32_t> duration_s;
 };
 
 // -> the first event of an event information section
-std::optional<PresentEvent> read_first_event(const Section& eit);
+std::optional<ServiceEvent> read_first_event(const Section& eit);
 
 // -> the time that five bytes hold (EN 300 468, annex C: a day's number and BCD digits), as
 // "2026-11-21T12:00:00Z"; empty when they hold none

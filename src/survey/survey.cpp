@@ -6,7 +6,9 @@
 #include <algorithm>
 #include <utility>
 
+#include "survey/codecs/parameters.h"
 #include "survey/continuity.h"
+#include "survey/splice_event.h"
 
 namespace zv::survey {
 namespace {
@@ -51,6 +53,19 @@ std::optional<Indicator> misplaced(uint16_t pid, uint8_t table_id) {
     }
 }
 
+// Variants of one codec are no contradiction.
+bool contradicts(Codec declared, Codec read) {
+    const auto is_mpeg_audio = [](Codec codec) {
+        return codec >= Codec::kMp1 && codec <= Codec::kMp3;
+    };
+    const auto is_mpeg_video = [](Codec codec) {
+        return codec == Codec::kMpeg1Video || codec == Codec::kMpeg2Video;
+    };
+    if (is_mpeg_audio(declared) && is_mpeg_audio(read)) return false;
+    if (is_mpeg_video(declared) && is_mpeg_video(read)) return false;
+    return declared != read;
+}
+
 }  // namespace
 
 Survey::Survey(EventLog::Tell tell, SeePackets see_packets, const Limits& limits)
@@ -81,6 +96,9 @@ void Survey::tick(uint64_t now_us) {
 void Survey::finish() {
     if (std::exchange(finished_, true)) return;
     read(input_.left(), true);
+    pids_.for_each_detail([this](uint16_t pid, PidDetail& detail) {
+        if (detail.es) finish_codec(pid, detail);
+    });
     timing_.finish(last_packet_);
 }
 
@@ -211,6 +229,71 @@ void Survey::see_other(const Packet& packet, PidRecord& record, uint64_t offset)
     if (packet.scrambled()) return;
     if (packet.starts_unit()) see_time_stamps(packet, detail, offset);
     if (detail.watched) see_sections(packet, detail, offset);
+    if (detail.es) see_es(packet, detail, offset);
+}
+
+// Gathers the beginning of a stream until its codec is read. Of video a unit with parameter sets is
+// waited for; what comes before costs nothing.
+void Survey::see_es(const Packet& packet, PidDetail& detail, uint64_t offset) {
+    if (packet.starts_unit()) {
+        const bool read =
+            detail.es->worth_reading() && read_codec_now(packet.pid(), detail, offset);
+        if (read) return;
+        const bool worth =
+            packet.random_access() || may_begin_with_parameters(detail.declared, packet.payload());
+        if (!worth) return detail.es->pause();
+    }
+    detail.es->take(packet.payload(), packet.starts_unit());
+    if (detail.es->full()) read_codec_now(packet.pid(), detail, offset);
+    if (detail.es && !detail.es->paused()) pids_[packet.pid()].ordinary = false;
+}
+
+// -> true when nothing more is gathered
+bool Survey::read_codec_now(uint16_t pid, PidDetail& detail, uint64_t offset) {
+    const auto declared = model_.declared_stream(pid);
+    if (declared) {
+        const CodecFacts facts = read_codec(*declared, detail.es->bytes());
+        detail.es->note_read();
+        if (!facts.settled && !detail.es->full()) return false;
+        tell_codec(pid, detail, facts, offset);
+        detail.facts = facts;
+        model_.note_codec_read();
+    }
+    detail.es.reset();
+    return true;
+}
+
+// What was gathered is all there is.
+void Survey::finish_codec(uint16_t pid, PidDetail& detail) {
+    const auto declared = model_.declared_stream(pid);
+    if (!declared) return;
+    const CodecFacts facts = read_codec(*declared, detail.es->bytes());
+    if (facts.codec == Codec::kUnknown) return;
+    tell_codec(pid, detail, facts, last_packet_);
+    detail.facts = facts;
+    model_.note_codec_read();
+}
+
+void Survey::tell_codec(uint16_t pid, const PidDetail& detail, const CodecFacts& now,
+                        uint64_t offset) {
+    if (now.codec != Codec::kUnknown && detail.declared != Codec::kUnknown &&
+        contradicts(detail.declared, now.codec)) {
+        timing_.tell({.kind = EventKind::kStreamContradictsPmt,
+                      .pid = pid,
+                      .offset = offset,
+                      .a = static_cast<uint32_t>(detail.declared),
+                      .b = static_cast<uint32_t>(now.codec)});
+    }
+    if (!detail.facts || !detail.facts->video || !now.video) return;
+    const VideoDetails& before = *detail.facts->video;
+    if (before.width == now.video->width && before.height == now.video->height) return;
+    timing_.tell({.kind = EventKind::kStreamChanged,
+                  .pid = pid,
+                  .offset = offset,
+                  .a = before.width,
+                  .b = before.height,
+                  .c = now.video->width,
+                  .d = now.video->height});
 }
 
 void Survey::see_scrambled(const Packet& packet, PidDetail& detail, uint64_t offset) {
@@ -291,7 +374,10 @@ bool Survey::see_continuity(const Packet& packet, PidRecord& record, uint64_t of
         timing_.tell(
             {.kind = EventKind::kDiscontinuitySignalled, .pid = packet.pid(), .offset = offset});
     }
-    if (step == Continuity::kError || step == Continuity::kRestarted) detail.sections.drop();
+    if (step == Continuity::kError || step == Continuity::kRestarted) {
+        detail.sections.drop();
+        if (detail.es) detail.es->lose();
+    }
     return step != Continuity::kDuplicate;
 }
 
@@ -322,6 +408,7 @@ void Survey::see_section(uint16_t pid, const Section& section, uint64_t first_of
                          uint64_t offset) {
     if (section.is_sound()) {
         note_section(pid, section, offset);
+        if (section.table_id() == kTableIdSplice) see_splice(pid, section, first_offset);
         if (!section.is_current()) return;
         check_table_id(pid, section.table_id(), first_offset);
         return model_.see(pid, section, offset);
@@ -334,6 +421,13 @@ void Survey::see_section(uint16_t pid, const Section& section, uint64_t first_of
                              .pid = pid,
                              .offset = first_offset,
                              .a = section.table_id()});
+}
+
+// A splice information section is short, and yet it has a CRC_32.
+void Survey::see_splice(uint16_t pid, const Section& section, uint64_t offset) {
+    if (pids_.detail(pid).declared != Codec::kScte35 || crc32(section.bytes()) != 0) return;
+    if (const auto command = read_splice_command(section.bytes()))
+        timing_.tell(splice_event(*command, pid, offset));
 }
 
 void Survey::note_section(uint16_t pid, const Section& section, uint64_t offset) {

@@ -82,7 +82,12 @@ class Survey {
     void see_scrambled(const Packet& packet, PidDetail& detail, uint64_t offset);
     void see_pcr(const Packet& packet, PidDetail& detail, uint64_t offset);
     void see_time_stamps(const Packet& packet, PidDetail& detail, uint64_t offset);
+    void see_es(const Packet& packet, PidDetail& detail, uint64_t offset);
+    bool read_codec_now(uint16_t pid, PidDetail& detail, uint64_t offset);
+    void finish_codec(uint16_t pid, PidDetail& detail);
+    void tell_codec(uint16_t pid, const PidDetail& detail, const CodecFacts& now, uint64_t offset);
     void see_sections(const Packet& packet, PidDetail& detail, uint64_t offset);
+    void see_splice(uint16_t pid, const Section& section, uint64_t offset);
     void note_section(uint16_t pid, const Section& section, uint64_t offset);
     void check_table_id(uint16_t pid, uint8_t table_id, uint64_t offset);
     double seconds_since_first(uint64_t now_us);

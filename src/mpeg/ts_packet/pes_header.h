@@ -11,6 +11,23 @@ namespace zv {
 constexpr int kPesStartSize = 6;
 constexpr int kPesFixedHeaderSize = 9;
 
+// These stream_ids have no optional header (table 2-21).
+inline bool pes_has_optional_header(uint8_t stream_id) {
+    switch (stream_id) {
+        case 0xBC:  // program_stream_map
+        case 0xBE:  // padding_stream
+        case 0xBF:  // private_stream_2
+        case 0xF0:  // ECM
+        case 0xF1:  // EMM
+        case 0xF2:  // DSM-CC
+        case 0xF8:  // ITU-T H.222.1 type E
+        case 0xFF:  // program_stream_directory
+            return false;
+        default:
+            return stream_id >= 0xBC;
+    }
+}
+
 // 33 bits spread over five bytes; the marker bits between them are dropped unchecked.
 inline uint64_t pes_time_stamp(const uint8_t* b) {
     return ((static_cast<uint64_t>(b[0]) << 29) & 0x1C0000000ULL) |

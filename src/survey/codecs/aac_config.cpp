@@ -18,6 +18,8 @@ constexpr uint32_t kPs = 29;
 constexpr uint32_t kEscapedObject = 31;
 constexpr uint32_t kExplicitRate = 15;
 
+constexpr uint32_t kMaxRateBelowSbr = 24000;  // Hz; SBR doubles it
+
 constexpr std::array<uint32_t, 13> kRates = {96000, 88200, 64000, 48000, 44100, 32000, 24000,
                                              22050, 16000, 12000, 11025, 8000,  7350};
 constexpr std::array<uint8_t, 15> kChannels = {0, 1, 2, 3, 4, 5, 6, 8, 0, 0, 0, 7, 8, 24, 8};
@@ -177,14 +179,21 @@ DeclaredAac declared_aac(std::span<const uint8_t> descriptors) {
     return declared;
 }
 
+bool may_have_implicit_sbr(const AacConfig& config) {
+    return config.object_type == kLowComplexity && !config.sbr &&
+           config.core_sample_rate <= kMaxRateBelowSbr;
+}
+
 void apply_declared_aac(DeclaredAac declared, AudioDetails& details) {
-    constexpr uint32_t kMaxCoreRate = 24000;
-    if (!declared.sbr || strcmp(details.profile, "LC") != 0) return;
-    if (details.sample_rate == 0 || details.sample_rate > kMaxCoreRate) return;
-    details.sample_rate *= 2;
-    const bool stereo_of_mono = declared.ps && details.channels == 1;
-    if (stereo_of_mono) details.channels = 2;
-    set_profile(details, stereo_of_mono ? "HE-AACv2" : "HE-AAC");
+    const bool low_complexity = strcmp(details.profile, "LC") == 0;
+    if (declared.sbr && low_complexity && details.sample_rate <= kMaxRateBelowSbr) {
+        details.sample_rate *= 2;
+        set_profile(details, "HE-AAC");
+    }
+    if (declared.ps && details.channels == 1 && strcmp(details.profile, "HE-AAC") == 0) {
+        details.channels = 2;
+        set_profile(details, "HE-AACv2");
+    }
 }
 
 }  // namespace zv::survey

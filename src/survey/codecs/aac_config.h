@@ -27,6 +27,9 @@ std::optional<AacConfig> read_whole_aac_config(BitReader config);
 // What players show: sampling rate and channels after decoding, "LC", "HE-AAC", "HE-AACv2".
 AudioDetails aac_details(const AacConfig& config);
 
+// -> true for a core coder whose rate leaves room for SBR, although none is told
+bool may_have_implicit_sbr(const AacConfig& config);
+
 // -> Hz; 0 for an index without one
 uint32_t aac_sample_rate(uint32_t sampling_frequency_index);
 // -> channels of a channel_configuration; 0 when they are described elsewhere or reserved

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 // AAC in ADTS frames (ISO/IEC 13818-7, 6.2).
 #include "survey/codecs/aac_config.h"
+#include "survey/codecs/aac_fill.h"
 #include "survey/codecs/audio.h"
 #include "survey/codecs/audio_frames.h"
 
@@ -14,6 +15,7 @@ struct AdtsHeader {
     AacConfig config;
     uint32_t channel_configuration;
     size_t frame_length;
+    bool single_block;  // one raw data block, which ends with the frame
 };
 
 std::optional<AdtsHeader> read_header(std::span<const uint8_t> bytes) {
@@ -31,6 +33,8 @@ std::optional<AdtsHeader> read_header(std::span<const uint8_t> bytes) {
     header.config.channels = aac_channels(header.channel_configuration);
     reader.skip(4);  // original_copy, home, copyright bits
     header.frame_length = reader.bits(13);
+    reader.skip(11);  // adts_buffer_fullness
+    header.single_block = reader.bits(2) == 0;
     if (header.config.sample_rate == 0 || header.frame_length < kHeader) return std::nullopt;
     return header;
 }
@@ -42,11 +46,29 @@ std::optional<AudioFrame> parse_frame(std::span<const uint8_t> bytes) {
                       header->config.sample_rate << 8 | header->config.object_type};
 }
 
+size_t header_size(const AdtsHeader& header) {
+    return kHeader + (header.crc ? 2 : 0);
+}
+
+// Implicit SBR, which only the frames themselves tell. -> nothing before enough of them are there
+std::optional<bool> has_implicit_sbr(std::span<const uint8_t> frames) {
+    constexpr int kEnough = 4;
+    for (int i = 0; i < kEnough; ++i) {
+        const auto header = read_header(frames);
+        if (!header || header->frame_length > frames.size()) return std::nullopt;
+        if (!header->single_block || header->frame_length <= header_size(*header)) return false;
+        const auto frame = frames.first(header->frame_length);
+        if (!has_sbr_fill_element(frame.subspan(header_size(*header)))) return false;
+        frames = frames.subspan(header->frame_length);
+    }
+    return true;
+}
+
 // Without a channel_configuration the first element describes the channels.
 uint8_t described_channels(const AdtsHeader& header, std::span<const uint8_t> frame) {
     constexpr uint32_t kProgramConfig = 5;
     BitReader reader(frame);
-    reader.skip(8 * (kHeader + (header.crc ? 2 : 0)));
+    reader.skip(8 * header_size(header));
     return reader.bits(3) == kProgramConfig ? read_program_config_channels(reader) : uint8_t{0};
 }
 
@@ -59,11 +81,17 @@ std::optional<AudioFacts> read_adts(std::span<const uint8_t> es) {
     auto header = read_header(frame);
     if (header->channel_configuration == 0)
         header->config.channels = described_channels(*header, frame);
+    const auto sbr = may_have_implicit_sbr(header->config) ? has_implicit_sbr(frame) : false;
+    if (sbr == true) {
+        header->config.sbr = true;
+        header->config.sample_rate *= 2;
+    }
     AudioFacts facts;
     facts.codec = Codec::kAac;
     facts.details = aac_details(header->config);
     facts.frames = run->frames;
-    facts.sure = facts.settled = run->sure();
+    facts.sure = run->sure();
+    facts.settled = facts.sure && sbr.has_value();
     return facts;
 }
 

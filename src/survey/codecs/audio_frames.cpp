@@ -28,7 +28,8 @@ std::optional<AudioFrameRun> find_audio_frames(std::span<const uint8_t> es, Pars
         const auto first = parse(bytes);
         if (!first) continue;
         const size_t frames = count_frames(bytes, *first, parse);
-        if (frames > 1 || (frames == 1 && at == 0)) return AudioFrameRun{at, frames};
+        if (frames == AudioFrameRun::kMaxCounted || (frames > 0 && at == 0))
+            return AudioFrameRun{at, frames};
     }
     return std::nullopt;
 }

@@ -21,9 +21,7 @@ struct AudioFrameRun {
     size_t offset;  // of the first frame
     size_t frames;  // 1 to kMaxCounted
     static constexpr size_t kMaxCounted = 3;
-
-    // Inside of other data two headers of short sync words may stand in the right places by chance.
-    bool sure() const { return frames >= (offset == 0 ? 2 : kMaxCounted); }
+    bool sure() const { return frames > 1; }
 };
 
 // No header of a frame needs more bytes: where fewer are left, it may only be cut off.
@@ -34,8 +32,9 @@ inline std::span<const uint8_t> header_room(std::span<const uint8_t> bytes) {
     return bytes.first(std::min(bytes.size(), kAudioHeaderRoom));
 }
 
-// The first place from which frame follows frame, kMaxCounted of them or up to the end of the
-// bytes; a single one counts at the very beginning only.
+// The first place from which kMaxCounted frames follow one another; at the very beginning of the
+// bytes fewer will do when these end. Inside of other data even two headers of short sync words
+// may stand in the right places by chance.
 std::optional<AudioFrameRun> find_audio_frames(std::span<const uint8_t> es, ParseAudioFrame parse);
 
 }  // namespace zv::survey

@@ -37,7 +37,7 @@ const char* profile_name(uint32_t profile_idc) {
     }
 }
 
-// An encoder that leaves general_profile_idc at 0 names the profile by its first compatibility flag.
+// An encoder that leaves general_profile_idc at 0 tells the profile by compatibility flags.
 uint32_t effective_profile(uint32_t profile_idc, uint32_t compatibility) {
     for (uint32_t idc = 1; profile_idc == 0 && idc < 10; ++idc)
         if ((compatibility >> (31 - idc) & 1) != 0) return idc;

@@ -124,7 +124,13 @@ void skip_subpicture_places(BitReader& reader, const Sps& sps, SubpictureLayout 
 }
 
 void skip_subpictures(BitReader& reader, const Sps& sps) {
+    constexpr uint32_t kMaxSubpictures = 1000;  // Table A.2: slices in an access unit
     SubpictureLayout layout = {reader.ue(), true, false};
+    // Their places may take no bits at all, so that the end of the bytes would not end the loop.
+    if (layout.count_minus1 >= kMaxSubpictures) {
+        reader.fail();
+        return;
+    }
     if (layout.count_minus1 > 0) {
         layout.independent = reader.flag();
         layout.same_size = reader.flag();

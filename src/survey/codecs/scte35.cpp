@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <cinttypes>
-#include <cstdarg>
 #include <cstdio>
 
 #include "survey/codecs/bit_reader.h"
@@ -17,7 +16,8 @@ constexpr uint8_t kTableId = 0xFC;
 constexpr uint32_t kSpliceInsert = 5;
 constexpr uint32_t kTimeSignal = 6;
 constexpr uint64_t kPtsMask = (uint64_t{1} << 33) - 1;
-constexpr size_t kCrc = 4;  // bytes
+constexpr size_t kCrc = 4;        // bytes
+constexpr double kTicks = 90000;  // a second
 
 std::optional<uint64_t> read_splice_time(BitReader& reader) {
     if (!reader.flag()) {  // time_specified_flag
@@ -144,24 +144,22 @@ class Line {
     }
     size_t size() const { return size_; }
 
-    [[gnu::format(printf, 2, 3)]] void add(const char* format, ...) {
-        const size_t room = out_.size() - size_;
-        if (room == 0) return;
-        va_list values;
-        va_start(values, format);
-        const int length = vsnprintf(out_.data() + size_, room, format, values);
-        va_end(values);
-        if (length > 0) size_ += std::min(static_cast<size_t>(length), room - 1);
+    void add(const char* text) {
+        for (; *text != '\0' && size_ + 1 < out_.size(); ++text)
+            out_[size_++] = *text;
+        if (!out_.empty()) out_[size_] = '\0';
+    }
+    void add(const char* before, uint64_t ticks) {
+        char text[32];
+        snprintf(text, sizeof text, "%.3f s", static_cast<double>(ticks) / kTicks);
+        add(before);
+        add(text);
     }
 
   private:
     std::span<char> out_;
     size_t size_ = 0;
 };
-
-double seconds(uint64_t ticks) {
-    return static_cast<double>(ticks) / 90000;
-}
 
 }  // namespace
 
@@ -212,25 +210,28 @@ const char* segmentation_type_name(uint8_t segmentation_type_id) {
 
 size_t describe_splice(const SpliceCommand& command, std::span<char> out) {
     Line line(out);
+    char text[32];
     const bool insert = command.type == SpliceCommand::Type::kInsert;
-    line.add("%s", insert ? "splice_insert" : "time_signal");
-    if (command.event_id) line.add(" %" PRIu32, *command.event_id);
+    line.add(insert ? "splice_insert" : "time_signal");
+    if (command.event_id) {
+        snprintf(text, sizeof text, " %" PRIu32, *command.event_id);
+        line.add(text);
+    }
     line.add(":");
     if (command.cancel) line.add(" cancelled");
     if (insert && !command.cancel)
-        line.add(" %s", command.out_of_network ? "out of network" : "back to network");
+        line.add(command.out_of_network ? " out of network" : " back to network");
     if (command.segmentation_type_id) {
         const char* name = segmentation_type_name(*command.segmentation_type_id);
-        if (name != nullptr)
-            line.add(" %s", name);
-        else
-            line.add(" segmentation type 0x%02x", *command.segmentation_type_id);
+        snprintf(text, sizeof text, "segmentation type 0x%02x", *command.segmentation_type_id);
+        line.add(" ");
+        line.add(name != nullptr ? name : text);
     }
     if (command.pts)
-        line.add(" at %.3f s", seconds(*command.pts));
+        line.add(" at ", *command.pts);
     else if (!command.cancel)
         line.add(" at once");
-    if (command.duration) line.add(" for %.3f s", seconds(*command.duration));
+    if (command.duration) line.add(" for ", *command.duration);
     if (command.auto_return) line.add(", auto return");
     return line.size();
 }
