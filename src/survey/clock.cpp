@@ -6,6 +6,7 @@
 #include <bit>
 #include <cmath>
 #include <limits>
+#include <span>
 #include <utility>
 
 namespace zv::survey {
@@ -17,44 +18,56 @@ constexpr uint64_t kFewestIntervals = 8;
 
 // A bin has the rates whose float has the same leading bits: sign, exponent, 11 of the mantissa.
 constexpr unsigned kDroppedBits = 12;
-constexpr double kLowestRate = 1;  // bits per second; what is beyond counts as the bound
-constexpr double kHighestRate = 1e12;
+constexpr float kLowestRate = 1e-9F;  // bytes per tick; what is beyond counts as the bound
+constexpr float kHighestRate = 1e5F;
 
-constexpr uint32_t bin_of(double rate) {
-    const auto bounded = static_cast<float>(std::clamp(rate, kLowestRate, kHighestRate));
-    return std::bit_cast<uint32_t>(bounded) >> kDroppedBits;
+constexpr uint32_t bin_of(float rate) {
+    return std::bit_cast<uint32_t>(std::clamp(rate, kLowestRate, kHighestRate)) >> kDroppedBits;
 }
 
 constexpr uint32_t kFirstBin = bin_of(kLowestRate);
 
-}  // namespace
-
-void RateSpread::add(double rate) {
-    if (count_++ < kMostKept) return rates_.push_back(rate);
-    for (const double kept : std::exchange(rates_, {}))
-        add_to_bins(kept);
-    add_to_bins(rate);
+double rate_of(uint64_t bytes, uint64_t ticks) {
+    return static_cast<double>(bytes) / static_cast<double>(ticks);
 }
 
-void RateSpread::add_to_bins(double rate) {
+}  // namespace
+
+void RateSpread::add(uint64_t bytes, uint64_t ticks) {
+    bytes_ += bytes;
+    ticks_ += ticks;
+    if (count_++ < kMostKept) return kept_.push_back({bytes, ticks});
+    for (const Interval& kept : std::exchange(kept_, {}))
+        add_to_bins(kept);
+    add_to_bins({bytes, ticks});
+}
+
+void RateSpread::add_to_bins(const Interval& interval) {
+    const auto rate = std::clamp(static_cast<float>(rate_of(interval.bytes, interval.ticks)),
+                                 kLowestRate, kHighestRate);
     const size_t bin = bin_of(rate) - kFirstBin;
     if (bins_.size() <= bin) bins_.resize(bin + 1);
     Bin& at = bins_[bin];
-    const auto bounded = static_cast<float>(std::clamp(rate, kLowestRate, kHighestRate));
-    at.mean += (bounded - at.mean) / static_cast<float>(++at.count);
+    at.mean += (rate - at.mean) / static_cast<float>(++at.count);
 }
 
-std::optional<bool> RateSpread::constant(double mean) const {
-    if (count_ < kFewestIntervals) return std::nullopt;
-    return bins_.empty() ? constant_by_rates(mean) : constant_by_bins(mean);
-}
-
-bool RateSpread::constant_by_rates(double mean) const {
+std::optional<bool> RateSpread::constant(uint64_t intervals) const {
+    if (intervals < kFewestIntervals || ticks_ == 0) return std::nullopt;
+    if (!bins_.empty()) return constant_by_bins();
+    const auto first = std::span(kept_).first(std::min<size_t>(intervals, kept_.size()));
+    uint64_t bytes = 0;
+    uint64_t ticks = 0;
+    for (const Interval& interval : first) {
+        bytes += interval.bytes;
+        ticks += interval.ticks;
+    }
+    if (ticks == 0) return std::nullopt;
     size_t near = 0;
     double farthest_near = 0;
     double nearest_far = std::numeric_limits<double>::infinity();
-    for (const double rate : rates_) {
-        const double deviation = std::abs(rate / mean - 1);
+    for (const Interval& interval : first) {
+        const double rate = rate_of(interval.bytes, interval.ticks);
+        const double deviation = std::abs(rate / rate_of(bytes, ticks) - 1);
         if (deviation < kConstantRateDeviation) {
             ++near;
             farthest_near = std::max(farthest_near, deviation);
@@ -62,13 +75,15 @@ bool RateSpread::constant_by_rates(double mean) const {
             nearest_far = std::min(nearest_far, deviation);
         }
     }
-    if (2 * near != rates_.size()) return 2 * near > rates_.size();
+    if (2 * near != first.size()) return 2 * near > first.size();
     return (farthest_near + nearest_far) / 2 < kConstantRateDeviation;
 }
 
-bool RateSpread::constant_by_bins(double mean) const {
-    const size_t first = bin_of(mean * (1 - kConstantRateDeviation)) - kFirstBin;
-    const size_t last = bin_of(mean * (1 + kConstantRateDeviation)) - kFirstBin;
+bool RateSpread::constant_by_bins() const {
+    const double mean = bytes_per_tick();
+    const size_t first =
+        bin_of(static_cast<float>(mean * (1 - kConstantRateDeviation))) - kFirstBin;
+    const size_t last = bin_of(static_cast<float>(mean * (1 + kConstantRateDeviation))) - kFirstBin;
     uint64_t near = 0;
     for (size_t bin = first; bin <= last && bin < bins_.size(); ++bin) {
         const double deviation = std::abs(static_cast<double>(bins_[bin].mean) / mean - 1);
@@ -78,9 +93,9 @@ bool RateSpread::constant_by_bins(double mean) const {
 }
 
 std::optional<double> Clock::bit_rate_bps() const {
-    if (sum_ticks_ == 0) return std::nullopt;
-    const double packets = static_cast<double>(sum_bytes_) / static_cast<double>(packet_size_);
-    return packets * kBitsPerPacket * kPcrHz / static_cast<double>(sum_ticks_);
+    if (!spread_.took_time()) return std::nullopt;
+    const double packets_per_tick = spread_.bytes_per_tick() / static_cast<double>(packet_size_);
+    return packets_per_tick * kBitsPerPacket * kPcrHz;
 }
 
 std::optional<TimeLine> Clock::see(uint16_t pid, uint64_t offset, const PcrStep& step) {
@@ -92,11 +107,7 @@ std::optional<TimeLine> Clock::see(uint16_t pid, uint64_t offset, const PcrStep&
 std::optional<TimeLine> Clock::own_pcr(uint64_t offset, const PcrStep& step) {
     if (step.sound()) {
         ticks_per_byte_ = static_cast<double>(step.ticks) / static_cast<double>(step.bytes);
-        sum_ticks_ += step.ticks;
-        sum_bytes_ += step.bytes;
-        const double packets = static_cast<double>(step.bytes) / static_cast<double>(packet_size_);
-        spread_.add(packets * kBitsPerPacket * kPcrHz / static_cast<double>(step.ticks));
-        if (sum_ticks_ > 0) constant_rate_ = spread_.constant(*bit_rate_bps());
+        spread_.add(step.bytes, step.ticks);
     }
     // An interval of no time tells no rate; later ones do.
     if (!rate_known_ && ticks_per_byte_ == 0) return std::nullopt;

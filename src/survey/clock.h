@@ -39,28 +39,43 @@ struct TimeLine {
 };
 
 // Is the rate constant? The median of how far the intervals' rates are off the mean tells. The first
-// rates are kept; when there are more, all go into a histogram of 2^-11 of a rate a bin.
+// intervals are kept; when there are more, all go into a histogram of 2^-11 of a rate a bin.
 class RateSpread {
   public:
     static constexpr size_t kMostKept = 4096;
 
-    void add(double rate);
+    void add(uint64_t bytes, uint64_t ticks);
+    uint64_t count() const { return count_; }
 
-    // -> is the median deviation from `mean` below 0.5%? Nothing below 8 intervals.
-    std::optional<bool> constant(double mean) const;
+    // -> is the median deviation from the mean below 0.5%? Nothing below 8 intervals, and while they
+    // took no time.
+    // intervals  in  the first so many; all once there is a histogram
+    std::optional<bool> constant(uint64_t intervals) const;
+
+    // -> of all intervals
+    double bytes_per_tick() const {
+        return static_cast<double>(bytes_) / static_cast<double>(ticks_);
+    }
+    bool took_time() const { return ticks_ > 0; }
 
   private:
-    void add_to_bins(double rate);
-    bool constant_by_rates(double mean) const;
-    bool constant_by_bins(double mean) const;
-
+    struct Interval {
+        uint64_t bytes;
+        uint64_t ticks;
+    };
     struct Bin {
         uint32_t count = 0;
         float mean = 0;  // of its rates
     };
-    std::vector<double> rates_;
+
+    void add_to_bins(const Interval& interval);
+    bool constant_by_bins() const;
+
+    std::vector<Interval> kept_;
     std::vector<Bin> bins_;  // from kFirstBin on
     uint64_t count_ = 0;
+    uint64_t bytes_ = 0;
+    uint64_t ticks_ = 0;
 };
 
 class Clock {
@@ -84,7 +99,13 @@ class Clock {
 
     std::optional<uint16_t> pid() const { return rate_known_ ? pid_ : std::nullopt; }
     std::optional<double> bit_rate_bps() const;
-    std::optional<bool> constant_rate() const { return constant_rate_; }
+    std::optional<bool> constant_rate() const { return constant_rate_after(intervals()); }
+
+    // -> how many sound intervals there were, and what they said when there were so many
+    uint64_t intervals() const { return spread_.count(); }
+    std::optional<bool> constant_rate_after(uint64_t intervals) const {
+        return spread_.constant(intervals);
+    }
     double ticks_per_byte() const { return ticks_per_byte_; }
     bool rate_known() const { return rate_known_; }
 
@@ -102,10 +123,7 @@ class Clock {
     double pcr_ticks_ = 0;
     uint64_t told_offset_ = 0;  // up to here times are told
     double told_ticks_ = 0;
-    uint64_t sum_ticks_ = 0;  // over the sound intervals
-    uint64_t sum_bytes_ = 0;
     RateSpread spread_;
-    std::optional<bool> constant_rate_;
 };
 
 }  // namespace zv::survey

@@ -48,8 +48,8 @@ double seconds_ahead(uint64_t decoding, uint64_t pcr, double since_pcr_s) {
 
 }  // namespace
 
-Judge::Judge(EventLog& events, Pids& pids, Tables& tables, const Limits& limits)
-    : events_(events), pids_(pids), tables_(tables), limits_(limits) {
+Judge::Judge(EventLog& events, Pids& pids, Tables& tables, const Clock& clock, const Limits& limits)
+    : events_(events), pids_(pids), tables_(tables), clock_(clock), limits_(limits) {
     pat_.begin(0);
 }
 
@@ -73,18 +73,25 @@ void Judge::see(const FoundEvent& found, double now_s) {
     events_.settle(found.place, event);
     const bool is_loss = event.kind == event_of(Indicator::kContinuityCountError) ||
                          event.kind == event_of(Indicator::kTsSyncLoss);
-    if (is_loss) note_loss(found.constant_rate);
+    if (is_loss) note_loss(found.intervals);
+}
+
+// The verdict on the rate is asked for once a block.
+auto Judge::pcr_judge(uint16_t pid, PidTiming& of_pid, uint64_t intervals) {
+    return [=, this, &of_pid, constant = std::optional<bool>()](const PcrLine::Point& point,
+                                                                double ns) mutable {
+        if (!constant) constant = clock_.constant_rate_after(intervals).value_or(false);
+        if (*constant) judge_pcr(pid, of_pid, point, ns);
+    };
 }
 
 // Packets are missing: what was on a line may have moved.
-void Judge::note_loss(bool constant_rate) {
+void Judge::note_loss(uint64_t intervals) {
     ++losses_;
     for (const uint16_t pid : std::exchange(in_runs_, {})) {
         PidTiming& of_pid = timing(pid);
         of_pid.in_run = false;
-        of_pid.pcr_line->end_run([&](const PcrLine::Point& point, double ns) {
-            if (constant_rate) judge_pcr(pid, of_pid, point, ns);
-        });
+        of_pid.pcr_line->end_run(pcr_judge(pid, of_pid, intervals));
     }
 }
 
@@ -263,9 +270,7 @@ void Judge::see(const PcrCame& came, double now_s) {
     of_pid.last_pcr_s = now_s;
     if (!of_pid.pcr_line) of_pid.pcr_line = std::make_unique<PcrLine>();
     of_pid.pcr_line->add(came.step, came.offset, now_s, losses_,
-                         [&](const PcrLine::Point& point, double ns) {
-                             if (came.constant_rate) judge_pcr(came.pid, of_pid, point, ns);
-                         });
+                         pcr_judge(came.pid, of_pid, came.intervals));
     if (!std::exchange(of_pid.in_run, true)) in_runs_.push_back(came.pid);
 }
 
@@ -389,13 +394,13 @@ void Judge::tick(double now_s, uint64_t offset) {
         check_missing(sub_table, now_s, offset);
 }
 
-void Judge::end(double now_s, uint64_t offset, bool constant_rate) {
-    note_loss(constant_rate);
+void Judge::end(double now_s, uint64_t offset) {
+    note_loss(clock_.intervals());
     tick(now_s, offset);
 }
 
 void Judge::resume(double now_s) {
-    note_loss(false);
+    note_loss(0);
     programs_.clear();
     for_each_wait([&](Wait& wait, Indicator, double, uint16_t) {
         if (wait.running) wait.begin(now_s);

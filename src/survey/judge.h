@@ -18,7 +18,8 @@ class Judge {
   public:
     static constexpr size_t kMostSubTables = 16384;
 
-    Judge(EventLog& events, Pids& pids, Tables& tables, const Limits& limits);
+    // clock  in  tells whether PCRs can be compared with a line
+    Judge(EventLog& events, Pids& pids, Tables& tables, const Clock& clock, const Limits& limits);
 
     // Takes what came, in order. now_s: the time of its offset.
     void see(const FoundEvent& found, double now_s);
@@ -37,8 +38,7 @@ class Judge {
     void tick(double now_s, uint64_t offset);
 
     // Settles what is open at the end of the stream.
-    // constant_rate  in  of the whole stream
-    void end(double now_s, uint64_t offset, bool constant_rate);
+    void end(double now_s, uint64_t offset);
 
     // Some of what came was not judged: what runs begins anew.
     void resume(double now_s);
@@ -77,7 +77,9 @@ class Judge {
                     uint64_t offset);
     void check_missing(PresentFollowing& sub_table, double now_s, uint64_t offset);
     double limit_of(Indicator indicator) const;
-    void note_loss(bool constant_rate);
+    void note_loss(uint64_t intervals);
+    // -> a function that judges the PCRs of a block, by the clock as it was after so many intervals
+    auto pcr_judge(uint16_t pid, PidTiming& of_pid, uint64_t intervals);
     void judge_pcr(uint16_t pid, PidTiming& timing, const PcrLine::Point& point, double ns);
     void count(Event event, double time_s);
     template <typename See>
@@ -87,6 +89,7 @@ class Judge {
     EventLog& events_;
     Pids& pids_;
     Tables& tables_;
+    const Clock& clock_;
     const Limits limits_;
 
     Wait pat_, cat_, nit_actual_, sdt_actual_, tdt_, tot_;

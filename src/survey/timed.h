@@ -17,7 +17,7 @@ struct FoundEvent {
     uint64_t offset;
     Event event;
     uint32_t place;      // in the list of events
-    bool constant_rate;  // so far
+    uint64_t intervals;  // of the clock so far
     bool of_section;     // when the section began
 };
 
@@ -50,7 +50,7 @@ struct PcrCame {
     uint64_t offset;
     uint16_t pid;
     PcrStep step;
-    bool constant_rate;  // so far, with this PCR
+    uint64_t intervals;  // of the clock so far, with this PCR
 };
 
 // The PCR with which a time stamp is compared.

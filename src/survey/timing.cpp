@@ -22,7 +22,7 @@ uint64_t offset_of(const Timed& timed) {
 Timing::Timing(EventLog& events, Pids& pids, Tables& tables, const Limits& limits)
     : events_(events),
       pids_(pids),
-      judge_(events, pids, tables, limits),
+      judge_(events, pids, tables, clock_, limits),
       gap_bytes_(kGapBytesWithoutClock) {}
 
 void Timing::arrive(double now_s) {
@@ -73,11 +73,11 @@ void Timing::drop(const Timed& timed) {
 }
 
 void Timing::pcr(uint16_t pid, uint64_t offset, const PcrStep& step) {
-    if (arrival_s_) return push(PcrCame{offset, pid, step, false});
+    if (arrival_s_) return push(PcrCame{offset, pid, step, 0});
     const bool has_room = make_room(offset);
     const auto clock_before = clock_.pid();
     const auto line = clock_.see(pid, offset, step);
-    const PcrCame came = {offset, pid, step, constant_rate()};
+    const PcrCame came = {offset, pid, step, clock_.intervals()};
     if (has_room)
         waiting_.push_back(came);
     else
@@ -136,11 +136,11 @@ void Timing::end_segment(uint16_t pid) {
 void Timing::finish(uint64_t last_offset) {
     if (arrival_s_) {
         settle_segments(arrival_line());
-        return judge_.end(*arrival_s_, last_offset, false);
+        return judge_.end(*arrival_s_, last_offset);
     }
     if (const auto line = clock_.onward()) {
         settle(*line, UINT64_MAX);
-        return judge_.end(line->at(last_offset) / kPcrHz, last_offset, constant_rate());
+        return judge_.end(line->at(last_offset) / kPcrHz, last_offset);
     }
     for (; !waiting_.empty(); waiting_.pop_front()) {
         if (const auto* const found = std::get_if<FoundEvent>(&waiting_.front()))

@@ -33,12 +33,12 @@ class Timing {
     // Takes what came.
     void push(const Timed& timed);
     void tell(const Event& event) {
-        push(FoundEvent{event.offset, event, events_.found(event), constant_rate(), false});
+        push(FoundEvent{event.offset, event, events_.found(event), clock_.intervals(), false});
     }
 
     // The same of a section: its time is that of the packet in which the section begins.
     void tell_of_section(const Event& event) {
-        push(FoundEvent{event.offset, event, events_.found(event), false, true});
+        push(FoundEvent{event.offset, event, events_.found(event), 0, true});
     }
     void pcr(uint16_t pid, uint64_t offset, const PcrStep& step);
 
