@@ -54,7 +54,7 @@ TEST_F(Flv, IsDescribedWithWhatItsTagsHold) {
     EXPECT_EQ(flv["library"]["info"], "video:AVC(H.264),29.97,720X480,audio:AAC,44100");
     const json& tags = flv["tags"];
     EXPECT_EQ(json({tags["audio"], tags["video"], tags["script"]}), json({175, 102, 1}));
-    EXPECT_EQ(flv["duration"], 4.074);
+    EXPECT_EQ(flv["duration_s"], 4.074);
     EXPECT_EQ(flv["video"]["key_frames"], 4);
     EXPECT_EQ(flv["video"]["size"], json({{"width", 320}, {"height", 180}}));
     EXPECT_EQ(flv["video"]["avc_config"]["length"], 45);
@@ -78,7 +78,7 @@ TEST_F(Flv, HasScriptDataOfAnyDepthAndLength) {
     for (const Bytes& body : {nested, static_cast<const Bytes&>(bomb), liar})
         tags += text_of(script_tag(body));
     const json flv = probe_bytes(flv_file(tags));
-    EXPECT_EQ(flv["duration"], 16777.216);
+    EXPECT_EQ(flv["duration_s"], 16777.216);
     const json& cue = flv["script_data"][0]["values"][0];
     EXPECT_EQ(cue.dump(), R"({"a":[true,null],"d":{"unix_ms":8589934592.0}})");
     for (const size_t i : {0u, 1u, 2u})
@@ -135,7 +135,7 @@ TEST_F(Flv, GetsFreshMetaDataAndKeepsItsTags) {
         const json flv = probe("out");
         const json& values = flv["script_data"][0]["values"][0];
         EXPECT_EQ(values["filesize"], written.size());
-        EXPECT_EQ(values["duration"], flv["duration"]);
+        EXPECT_EQ(values["duration"], flv["duration_s"]);
         EXPECT_EQ(values["height"], 180);
         EXPECT_EQ(values["framerate"], 25);
         EXPECT_EQ(values["stereo"], false);
@@ -174,12 +174,12 @@ TEST_F(MpegAudio, IsReadByTheToolBesideWhatTheLibrarySays) {
     EXPECT_EQ(layer2["library"]["info"], ",mpeg1-/L2,192 kb/s,44100 Hz,doubletrack");
     EXPECT_EQ(layer2["library"]["differs_in"], json({"sample_rate", "channel_mode"}));
     EXPECT_EQ(layer2["first_frame"]["sample_rate"], 48000);
-    EXPECT_EQ(layer2["duration"], 2.016);
+    EXPECT_EQ(layer2["duration_s"], 2.016);
     const json layer3 = probe_bytes(read_file(media("mpeg1-layer3.mp3")));
     EXPECT_EQ(layer3["id3v2"]["bytes"], 45);
     EXPECT_EQ(layer3["frames"], 117);
     EXPECT_EQ(layer3["info_frame"], "Info");
-    EXPECT_EQ(layer3["bit_rate"]["variable"], false);
+    EXPECT_EQ(layer3["bit_rate_bps"]["variable"], false);
     const json low = probe_bytes(read_file(media("mpeg2-layer3-mono.mp3")));
     EXPECT_EQ(low["frames"], 118);
 }
@@ -208,9 +208,9 @@ TEST_F(MpegAudio, AtAVariableBitRateIsAveraged) {
     std::string fast("\xFF\xFB\xA2\x40", 4);  // 160 kbit/s, padded
     slow.resize(417);
     fast.resize(523);
-    const json rate = probe_bytes(slow + fast + slow + fast)["bit_rate"];
+    const json rate = probe_bytes(slow + fast + slow + fast)["bit_rate_bps"];
     EXPECT_EQ(rate["variable"], true);
-    EXPECT_NEAR(rate["average"].get<double>(), 1880 * 8 / (4 * 1152 / 44.1), 1e-9);
+    EXPECT_NEAR(rate["average"].get<double>(), 1880 * 8 / (4 * 1152 / 44100.0), 1e-6);
 }
 
 }  // namespace

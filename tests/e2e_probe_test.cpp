@@ -2,6 +2,7 @@
 // The command-line tool from outside: what `zvprobe` prints, and how it exits, on the sample
 // streams and on damaged copies of them.
 #include <algorithm>
+#include <regex>
 #include <utility>
 
 #include "support/tool_run.h"
@@ -21,16 +22,21 @@ class Probe : public ToolTest {
     }
 };
 
-// "number/pmt/pcr name: pid type kind errors; ..."
-std::string summary(const json& program) {
+// Continuity errors of a PID.
+json errors_of(const json& stream, const json& pid) {
+    for (const json& seen : stream["pids"])
+        if (seen["pid"] == pid) return seen["continuity"]["errors"];
+    return nullptr;
+}
+
+// "number/pmt/pcr name: pid codec kind errors; ..."
+std::string summary(const json& stream, const json& program) {
     std::string text = program["program_number"].dump() + "/" + program["pmt_pid"].dump() + "/" +
                        program["pcr_pid"].dump() + " " +
                        program["service"]["name"].get<std::string>() + ":";
-    for (const json& stream : program["streams"]) {
-        text += " " + stream["pid"].dump() + " " + stream["type_name"].get<std::string>() + " " +
-                stream["kind"].get<std::string>() + " " + stream["continuity"]["errors"].dump() +
-                ";";
-    }
+    for (const json& es : program["streams"])
+        text += " " + es["pid"].dump() + " " + es["codec"].get<std::string>() + " " +
+                es["kind"].get<std::string>() + " " + errors_of(stream, es["pid"]).dump() + ";";
     return text;
 }
 
@@ -47,11 +53,10 @@ TEST_F(Probe, DescribesSamplesOfEveryPacketSize) {
         std::string programs;
     };
     const std::string bars = "1/4096/256 Colour Bars: 256 h264 video 0; 257 aac audio 0;\n";
-    const std::string camera =
-        "1/256/4113 Service01: 4113 h264 video 0; 4352 pes_private_data other 0;\n";
+    const std::string camera = "1/256/4113 Service01: 4113 h264 video 0; 4352 aac audio 0;\n";
     const std::string three =
         "1/4096/256 News: 256 h264 video 0; 257 aac audio 0;\n"
-        "2/4097/258 Film: 258 mpeg2v video 0; 259 mpeg1a audio 0;\n"
+        "2/4097/258 Film: 258 mpeg2video video 0; 259 mp2 audio 0;\n"
         "3/4098/260 Radio: 260 ac3 audio 0;\n";
     // The last packet of 192 bytes counts, though the time code behind it never comes.
     for (const auto& [name, packet_size, packets, first_sync, programs] :
@@ -66,7 +71,7 @@ TEST_F(Probe, DescribesSamplesOfEveryPacketSize) {
         EXPECT_EQ(stream["trailing_bytes"], 0);
         std::string found;
         for (const json& program : stream["programs"])
-            found += summary(program) + "\n";
+            found += summary(stream, program) + "\n";
         EXPECT_EQ(found, programs) << name;
     }
 }
@@ -96,7 +101,8 @@ TEST_F(Probe, AccountsForEveryByteOfAnyPrefix) {
     }
 }
 
-TEST_F(Probe, SeesTheSameThroughAPipeAndThroughWindowsOfALargeFile) {
+// Through windows of a large file, and through a pipe in writes that end anywhere.
+TEST_F(Probe, SeesTheSameHoweverTheBytesCome) {
     const std::string whole = read_file(media("three-programs.ts"));
     std::string bytes;
     for (int i = 0; i < 40; ++i)
@@ -104,17 +110,101 @@ TEST_F(Probe, SeesTheSameThroughAPipeAndThroughWindowsOfALargeFile) {
     const json mapped = probe(file(bytes));
     EXPECT_EQ(mapped["sync"]["losses"], 39);
     EXPECT_EQ(accounted_bytes(mapped), bytes.size());
-    const Outcome piped = shell("cat stream | zvprobe --json -");
-    EXPECT_EQ(json::parse(piped.out)["sources"][0]["mpegts"], mapped);
+    for (const char* const feed :
+         {"cat stream", "dd if=stream obs=16381 status=none",
+          "{ head -c 1 stream; sleep 0.1; tail -c +2 stream | dd obs=997 status=none; }"}) {
+        const Outcome piped = shell(std::string(feed) + " | zvprobe --json -");
+        EXPECT_EQ(json::parse(piped.out)["sources"][0]["mpegts"], mapped) << feed;
+    }
+}
+
+TEST_F(Probe, NamesEveryStreamWhereTheResolverKnowsFour) {
+    const json stream = probe(media("eight-streams.ts"));
+    const json& streams = stream["programs"][0]["streams"];
+    ASSERT_EQ(streams.size(), 8u);
+    EXPECT_EQ(streams[7]["languages"], json({"qaa"}));
+    EXPECT_EQ(stream["resolver"]["programs"][0]["streams"].size(), 4u);
+    const std::string text = shell("zvprobe '" + media("eight-streams.ts") + "'").out;
+    EXPECT_TRUE(std::regex_search(text, std::regex("\n +0x107 +audio +mp2 +qaa .*none")));
+    EXPECT_EQ(text.find("stream info"), text.npos) << text;
+    for (const char* const option : {"--resolver", "--stats"}) {
+        const Outcome told =
+            shell(std::string("zvprobe ") + option + " '" + media("eight-streams.ts") + "'");
+        EXPECT_NE(told.out.find("\n  stream info  format[mpegts]"), text.npos) << told.out;
+    }
+}
+
+// Each alone, so that none hides another; and what is no error stays none.
+TEST_F(Probe, StrictFindsEveryKindOfError) {
+    const std::string whole = read_file(media("single.ts"));
+    const auto edited = [&whole](auto edit) {
+        std::string bytes = whole;
+        edit(bytes);
+        return bytes;
+    };
+    const size_t video = whole.find(std::string("\x47\x01\0", 3), kMiddle);
+    struct Case {
+        const char* what;
+        std::string bytes;
+        const char* member;  // that counts it
+        int count;
+    };
+    const Case cases[] = {
+        {"nothing", whole, "/sync/losses", 0},
+        {"a byte error", edited([](auto& b) { b[kMiddle] = 0; }), "/sync/byte_errors", 1},
+        {"a sync loss", edited([](auto& b) { b[kMiddle] = b[kMiddle + 188] = 0; }), "/sync/losses",
+         1},
+        {"a late start", 'x' + whole, "/sync/skipped_bytes", 1},
+        {"a cut end", whole.substr(0, whole.size() - 1), "/trailing_bytes", 187},
+        {"a marked packet", edited([](auto& b) { b[kMiddle + 1] |= '\x80'; }), "/transport_errors",
+         1},
+        {"a gap", edited([](auto& b) { b.erase(kMiddle, 188); }), "/events/total", 2},
+        {"a wrong CRC", edited([](auto& b) { b[8648 + 13] ^= 1; }), "/crc_errors", 1},
+        {"a duplicate", edited([&](auto& b) { b.insert(video, b.substr(video, 188)); }),
+         "/sync/losses", 0},
+    };
+    for (const Case& c : cases) {
+        const bool wrong = c.count > 0;
+        const Outcome outcome = shell("zvprobe --strict " + file(c.bytes));
+        EXPECT_EQ(outcome.status, wrong ? 1 : 0) << c.what << outcome.out;
+        EXPECT_EQ(outcome.out.find("\n  errors       none\n") == std::string::npos, wrong)
+            << c.what;
+        EXPECT_EQ(probe("stream").at(json::json_pointer(c.member)), c.count) << c.what;
+    }
+}
+
+// A repeat of the counter with other bytes, in a packet that no table announces.
+TEST_F(Probe, HasOneVerdictOnContinuity) {
+    std::string bytes = read_file(media("single.ts"));
+    std::string packet = std::string("\x47\x05\x55\x17", 4) + std::string(184, 'a');
+    for (const char counter : {'\x17', '\x17', '\x19'}) {
+        packet[3] = counter;
+        packet[100] = static_cast<char>(packet[100] + 1);
+        bytes += packet;
+    }
+    const Outcome told = shell("zvprobe -v --strict " + file(bytes));
+    EXPECT_EQ(told.status, 1);
+    EXPECT_NE(told.err.find("PID 0x555: Continuity_count_error (1.4): continuity 7 after 7\n"),
+              told.err.npos);
+    EXPECT_NE(told.err.find("PID 0x555: Continuity_count_error (1.4): continuity 9 after 7\n"),
+              told.err.npos);
+    EXPECT_NE(told.out.find("2 gaps, 1 lost"), told.out.npos) << told.out;
+    EXPECT_TRUE(std::regex_search(told.out, std::regex("continuity errors +2 +315840 .*0x555")));
+    EXPECT_EQ(errors_of(probe("stream"), 0x555), 2);
 }
 
 TEST_F(Probe, TellsWhatIsMissingWhenATableNeverComes) {
     // The first 752 bytes hold SDT, PAT and two of the three PMTs.
     const json stream = probe(file(read_file(media("three-programs.ts")).substr(0, 4 * 188)));
-    EXPECT_EQ(stream["tables"]["complete"], false);
-    EXPECT_EQ(stream["tables"]["progress"], "Found 2/3 PMT");
-    EXPECT_TRUE(stream["programs"].empty());
-    EXPECT_TRUE(stream["stream_info"].is_null());
+    EXPECT_EQ(stream["programs"].size(), 3u);
+    EXPECT_TRUE(stream["programs"][2]["pmt_version"].is_null());
+    const json& resolver = stream["resolver"];
+    EXPECT_EQ(resolver["tables"]["complete"], false);
+    EXPECT_EQ(resolver["tables"]["progress"], "Found 2/3 PMT");
+    EXPECT_TRUE(resolver["programs"].empty());
+    EXPECT_TRUE(resolver["stream_info"].is_null());
+    const std::string text = shell("zvprobe stream").out;
+    EXPECT_NE(text.find("PMT 0x1002, which did not come"), text.npos) << text;
 }
 
 TEST_F(Probe, CountsLossesOfTablesForTheStatistics) {
@@ -163,17 +253,24 @@ TEST_F(Probe, GoesOnBehindASourceThatFails) {
     EXPECT_EQ(sources[1]["mpegts"]["packets"], 1679);
 }
 
+// ESC, DEL, and CSI as one character, in a name that says it is UTF-8.
 TEST_F(Probe, EscapesControlCharactersOfNamesInTheStream) {
-    std::string bytes = read_file(media("single.ts"));
-    for (size_t at = 0; (at = bytes.find("Colour Bars", at)) != bytes.npos;)
-        bytes.replace(at, 3, "\x1b[m");
-    const std::string text = shell("zvprobe " + file(bytes)).out;
-    EXPECT_NE(text.find("\"\\x1b[mour Bars\""), text.npos) << text;
-    EXPECT_EQ(text.find('\x1b'), text.npos);
-    for (size_t at = 0; (at = bytes.find("\x1b[mour Bars", at)) != bytes.npos;)
-        bytes.replace(at, 11, "\x7f\xc2\x9bolour Ba");  // DEL, and CSI as one character
-    const std::string escaped = shell("zvprobe --json " + file(bytes)).out;
-    EXPECT_NE(escaped.find("\"\\u007f\\u009bolour B"), text.npos) << escaped;
+    const std::string built =
+        shell(
+            "(zvprobe build pat --program 1:0x100 - && zvprobe build pmt "
+            "--pmt 0x100 --pcr 0x101 --stream 27:0x101 - && zvprobe build sdt "
+            "--name \"$(printf '\\025A\\033[m\\177\\302\\233Z')\" -) > built")
+            .err;
+    EXPECT_EQ(built, "");
+    for (const char* const options : {"", "--resolver ", "-v ", "--json "}) {
+        const Outcome outcome = shell(std::string("zvprobe ") + options + "built");
+        const std::string all = outcome.out + outcome.err;
+        EXPECT_NE(all.find("[m"), all.npos) << all;
+        EXPECT_EQ(all.find_first_of("\x1b\x7f\x15"), all.npos) << all;
+        EXPECT_EQ(all.find("\xc2\x9b"), all.npos) << all;
+    }
+    EXPECT_NE(shell("zvprobe --resolver built").out.find("\\x1b[m\\x7f\\xc2\\x9bZ"),
+              std::string::npos);
 }
 
 TEST_F(Probe, KeepsItsOutputFreeOfLibraryMessages) {

@@ -69,7 +69,7 @@ TEST_F(Schema, DescribesEveryReport) {
     EXPECT_TRUE(accepts(outcome.out.substr(0, end))) << outcome.out;
     EXPECT_TRUE(accepts(outcome.out.substr(end))) << outcome.out;
     const json sources = json::parse(outcome.out.substr(0, end))["sources"];
-    EXPECT_EQ(sources.size(), 9u + 6 + 3);
+    EXPECT_EQ(sources.size(), 10u + 6 + 3);
     std::istringstream lines(
         shell("zvprobe monitor --json-lines '" + media("single.ts") + "'").out);
     for (std::string line; std::getline(lines, line);)

@@ -170,14 +170,13 @@ TEST(TransportStreamWalk, FindsEveryPacketWhereverWindowsEnd) {
             WindowedSource source(bytes, Kind::kStream, first, window);
             zvprobe::Findings findings("ts", false);
             const auto start = source.next(0);
-            const auto reading =
-                zvprobe::probe_transport_stream(findings, source, start,
-                                                *zvprobe::find_first_packet(start, false), {})
-                    .reading;
-            ASSERT_EQ(reading.bytes, bytes.size());
-            ASSERT_EQ(reading.packets * size + reading.skipped_bytes + reading.trailing_bytes,
+            const zvprobe::Json survey =
+                zvprobe::probe_transport_stream(findings, source, start, {}).survey;
+            ASSERT_EQ(survey["bytes"], bytes.size());
+            ASSERT_EQ(survey["packets"], 60);
+            ASSERT_EQ(60 * size + survey["sync"]["skipped_bytes"].get<size_t>() +
+                          survey["trailing_bytes"].get<size_t>(),
                       bytes.size());
-            ASSERT_EQ(reading.packets, 60u);
             WindowedSource again(bytes, Kind::kStream, first, window);
             ASSERT_EQ(count_packets(again, first), 60u);
         }

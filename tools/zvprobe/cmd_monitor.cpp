@@ -12,6 +12,7 @@
 #include "source.h"
 #include "ticker.h"
 #include "ts_probe.h"
+#include "ts_sync.h"
 
 namespace zvprobe {
 namespace {
@@ -43,20 +44,22 @@ class Monitor {
         Ticker ticker(std::chrono::round<std::chrono::microseconds>(Seconds(options_.interval_s)));
         source.expect_live();
         const auto first_window = source.next(0);
-        const auto first = find_first_packet(first_window, source.at_end());
+        const bool known = find_first_packet(first_window, source.at_end()).has_value();
         note_read_error(source);
-        if (!first) return fail_without_stream();
+        if (!known) return fail_without_stream();
         begin_ = last_ = Clock::now();
         last_bytes_ = first_window.size();  // they came before
         TsReport last =
-            probe_transport_stream(findings_, source, first_window, *first, options(ticker));
+            probe_transport_stream(findings_, source, first_window, options(source, ticker));
         note_read_error(source);
         report_.interrupted = interrupted();
+        if (!last.has_packets()) return fail_without_stream();
         print(std::move(last));
     }
 
-    TsProbeOptions options(Ticker& ticker) {
+    TsProbeOptions options(const Source& source, Ticker& ticker) {
         TsProbeOptions options;
+        options.live = source.origin() != Source::Origin::kFile;
         options.statistics = options_.statistics;
         options.is_report_due = [&ticker] { return ticker.due(); };
         options.on_report = [this](TsReport report) { print(std::move(report)); };
@@ -64,11 +67,12 @@ class Monitor {
     }
 
     void print(TsReport content) {
+        if (!content.has_packets()) return;
         const auto now = Clock::now();
         const MonitorTime time = {Seconds(now - begin_).count(), Seconds(now - last_).count(),
-                                  content.reading.bytes - last_bytes_};
+                                  content.bytes() - last_bytes_};
         last_ = now;
-        last_bytes_ = content.reading.bytes;
+        last_bytes_ = content.bytes();
         report_.content = std::move(content);
         if (options_.json_lines)
             print_monitor_json(std::cout, report_, time);
@@ -92,7 +96,8 @@ class Monitor {
     }
 
     const MonitorOptions& options_;
-    const TextOptions text_options_ = text_options_for(STDOUT_FILENO, options_.statistics);
+    const TextOptions text_options_ =
+        text_options_for(STDOUT_FILENO, options_.statistics, options_.resolver);
     Findings findings_;
     SourceReport report_;
     Clock::time_point begin_;

@@ -12,6 +12,7 @@
 #include "source.h"
 #include "text_parts.h"
 #include "ts_probe.h"
+#include "ts_sync.h"
 
 namespace zvprobe {
 namespace {
@@ -34,8 +35,8 @@ std::string sink_of(const PaceOptions& options) {
 int play(const PaceOptions& options, const Session& session) {
     const auto source = open_source(options.source);
     const auto first_window = source->next(0);
-    const auto first = find_first_packet(first_window, source->at_end());
-    if (first) {
+    const bool known = find_first_packet(first_window, source->at_end()).has_value();
+    if (known) {
         const std::string to = sink_of(options);
         PacketSink sink(to);
         TsProbeOptions probe;
@@ -44,8 +45,8 @@ int play(const PaceOptions& options, const Session& session) {
             sink.take(packets, packet_size);
         };
         const auto begin = Clock::now();
-        Findings findings(options.source, session.verbosity > 0);
-        probe_transport_stream(findings, *source, first_window, *first, probe);
+        const Findings findings(options.source, session.verbosity > 0);
+        probe_transport_stream(findings, *source, first_window, probe);
         sink.flush();
         if (!session.quiet)
             print_summary(to == "-" ? std::cerr : std::cout, sink.packets(), Clock::now() - begin);
@@ -54,7 +55,7 @@ int play(const PaceOptions& options, const Session& session) {
         complain(options.source, source->error());
         return kExitCannotOpen;
     }
-    if (first || interrupted()) return kExitOk;
+    if (known || interrupted()) return kExitOk;
     complain(options.source, "not a transport stream");
     return kExitUnknownFormat;
 }

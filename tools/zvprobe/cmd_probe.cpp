@@ -61,8 +61,8 @@ class SourceProbe {
     void read(Source& source) {
         const auto first_window = source.next(0);
         const DetectedFormat format = detect_format(first_window, source.at_end());
-        if (const auto* const first = std::get_if<SyncPoint>(&format)) {
-            report_.content = read_transport_stream(source, first_window, *first);
+        if (std::holds_alternative<TransportStream>(format)) {
+            read_transport_stream(source, first_window);
         } else if (std::holds_alternative<FlvStart>(format)) {
             report_.content = read_flv(source, first_window);
         } else if (std::holds_alternative<MpegAudioStart>(format)) {
@@ -73,14 +73,18 @@ class SourceProbe {
         if (!source.error().empty()) report_.failure = read_error(source.error());
     }
 
-    TsReport read_transport_stream(Source& source, std::span<const uint8_t> first_window,
-                                   const SyncPoint& first) {
+    void read_transport_stream(Source& source, std::span<const uint8_t> first_window) {
         Progress progress = make_progress(source);
         TsProbeOptions options;
         options.pace = pace_of(options_.pace);
+        options.live = source.origin() == Source::Origin::kNetwork && options_.pace.empty();
         options.statistics = options_.statistics;
         options.on_progress = [&progress](uint64_t bytes) { progress.show(bytes); };
-        return probe_transport_stream(findings_, source, first_window, first, options);
+        TsReport report = probe_transport_stream(findings_, source, first_window, options);
+        if (report.has_packets())
+            report_.content = std::move(report);
+        else
+            report_.failure = unknown_format();
     }
 
     FlvReport read_flv(Source& source, std::span<const uint8_t> first_window) {
@@ -129,7 +133,8 @@ ExitStatus status_of(const SourceReport& report, bool strict) {
 
 // Probes every source; text goes out as it comes, JSON when all is known.
 int run_command(const ProbeOptions& options, const Session& session) {
-    const TextOptions text_options = text_options_for(STDOUT_FILENO, options.statistics);
+    const TextOptions text_options =
+        text_options_for(STDOUT_FILENO, options.statistics, options.resolver);
     std::vector<SourceReport> reports;
     int status = kExitOk;
     bool printed_any = false;

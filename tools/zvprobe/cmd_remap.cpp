@@ -12,8 +12,9 @@
 #include "numbers.h"
 #include "progress.h"
 #include "remap_writer.h"
+#include "resolver.h"
 #include "terminal.h"
-#include "ts_probe.h"
+#include "ts_packets.h"
 
 namespace zvprobe {
 namespace {
@@ -37,51 +38,76 @@ RemapWish wish_of(const RemapOptions& options) {
     return wish;
 }
 
+// The resolver's input, in runs of packets: it settles the packet size on the first one.
+class ResolverInput {
+  public:
+    explicit ResolverInput(const std::string& name) : resolver_(name) {}
+
+    void take(std::span<const uint8_t> packet) {
+        run_.insert(run_.end(), packet.begin(), packet.end());
+        if (run_.size() >= kRun) pass_on();
+    }
+
+    ResolverAccount account() {
+        pass_on();
+        return resolver_.account();
+    }
+
+  private:
+    static constexpr size_t kRun = 256 * kPacketSize;
+
+    void pass_on() {
+        resolver_.parse(run_, kPacketSize, ZV_TS_CHECK_CC);
+        run_.clear();
+    }
+
+    Resolver resolver_;
+    std::vector<uint8_t> run_;
+};
+
 class Remap {
   public:
     Remap(const RemapOptions& options, const Session& session)
         : options_(options),
           wish_(wish_of(options)),
           draw_(!session.quiet && is_terminal(STDERR_FILENO)),
-          talk_(!session.quiet && !is_standard_output(options.out)),
-          tell_(session.verbosity > 0) {}
+          talk_(!session.quiet && !is_standard_output(options.out)) {}
 
     void run() {
-        const TsReport report = look();
-        const RemapPlan plan = make_remap_plan(report, inventory_, wish_);
+        const ResolverAccount account = look();
+        const RemapPlan plan = make_remap_plan(account, inventory_, wish_);
         for (const std::string& warning : plan.warnings)
             complain(options_.in, warning);
-        write(plan, report.reading.packets);
+        write(plan);
     }
 
   private:
-    TsReport look() {
+    ResolverAccount look() {
         const auto source = open_source(options_.in);
         if (!source->size()) throw SourceError("not a file, which is read twice");
         const auto window = source->next(0);
         const auto first = find_first_packet(window, source->at_end());
         if (!first) throw UnknownFormat("not a transport stream");
         Progress progress(2 * *source->size(), draw_);
-        TsProbeOptions probe;
-        probe.on_progress = [&progress](uint64_t bytes) { progress.show(bytes); };
-        probe.on_packets = [this](std::span<const uint8_t> packets, size_t packet_size) {
-            for (size_t at = 0; at + kPacketSize <= packets.size(); at += packet_size)
-                inventory_.see(packets.subspan(at).first<kPacketSize>());
-        };
-        Findings findings(options_.in, tell_);
-        TsReport report = probe_transport_stream(findings, *source, window, *first, probe);
+        TsPackets packets(*source, window, *first);
+        ResolverInput resolver(options_.in);
+        for (TsPacket packet; packets.next(packet) && !interrupted(); ++packets_) {
+            inventory_.see(packet.body.first<kPacketSize>());
+            resolver.take(packet.body);
+            progress.show(packets.bytes());
+        }
         check_reading(*source);
-        warn_of_damage(report.reading);
-        return report;
+        warn_of_damage(*source->size(), packets_ * first->packet_size);
+        return resolver.account();
     }
 
-    void warn_of_damage(const TsReading& reading) const {
-        const uint64_t left_out = reading.skipped_bytes + reading.trailing_bytes;
-        if (left_out != 0)
-            complain(options_.in, std::to_string(left_out) + " bytes of no packet are left out");
+    void warn_of_damage(uint64_t bytes, uint64_t in_packets) const {
+        if (bytes > in_packets)
+            complain(options_.in,
+                     std::to_string(bytes - in_packets) + " bytes of no packet are left out");
     }
 
-    void write(const RemapPlan& plan, uint64_t expected_packets) const {
+    void write(const RemapPlan& plan) const {
         const auto source = open_source(options_.in);
         const auto window = source->next(0);
         const auto first = find_first_packet(window, source->at_end());
@@ -96,7 +122,7 @@ class Remap {
             progress.show(source->size().value_or(0) + packets.bytes());
         }
         check_reading(*source);
-        if (count != expected_packets) throw RemapError("changed while it was read");
+        if (count != packets_) throw RemapError("changed while it was read");
         out.commit();
         if (!talk_) return;
         std::cout << printable(options_.out) << ": programme " << plan.old_program_number
@@ -107,8 +133,8 @@ class Remap {
     const RemapWish wish_;
     const bool draw_;
     const bool talk_;
-    const bool tell_;
     PidInventory inventory_;
+    uint64_t packets_ = 0;  // of the first reading
 };
 
 int remap(const RemapOptions& options, const Session& session) {

@@ -43,7 +43,8 @@ std::string check_destination(const std::string& url) {
 void add_probe_options(CLI::App& app, ProbeOptions& options) {
     app.add_option("SOURCE", options.sources, "Files, URLs, or - for standard input");
     app.add_flag("--json", options.json, "Print one JSON object (docs/JSON.md)");
-    app.add_flag("--stats", options.statistics, "Add arrival periods and table continuity");
+    app.add_flag("--resolver", options.resolver, "Show what the library's resolver tells hosts");
+    app.add_flag("--stats", options.statistics, "The same with arrival periods");
     app.add_flag("--strict", options.strict, "Exit with status 1 when a source has errors");
     app.add_flag("--pace", options.pace, "Feed in real time, by the PCR or by PTS")
         ->option_text("[=pts]")
@@ -80,7 +81,9 @@ void add_monitor(CLI::App& root, CommandLine& line) {
         ->check(CLI::Range(kShortestInterval_s, kLongestInterval_s));
     command.add_flag("--json-lines", options->json_lines,
                      "Print each report as one line of JSON (docs/JSON.md)");
-    command.add_flag("--stats", options->statistics, "Add arrival periods and table continuity");
+    command.add_flag("--resolver", options->resolver,
+                     "Show what the library's resolver tells hosts");
+    command.add_flag("--stats", options->statistics, "The same with arrival periods");
     add_exit_help(command, {kExitOk, kExitUsage, kExitCannotOpen, kExitUnknownFormat},
                   "Ctrl-C ends it with a last report.\n");
     when_named(command, line, options);
@@ -235,7 +238,7 @@ std::string version_text() {
 void add_common_options(CLI::App& root, Session& session) {
     root.set_version_flag("--version", version_text, "Print the version");
     root.add_flag("-v,--verbose", session.verbosity,
-                  "Tell errors as they are found; -vv: and the library's log");
+                  "Tell events as they are found; -vv: and the library's log");
     root.add_flag("-q,--quiet", session.quiet, "No progress bar");
     root.add_option("--log", session.log_file, "Append the library's log to a file")
         ->type_name("FILE");

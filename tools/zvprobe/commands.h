@@ -13,6 +13,7 @@ namespace zvprobe {
 struct ProbeOptions {
     std::vector<std::string> sources;
     bool json = false;
+    bool resolver = false;  // show the resolver's account, too
     bool statistics = false;
     bool strict = false;
     std::string pace;  // "pts", any other name for the PCR, or empty for full speed
@@ -22,6 +23,7 @@ struct MonitorOptions {
     std::string source;
     double interval_s = 5;
     bool json_lines = false;
+    bool resolver = false;
     bool statistics = false;
 };
 

@@ -6,6 +6,8 @@
 #include <cstdint>
 #include <string>
 
+#include "zvsurvey.h"
+
 namespace zvprobe {
 
 class Findings {
@@ -27,7 +29,9 @@ class Findings {
     bool next() { return told_ && ++count_ <= kMostTold; }
 
     void tell(uint64_t offset, const std::string& what) const;
-    void tell(uint64_t offset, uint16_t pid, const std::string& what) const;
+
+    // Tells what a survey found, and all of it: a log of the stream.
+    void tell(const ZvSurveyEvent& event) const;
 
   private:
     static constexpr uint64_t kMostTold = 100;

@@ -79,7 +79,7 @@ Json track_json(const FlvReport& report, const FlvTrack& track, const std::strin
             {"codec", codec},
             {"frames", track.frames},
             {"body_bytes", track.body_bytes},
-            {"data_rate", report.data_rate(track)}};
+            {"data_rate_bps", report.data_rate(track) * 1000}};
 }
 
 Json audio_json(const FlvReport& report) {
@@ -153,7 +153,7 @@ Json to_json(const FlvReport& report) {
              {{"accepted", report.library.accepted}, {"info", text_or_null(report.library.info)}}},
             {"bytes", reading.bytes},
             {"tags", tags_json(report)},
-            {"duration", report.duration()},
+            {"duration_s", report.duration()},
             {"video", video_json(report)},
             {"audio", audio_json(report)},
             {"script_data", scripts},

@@ -35,7 +35,7 @@ std::string value_text(const AmfValue& value) {
         case AmfValue::Type::kBoolean:
             return value.number != 0 ? "true" : "false";
         case AmfValue::Type::kText:
-            return quoted(value.text);
+            return in_quotes(value.text);
         case AmfValue::Type::kDate:
             return number_text(value.number) + " ms since 1970";
         case AmfValue::Type::kObject:
@@ -147,7 +147,7 @@ class FlvPrinter {
     }
 
     void print_script(const FlvScript& script) const {
-        line("script data") << quoted(script.data.name) << " at byte " << script.offset;
+        line("script data") << in_quotes(script.data.name) << " at byte " << script.offset;
         if (!script.data.complete) out_ << ", " << style_.bad("not complete");
         out_ << '\n';
         for (const AmfValue& value : script.data.values) {

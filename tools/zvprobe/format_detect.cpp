@@ -4,6 +4,7 @@
 
 #include "flv_walk.h"
 #include "mpeg_audio_walk.h"
+#include "ts_sync.h"
 
 namespace zvprobe {
 
@@ -11,7 +12,7 @@ DetectedFormat detect_format(std::span<const uint8_t> first_bytes, bool whole) {
     // A signature at the very start: packets are also looked for behind bytes out of sync, and
     // among an FLV file's payload some bytes may line up.
     if (starts_like_flv(first_bytes)) return FlvStart{};
-    if (const auto first = find_first_packet(first_bytes, whole)) return *first;
+    if (find_first_packet(first_bytes, whole)) return TransportStream{};
     if (starts_like_mpeg_audio(first_bytes, whole)) return MpegAudioStart{};
     return UnknownFormat{};
 }

@@ -24,8 +24,7 @@ class ShortFormatter : public CLI::Formatter {
 
     std::string make_usage(const CLI::App* app, std::string name) const override {
         if (!is_root(app)) return CLI::Formatter::make_usage(app, std::move(name));
-        return "Usage: zvprobe [OPTIONS] SOURCE...    files, URLs, or - for standard input\n"
-               "       zvprobe COMMAND --help\n";
+        return "Usage: zvprobe [OPTIONS] SOURCE... (files, URLs, or -) | zvprobe COMMAND --help\n";
     }
 
     std::string make_positionals(const CLI::App* app) const override {

@@ -12,7 +12,7 @@ namespace zvprobe {
 
 using Json = nlohmann::ordered_json;
 
-inline constexpr char kJsonSchema[] = "zvprobe/1";
+inline constexpr char kJsonSchema[] = "zvprobe/2";
 
 inline Json text_or_null(std::string_view text) {
     return text.empty() ? Json(nullptr) : Json(text);

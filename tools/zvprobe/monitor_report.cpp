@@ -39,7 +39,7 @@ void print_monitor_json(std::ostream& out, const SourceReport& report, const Mon
                  {"monitor",
                   {{"elapsed_ms", milliseconds(time.elapsed_s)},
                    {"interval_ms", milliseconds(time.interval_s)},
-                   {"bits_per_second", std::llround(time.bits_per_second())}}}};
+                   {"bit_rate_bps", std::llround(time.bits_per_second())}}}};
     line.update(to_json(report));
     out << json_text(line, kCompact) << '\n';
 }

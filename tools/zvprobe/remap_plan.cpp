@@ -19,8 +19,9 @@ std::string program_text(uint16_t number) {
     return "programme " + std::to_string(number);
 }
 
-const StreamInfoProgram& choose_program(const TsReport& report, std::optional<uint16_t> from) {
-    const auto programs = report.programs();
+const StreamInfoProgram& choose_program(const ResolverAccount& account,
+                                        std::optional<uint16_t> from) {
+    const auto programs = account.programs();
     if (programs.empty()) throw UsageError("no programme is completely described");
     if (!from && programs.size() == 1) return programs[0];
     if (!from)
@@ -43,11 +44,11 @@ std::optional<PsiSection> find_section(std::span<const uint8_t, 204> packet, uin
 
 class Planner {
   public:
-    Planner(const TsReport& report, const PidInventory& inventory, const RemapWish& wish)
-        : report_(report),
+    Planner(const ResolverAccount& account, const PidInventory& inventory, const RemapWish& wish)
+        : account_(account),
           inventory_(inventory),
           wish_(wish),
-          program_(choose_program(report, wish.from)) {}
+          program_(choose_program(account, wish.from)) {}
 
     RemapPlan make() {
         plan_.old_program_number = program_.program_number;
@@ -97,7 +98,7 @@ class Planner {
     }
 
     void settle_pids() {
-        if (report_.programs().size() > 1) {
+        if (account_.programs().size() > 1) {
             for (uint16_t pid = kFirstStreamPid; pid < kPidNull; ++pid)
                 plan_.by_pid[pid].fate = Fate::kDrop;
         }
@@ -155,7 +156,7 @@ class Planner {
 
     std::vector<ProgramEntry> pat_entries() const {
         std::vector<ProgramEntry> entries;
-        if (const auto pat = find_section(report_.info->packet, kTableIdPat, std::nullopt)) {
+        if (const auto pat = find_section(account_.info->packet, kTableIdPat, std::nullopt)) {
             for (const ProgramEntry& entry : read_pat(*pat)) {
                 if (entry.program_number == 0) entries.push_back(entry);
             }
@@ -180,7 +181,7 @@ class Planner {
                                      std::string(type));
     }
 
-    const TsReport& report_;
+    const ResolverAccount& account_;
     const PidInventory& inventory_;
     const RemapWish& wish_;
     const StreamInfoProgram& program_;
@@ -189,9 +190,9 @@ class Planner {
 
 }  // namespace
 
-RemapPlan make_remap_plan(const TsReport& report, const PidInventory& inventory,
+RemapPlan make_remap_plan(const ResolverAccount& account, const PidInventory& inventory,
                           const RemapWish& wish) {
-    return Planner(report, inventory, wish).make();
+    return Planner(account, inventory, wish).make();
 }
 
 }  // namespace zvprobe

@@ -9,8 +9,8 @@
 #include <vector>
 
 #include "pid_inventory.h"
+#include "resolver.h"
 #include "table_builder.h"
-#include "ts_report.h"
 
 namespace zvprobe {
 
@@ -53,7 +53,7 @@ struct RemapPlan {
 };
 
 // Throws UsageError when the stream cannot be given these identifiers.
-RemapPlan make_remap_plan(const TsReport& report, const PidInventory& inventory,
+RemapPlan make_remap_plan(const ResolverAccount& account, const PidInventory& inventory,
                           const RemapWish& wish);
 
 }  // namespace zvprobe

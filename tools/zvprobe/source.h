@@ -47,6 +47,10 @@ class Source {
     // -> where and why reading ended early, for the user; empty when it did not
     std::string error() const;
 
+    // What the bytes come from. Only files have a time of their own whoever reads them.
+    enum class Origin { kFile, kPipe, kNetwork };
+    virtual Origin origin() const { return Origin::kFile; }
+
     // -> bytes in all, where that is known
     virtual std::optional<uint64_t> size() const = 0;
 

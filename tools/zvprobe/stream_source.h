@@ -21,6 +21,9 @@ class StreamSource : public Source {
     std::span<const uint8_t> next(size_t keep) override;
     void expect_live() override;
     bool at_end() const override { return at_end_; }
+    Origin origin() const override {
+        return handler_->ptc_index == ZVPTC_INDEX_FILE ? Origin::kPipe : Origin::kNetwork;
+    }
     std::optional<uint64_t> size() const override { return std::nullopt; }
 
   protected:

@@ -54,7 +54,7 @@ std::string gap_text(const Gap& gap) {
            " skipped";
 }
 
-std::string quoted(std::string_view text) {
+std::string in_quotes(std::string_view text) {
     return '"' + printable(text) + '"';
 }
 

@@ -53,7 +53,7 @@ void print_first(std::ostream& out, const Style& style, const Listed<Item>& list
 }
 
 // -> the text in quotation marks, safe to print
-std::string quoted(std::string_view text);
+std::string in_quotes(std::string_view text);
 
 // -> "0aff"
 std::string hex_bytes(std::span<const uint8_t> bytes);

@@ -18,8 +18,8 @@ struct ContentPrinter {
 
 }  // namespace
 
-TextOptions text_options_for(int fd, bool statistics) {
-    return {Style(wants_colour(fd)), statistics, is_terminal(fd)};
+TextOptions text_options_for(int fd, bool statistics, bool resolver) {
+    return {Style(wants_colour(fd)), resolver, statistics, is_terminal(fd)};
 }
 
 void print_text(std::ostream& out, const SourceReport& report, const TextOptions& options) {

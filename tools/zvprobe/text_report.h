@@ -11,12 +11,13 @@ namespace zvprobe {
 
 struct TextOptions {
     Style style{false};
+    bool resolver = false;  // the resolver's account
     bool statistics = false;
     bool laid_out = false;  // the library's own lines, too; scripts read them as they are
 };
 
 // What suits the descriptor: tables and colours are for terminals.
-TextOptions text_options_for(int fd, bool statistics);
+TextOptions text_options_for(int fd, bool statistics, bool resolver = false);
 
 void print_text(std::ostream& out, const SourceReport& report, const TextOptions& options);
 

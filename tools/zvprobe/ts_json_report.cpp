@@ -1,39 +1,34 @@
 // SPDX-License-Identifier: MIT
-// The JSON about a transport stream.
-#include "json_parts.h"
+// The JSON about a transport stream: the survey's object, and the resolver's account as its last
+// member.
+#include <set>
+
 #include "json_report.h"
 #include "resolver.h"
 #include "text_parts.h"
+#include "ts_header.h"
 #include "ts_text.h"
 
 namespace zvprobe {
 namespace {
 
-Json sync_json(const TsReading& reading) {
-    return {{"first_sync_offset", reading.first_sync_offset},
-            {"skipped_bytes", reading.skipped_bytes},
-            {"losses", reading.losses.count()},
-            {"loss_list", list_json(reading.losses, loss_json)}};
-}
-
-Json crc_error_json(const CrcError& error) {
-    return {{"offset", error.offset}, {"pid", error.pid}, {"table_id", error.table_id}};
-}
-
-Json continuity_json(const ContinuityTotals& totals) {
-    return {{"errors", totals.errors}, {"lost", totals.lost}};
+Json table_crc_errors(const TsReport& report) {
+    std::set<uint16_t> tables;
+    for (const Json& pid : report.survey["pids"])
+        if (is_resolver_table(pid)) tables.insert(pid["pid"].get<uint16_t>());
+    Json list = Json::array();
+    for (const Json& error : report.survey["crc_error_list"])
+        if (tables.contains(error["pid"].get<uint16_t>())) list.push_back(error);
+    return list;
 }
 
 Json tables_json(const TsReport& report) {
-    return {{"complete", report.tables_complete},
-            {"progress", text_or_null(bounded(report.info->progress))},
-            {"continuity", continuity_json(report.table_continuity)},
-            {"crc_errors", report.crc_errors.count()},
-            {"crc_error_list", list_json(report.crc_errors, crc_error_json)}};
-}
-
-Json counters_json(const CCState& state) {
-    return {{"errors", state.errnum}, {"lost", state.lostnum}};
+    const TableFaults faults = table_faults(report);
+    return {{"complete", report.resolver.tables_complete},
+            {"progress", text_or_null(bounded(report.resolver.info->progress))},
+            {"continuity", {{"errors", faults.errors}, {"lost", faults.lost}}},
+            {"crc_errors", faults.crc_errors},
+            {"crc_error_list", table_crc_errors(report)}};
 }
 
 Json stream_json(const StreamInfoEs& stream) {
@@ -68,44 +63,42 @@ Json program_json(const StreamInfoProgram& program) {
             {"streams", streams}};
 }
 
-Json table_json(const CCState& state, int64_t period) {
-    Json table = counters_json(state);
-    table["period_us"] = period;
-    return table;
+Json table_json(const TsReport& report, uint16_t pid, int64_t period) {
+    const TableFaults faults = pid_faults(report, pid);
+    return {{"errors", faults.errors}, {"lost", faults.lost}, {"period_us", period}};
 }
 
 Json statistics_json(const TsReport& report) {
+    const StreamInfo& info = *report.resolver.info;
     Json programs = Json::array();
-    for (size_t i = 0; i < report.programs().size(); ++i) {
-        const StreamInfoProgram& program = report.programs()[i];
+    for (const StreamInfoProgram& program : report.resolver.programs())
         programs.push_back({{"program_number", program.program_number},
-                            {"pmt", table_json(report.tables->pmt[i], program.pmt_period)},
+                            {"pmt", table_json(report, program.pmt_pid, program.pmt_period)},
                             {"pcr_period_us", program.pcr_period}});
-    }
-    return {{"pat", table_json(report.tables->pat, report.info->pat_period)},
-            {"sdt", table_json(report.tables->sdt, report.info->sdt_period)},
+    return {{"pat", table_json(report, kPidPat, info.pat_period)},
+            {"sdt", table_json(report, kPidSdt, info.sdt_period)},
             {"programs", programs}};
+}
+
+Json resolver_json(const TsReport& report) {
+    const ResolverAccount& account = report.resolver;
+    const ContinuityTotals continuity = continuity_totals(account);
+    Json programs = Json::array();
+    for (const StreamInfoProgram& program : account.programs())
+        programs.push_back(program_json(program));
+    Json out = {{"tables", tables_json(report)},
+                {"continuity", {{"errors", continuity.errors}, {"lost", continuity.lost}}},
+                {"programs", programs},
+                {"stream_info", text_or_null(stream_info_line(*account.info, report.statistics))}};
+    if (report.statistics) out["statistics"] = statistics_json(report);
+    return out;
 }
 
 }  // namespace
 
 Json to_json(const TsReport& report) {
-    const TsReading& reading = report.reading;
-    Json programs = Json::array();
-    for (const StreamInfoProgram& program : report.programs())
-        programs.push_back(program_json(program));
-
-    Json out = {
-        {"packet_size", reading.packet_size},
-        {"bytes", reading.bytes},
-        {"packets", reading.packets},
-        {"trailing_bytes", reading.trailing_bytes},
-        {"sync", sync_json(reading)},
-        {"tables", tables_json(report)},
-        {"continuity", continuity_json(continuity_totals(report))},
-        {"programs", programs},
-        {"stream_info", text_or_null(stream_info_line(*report.info, report.tables.has_value()))}};
-    if (report.tables) out["statistics"] = statistics_json(report);
+    Json out = report.survey;
+    out["resolver"] = resolver_json(report);
     return out;
 }
 

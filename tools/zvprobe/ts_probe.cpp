@@ -1,83 +1,104 @@
 // SPDX-License-Identifier: MIT
-// Implementation of ts_probe.h: source, feed and resolver put together.
+// Implementation of ts_probe.h: source, survey and resolver put together.
 #include "ts_probe.h"
 
-#include "continuity_watch.h"
+#include <algorithm>
+
 #include "interrupt.h"
 #include "resolver.h"
-#include "table_watch.h"
-#include "ts_feed.h"
+#include "survey_run.h"
+#include "text_parts.h"
+#include "ts_sync.h"
 
 namespace zvprobe {
 namespace {
 
+// What the survey has looked at is still in the cache for the resolver.
+constexpr size_t kPiece = size_t{256} << 10;
+// As many packets as one datagram carries: while pacing, the resolver sleeps within a piece.
+constexpr size_t kPacedPiece = 7 * kPacketSize;
+
+uint32_t parse_options_for(Pace pace) {
+    if (pace == Pace::kPcr) return ZV_TS_CHECK_CC | ZV_TS_PACE_PCR;
+    if (pace == Pace::kPts) return ZV_TS_CHECK_CC | ZV_TS_PACE_PES;
+    return ZV_TS_CHECK_CC;
+}
+
 // One run over a source.
 class TsProbe {
   public:
-    TsProbe(Findings& findings, const SyncPoint& first, const TsProbeOptions& options)
-        : options_(options),
-          packet_size_(first.packet_size),
+    TsProbe(const Findings& findings, const TsProbeOptions& options)
+        : findings_(findings),
+          options_(options),
+          parse_options_(parse_options_for(options.pace)),
           resolver_(findings.source()),
-          tables_(findings),
-          feed_(resolver_, first, feed_options(), findings) {
-        if (findings.told()) continuity_.emplace(tables_, findings);
-    }
+          survey_({[this](const ZvSurveyEvent& event) { see_event(event); },
+                   [this](std::span<const uint8_t> packets, size_t packet_size) {
+                       see_packets(packets, packet_size);
+                   }}) {}
 
     void read(Source& source, std::span<const uint8_t> window) {
         for (;;) {
             const bool last = source.at_end();
-            const size_t taken = feed_.take(window, last);
-            if (options_.on_progress) options_.on_progress(feed_.reading().bytes);
-            if (interrupted() || last) return;
+            feed(window);
+            if (options_.on_progress) options_.on_progress(survey_.totals().bytes);
+            if (last && !stopped()) return finish();
+            if (interrupted()) return;
             if (options_.is_report_due && options_.is_report_due()) options_.on_report(report());
-            window = source.next(window.size() - taken);
+            window = source.next(0);
         }
     }
 
-    // The resolver has something to say only when tables came since it was asked last. Until then
-    // what it said then is still the best account.
     TsReport report() {
-        TsReport report;
-        report.reading = feed_.reading();
-        tables_complete_ = resolver_.update(*info_) || tables_complete_;
-        report.tables_complete = tables_complete_;
-        *report.info = *info_;
-        report.table_continuity = tables_.totals();
-        report.crc_errors = tables_.crc_errors();
-        if (options_.statistics) report.tables = tables_.continuity(report.programs());
-        return report;
+        return {survey_.json(), events_, resolver_.account(), options_.statistics};
     }
 
   private:
-    FeedOptions feed_options() {
-        FeedOptions feed;
-        if (options_.pace == Pace::kPcr) feed.parse_options |= ZV_TS_PACE_PCR;
-        if (options_.pace == Pace::kPts) feed.parse_options |= ZV_TS_PACE_PES;
-        feed.paced = options_.pace != Pace::kNone;
-        feed.on_packets = [this](std::span<const uint8_t> packets, uint64_t offset) {
-            tables_.see(packets, packet_size_, offset);
-            if (continuity_) continuity_->see(packets, packet_size_, offset);
-            if (options_.on_packets) options_.on_packets(packets, packet_size_);
-        };
-        return feed;
+    // What has been read is looked at even after a signal, unless that takes time.
+    bool stopped() const { return options_.pace != Pace::kNone && interrupted(); }
+
+    void feed(std::span<const uint8_t> window) {
+        const size_t most = options_.pace == Pace::kNone ? kPiece : kPacedPiece;
+        do {
+            const auto piece = window.first(std::min(most, window.size()));
+            survey_.feed(piece, options_.live);
+            window = window.subspan(piece.size());
+        } while (!window.empty() && !stopped());
     }
 
+    void finish() {
+        survey_.finish();
+        if (!findings_.told()) return;
+        const ZvSurveyTotals totals = survey_.totals();
+        if (totals.trailing_bytes == 0) return;
+        findings_.tell(totals.bytes - totals.trailing_bytes,
+                       counted(totals.trailing_bytes, "trailing byte", "trailing bytes"));
+    }
+
+    void see_event(const ZvSurveyEvent& event) {
+        events_.add(event);
+        findings_.tell(event);
+    }
+
+    void see_packets(std::span<const uint8_t> packets, size_t packet_size) {
+        resolver_.parse(packets, packet_size, parse_options_);
+        if (options_.on_packets) options_.on_packets(packets, packet_size);
+    }
+
+    const Findings& findings_;
     const TsProbeOptions& options_;
-    size_t packet_size_;
+    const uint32_t parse_options_;
     Resolver resolver_;
-    TableWatch tables_;
-    std::optional<ContinuityWatch> continuity_;  // when somebody listens
-    TsFeed feed_;
-    std::unique_ptr<StreamInfo> info_ = std::make_unique<StreamInfo>();
-    bool tables_complete_ = false;
+    EventTallies events_;
+    SurveyRun survey_;
 };
 
 }  // namespace
 
-TsReport probe_transport_stream(Findings& findings, Source& source,
-                                std::span<const uint8_t> first_window, const SyncPoint& first,
+TsReport probe_transport_stream(const Findings& findings, Source& source,
+                                std::span<const uint8_t> first_window,
                                 const TsProbeOptions& options) {
-    TsProbe probe(findings, first, options);
+    TsProbe probe(findings, options);
     probe.read(source, first_window);
     return probe.report();
 }

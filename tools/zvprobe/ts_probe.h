@@ -8,7 +8,6 @@
 #include "findings.h"
 #include "source.h"
 #include "ts_report.h"
-#include "ts_sync.h"
 
 namespace zvprobe {
 
@@ -16,6 +15,7 @@ enum class Pace { kNone, kPcr, kPts };
 
 struct TsProbeOptions {
     Pace pace = Pace::kNone;
+    bool live = false;  // time is that of arrival, not the stream's own
     bool statistics = false;
     std::function<void(uint64_t bytes)> on_progress;  // called after each window
 
@@ -27,10 +27,10 @@ struct TsProbeOptions {
     std::function<void(TsReport)> on_report;
 };
 
-// findings      are told what is wrong; their source's name stands in log lines
-// first_window  what source.next(0) gave, in which `first` was found
-TsReport probe_transport_stream(Findings& findings, Source& source,
-                                std::span<const uint8_t> first_window, const SyncPoint& first,
+// findings      are told what happens; their source's name stands in log lines
+// first_window  what source.next(0) gave, in which a transport stream was found
+TsReport probe_transport_stream(const Findings& findings, Source& source,
+                                std::span<const uint8_t> first_window,
                                 const TsProbeOptions& options);
 
 }  // namespace zvprobe

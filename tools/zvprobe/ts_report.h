@@ -1,78 +1,87 @@
 // SPDX-License-Identifier: MIT
-// What is known of a transport stream after reading it: the facts, without any layout.
+// What is known of a transport stream after reading it: the survey's JSON object, which every
+// renderer works from, where things happened first, and the resolver's account.
 #pragma once
 
-#include <algorithm>
+#include <cmath>
 #include <cstdint>
-#include <memory>
-#include <optional>
-#include <span>
+#include <limits>
 #include <string>
 #include <vector>
 
-#include "listed.h"
-#include "mpegts.h"
+#include "json_parts.h"
+#include "resolver.h"
+#include "zvsurvey.h"
 
 namespace zvprobe {
 
-// What was read, and how it fell into packets. Every byte is accounted for:
-// bytes = packets * packet_size + skipped_bytes + trailing_bytes.
-struct TsReading {
-    uint32_t packet_size = 0;
-    uint64_t first_sync_offset = 0;  // of the first packet's sync byte
-    uint64_t bytes = 0;
-    uint64_t packets = 0;
-    uint64_t skipped_bytes = 0;   // out of sync, those before the first packet included
-    uint64_t trailing_bytes = 0;  // of the packet that the end cut off
-    Listed<Gap> losses;           // from the missing sync byte to the next packet, or the end
+// Events of one kind, of which the survey's list may lack most.
+struct EventTally {
+    std::string kind;
+    bool is_indicator;  // of ETSI TR 101 290
+    uint64_t count = 0;
+    uint64_t first_offset = 0;
+    int32_t first_pid = ZV_SURVEY_NONE;
+    double first_s = std::numeric_limits<double>::quiet_NaN();
 };
 
-// A section whose CRC_32 does not match its bytes.
-struct CrcError {
-    uint64_t offset;  // of the packet in which it begins
-    uint16_t pid;
-    uint8_t table_id;
-};
+// The tallies in the order in which the kinds were first seen.
+class EventTallies {
+  public:
+    void add(const ZvSurveyEvent& event);
 
-struct ContinuityTotals {
-    uint64_t errors = 0;
-    uint64_t lost = 0;
-};
+    const std::vector<EventTally>& all() const { return tallies_; }
 
-// Continuity of the table PIDs.
-struct TableContinuity {
-    CCState pat;
-    CCState sdt;
-    std::vector<CCState> pmt;  // by programme
+    // -> null when there was no such event
+    const EventTally* of(const std::string& kind) const;
+
+  private:
+    std::vector<EventTally> tallies_;
 };
 
 struct TsReport {
-    TsReading reading;
-    bool tables_complete = false;
-    std::unique_ptr<StreamInfo> info = std::make_unique<StreamInfo>();
-    ContinuityTotals table_continuity;  // of all tables
-    Listed<CrcError> crc_errors;
-    std::optional<TableContinuity> tables;  // with statistics only
+    Json survey;
+    EventTallies events;
+    ResolverAccount resolver;
+    bool statistics = false;  // asked for: they are part of the resolver's account
 
-    std::span<const StreamInfoProgram> programs() const {
-        const auto count = std::clamp<int32_t>(info->program_count, 0, ZV_TS_MAX_PROGRAMS);
-        return {info->programs, static_cast<size_t>(count)};
-    }
+    uint64_t bytes() const { return survey["bytes"]; }
+
+    // -> false when what looked like packets was none
+    bool has_packets() const { return survey["packets"] != 0; }
 };
 
-inline std::span<const StreamInfoEs> streams_of(const StreamInfoProgram& program) {
-    const auto count = std::clamp<int8_t>(program.es_count, 0, ZV_TS_MAX_STREAMS);
-    return {program.streams, static_cast<size_t>(count)};
-}
+// Errors that a report counts. `--strict` looks at these, and the text lists them.
+struct TsFaults {
+    uint64_t sync_losses = 0;
+    uint64_t byte_errors = 0;
+    uint64_t skipped_bytes = 0;
+    uint64_t trailing_bytes = 0;
+    uint64_t transport_errors = 0;
+    uint64_t continuity_errors = 0;
+    uint64_t packets_lost = 0;
+    uint64_t pids_with_losses = 0;  // with continuity errors
+    uint64_t crc_errors = 0;
 
-// -> the name of a stream's kind
-const char* kind_name(int32_t kind);
+    bool any() const;
+};
+TsFaults faults_of(const TsReport& report);
 
-// Continuity errors and losses of all elementary streams.
-ContinuityTotals continuity_totals(const TsReport& report);
-
-// -> true when the stream has errors: lost packets or sync, bytes of no packet, tables that are
-//    damaged or never came
+// -> true when there are any
 bool has_findings(const TsReport& report);
+
+// Continuity and CRC errors of the tables that the resolver is about, as the survey counts them.
+struct TableFaults {
+    uint64_t errors = 0;
+    uint64_t lost = 0;
+    uint64_t crc_errors = 0;
+};
+TableFaults table_faults(const TsReport& report);
+
+// Of one PID; without a packet there are none.
+TableFaults pid_faults(const TsReport& report, uint16_t pid);
+
+// -> true for PAT, CAT, NIT, SDT, EIT and PMTs
+bool is_resolver_table(const Json& pid);
 
 }  // namespace zvprobe

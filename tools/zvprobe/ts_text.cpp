@@ -20,6 +20,10 @@ std::string hex(uint32_t value) {
     return formatted("%#x", value);
 }
 
+std::string pid_text(uint16_t pid) {
+    return formatted("0x%x", pid);
+}
+
 std::string hex_byte(uint8_t value) {
     return formatted("0x%02x", value);
 }

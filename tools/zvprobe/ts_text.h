@@ -12,6 +12,9 @@ namespace zvprobe {
 // -> "0x100", and "0" for 0, as the library writes PIDs
 std::string hex(uint32_t value);
 
+// -> "0x100", and "0x0" for 0
+std::string pid_text(uint16_t pid);
+
 // -> "0x0f"
 std::string hex_byte(uint8_t value);
 

@@ -1,139 +1,131 @@
 // SPDX-License-Identifier: MIT
-// The text about a transport stream.
-#include "resolver.h"
-#include "text_parts.h"
-#include "text_report.h"
-#include "ts_statistics.h"
-#include "ts_text.h"
+// The text about a transport stream: what it is, what is in it, what is wrong with it. The
+// resolver's account follows where it was asked for.
+#include <cmath>
+
+#include "text_table.h"
+#include "ts_text_parts.h"
 
 namespace zvprobe {
 namespace {
 
-class TsPrinter {
+std::string clock_text(double seconds) {
+    const auto whole = static_cast<uint64_t>(seconds);
+    char text[64];
+    std::snprintf(text, sizeof text, "%llu:%02llu:%02llu",
+                  static_cast<unsigned long long>(whole / 3600),
+                  static_cast<unsigned long long>(whole / 60 % 60),
+                  static_cast<unsigned long long>(whole % 60));
+    return text;
+}
+
+std::string duration_text(double seconds) {
+    const std::string text = fixed(seconds, 3) + " s";
+    return seconds < 60 ? text : text + " (" + clock_text(seconds) + ")";
+}
+
+// What the whole stream is: size, time, network.
+class TsHead {
   public:
-    TsPrinter(std::ostream& out, const TsReport& report, const TextOptions& options)
-        : out_(out), report_(report), style_(options.style), options_(options) {}
+    TsHead(std::ostream& out, const TsReport& report, const Style& style)
+        : out_(out), survey_(report.survey), style_(style) {}
 
     void print() const {
-        print_reading();
-        print_sync();
-        print_tables();
-        for (const StreamInfoProgram& program : report_.programs())
-            print_program(program);
-        print_info_line();
-        if (options_.statistics) print_statistics(out_, report_, options_);
+        line("format") << "MPEG transport stream, " << survey_["packet_size"] << "-byte packets\n";
+        line("size") << counted(survey_["bytes"], "byte", "bytes") << ", "
+                     << counted(survey_["packets"], "packet", "packets") << '\n';
+        print_clock();
+        print_network();
+        print_time();
     }
 
   private:
     std::ostream& line(std::string_view label) const { return begin_line(out_, style_, label); }
 
-    void print_reading() const {
-        const TsReading& reading = report_.reading;
-        line("format") << "MPEG transport stream, " << reading.packet_size << "-byte packets\n";
-        line("packets") << reading.packets << " in " << counted(reading.bytes, "byte", "bytes");
-        if (reading.trailing_bytes != 0) {
-            out_ << ", then "
-                 << style_.bad(counted(reading.trailing_bytes, "trailing byte", "trailing bytes"));
+    void print_clock() const {
+        const Json& clock = survey_["clock"];
+        std::vector<std::string> parts;
+        if (const auto seconds = figure(clock, "duration_s"))
+            parts.push_back(duration_text(*seconds));
+        if (const auto rate = figure(clock, "bit_rate_bps")) parts.push_back(rate_text(*rate));
+        const Json& constant = clock["constant_rate"];
+        if (constant.is_boolean())
+            parts.emplace_back(constant.get<bool>() ? "constant rate" : "variable rate");
+        if (const auto pid = figure(clock, "pcr_pid"))
+            parts.push_back("clock of PID " + pid_text(static_cast<uint16_t>(*pid)));
+        if (!parts.empty()) line("duration") << wrapped(parts, kLabelEnd, kLabelEnd) << '\n';
+    }
+
+    void print_network() const {
+        std::vector<std::string> parts;
+        if (const Json& network = survey_["network"]; !network.is_null()) {
+            if (network["name"].is_string()) parts.push_back(in_quotes(text_of(network, "name")));
+            parts.push_back("network_id " + network["network_id"].dump());
         }
+        if (const auto id = figure(survey_, "transport_stream_id"))
+            parts.push_back("transport_stream_id " + number_text(*id));
+        const bool named = !survey_["network"].is_null();
+        if (!parts.empty())
+            line(named ? "network" : "stream") << wrapped(parts, kLabelEnd, kLabelEnd) << '\n';
+    }
+
+    void print_time() const {
+        const Json& utc = survey_["utc"];
+        if (utc.is_null()) return;
+        line("time") << printable(text_of(utc, "first"));
+        if (utc["last"] != utc["first"]) out_ << " to " << printable(text_of(utc, "last"));
         out_ << '\n';
-    }
-
-    void print_sync() const {
-        const TsReading& reading = report_.reading;
-        line("skipped") << marked(style_, reading.skipped_bytes == 0,
-                                  counted(reading.skipped_bytes, "byte", "bytes"))
-                        << " out of sync\n";
-        if (reading.first_sync_offset != 0)
-            line("first packet") << "at byte " << reading.first_sync_offset << '\n';
-        if (reading.losses.count() == 0) return;
-        line("sync lost") << style_.bad(counted(reading.losses.count(), "time", "times")) << '\n';
-        print_first(out_, style_, reading.losses, gap_text);
-    }
-
-    void print_tables() const {
-        if (report_.tables_complete) {
-            line("tables") << style_.good("complete");
-        } else {
-            const std::string_view progress = bounded(report_.info->progress);
-            line("tables") << style_.bad("incomplete") << ": "
-                           << (progress.empty() ? "no programme found" : progress);
-        }
-        const uint64_t wrong = report_.crc_errors.count();
-        out_ << ", " << marked(style_, wrong == 0, counted(wrong, "wrong CRC", "wrong CRCs"));
-        if (const uint64_t gaps = report_.table_continuity.errors; gaps != 0)
-            out_ << ", " << style_.bad(counted(gaps, "continuity error", "continuity errors"));
-        out_ << '\n';
-        print_first(out_, style_, report_.crc_errors, [](const CrcError& error) {
-            return "at byte " + std::to_string(error.offset) + ", PID " + hex(error.pid) +
-                   ", table " + hex_byte(error.table_id);
-        });
-        if (report_.tables_complete) print_continuity();
-    }
-
-    void print_continuity() const {
-        const ContinuityTotals totals = continuity_totals(report_);
-        line("continuity") << marked(style_, totals.errors == 0,
-                                     counted(totals.errors, "error", "errors"))
-                           << ", " << counted(totals.lost, "packet", "packets") << " lost\n";
-    }
-
-    void print_program(const StreamInfoProgram& program) const {
-        out_ << '\n';
-        line("programme") << style_.heading(std::to_string(program.program_number)) << ", PMT "
-                          << hex(program.pmt_pid) << ", PCR " << hex(program.pcr_pid) << '\n';
-        print_service(program);
-        Columns streams;
-        streams.add({"PID", "type", "name", "kind", "continuity"});
-        for (const StreamInfoEs& stream : streams_of(program)) {
-            streams.add({hex(stream.pid), hex_byte(stream.stream_type),
-                         printable(bounded(stream.type_name)), kind_name(stream.kind),
-                         continuity(stream)});
-        }
-        streams.print(out_, style_, "streams");
-    }
-
-    void print_service(const StreamInfoProgram& program) const {
-        if (program.has_service == 0) {
-            line("service") << "not described\n";
-            return;
-        }
-        line("service") << style_.heading(quoted(bounded(program.service_name))) << ", provider "
-                        << quoted(bounded(program.service_provider)) << ", "
-                        << bounded(program.service_type) << '\n';
-    }
-
-    std::string continuity(const StreamInfoEs& stream) const {
-        std::string text = continuity(stream.cc_state);
-        if (stream.numPcr_noInPmt == 0) return text;
-        const auto packets = static_cast<uint32_t>(stream.numPcr_noInPmt);
-        return text + ", " + counted(packets, "packet", "packets") +
-               " with a PCR the PMT does not name";
-    }
-
-    std::string continuity(const CCState& state) const {
-        if (state.started == 0) return "no packet checked";
-        if (state.errnum == 0) return style_.good("ok");
-        return style_.bad(counted(state.errnum, "error", "errors") + ", " +
-                          counted(state.lostnum, "packet", "packets") + " lost");
-    }
-
-    void print_info_line() const {
-        const std::string text = stream_info_line(*report_.info, options_.statistics);
-        if (text.empty()) return;
-        out_ << '\n';
-        line("stream info") << printable(text) << '\n';
     }
 
     std::ostream& out_;
-    const TsReport& report_;
+    const Json& survey_;
     const Style& style_;
-    const TextOptions& options_;
 };
 
 }  // namespace
 
+std::optional<double> figure(const Json& object, const char* name) {
+    const Json& value = object[name];
+    return value.is_number() ? std::optional(value.get<double>()) : std::nullopt;
+}
+
+std::string text_of(const Json& object, const char* name) {
+    const Json& value = object[name];
+    return value.is_string() ? value.get<std::string>() : std::string();
+}
+
+std::string rate_text(double bits_per_second) {
+    constexpr double kMega = 1e6;
+    return bits_per_second < kMega ? fixed(bits_per_second / 1000, 1) + " kbit/s"
+                                   : fixed(bits_per_second / kMega, 3) + " Mbit/s";
+}
+
+std::string rate_text(const Json& object) {
+    const auto rate = figure(object, "bit_rate_bps");
+    return rate ? rate_text(*rate) : std::string();
+}
+
+Cell errors_cell(const Json& pid) {
+    std::vector<std::string> parts;
+    const Json& continuity = pid["continuity"];
+    if (!continuity.is_null() && continuity["errors"] != 0)
+        parts.push_back(counted(continuity["errors"], "gap", "gaps") + ", " +
+                        continuity["lost"].dump() + " lost");
+    if (pid["crc_errors"] != 0) parts.push_back(pid["crc_errors"].dump() + " CRC");
+    if (pid["transport_errors"] != 0) parts.push_back(pid["transport_errors"].dump() + " marked");
+    if (parts.empty()) return {"none"};
+    std::string text;
+    for (const std::string& part : parts)
+        text += (text.empty() ? "" : ", ") + part;
+    return {text, true};
+}
+
 void print_text(std::ostream& out, const TsReport& report, const TextOptions& options) {
-    TsPrinter(out, report, options).print();
+    TsHead(out, report, options.style).print();
+    print_programs(out, report, options.style);
+    print_other_pids(out, report, options.style);
+    print_faults(out, report, options.style);
+    if (options.resolver || options.statistics) print_resolver(out, report, options);
 }
 
 }  // namespace zvprobe

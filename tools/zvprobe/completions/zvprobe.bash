@@ -17,7 +17,7 @@ _zvprobe_first_of() {
 _zvprobe() {
     local current=${COMP_WORDS[COMP_CWORD]} previous=${COMP_WORDS[COMP_CWORD - 1]}
     local common="--help --version --verbose --quiet --log"
-    local probe="--json --stats --strict --pace" options="" words="" files=yes
+    local probe="--json --resolver --stats --strict --pace" options="" words="" files=yes
     local commands="probe monitor extract rtp pace remap flv-meta build" kinds="pat pmt sdt null"
     COMPREPLY=()
 
@@ -50,7 +50,7 @@ _zvprobe() {
     case $(_zvprobe_first_of $commands) in
         "") options=$probe words=$commands ;;
         probe) options=$probe ;;
-        monitor) options="--interval --json-lines --stats" ;;
+        monitor) options="--interval --json-lines --resolver --stats" ;;
         pace) options="--to --by" ;;
         remap) options="--program --pmt --pcr --es --from" ;;
         build)

@@ -33,7 +33,8 @@ complete -c zvprobe -n $no_command -a build -d 'Write a table or null packets'
 
 for condition in $no_command "__zvprobe_seen probe"
     complete -c zvprobe -n $condition -l json -d 'Print one JSON object'
-    complete -c zvprobe -n $condition -l stats -d 'Add arrival periods and table continuity'
+    complete -c zvprobe -n $condition -l resolver -d 'Show what the resolver tells hosts'
+    complete -c zvprobe -n $condition -l stats -d 'The same with arrival periods'
     complete -c zvprobe -n $condition -l strict -d 'Exit with status 1 when a source has errors'
     complete -c zvprobe -n $condition -l pace -f -a 'pcr pts' -d 'Feed in real time'
 end
@@ -41,7 +42,8 @@ end
 set -l monitor "__zvprobe_seen monitor"
 complete -c zvprobe -n $monitor -x -l interval -d 'Seconds between reports'
 complete -c zvprobe -n $monitor -l json-lines -d 'One line of JSON each'
-complete -c zvprobe -n $monitor -l stats -d 'Add arrival periods and table continuity'
+complete -c zvprobe -n $monitor -l resolver -d 'Show what the resolver tells hosts'
+complete -c zvprobe -n $monitor -l stats -d 'The same with arrival periods'
 
 complete -c zvprobe -n "__zvprobe_seen pace" -x -l to -a 'udp:// tcp://' -d 'Where to'
 complete -c zvprobe -n "__zvprobe_seen pace" -x -l by -a 'pcr pts' -d 'Clock to follow'

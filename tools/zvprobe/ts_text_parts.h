@@ -1,0 +1,45 @@
+// SPDX-License-Identifier: MIT
+// The parts of the text about a transport stream, in the order of the page, and how they write
+// figures. All but the last work from the survey's JSON.
+#pragma once
+
+#include <optional>
+
+#include "text_parts.h"
+#include "text_report.h"
+#include "text_table.h"
+#include "ts_text.h"
+
+namespace zvprobe {
+
+// Where the text of a labelled line begins.
+constexpr size_t kLabelEnd = 15;
+
+// -> the member; nothing when it is null
+std::optional<double> figure(const Json& object, const char* name);
+
+// -> the member; empty when it is null
+std::string text_of(const Json& object, const char* name);
+
+// -> "620.1 kbit/s", "12.345 Mbit/s"
+std::string rate_text(double bits_per_second);
+
+// -> the same of a member "bit_rate_bps"; empty when it is null
+std::string rate_text(const Json& object);
+
+// What is wrong with the packets of an entry of "pids".
+Cell errors_cell(const Json& pid);
+
+// Programmes, a line each, and their streams.
+void print_programs(std::ostream& out, const TsReport& report, const Style& style);
+
+// PIDs that are no programme's stream: tables, conditional access, null packets, unreferenced ones.
+void print_other_pids(std::ostream& out, const TsReport& report, const Style& style);
+
+// What is wrong, how often, and where first; then what changed.
+void print_faults(std::ostream& out, const TsReport& report, const Style& style);
+
+// The resolver's account, with the statistics where they were asked for.
+void print_resolver(std::ostream& out, const TsReport& report, const TextOptions& options);
+
+}  // namespace zvprobe
