@@ -96,6 +96,20 @@ seed pes_payload packed "\000\005\001\007\267\001\360\267\050\007\267" h264-aac.
 seed pes_payload overlong-field '\001\101\000\060\001\310'
 seed pes_payload any-packets '\001\101\000\020\016\000\000\001\340\000\000\200\000\002\377\377abc\001\000\061\004\002\000\377d'
 
+# mode, piece sizes; bytes, packets, or records of tables and packets
+seed survey plain "\000$sizes" single.ts 0 5640
+seed survey repaired "\001$sizes" three-programs.ts 0 5640
+seed survey timed "\002$sizes" single-192.m2ts 4 5760
+seed survey parity "\203$sizes" single-204.ts 0 6120
+seed survey made "\204$sizes\000\010\001\002\000\001\001\003\133\120\020\133\000\020\002\000"
+on='\000\000\000\260\015\000\001\301\000\000\000\001\341\000\000\000\340\020'
+pmt='\000\200\002\260\032\000\001\301\000\000\341\001\360\006\011\004\001\000\341\003\206\341\002\360\006\012\004eng\000'
+sdt='\000\003\102\260\027\000\001\301\000\000\000\001\377\000\001\374\000\012\110\010\001\002Ab\003One'
+nit='\000\002\100\260\014\000\001\301\000\000\360\005\100\003Net'
+tot='\000\005\163\060\007\313\122\022\000\000\360\000'
+packet='\200\303\200\000\014\007\200secti'
+seed survey tables "\005$sizes$on$pmt$sdt$nit$tot$packet$pmt"
+
 # mode; a file
 seed zvprobe_read ts '\000' three-programs.ts 0 5640
 seed zvprobe_read timed-text '\004' single-192.m2ts 0 5760

@@ -19,6 +19,10 @@ using Bytes = std::vector<uint8_t>;
 inline void append(Bytes& to, const Bytes& from) {
     to.insert(to.end(), from.begin(), from.end());
 }
+inline Bytes operator+(Bytes a, const Bytes& b) {
+    append(a, b);
+    return a;
+}
 inline void append16(Bytes& to, int value) {
     append(to, {static_cast<uint8_t>(value >> 8), static_cast<uint8_t>(value)});
 }
@@ -54,8 +58,17 @@ class TsPacket {
         store16(field_, 6, static_cast<int>((base & 1) << 15) | 0x7E00 | extension);
         return *this;
     }
+    // Flags of an adaptation field of its own, or of the one given before.
+    TsPacket& flags(int value) {
+        if (field_.size() < 2) adaptation(1);
+        return field_[1] |= static_cast<uint8_t>(value), *this;
+    }
+    TsPacket& discontinuity() { return flags(0x80); }
+    TsPacket& random_access() { return flags(0x40); }
     // What the header claims, whatever the packet holds.
     TsPacket& control(int afc) { return afc_ = afc, *this; }
+    TsPacket& transport_error() { return error_ = true, *this; }
+    TsPacket& scrambled(int with = 2) { return scrambling_ = with, *this; }
     TsPacket& payload(Bytes bytes) { return payload_ = std::move(bytes), *this; }
     // Pointer field and section.
     TsPacket& section(const Bytes& bytes, Bytes pointer = {0}) {
@@ -69,8 +82,8 @@ class TsPacket {
     // Cut or filled to 188 bytes.
     Bytes build() const {
         Bytes out{0x47};
-        append16(out, (start_ ? 0x4000 : 0) | (pid_ & 0x1FFF));
-        out.push_back(static_cast<uint8_t>((afc_ << 4) | std::max(cc_, 0)));
+        append16(out, (error_ ? 0x8000 : 0) | (start_ ? 0x4000 : 0) | (pid_ & 0x1FFF));
+        out.push_back(static_cast<uint8_t>((scrambling_ << 6) | (afc_ << 4) | std::max(cc_, 0)));
         append(out, field_);
         append(out, payload_);
         out.resize(188, 0xFF);
@@ -80,6 +93,8 @@ class TsPacket {
   private:
     int pid_;
     bool start_ = false;
+    bool error_ = false;
+    int scrambling_ = 0;
     int cc_ = -1;
     int afc_ = 1;
     Bytes field_;
@@ -92,6 +107,15 @@ class Section {
     Section(int table_id, Bytes body) : table_id_(table_id), body_(std::move(body)) {}
 
     Section& break_crc() { return crc_damage_ = 1, *this; }
+    // The fields of a long section's head.
+    Section& version(int value) {
+        return body_[2] = static_cast<uint8_t>((body_[2] & ~0x3E) | (value << 1)), *this;
+    }
+    Section& not_current() { return body_[2] &= 0xFE, *this; }
+    Section& number(int value, int last) {
+        body_[3] = static_cast<uint8_t>(value);
+        return body_[4] = static_cast<uint8_t>(last), *this;
+    }
     // Fills up to a section_length, so that the CRC of everything before it is 0.
     Section& with_zero_crc(size_t section_length) {
         body_.resize(section_length - 8, 0);
@@ -187,6 +211,20 @@ inline Section sdt(const std::vector<SdtService>& services) {
     return Section(0x42, body);
 }
 
+// A section without section_syntax_indicator, and so without CRC.
+inline Bytes short_section(int table_id, const Bytes& body) {
+    Bytes out{static_cast<uint8_t>(table_id)};
+    append16(out, 0x7000 | static_cast<int>(body.size()));
+    append(out, body);
+    return out;
+}
+
+inline Bytes descriptor(int tag, const Bytes& bytes) {
+    Bytes out{static_cast<uint8_t>(tag), static_cast<uint8_t>(bytes.size())};
+    append(out, bytes);
+    return out;
+}
+
 class PesHeader {
   public:
     explicit PesHeader(int stream_id) : stream_id_(stream_id) {}
@@ -245,6 +283,19 @@ class TsStream {
     TsStream& add(int pid, int count) {
         while (count-- > 0)
             add(TsPacket(pid));
+        return *this;
+    }
+    // A section of any size on a PID, in packets of its own.
+    TsStream& add_section(int pid, const Bytes& section) {
+        Bytes bytes{0};
+        append(bytes, section);
+        for (size_t at = 0; at < bytes.size(); at += 184) {
+            TsPacket packet(pid);
+            if (at == 0) packet.start();
+            const auto end =
+                bytes.begin() + static_cast<ptrdiff_t>(std::min(at + 184, bytes.size()));
+            add(packet.payload(Bytes(bytes.begin() + static_cast<ptrdiff_t>(at), end)));
+        }
         return *this;
     }
     // Loses packets of a PID.
