@@ -121,11 +121,11 @@ const char* known_text(const char* text) {
 }
 
 // What the stream's own bytes say; the texts are the survey's.
-void fill_details(const PidDetail& detail, ZvSurveyStream& out) {
+void fill_details(const PidDetail* detail, ZvSurveyStream& out) {
     out.interlaced = ZV_SURVEY_NONE;
-    if (!detail.facts) return;
-    if (detail.facts->video) {
-        const VideoDetails& video = *detail.facts->video;
+    if (!detail || !detail->facts) return;
+    if (detail->facts->video) {
+        const VideoDetails& video = *detail->facts->video;
         out.width = video.width;
         out.height = video.height;
         out.frame_rate = video.frame_rate;
@@ -134,8 +134,8 @@ void fill_details(const PidDetail& detail, ZvSurveyStream& out) {
         out.interlaced = video.interlaced;
         out.bit_depth = video.bit_depth;
         out.chroma = video.chroma;
-    } else if (detail.facts->audio) {
-        const AudioDetails& audio = *detail.facts->audio;
+    } else if (detail->facts->audio) {
+        const AudioDetails& audio = *detail->facts->audio;
         out.profile = known_text(audio.profile);
         out.sample_rate = audio.sample_rate;
         out.channels = audio.channels;
@@ -412,7 +412,7 @@ int zvsurvey_stream(const ZvSurvey* survey, size_t program, size_t index, ZvSurv
         record.languages = survey->languages.c_str();
         record.descriptors = wanted->descriptors.data();
         record.descriptors_size = wanted->descriptors.size();
-        fill_details(*survey->survey.pids()[wanted->pid].detail, record);
+        fill_details(survey->survey.pids()[wanted->pid].detail.get(), record);
         return fill(out, size, record);
     });
 }

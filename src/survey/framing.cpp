@@ -127,8 +127,10 @@ Framer::Step Framer::find_first(std::span<const uint8_t> rest, bool last) {
         at = find_sync_byte(rest, at + 1);
     if (!first && last && offset_ == 0) first = whole_input_run(rest);
     if (!first) {
+        const size_t passed = std::min(at, places);
+        counts_.skipped_bytes += passed;
         if (last) phase_ = Phase::kEnded;
-        return take({What::kPassed, std::min(at, places)});
+        return take({What::kPassed, passed});
     }
     phase_ = Phase::kInSync;
     counts_.packet_size = first->packet_size;

@@ -187,10 +187,10 @@ Json details_json(const AudioDetails& audio) {
             {"profile", text_or_null(std::string(audio.profile))}};
 }
 
-Json details_json(const PidDetail& detail) {
-    if (!detail.facts) return {};
-    if (detail.facts->video) return details_json(*detail.facts->video);
-    if (detail.facts->audio) return details_json(*detail.facts->audio);
+Json details_json(const PidDetail* detail) {
+    if (!detail || !detail->facts) return {};
+    if (detail->facts->video) return details_json(*detail->facts->video);
+    if (detail->facts->audio) return details_json(*detail->facts->audio);
     return {};
 }
 
@@ -202,7 +202,7 @@ Json stream_json(const PmtView& pmt, const PmtStream& stream, const Pids& pids) 
             {"kind", kind_name(codec.kind)},
             {"languages", languages_of(stream.descriptors)},
             {"descriptors", hex(stream.descriptors)},
-            {"details", details_json(*pids[stream.pid].detail)}};
+            {"details", details_json(pids[stream.pid].detail.get())}};
 }
 
 class SurveyWriter {

@@ -268,7 +268,11 @@ void Judge::see(const PcrCame& came, double now_s) {
               now_s);
     }
     of_pid.last_pcr_s = now_s;
-    if (!of_pid.pcr_line) of_pid.pcr_line = std::make_unique<PcrLine>();
+    if (!of_pid.pcr_line && pcr_lines_ < kMostPcrLines) {
+        of_pid.pcr_line = std::make_unique<PcrLine>();
+        ++pcr_lines_;
+    }
+    if (!of_pid.pcr_line) return;
     of_pid.pcr_line->add(came.step, came.offset, now_s, losses_,
                          pcr_judge(came.pid, of_pid, came.intervals));
     if (!std::exchange(of_pid.in_run, true)) in_runs_.push_back(came.pid);

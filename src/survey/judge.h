@@ -17,6 +17,7 @@ namespace zv::survey {
 class Judge {
   public:
     static constexpr size_t kMostSubTables = 16384;
+    static constexpr size_t kMostPcrLines = 1024;  // PIDs whose PCRs are compared with a line
 
     // clock  in  tells whether PCRs can be compared with a line
     Judge(EventLog& events, Pids& pids, Tables& tables, const Clock& clock, const Limits& limits);
@@ -101,6 +102,7 @@ class Judge {
     std::map<uint32_t, PresentFollowing> present_following_;
     uint64_t sub_tables_left_out_ = 0;
     std::vector<uint16_t> in_runs_;  // PIDs with PCRs since packets were lost last
+    size_t pcr_lines_ = 0;
     uint64_t losses_ = 0;
 };
 

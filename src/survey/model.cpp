@@ -13,6 +13,9 @@ namespace {
 constexpr uint16_t kTablePids[] = {kPidPat, kPidCat, 0x0002, kPidNit, kPidSdt, kPidEit,
                                    kPidRst, kPidTdt, 0x001E, 0x001F,  kPidPsip};
 
+constexpr size_t kPatEntrySize = 4;
+constexpr size_t kMostPatEntries = 8192;  // looked at whenever a section of the PAT changes
+
 constexpr uint8_t kStreamTypeScte35 = 0x86;
 // ISO/IEC 13818-1, table 2-34: private sections, DSM-CC types A to D, its synchronized download,
 // metadata in sections; and the DCII text of SCTE 57.
@@ -131,8 +134,14 @@ void Model::rebuild_programs(uint64_t offset) {
     const auto index_before = std::exchange(program_index_, {});
     const std::vector<uint16_t> network_before = std::exchange(network_pids_, {});
     programs_left_out_ = 0;
+    size_t entries = 0;
     pat_.for_each([&](const Section& section) {
+        if (entries > kMostPatEntries) {
+            programs_left_out_ += section.body().size() / kPatEntrySize;
+            return;
+        }
         for_each_pat_entry(section, [&](uint16_t number, uint16_t pid) {
+            ++entries;
             pids_.watch(pid);
             if (number == 0) {
                 network_pids_.push_back(pid);
@@ -273,15 +282,17 @@ const Program* Model::find_program(uint16_t number) const {
 }
 
 void Model::see_cat(const Section& section, uint64_t offset) {
-    if (store(cat_, section) == StoredTable::Change::kNone) return;
-    const std::vector<uint16_t> before = std::exchange(emm_pids_, {});
-    for_each_emm_pid([&](uint16_t pid) { emm_pids_.push_back(pid); });
-    for (const uint16_t pid : emm_pids_) {
+    StoredTable::Sections replaced;
+    if (cat_.store(section, &replaced) == StoredTable::Change::kNone) return;
+    ++generation_;
+    for_each_ca(section.body(), [&](uint16_t, uint16_t pid) {
         pids_.watch(pid);
         ask(pid, Role::kNamed, offset);
+    });
+    for (const auto& [number, bytes] : replaced) {
+        for_each_ca(Section(bytes).body(),
+                    [&](uint16_t, uint16_t pid) { release(pid, Role::kNamed, offset); });
     }
-    for (const uint16_t pid : before)
-        release(pid, Role::kNamed, offset);
 }
 
 void Model::see_sdt(const Section& section, uint64_t offset) {
@@ -357,12 +368,12 @@ void Model::see_utc(const Section& section) {
 
 void Model::see_event(const Section& section) {
     const std::pair key(section.extension(), section.number());
+    const uint32_t crc = load_be32(&section.bytes()[section.bytes().size() - kCrcSize]);
     const auto known = events_.find(key);
     if (known == events_.end() && events_.size() >= kMostEvents) return;
-    if (known != events_.end() && std::ranges::equal(known->second, section.bytes())) return;
+    if (known != events_.end() && known->second.crc == crc) return;
     ++generation_;
-    const auto bytes = section.bytes();
-    events_.insert_or_assign(key, std::vector<uint8_t>(bytes.begin(), bytes.end()));
+    events_.insert_or_assign(key, KnownEvent{crc, read_first_event(section)});
 }
 
 std::optional<std::string> Model::network_name() const {
@@ -383,8 +394,7 @@ std::vector<Service> Model::services() const {
 
 std::optional<ServiceEvent> Model::service_event(uint16_t service_id, uint8_t number) const {
     const auto found = events_.find({service_id, number});
-    if (found == events_.end()) return std::nullopt;
-    return read_first_event(Section(found->second));
+    return found == events_.end() ? std::nullopt : found->second.event;
 }
 
 }  // namespace zv::survey

@@ -126,8 +126,11 @@ class Model {
     std::unordered_map<uint16_t, size_t> program_index_;  // by number
     size_t programs_left_out_ = 0;
     std::vector<uint16_t> network_pids_;
-    std::vector<uint16_t> emm_pids_;
-    std::map<std::pair<uint16_t, uint8_t>, std::vector<uint8_t>> events_;  // EIT by service, number
+    struct KnownEvent {
+        uint32_t crc = 0;  // of the section that told it
+        std::optional<ServiceEvent> event;
+    };
+    std::map<std::pair<uint16_t, uint8_t>, KnownEvent> events_;  // by service_id and number
     std::string utc_first_, utc_last_;
 };
 

@@ -70,8 +70,8 @@ struct alignas(64) PidRecord {
     const uint8_t* last_packet = nullptr;  // in the input at hand, or detail->kept
     std::unique_ptr<PidDetail> detail;     // there once a packet came or a table named the PID
     uint64_t segment_first = 0;            // offset of the first packet since times were told last
-    uint32_t input = 0;                    // number of the input at hand when a packet came last
-    uint32_t segment = 0;                  // number of the segment of time then
+    uint64_t input = 0;                    // number of the input at hand when a packet came last
+    uint64_t segment = 0;                  // number of the segment of time then
     uint8_t continuity_counter = 0;
     bool ordinary = false;  // packets that continue a payload need no second look
     bool repeated = false;  // the latest packet had the counter of the one before

@@ -13,7 +13,7 @@ namespace zv::survey {
 
 // What the unfinished sections of all PIDs may hold together.
 struct SectionBudget {
-    size_t left = size_t{16} << 20;
+    size_t left = size_t{12} << 20;
     uint64_t refused = 0;  // sections that were not gathered for it
 };
 

@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <map>
 #include <optional>
+#include <utility>
 #include <vector>
 
 #include "survey/section.h"
@@ -21,16 +22,24 @@ class StoredTable {
         kContent,     // another section of the version, or other bytes
     };
 
-    Change store(const Section& section) {
+    using Sections = std::map<uint8_t, std::vector<uint8_t>>;
+
+    // replaced  out  the sections that this one replaces; may be null
+    Change store(const Section& section, Sections* replaced = nullptr) {
         const Change change = change_by(section);
         if (change == Change::kNone) return change;
-        if (change == Change::kNewVersion) sections_.clear();
+        Sections before;
+        if (change == Change::kNewVersion)
+            before.swap(sections_);
+        else if (auto node = sections_.extract(section.number()))
+            before.insert(std::move(node));
         version_ = section.version();
         extension_ = section.extension();
         // Copied first: without memory there is no entry, rather than one without bytes.
         const auto bytes = section.bytes();
         sections_.insert_or_assign(section.number(),
                                    std::vector<uint8_t>(bytes.begin(), bytes.end()));
+        if (replaced) replaced->swap(before);
         return change;
     }
 
@@ -58,7 +67,7 @@ class StoredTable {
 
     std::optional<uint8_t> version_;
     std::optional<uint16_t> extension_;
-    std::map<uint8_t, std::vector<uint8_t>> sections_;
+    Sections sections_;
 };
 
 }  // namespace zv::survey

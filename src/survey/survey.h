@@ -116,7 +116,7 @@ class Survey {
     std::optional<uint64_t> first_arrival_us_;
     uint64_t last_arrival_us_ = 0;
     uint64_t packets_at_first_arrival_ = 0;
-    uint32_t input_number_ = 1;
+    uint64_t input_number_ = 1;
     std::vector<uint16_t> came_;  // PIDs with a packet in the input at hand
 };
 

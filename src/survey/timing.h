@@ -85,7 +85,7 @@ class Timing {
     std::optional<double> arrival_s_;
     std::deque<Timed> waiting_;
     std::vector<uint16_t> active_;  // PIDs with packets in the segment
-    uint32_t segment_ = 1;
+    uint64_t segment_ = 1;
     uint64_t gap_bytes_;
     uint64_t unjudged_ = 0;
     bool unjudged_lately_ = false;
