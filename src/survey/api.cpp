@@ -329,7 +329,7 @@ int zvsurvey_totals(const ZvSurvey* survey, ZvSurveyTotals* out, size_t size) {
         totals.programs = s.model().programs().size();
         totals.services = survey->description().services.size();
         totals.tables = s.tables().records().size();
-        totals.events = s.events().total();
+        totals.events = s.event_count();
         const Clock& clock = s.timing().clock();
         const bool live = s.timing().live();
         totals.clock_source = live ? "arrival" : clock.rate_known() ? "pcr" : "none";
@@ -500,11 +500,12 @@ int zvsurvey_indicator(const ZvSurvey* survey, size_t index, ZvSurveyIndicator* 
     if (!survey || !out || index >= kIndicators.size()) return 0;
     const auto indicator = static_cast<Indicator>(index);
     const IndicatorName& name = kIndicators[index];
-    const IndicatorCount& counted = survey->survey.events().counted(indicator);
+    const IndicatorCount& counted = survey->survey.counted(indicator);
     const bool measured = survey->survey.measures(indicator);
     return fill(out, size,
-                ZvSurveyIndicator{name.id, name.name, name.priority(), measured,
-                                  measured ? counted.count : 0, counted.first_s, counted.last_s});
+                ZvSurveyIndicator{
+                    name.id, name.name, name.priority(), measured, measured ? counted.count : 0,
+                    measured ? counted.first_s : kNoTime, measured ? counted.last_s : kNoTime});
 }
 
 int zvsurvey_crc_error(const ZvSurvey* survey, size_t index, ZvSurveyCrcError* out, size_t size) {
@@ -520,10 +521,11 @@ int zvsurvey_sync_loss(const ZvSurvey* survey, size_t index, ZvSurveySyncLoss* o
 }
 
 int zvsurvey_event(const ZvSurvey* survey, size_t index, ZvSurveyEvent* out, size_t size) {
-    if (!survey || !out || index >= survey->survey.events().listed().size()) return 0;
+    if (!survey || !out || index >= EventLog::kMostListed) return 0;
     return guarded(0, [&] {
-        const Event& event = survey->survey.events().listed()[index];
-        survey->event_message = message_of(event);
-        return fill(out, size, to_record(event, survey->event_message));
+        const std::vector<Event> events = survey->survey.events();
+        if (index >= events.size()) return 0;
+        survey->event_message = message_of(events[index]);
+        return fill(out, size, to_record(events[index], survey->event_message));
     });
 }

@@ -2,6 +2,7 @@
 // Implementation of events.h: names and messages.
 #include "survey/events.h"
 
+#include <algorithm>
 #include <cstdio>
 
 #include "survey/codecs/codec.h"
@@ -125,6 +126,24 @@ std::string message_of(const Event& event) {
         default:
             return {};
     }
+}
+
+std::vector<Event> EventLog::listed(const std::function<bool(Needs)>& measures) const {
+    std::vector<Event> events;
+    for (size_t needs = 0; needs < listed_.size(); ++needs) {
+        if (!measures(static_cast<Needs>(needs))) continue;
+        events.insert(events.end(), listed_[needs].begin(), listed_[needs].end());
+    }
+    std::ranges::sort(events, {}, &Event::number);
+    if (events.size() > kMostListed) events.resize(kMostListed);
+    return events;
+}
+
+uint64_t EventLog::total(const std::function<bool(Needs)>& measures) const {
+    uint64_t total = total_;
+    for (size_t i = 0; i < kIndicators.size(); ++i)
+        if (!measures(kIndicators[i].needs)) total -= indicators_[i].count;
+    return total;
 }
 
 }  // namespace zv::survey

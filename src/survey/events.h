@@ -61,6 +61,7 @@ struct Event {
     uint32_t a = 0, b = 0;  // what the message says, by kind
     uint64_t c = 0, d = 0;  // the same
     double time_s = kNoTime;
+    uint64_t number = 0;  // in the order of being found
 };
 
 // -> one line for people
@@ -74,32 +75,45 @@ class EventLog {
     using Tell = std::function<void(const Event&)>;
     explicit EventLog(Tell tell) : tell_(std::move(tell)) {}
 
-    // Counts an event. -> its place in the list, for settle
+    // Counts an event. -> its place, for settle
     uint32_t found(const Event& event) {
         if (is_indicator(event.kind)) ++indicators_[static_cast<size_t>(event.kind)].count;
-        if (total_++ >= kMostListed) return kNotListed;
-        listed_.push_back(event);
-        return static_cast<uint32_t>(listed_.size() - 1);
+        const auto needs = static_cast<size_t>(needs_of(event.kind));
+        std::vector<Event>& list = listed_[needs];
+        const uint64_t number = total_++;
+        if (list.size() >= kMostListed) return kNotListed;
+        list.push_back(event);
+        list.back().number = number;
+        return static_cast<uint32_t>(needs * kMostListed + list.size() - 1);
     }
 
     // Its time is known now, or known to stay unknown: the host is told.
     void settle(uint32_t place, const Event& event) {
-        if (place != kNotListed) listed_[place].time_s = event.time_s;
+        if (place != kNotListed)
+            listed_[place / kMostListed][place % kMostListed].time_s = event.time_s;
         if (is_indicator(event.kind))
             indicators_[static_cast<size_t>(event.kind)].note_time(event.time_s);
         if (tell_) tell_(event);
     }
 
-    uint64_t total() const { return total_; }
-    const std::vector<Event>& listed() const { return listed_; }
+    // What an indicator counted that proves not to be measured is no event.
+    // measures(needs)  in  is there what it takes?
+    // -> the first, in order
+    std::vector<Event> listed(const std::function<bool(Needs)>& measures) const;
+    uint64_t total(const std::function<bool(Needs)>& measures) const;
+
     const IndicatorCount& counted(Indicator indicator) const {
         return indicators_[static_cast<size_t>(indicator)];
     }
 
   private:
+    static Needs needs_of(EventKind kind) {
+        return is_indicator(kind) ? kIndicators[static_cast<size_t>(kind)].needs : Needs::kNothing;
+    }
+
     Tell tell_;
     uint64_t total_ = 0;
-    std::vector<Event> listed_;
+    std::array<std::vector<Event>, 4> listed_;  // by what it takes to measure them
     std::array<IndicatorCount, kIndicators.size()> indicators_{};
 };
 

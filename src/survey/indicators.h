@@ -96,8 +96,7 @@ struct IndicatorCount {
     }
 };
 
-// When an indicator counts, in seconds but for the accuracy. A negative limit is one that no gap
-// exceeds.
+// When an indicator counts: gaps longer than this, in seconds; the accuracy in nanoseconds.
 struct Limits {
     double pat = 0.5;
     double pmt = 0.5;

@@ -243,6 +243,7 @@ class SurveyWriter {
                 add(program_json(program));
         });
         out_.left_out("programs_left_out", model_.programs_left_out());
+        out_.left_out("service_events_left_out", model_.service_events_left_out());
     }
 
     Json program_json(const Program& program) const {
@@ -361,12 +362,13 @@ class SurveyWriter {
             for (size_t i = 0; i < kIndicators.size(); ++i)
                 add(indicator_json(static_cast<Indicator>(i)));
         });
+        out_.left_out("sub_tables_left_out", survey_.timing().judge().sub_tables_left_out());
         out_.left_out("tr101290_left_out", survey_.timing().unjudged());
     }
 
     Json indicator_json(Indicator indicator) const {
         const IndicatorName& name = kIndicators[static_cast<size_t>(indicator)];
-        const IndicatorCount& counted = survey_.events().counted(indicator);
+        const IndicatorCount& counted = survey_.counted(indicator);
         const bool measured = survey_.measures(indicator);
         return {{"id", name.id},
                 {"name", name.name},
@@ -377,19 +379,11 @@ class SurveyWriter {
                 {"last_s", measured ? number_or_null(counted.last_s) : Json()}};
     }
 
-    // What an indicator counted that proves not to be measured is no event.
     Json events_json() const {
         Json list = Json::array();
-        uint64_t total = survey_.events().total();
-        uint64_t listed = 0;
-        for (size_t i = 0; i < kIndicators.size(); ++i) {
-            const auto indicator = static_cast<Indicator>(i);
-            if (!survey_.measures(indicator)) total -= survey_.events().counted(indicator).count;
-        }
-        for (const Event& event : survey_.events().listed()) {
-            if (is_indicator(event.kind) && !survey_.measures(static_cast<Indicator>(event.kind)))
-                continue;
-            ++listed;
+        const std::vector<Event> listed = survey_.events();
+        const uint64_t total = survey_.event_count();
+        for (const Event& event : listed) {
             const EventName name = name_of(event.kind);
             list.push_back({{"time_s", number_or_null(event.time_s)},
                             {"offset", event.offset},
@@ -399,7 +393,7 @@ class SurveyWriter {
                             {"message", message_of(event)}});
         }
         Json events = {{"total", total}, {"list", list}};
-        add_left_out(events, total - listed);
+        add_left_out(events, total - listed.size());
         return events;
     }
 

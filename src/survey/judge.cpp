@@ -126,7 +126,8 @@ void Judge::see(const SectionBegun& begun, double now_s) {
 }
 
 void Judge::see(const SectionDone& done, double now_s) {
-    const double begin_s = timing(done.pid).section_begin_s;
+    const double begun_s = timing(done.pid).section_begin_s;
+    const double begin_s = std::isnan(begun_s) ? now_s : begun_s;
     if (done.record) {
         if (done.is_current) {
             check_distance(done, begin_s);
@@ -409,14 +410,17 @@ void Judge::resume(double now_s) {
     for_each_wait([&](Wait& wait, Indicator, double, uint16_t) {
         if (wait.running) wait.begin(now_s);
     });
+    for (auto& [key, sub_table] : present_following_)
+        if (sub_table.wait.running) sub_table.wait.begin(now_s);
     tables_.forget_times();
-    if (std::isnan(first_pat_s_)) first_pat_s_ = now_s;
     pids_.for_each_detail([&](uint16_t, PidDetail& detail) {
         PidTiming& of_pid = detail.timing;
         of_pid.last_pcr_s = of_pid.last_pts_s = kNoTime;
         of_pid.named = detail.has(Role::kNamed);
         of_pid.unnamed_since_s = now_s;
         of_pid.pts_due = detail.has(Role::kPts);
+        of_pid.pts.end();
+        of_pid.section_begin_s = kNoTime;
         of_pid.presence.end();
         if (detail.has(Role::kPresence)) of_pid.presence.begin(now_s);
     });

@@ -30,6 +30,24 @@ std::vector<uint16_t> stream_pids(const std::vector<uint8_t>& pmt) {
     return pids;
 }
 
+// -> every PID that a programme names, ascending, each once
+std::vector<uint16_t> names_of(uint16_t pmt_pid, const std::vector<uint8_t>& section) {
+    std::vector<uint16_t> pids = {pmt_pid};
+    if (!section.empty()) {
+        const PmtView pmt(section);
+        const auto add_ca = [&](uint16_t, uint16_t pid) { pids.push_back(pid); };
+        if (pmt.pcr_pid() != kPidNull) pids.push_back(pmt.pcr_pid());
+        for_each_ca(pmt.descriptors(), add_ca);
+        pmt.for_each_stream([&](const PmtStream& stream) {
+            pids.push_back(stream.pid);
+            for_each_ca(stream.descriptors, add_ca);
+        });
+    }
+    std::ranges::sort(pids);
+    pids.erase(std::unique(pids.begin(), pids.end()), pids.end());
+    return pids;
+}
+
 std::optional<PmtStream> find_stream(const Program& program, uint16_t pid) {
     std::optional<PmtStream> found;
     if (!program.has_pmt()) return found;
@@ -179,7 +197,7 @@ void Model::begin_program(const Program& program, uint64_t offset) {
     tell_program(EventKind::kProgramAdded, program, offset);
     ask(program.pmt_pid, Role::kNamed, offset);
     ask(program.pmt_pid, Role::kPmt, offset);
-    change_program(program.pmt_pid, program.number, true);
+    change_names(program, {}, names_of(program.pmt_pid, {}));
     timing_.push(ProgramChange{offset, program.number, program.pmt_pid, true});
 }
 
@@ -187,8 +205,8 @@ void Model::end_program(const Program& program, uint64_t offset) {
     tell_program(EventKind::kProgramRemoved, program, offset);
     const bool moved = find_program(program.number) != nullptr;
     if (!moved) timing_.push(ProgramChange{offset, program.number, program.pmt_pid, false});
-    if (program.has_pmt()) change_streams(program.number, program.pmt, offset, &Model::release);
-    change_program(program.pmt_pid, program.number, false);
+    if (program.has_pmt()) change_streams(program.pmt, offset, &Model::release);
+    change_names(program, names_of(program.pmt_pid, program.pmt), {});
     release(program.pmt_pid, Role::kPmt, offset);
     release(program.pmt_pid, Role::kNamed, offset);
 }
@@ -204,20 +222,26 @@ void Model::release(uint16_t pid, Role role, uint64_t offset) {
         change_role(pid, role, false, offset);
 }
 
+// What was read of a stream that is another one now says nothing of it.
+void Model::declare(uint16_t pid, Codec codec) {
+    PidDetail& detail = pids_.detail(pid);
+    if (detail.declared != codec) detail.facts.reset();
+    detail.declared = codec;
+    detail.es.reset();
+}
+
 // What came so far is judged by the role it had.
 void Model::change_role(uint16_t pid, Role role, bool begins, uint64_t offset) {
+    if (role == Role::kNamed && !begins) declare(pid, Codec::kUnknown);
     timing_.end_segment(pid);
     timing_.push(RoleChange{offset, pid, role, begins});
 }
 
 // Asks for, or releases, everything that a programme map names.
-void Model::change_streams(uint16_t number, const std::vector<uint8_t>& section, uint64_t offset,
+void Model::change_streams(const std::vector<uint8_t>& section, uint64_t offset,
                            void (Model::*change)(uint16_t, Role, uint64_t)) {
     const PmtView pmt(section);
-    const auto name = [&](uint16_t pid) {
-        (this->*change)(pid, Role::kNamed, offset);
-        change_program(pid, number, change == &Model::ask);
-    };
+    const auto name = [&](uint16_t pid) { (this->*change)(pid, Role::kNamed, offset); };
     const auto name_ca = [&](uint16_t, uint16_t pid) { name(pid); };
     if (pmt.pcr_pid() != kPidNull) {
         name(pmt.pcr_pid());
@@ -227,8 +251,7 @@ void Model::change_streams(uint16_t number, const std::vector<uint8_t>& section,
     pmt.for_each_stream([&](const PmtStream& stream) {
         name(stream.pid);
         for_each_ca(stream.descriptors, name_ca);
-        const auto [codec, kind] = declared_codec_of(pmt, stream);
-        pids_.detail(stream.pid).declared = codec;
+        const Kind kind = declared_codec_of(pmt, stream).kind;
         if (kind == Kind::kVideo || kind == Kind::kAudio) {
             (this->*change)(stream.pid, Role::kPresence, offset);
             (this->*change)(stream.pid, Role::kPts, offset);
@@ -236,13 +259,18 @@ void Model::change_streams(uint16_t number, const std::vector<uint8_t>& section,
     });
 }
 
-// Notes that a programme names a PID, once for each mention, or that it does no longer.
-void Model::change_program(uint16_t pid, uint16_t number, bool names) {
-    auto& programs = pids_.detail(pid).programs;
-    if (names)
-        programs.push_back(number);
-    else if (const auto at = std::ranges::find(programs, number); at != programs.end())
-        programs.erase(at);
+// Notes which PIDs a programme names now, and which no longer. Each is noted once, however often it
+// is mentioned.
+void Model::change_names(const Program& program, const std::vector<uint16_t>& before,
+                         const std::vector<uint16_t>& now) {
+    std::vector<uint16_t> changed;
+    std::ranges::set_difference(now, before, std::back_inserter(changed));
+    for (const uint16_t pid : changed)
+        pids_.detail(pid).programs.push_back(program.number);
+    changed.clear();
+    std::ranges::set_difference(before, now, std::back_inserter(changed));
+    for (const uint16_t pid : changed)
+        std::erase(pids_.detail(pid).programs, program.number);
 }
 
 // -> the first programme in the PAT's order that names a PID
@@ -256,9 +284,14 @@ const Program* Model::first_program(uint16_t pid, bool as_stream) const {
     return first;
 }
 
-std::optional<uint16_t> Model::pcr_pid_for(uint16_t pid) const {
-    const Program* const first = first_program(pid, false);
-    return first ? first->pcr_pid() : std::nullopt;
+std::optional<uint16_t> Model::pcr_pid_for(uint16_t pid) {
+    PidDetail& detail = pids_.detail(pid);
+    if (detail.reference_generation != generation_) {
+        const Program* const first = first_program(pid, false);
+        detail.reference_pid = first ? first->pcr_pid() : std::nullopt;
+        detail.reference_generation = generation_;
+    }
+    return detail.reference_pid;
 }
 
 std::optional<DeclaredStream> Model::declared_stream(uint16_t pid) const {
@@ -313,8 +346,9 @@ void Model::see_pmt(uint16_t pid, const Section& section, uint64_t offset) {
         program.pmt, std::vector<uint8_t>(section.bytes().begin(), section.bytes().end()));
     ++generation_;
     watch_pmt_pids(program.view());
-    change_streams(program.number, program.pmt, offset, &Model::ask);
-    if (!before.empty()) change_streams(program.number, before, offset, &Model::release);
+    change_names(program, names_of(pid, before), names_of(pid, program.pmt));
+    change_streams(program.pmt, offset, &Model::ask);
+    if (!before.empty()) change_streams(before, offset, &Model::release);
     if (before.empty()) return;
     if (Section(before).version() != section.version()) {
         timing_.tell({.kind = EventKind::kPmtChanged,
@@ -331,6 +365,7 @@ void Model::watch_pmt_pids(const PmtView& pmt) {
     for_each_ca(pmt.descriptors(), watch_ca);
     pmt.for_each_stream([&](const PmtStream& stream) {
         for_each_ca(stream.descriptors, watch_ca);
+        declare(stream.pid, declared_codec_of(pmt, stream).codec);
         if (carried_in_sections(pmt, stream))
             pids_.watch(stream.pid);
         else
@@ -370,7 +405,10 @@ void Model::see_event(const Section& section) {
     const std::pair key(section.extension(), section.number());
     const uint32_t crc = load_be32(&section.bytes()[section.bytes().size() - kCrcSize]);
     const auto known = events_.find(key);
-    if (known == events_.end() && events_.size() >= kMostEvents) return;
+    if (known == events_.end() && events_.size() >= kMostEvents) {
+        ++service_events_left_out_;
+        return;
+    }
     if (known != events_.end() && known->second.crc == crc) return;
     ++generation_;
     events_.insert_or_assign(key, KnownEvent{crc, read_first_event(section)});

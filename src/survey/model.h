@@ -60,6 +60,8 @@ class Model {
     // In the order of the PAT.
     const std::vector<Program>& programs() const { return programs_; }
     size_t programs_left_out() const { return programs_left_out_; }
+    // -> sections of EIT present/following of services that are too many
+    uint64_t service_events_left_out() const { return service_events_left_out_; }
 
     std::optional<uint16_t> transport_stream_id() const { return pat_.extension(); }
     std::optional<uint16_t> network_id() const { return nit_.extension(); }
@@ -75,7 +77,7 @@ class Model {
     }
 
     // -> the PCR_PID of the first programme in the PAT's order that names a PID
-    std::optional<uint16_t> pcr_pid_for(uint16_t pid) const;
+    std::optional<uint16_t> pcr_pid_for(uint16_t pid);
 
     // -> a stream as the first programme in the PAT's order declares it that lists it
     std::optional<DeclaredStream> declared_stream(uint16_t pid) const;
@@ -109,9 +111,11 @@ class Model {
     void ask(uint16_t pid, Role role, uint64_t offset);
     void release(uint16_t pid, Role role, uint64_t offset);
     void change_role(uint16_t pid, Role role, bool begins, uint64_t offset);
-    void change_streams(uint16_t number, const std::vector<uint8_t>& section, uint64_t offset,
+    void change_streams(const std::vector<uint8_t>& section, uint64_t offset,
                         void (Model::*change)(uint16_t, Role, uint64_t));
-    void change_program(uint16_t pid, uint16_t number, bool names);
+    void change_names(const Program& program, const std::vector<uint16_t>& before,
+                      const std::vector<uint16_t>& now);
+    void declare(uint16_t pid, Codec codec);
     StoredTable::Change store(StoredTable& table, const Section& section);
     void begin_program(const Program& program, uint64_t offset);
     void end_program(const Program& program, uint64_t offset);
@@ -120,11 +124,12 @@ class Model {
 
     Pids& pids_;
     Timing& timing_;
-    uint64_t generation_ = 0;
+    uint64_t generation_ = 1;
     StoredTable pat_, cat_, nit_, sdt_, terrestrial_vct_, cable_vct_;
     std::vector<Program> programs_;
     std::unordered_map<uint16_t, size_t> program_index_;  // by number
     size_t programs_left_out_ = 0;
+    uint64_t service_events_left_out_ = 0;
     std::vector<uint16_t> network_pids_;
     struct KnownEvent {
         uint32_t crc = 0;  // of the section that told it

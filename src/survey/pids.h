@@ -47,6 +47,9 @@ struct PidDetail {
     PtsValues pts;
     std::array<uint32_t, kRoles> roles{};  // how many tables in force ask for each
     std::vector<uint16_t> programs;        // numbers of those that name the PID
+    // The PCR_PID of the first of them, as it was at a generation of the model.
+    std::optional<uint16_t> reference_pid;
+    uint64_t reference_generation = 0;
     PidTiming timing;
 
     bool has(Role role) const { return roles[static_cast<size_t>(role)] > 0; }
@@ -54,6 +57,7 @@ struct PidDetail {
     Codec declared = Codec::kUnknown;  // of a stream, by the latest table
     std::unique_ptr<EsGatherer> es;    // while its own bytes have not told the codec
     std::optional<CodecFacts> facts;   // what they said
+    uint32_t parameters_crc = 0;       // of the parameter set that they began with; 0 none
 
     SectionGatherer sections;
     bool watched = false;           // sections are gathered

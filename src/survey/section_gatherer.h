@@ -73,7 +73,7 @@ class SectionGatherer {
             if (size == 0 || size > bytes.size()) {
                 first_offset_ = offset;
                 gathered_.assign(bytes.begin(), bytes.end());
-                hold();
+                if (!hold()) drop();
                 return;
             }
             see(Section(bytes.first(size)), offset);

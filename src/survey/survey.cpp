@@ -83,14 +83,15 @@ double Survey::seconds_since_first(uint64_t now_us) {
 }
 
 void Survey::feed_at(std::span<const uint8_t> bytes, uint64_t arrival_us) {
-    const bool first = !first_arrival_us_;
+    const bool first = !begun_;  // time begins with the first packet
+    if (first) first_arrival_us_.reset();
     timing_.arrive(seconds_since_first(arrival_us));
     feed(bytes);
     if (first) packets_at_first_arrival_ = framing().packets;
 }
 
 void Survey::tick(uint64_t now_us) {
-    if (first_arrival_us_) timing_.tick(seconds_since_first(now_us), framer_.offset());
+    if (begun_) timing_.tick(seconds_since_first(now_us), framer_.offset());
 }
 
 void Survey::finish() {
@@ -134,8 +135,8 @@ std::optional<double> Survey::drift_ppm(const PidDetail& detail) const {
     return speed ? std::optional((*speed - 1) * 1e6) : std::nullopt;
 }
 
-bool Survey::measures(Indicator indicator) const {
-    switch (kIndicators[static_cast<size_t>(indicator)].needs) {
+bool Survey::has(Needs needs) const {
+    switch (needs) {
         case Needs::kNothing:
             return true;
         case Needs::kClock:
@@ -146,6 +147,14 @@ bool Survey::measures(Indicator indicator) const {
             break;
     }
     return false;
+}
+
+std::vector<Event> Survey::events() const {
+    return events_.listed([this](Needs needs) { return has(needs); });
+}
+
+uint64_t Survey::event_count() const {
+    return events_.total([this](Needs needs) { return has(needs); });
 }
 
 // -> bytes taken
@@ -229,7 +238,17 @@ void Survey::see_other(const Packet& packet, PidRecord& record, uint64_t offset)
     if (packet.scrambled()) return;
     if (packet.starts_unit()) see_time_stamps(packet, detail, offset);
     if (detail.watched) see_sections(packet, detail, offset);
+    if (packet.starts_unit() && packet.random_access()) see_parameters(packet, detail);
     if (detail.es) see_es(packet, detail, offset);
+}
+
+// Where a decoder can begin, other parameters than before make another stream.
+void Survey::see_parameters(const Packet& packet, PidDetail& detail) {
+    const auto parameters = first_parameters(detail.declared, packet.payload());
+    if (parameters.empty()) return;
+    const uint32_t before = std::exchange(detail.parameters_crc, crc32(parameters));
+    if (before != 0 && before != detail.parameters_crc && !detail.es)
+        pids_.read_codec_of(packet.pid());
 }
 
 // Gathers the beginning of a stream until its codec is read. Of video a unit with parameter sets is

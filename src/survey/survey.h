@@ -38,7 +38,7 @@ class Survey {
 
     void feed(std::span<const uint8_t> bytes);
 
-    // Live: the bytes came at this time. -> arrival_us is not before the time of the call before
+    // Live: the bytes came at this time, not before the time of the call before.
     void feed_at(std::span<const uint8_t> bytes, uint64_t arrival_us);
     void tick(uint64_t now_us);
 
@@ -53,7 +53,11 @@ class Survey {
     const Pids& pids() const { return pids_; }
     const Tables& tables() const { return tables_; }
     const Model& model() const { return model_; }
-    const EventLog& events() const { return events_; }
+    const IndicatorCount& counted(Indicator indicator) const { return events_.counted(indicator); }
+
+    // -> the first events, in order, and how many there are; of what was measured
+    std::vector<Event> events() const;
+    uint64_t event_count() const;
     const Timing& timing() const { return timing_; }
 
     // -> how long the stream is, and how fast; nothing while there is no clock
@@ -68,9 +72,12 @@ class Survey {
     std::optional<double> drift_ppm(const PidDetail& detail) const;
 
     // -> is there what it takes to measure an indicator?
-    bool measures(Indicator indicator) const;
+    bool measures(Indicator indicator) const {
+        return has(kIndicators[static_cast<size_t>(indicator)].needs);
+    }
 
   private:
+    bool has(Needs needs) const;
     size_t read(std::span<const uint8_t> bytes, bool last);
     void see_run(const Framer::Step& step, uint64_t offset);
     void see_packet(const uint8_t* bytes, uint64_t offset);
@@ -82,6 +89,7 @@ class Survey {
     void see_scrambled(const Packet& packet, PidDetail& detail, uint64_t offset);
     void see_pcr(const Packet& packet, PidDetail& detail, uint64_t offset);
     void see_time_stamps(const Packet& packet, PidDetail& detail, uint64_t offset);
+    void see_parameters(const Packet& packet, PidDetail& detail);
     void see_es(const Packet& packet, PidDetail& detail, uint64_t offset);
     bool read_codec_now(uint16_t pid, PidDetail& detail, uint64_t offset);
     void finish_codec(uint16_t pid, PidDetail& detail);

@@ -67,7 +67,9 @@ bool Timing::make_room(uint64_t offset) {
 // No clock came yet, and too much waits for it: this stays without a judgement.
 void Timing::drop(const Timed& timed) {
     ++unjudged_;
-    unjudged_lately_ = true;
+    dropped_.any = true;
+    dropped_.first_pat |= std::holds_alternative<FirstPat>(timed);
+    dropped_.first_scrambled |= std::holds_alternative<FirstScrambled>(timed);
     if (const auto* const found = std::get_if<FoundEvent>(&timed))
         events_.settle(found->place, found->event);
 }
@@ -97,13 +99,21 @@ void Timing::settle(const TimeLine& line, uint64_t offset) {
     for (size_t left = waiting_.size(); left > 0; --left) {
         const Timed timed = waiting_.front();
         waiting_.pop_front();
-        if (offset_of(timed) > offset)
+        if (offset_of(timed) > offset) {
             waiting_.push_back(timed);
-        else
-            judge(timed, line);
+            continue;
+        }
+        judge(timed, line);
+        judged_s_ = line.at(offset_of(timed)) / kPcrHz;
     }
     settle_segments(line);
-    if (std::exchange(unjudged_lately_, false)) judge_.resume(line.at(offset) / kPcrHz);
+    const Dropped dropped = std::exchange(dropped_, {});
+    if (!dropped.any) return;
+    judge_.tick(judged_s_, offset);
+    const double now_s = line.at(offset) / kPcrHz;
+    judge_.resume(now_s);
+    if (dropped.first_pat) judge_.see(FirstPat{offset}, now_s);
+    if (dropped.first_scrambled) judge_.see(FirstScrambled{offset}, now_s);
 }
 
 void Timing::settle_segments(const TimeLine& line) {

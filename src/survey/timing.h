@@ -88,7 +88,13 @@ class Timing {
     uint64_t segment_ = 1;
     uint64_t gap_bytes_;
     uint64_t unjudged_ = 0;
-    bool unjudged_lately_ = false;
+    struct Dropped {
+        bool any = false;
+        bool first_pat = false;
+        bool first_scrambled = false;
+    };
+    Dropped dropped_;      // since it was judged last
+    double judged_s_ = 0;  // up to here
 };
 
 }  // namespace zv::survey

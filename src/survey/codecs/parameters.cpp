@@ -27,14 +27,26 @@ bool has_parameters(Codec codec, std::span<const uint8_t> unit) {
     }
 }
 
+bool has_start_codes(Codec codec) {
+    return codec >= Codec::kH264 && codec <= Codec::kMpeg4;
+}
+
 }  // namespace
 
 bool may_begin_with_parameters(Codec codec, std::span<const uint8_t> bytes) {
-    if (codec < Codec::kH264 || codec > Codec::kMpeg4) return true;
+    if (!has_start_codes(codec)) return true;
     StartCodes units(bytes);
     while (const auto unit = units.next())
         if (has_parameters(codec, unit->bytes)) return true;
     return false;
+}
+
+std::span<const uint8_t> first_parameters(Codec codec, std::span<const uint8_t> bytes) {
+    if (!has_start_codes(codec)) return {};
+    StartCodes units(bytes);
+    while (const auto unit = units.next())
+        if (unit->ended && has_parameters(codec, unit->bytes)) return unit->bytes;
+    return {};
 }
 
 }  // namespace zv::survey

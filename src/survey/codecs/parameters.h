@@ -13,4 +13,7 @@ namespace zv::survey {
 // -> false when it is video and no parameter set is among them; true for everything else
 bool may_begin_with_parameters(Codec codec, std::span<const uint8_t> bytes);
 
+// -> the first parameter set that is whole among the bytes; empty where there is none
+std::span<const uint8_t> first_parameters(Codec codec, std::span<const uint8_t> bytes);
+
 }  // namespace zv::survey
