@@ -107,9 +107,14 @@ TEST(SurveyStreams, TellsAPictureThatChanges) {
 }
 
 TEST(SurveyStreams, BelievesTheBytesAndTellsThatTheMapIsWrong) {
-    TsStream stream = programme_of({0x02, kVideoPid});
-    stream.add(unit(kH264High).random_access()).add(unit({0, 0, 1, 0x41}));
-    const Json survey = survey_of(stream.add(unit({0, 0, 1, 0x41})));
+    SurveyRun run;
+    EXPECT_EQ(first_stream(run.feed(programme_of({0x02, kVideoPid}).add(0x1FFF, 20).bytes()).json())
+                  .at("codec"),
+              "mpeg2video");
+    TsStream units;
+    for (const Bytes& es : {kH264High, Bytes{0, 0, 1, 0x41}, Bytes{0, 0, 1, 0x41}})
+        units.add(unit(es).random_access());
+    const Json survey = run.feed(units.bytes()).finish().json();
     EXPECT_EQ(first_stream(survey).at("codec"), "h264");
     EXPECT_EQ(pid_of(survey, kVideoPid).at("codec"), "h264");
     const Json event = entry(survey.at("events").at("list"), {{"kind", "stream_contradicts_pmt"}});
