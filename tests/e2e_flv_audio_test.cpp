@@ -66,6 +66,36 @@ TEST_F(Flv, IsDescribedWithWhatItsTagsHold) {
     EXPECT_EQ(old["video"]["size"]["height"], 180);
 }
 
+TEST_F(Flv, TellsWhatItsConfigurationsMakeOfSoundAndPicture) {
+    const auto aac = [this](const Bytes& config) {
+        Bytes body = {0xAF, 0};
+        body.insert(body.end(), config.begin(), config.end());
+        json read = probe_bytes(flv_file(text_of(audio_tag(body))))["audio"]["aac_config"];
+        for (const char* const member : {"tags", "length", "bytes"})
+            read.erase(member);
+        return read.dump();
+    };
+    const auto sound = [](int type, const char* name, int rate, int channels) {
+        json out = {{"object_type", type}, {"object_name", name}};
+        out.update({{"sample_rate", rate}, {"channels", channels}});
+        return out.dump();
+    };
+    EXPECT_EQ(aac({0x12, 0x10}), sound(2, "LC", 44100, 2));
+    EXPECT_EQ(aac({0x2B, 0x11, 0x88, 0x00}), sound(5, "LC with SBR", 48000, 2));
+    EXPECT_EQ(aac({0x13, 0x10, 0x56, 0xE5, 0x98}), sound(5, "LC with SBR", 48000, 2));
+    EXPECT_EQ(aac({0xEB, 0x09, 0x88, 0x00}), sound(29, "LC with SBR and PS", 48000, 2));
+    EXPECT_EQ(aac({0x11, 0xD8}), sound(2, "LC", 48000, 7));
+    EXPECT_EQ(aac({0xC9, 0x90}), sound(25, "object type 25", 48000, 2));
+    EXPECT_EQ(aac({0x2B, 0x11}), "{}") << "cut off in SBR's rate";
+
+    const Bytes constrained = {0x17, 0, 0, 0, 0, 1, 66, 0xD0, 11, 0xFF, 0xE0, 0};
+    const json avc = probe_bytes(flv_file(text_of(video_tag(constrained))))["video"]["avc_config"];
+    EXPECT_EQ(avc["profile_name"], "Constrained Baseline");
+    EXPECT_EQ(avc["level"], 11);
+    EXPECT_NE(shell("zvprobe stream").out.find("Constrained Baseline, level 1b"),
+              std::string::npos);
+}
+
 TEST_F(Flv, HasScriptDataOfAnyDepthAndLength) {
     const Bytes array = {0, 1, 'a', 10, 0, 0, 0, 2, 1, 1, 5};
     const Bytes date = {0, 1, 'd', 11, 0x42, 0, 0, 0, 0, 0, 0, 0, 0, 0};

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// What FLV tags say about their codecs: the configuration of AAC (ISO/IEC 14496-3, 1.6.2.1) and of
-// AVC (ISO/IEC 14496-15, 5.2.4.1), and the size of a picture.
+// What FLV tags say about their codecs, as the reports show it. The configuration of AAC and the
+// sets in that of AVC (ISO/IEC 14496-15, 5.2.4.1) are read by the parsers of src/survey/codecs.
 #pragma once
 
 #include <cstdint>
@@ -11,9 +11,10 @@
 namespace zvprobe {
 
 struct AacConfig {
-    uint32_t object_type;  // 2 = LC
-    uint32_t sample_rate;  // Hz, of the core coder
-    uint32_t channels;     // 0 when they are described elsewhere
+    uint32_t object_type;  // 5 and 29 with SBR and PS, wherever they are told
+    std::string object_name;
+    uint32_t sample_rate;  // Hz, after decoding, as the channels
+    uint32_t channels;     // 0 unknown
 };
 
 struct PictureSize {
@@ -23,19 +24,18 @@ struct PictureSize {
 
 struct AvcConfig {
     uint8_t profile;
-    uint8_t level;                    // times 10
+    std::string profile_name;
+    uint8_t level;  // times 10
+    std::string level_name;
     std::optional<PictureSize> size;  // from the first sequence parameter set
 };
 
-// -> nothing when the bytes are no such configuration
+// -> nothing when the bytes are no such configuration. Profiles and object types without a name
+//    are named by their number.
 std::optional<AacConfig> parse_aac_config(std::span<const uint8_t> config);
 std::optional<AvcConfig> parse_avc_config(std::span<const uint8_t> config);
 
 // The size in the header of a Sorenson H.263 picture, which is what FLV calls codec 2.
 std::optional<PictureSize> parse_h263_size(std::span<const uint8_t> picture);
-
-// -> "LC", "High"; the number for one without a name here
-std::string aac_object_name(uint32_t object_type);
-std::string avc_profile_name(uint8_t profile);
 
 }  // namespace zvprobe

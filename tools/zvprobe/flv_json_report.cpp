@@ -51,15 +51,13 @@ Json script_json(const FlvScript& script) {
 
 Json facts_json(const AacConfig& aac) {
     return {{"object_type", aac.object_type},
-            {"object_name", aac_object_name(aac.object_type)},
+            {"object_name", aac.object_name},
             {"sample_rate", aac.sample_rate},
             {"channels", aac.channels}};
 }
 
 Json facts_json(const AvcConfig& avc) {
-    return {{"profile", avc.profile},
-            {"profile_name", avc_profile_name(avc.profile)},
-            {"level", avc.level}};
+    return {{"profile", avc.profile}, {"profile_name", avc.profile_name}, {"level", avc.level}};
 }
 
 // facts: what the bytes say, if that could be read

@@ -117,8 +117,7 @@ class FlvPrinter {
             out_ << ", " << style_.bad("not readable") << '\n';
             return;
         }
-        out_ << ": " << avc_profile_name(video.avc->profile) << ", level "
-             << fixed(video.avc->level / 10.0, 1) << '\n';
+        out_ << ": " << video.avc->profile_name << ", level " << video.avc->level_name << '\n';
     }
 
     void print_audio() const {
@@ -134,8 +133,8 @@ class FlvPrinter {
             out_ << ", " << style_.bad("not readable") << '\n';
             return;
         }
-        out_ << ": " << aac_object_name(audio.aac->object_type) << ", " << audio.aac->sample_rate
-             << " Hz, " << counted(audio.aac->channels, "channel", "channels") << '\n';
+        out_ << ": " << audio.aac->object_name << ", " << audio.aac->sample_rate << " Hz, "
+             << counted(audio.aac->channels, "channel", "channels") << '\n';
     }
 
     void print_config(std::string_view label, const FlvConfig& config) const {

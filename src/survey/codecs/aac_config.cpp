@@ -68,7 +68,13 @@ void read_sync_extension(BitReader& reader, AacConfig& config) {
     config.ps = reader.left() >= 12 && reader.bits(11) == kPsSync && reader.flag();
 }
 
-const char* object_name(uint32_t object_type) {
+void set_profile(AudioDetails& details, const char* name) {
+    if (name != nullptr) snprintf(details.profile, sizeof details.profile, "%s", name);
+}
+
+}  // namespace
+
+const char* aac_object_name(uint32_t object_type) {
     switch (object_type) {
         case 1:
             return "Main";
@@ -90,12 +96,6 @@ const char* object_name(uint32_t object_type) {
             return nullptr;
     }
 }
-
-void set_profile(AudioDetails& details, const char* name) {
-    if (name != nullptr) snprintf(details.profile, sizeof details.profile, "%s", name);
-}
-
-}  // namespace
 
 uint32_t aac_sample_rate(uint32_t sampling_frequency_index) {
     return sampling_frequency_index < kRates.size() ? kRates[sampling_frequency_index] : 0;
@@ -159,7 +159,7 @@ AudioDetails aac_details(const AacConfig& config) {
     details.channels = config.ps && config.channels == 1 ? uint8_t{2} : config.channels;
     set_profile(details, config.ps    ? "HE-AACv2"
                          : config.sbr ? "HE-AAC"
-                                      : object_name(config.object_type));
+                                      : aac_object_name(config.object_type));
     return details;
 }
 

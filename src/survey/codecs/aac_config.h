@@ -27,6 +27,9 @@ std::optional<AacConfig> read_whole_aac_config(BitReader config);
 // What players show: sampling rate and channels after decoding, "LC", "HE-AAC", "HE-AACv2".
 AudioDetails aac_details(const AacConfig& config);
 
+// -> "LC", "ELD"; nullptr for a type without a name
+const char* aac_object_name(uint32_t object_type);
+
 // -> true for a core coder whose rate leaves room for SBR, although none is told
 bool may_have_implicit_sbr(const AacConfig& config);
 

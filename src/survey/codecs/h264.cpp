@@ -112,14 +112,6 @@ void read_vui(BitReader& reader, Sps& sps) {
     sps.pic_struct_present = reader.flag();
 }
 
-void set_h264_level(VideoDetails& details, uint32_t profile, uint32_t constraints, uint32_t level) {
-    const bool before_high = profile == 66 || profile == 77 || profile == 88;
-    if (level == 9 || (level == 11 && before_high && (constraints & 0x10) != 0))
-        set_text(details.level, "1b");
-    else
-        set_level(details, level / 10, level % 10);
-}
-
 std::optional<Sps> read_sps(std::span<const uint8_t> nal_unit) {
     if (nal_unit.empty() || (nal_unit[0] & 0x9F) != kSequenceParameterSet) return std::nullopt;
     const UnescapedUnit payload(nal_unit.subspan(1));
@@ -206,6 +198,14 @@ const char* h264_profile_name(uint32_t profile_idc, uint32_t constraints) {
             (constraints & profile.constraint) == profile.constraint)
             return profile.name;
     return nullptr;
+}
+
+void set_h264_level(VideoDetails& details, uint32_t profile, uint32_t constraints, uint32_t level) {
+    const bool before_high = profile == 66 || profile == 77 || profile == 88;
+    if (level == 9 || (level == 11 && before_high && (constraints & 0x10) != 0))
+        set_text(details.level, "1b");
+    else
+        set_level(details, level / 10, level % 10);
 }
 
 std::optional<VideoDetails> read_h264_sps(std::span<const uint8_t> nal_unit) {

@@ -35,6 +35,7 @@ std::optional<VideoDetails> read_h264_sps(std::span<const uint8_t> nal_unit);
 // constraints: the byte between profile_idc and level_idc
 // -> nullptr for a profile without a name
 const char* h264_profile_name(uint32_t profile_idc, uint32_t constraints);
+void set_h264_level(VideoDetails& details, uint32_t profile, uint32_t constraints, uint32_t level);
 
 // Helpers of the parsers.
 
