@@ -14,6 +14,8 @@
 namespace zvprobe {
 namespace {
 
+using zv::survey::parse_mpeg_audio_header;
+
 constexpr uint8_t kSyncByte = 0xFF;
 constexpr size_t kId3v1Size = 128;
 constexpr size_t kId3v2HeaderSize = 10;

@@ -1,14 +1,17 @@
 // SPDX-License-Identifier: MIT
 // From the bytes of an MPEG audio source to its frames: passes over tags, finds the next frame after
-// damage, and accounts for every byte.
+// damage, and accounts for every byte. Frames can only be walked with the true values of their
+// headers, which the library's check (mp3.h) does not always give: the survey's parser reads them.
 #pragma once
 
 #include "byte_cursor.h"
 #include "findings.h"
 #include "listed.h"
-#include "mpeg_audio_header.h"
+#include "survey/codecs/mpeg_audio.h"
 
 namespace zvprobe {
+
+using zv::survey::MpegAudioHeader;
 
 // Read to its end:
 // bytes = id3v2_bytes + id3v1_bytes + frame_bytes + stray_bytes + trailing_bytes.
