@@ -143,7 +143,8 @@ class Run {
         zvsurvey_totals(survey_, &totals_, sizeof totals_);
         fuzz::require(totals_.bytes == input_.size(), "all bytes were taken");
         fuzz::require(totals_.packets == packets_, "each packet counted was told");
-        fuzz::require(totals_.events == events_, "each event counted was told");
+        // What proves not to be measured was told before that was known.
+        fuzz::require(totals_.events <= events_, "each event counted was told");
         require_account();
         return json();
     }

@@ -295,12 +295,13 @@ void add_many_tables(TsStream& stream, int i) {
 }
 
 TEST_F(LinearTime, SurveyOfHostileStreams) {
+    constexpr uint64_t kMostForFraming = 8;
     constexpr uint64_t kMostForTables =
         200;  // a changed entry is looked up, told and waits for its time
     const std::tuple<const char*, Make, uint64_t> inputs[] = {
-        {"no sync byte", [](size_t size) { return Bytes(size); }, 8},
-        {"sync bytes", sync_bytes, 8},
-        {"syncs that break", syncs_that_break, 8},
+        {"no sync byte", [](size_t size) { return Bytes(size); }, kMostForFraming},
+        {"sync bytes", sync_bytes, kMostForFraming},
+        {"syncs that break", syncs_that_break, kMostForFraming},
         {"a PAT that always changes", grown(add_new_pat), kMostForTables},
         {"a PMT that always changes", grown(add_new_pmt), kMostForTables},
         {"every PID in turn", grown(add_many_pids), 32},
@@ -309,6 +310,7 @@ TEST_F(LinearTime, SurveyOfHostileStreams) {
         SCOPED_TRACE(name);
         expect_linear(
             make, [](const Bytes& bytes) { survey(bytes, 65536); }, name, most);
+        if (most > kMostForFraming) continue;  // what follows the framing does not see the cuts
         expect_linear(
             make, [](const Bytes& bytes) { survey(bytes, 199); }, name, most + 32);
     }
