@@ -2,7 +2,7 @@
 // Sections of the reference survey: gathered from the PIDs that carry some (ISO/IEC 13818-1,
 // 2.4.4), checked, and their descriptors.
 #include <algorithm>
-#include <memory>
+#include <utility>
 
 #include "tables.h"
 
@@ -106,7 +106,8 @@ class Gatherer {
 
 PidSet always_watched() {
     PidSet pids;
-    for (const size_t pid : {0, 1, 2, 0x10, 0x11, 0x12, 0x13, 0x14, 0x1E, 0x1F, 0x1FFB})
+    constexpr uint16_t kPids[] = {0, 1, 2, 0x10, 0x11, 0x12, 0x13, 0x14, 0x1E, 0x1F, kPidPsip};
+    for (const uint16_t pid : kPids)
         pids.set(pid);
     return pids;
 }
