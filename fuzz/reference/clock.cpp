@@ -74,8 +74,10 @@ void Clock::add_interval(uint64_t from, const Pcr& to) {
 
 // Segments follow each other without a gap: each starts where the clock was last read.
 void Clock::lay_out(uint64_t zero) {
-    const auto first_known = std::ranges::find_if(
-        segments_, [](const Segment& segment) { return segment.pace.has_value(); });
+    // An interval of no time tells no rate.
+    const auto first_known = std::ranges::find_if(segments_, [](const Segment& segment) {
+        return segment.pace && segment.pace->ticks_for(1) > 0;
+    });
     for (auto segment = segments_.begin(); segment != first_known; ++segment)
         segment->pace = first_known->pace;
     for (size_t i = 1; i < segments_.size(); ++i) {

@@ -119,6 +119,14 @@ class Framer {
         return true;
     }
 
+    // The time code of a packet in step with those before the loss, while those after it go on.
+    bool is_time_code_in_step(size_t at, size_t lost) const {
+        const size_t packet = at + prefix();
+        return prefix() != 0 && (packet - lost) % out_.packet_size == 0 &&
+               packet < bytes_.size() && bytes_[packet] != kSyncByte &&
+               is_start(packet + out_.packet_size);
+    }
+
     // -> false when the rest of the input is lost
     bool find_sync_again() {
         const size_t lost = at_;
@@ -132,7 +140,10 @@ class Framer {
             out_.skipped_bytes += bytes_.size() - lost + std::min(lost, prefix());
             return false;
         }
-        if (prefix() != 0 && is_start(at_ + prefix())) at_ += prefix();
+        if (prefix() != 0 && is_start(at_ + prefix()))
+            at_ += prefix();
+        else if (is_time_code_in_step(at_, lost))
+            at_ += prefix() + out_.packet_size;
         out_.losses.push_back({lost, at_ - lost});
         out_.skipped_bytes += at_ - lost;
         return true;

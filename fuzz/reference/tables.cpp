@@ -133,7 +133,7 @@ std::vector<uint16_t> pids_of(const Program& program) {
     if (program.pmt == nullptr) return {program.pmt_pid};
     std::vector<uint16_t> pids = program.pmt->ca_pids();
     pids.push_back(program.pmt_pid);
-    pids.push_back(program.pmt->pcr_pid);
+    if (program.pmt->pcr_pid != kNullPid) pids.push_back(program.pmt->pcr_pid);
     for (const Stream& stream : program.pmt->streams)
         pids.push_back(stream.pid);
     return pids;
