@@ -123,3 +123,19 @@ seed zvprobe_copy flv-meta-h263 '\001' h263-mp3.flv 0 4096
 seed zvprobe_copy remap '\012' single.ts 0 7520
 seed zvprobe_copy extract '\000' single.ts 0 7520
 seed zvprobe_copy made '\016\000\010\001\002\000\001\001\003\133\120\020\133\000\020\002\000'
+
+# mode, piece sizes, then bytes that steer the making of a stream, packets, or a made one's damage
+seed survey_reference made "\004$sizes" single.ts 0 24
+seed survey_reference made-as-well "\007$sizes\001\002\003"
+seed survey_reference damaged "\003$sizes\000\000\000\005\001\001\001\001\200\004\001\101\003\377\300\006\006\107"
+seed survey_reference tables "\001$sizes" three-programs.ts 0 5640
+seed survey_reference plain "\000$sizes" single.ts 0 7520
+
+# cut; how the clock begins, then one to three bytes a packet (timing_maker.cpp)
+seed survey_timing head '\050\000\020\021\000\000\000\000\000\000\000\000\000\000\000\000\000\000\004\001\050\060\000\022\000\017'
+seed survey_timing every-member '\037\000\020\021\000\007\014\001\000\017\014\005\000\022\014\001\000\000\000\032\000\000\036\037\040\000\017\041\042\043'
+seed survey_timing late '\050\021\020\021\036\037\040\041\042\050\051\052\000\000\000\017\000\017\036'
+seed survey_timing wrap '\050\001\020\021\000\017\000\016\000\000\000\000\000\000\000\000\000\000\000\000\000\000\000\000\000\000\000\000\000\000'
+
+# a third: time, then how and how long for each piece; the rest as survey_timing
+seed survey_live plain '\000\001\001\144\000\144\001\364\000\012\000\000\020\021\000\000\000\000\014\001\014\005\000\017\036\037\050\051\000\017\000\022\014\001\020\021'
