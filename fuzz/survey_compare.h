@@ -26,6 +26,7 @@ std::string difference(const nlohmann::ordered_json& reference,
 void require_as_reference(std::span<const uint8_t> bytes, PieceSizes sizes, size_t scale);
 
 // The same for the clock and the indicators only; several times as fast.
-void require_timing_as_reference(std::span<const uint8_t> bytes, PieceSizes sizes, size_t scale);
+// -> false when nothing was compared, for rounding decides whether the rate is constant
+bool require_timing_as_reference(std::span<const uint8_t> bytes, PieceSizes sizes, size_t scale);
 
 }  // namespace fuzz

@@ -27,6 +27,7 @@ struct ReferenceTiming {
     bool has_clock;
     uint16_t pcr_pid;  // this and what follows: of the clock
     std::optional<bool> constant_rate;
+    bool undecided;  // the last digits of a product decide whether the rate is constant
     double bit_rate_bps, duration_s;
     std::map<std::string_view, Count> indicators;  // those that counted, by id
 };

@@ -17,39 +17,41 @@ constexpr uint64_t kPcrRange = (uint64_t{1} << 33) * 300;
 constexpr uint64_t kSecond = 27'000'000;
 constexpr int kFirstPid = 0x100;  // of the streams
 
-// How far a PCR is on from the latest of any PID: around what is looked at, and back.
-constexpr std::array<uint64_t, 32> kSteps = {kSecond / 25,
+// How far a PCR is on from the latest of any PID: around what is looked at, and back. Steps are such
+// that no two times come within a nanosecond without being the same: those pass for the same.
+constexpr uint64_t kMs = kSecond / 1000;
+constexpr std::array<uint64_t, 32> kSteps = {40 * kMs,
                                              0,
-                                             1,
-                                             kSecond / 50,
-                                             kSecond / 10 - 1,
-                                             kSecond / 10,
-                                             kSecond / 10 + 1,
-                                             kSecond / 4,
-                                             kSecond / 2,
-                                             kSecond / 2 + 1,
-                                             kSecond / 40,
-                                             kSecond / 40 - 1,
-                                             kSecond * 7 / 10,
-                                             kSecond * 7 / 10 + 1,
-                                             kSecond - 1,
+                                             kMs,
+                                             20 * kMs,
+                                             99 * kMs,
+                                             100 * kMs,
+                                             101 * kMs,
+                                             250 * kMs,
+                                             500 * kMs,
+                                             501 * kMs,
+                                             25 * kMs,
+                                             24 * kMs,
+                                             700 * kMs,
+                                             701 * kMs,
+                                             999 * kMs,
                                              kSecond,
                                              kSecond + 1,
-                                             kSecond * 2,
-                                             kSecond * 10,
-                                             kSecond / 25 + 14,
-                                             kSecond / 25 - 14,
-                                             kSecond / 25 + 100,
-                                             kSecond / 3,
-                                             kSecond * 9 / 10,
+                                             2 * kSecond,
+                                             10 * kSecond,
+                                             40 * kMs + 14,
+                                             40 * kMs - 14,
+                                             40 * kMs + 100,
+                                             333 * kMs,
+                                             900 * kMs,
                                              kPcrRange - 1,
-                                             kPcrRange - kSecond / 10,
-                                             kPcrRange - kSecond * 10,
+                                             kPcrRange - 100 * kMs,
+                                             kPcrRange - 10 * kSecond,
                                              kPcrRange / 2,
                                              kPcrRange / 2 + 1,
                                              kPcrRange - kSecond,
-                                             kSecond / 100,
-                                             kSecond / 1000};
+                                             10 * kMs,
+                                             2 * kMs};
 
 Bytes table(int table_id, int extension, int number, Bytes body) {
     Bytes all = table_head(extension);

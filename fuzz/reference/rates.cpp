@@ -80,12 +80,21 @@ double ConstantRate::nth_deviation(double bit_rate, size_t n) const {
     return std::max(below, above) / bit_rate;
 }
 
-std::optional<bool> ConstantRate::verdict() const {
+std::optional<double> ConstantRate::median() const {
     const auto common = bit_rate();
     if (added_ < kFewestIntervals || !common) return std::nullopt;
     const double lower = nth_deviation(*common, (added_ + 1) / 2);
     const double upper = nth_deviation(*common, added_ / 2 + 1);
-    return (lower + upper) / 2 < kMaxMedianDeviation;
+    return (lower + upper) / 2;
+}
+
+std::optional<bool> ConstantRate::verdict() const {
+    const auto deviation = median();
+    return deviation ? std::optional(*deviation < kMaxMedianDeviation) : std::nullopt;
+}
+
+bool ConstantRate::is_close() const {
+    return std::abs(median().value_or(0) - kMaxMedianDeviation) < 1e-9;
 }
 
 }  // namespace fuzz::reference

@@ -22,9 +22,11 @@ class ConstantRate {
 
     std::optional<double> bit_rate() const;
     std::optional<bool> verdict() const;
+    bool is_close() const;  // the verdict, so that rounding decides
 
   private:
     double rate(const Pace& pace) const;
+    std::optional<double> median() const;
     double nth_rate(size_t n) const;
     double nth_deviation(double bit_rate, size_t n) const;
 
