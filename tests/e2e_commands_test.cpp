@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 // The commands beside `probe`, from outside: files they write, datagrams they send and receive.
 #include <map>
+#include <regex>
+#include <sstream>
 
 #include "../tools/zvprobe/rs_parity.h"
 #include "support/loopback.h"
@@ -242,6 +244,33 @@ TEST_F(Commands, MonitorAndRtpReadDatagramsUntilInterrupted) {
     out = run("rtp rtp", lossy, " new");
     EXPECT_NE(out.find(counts + "239,2,1,1,0,1\n"), std::string::npos) << out;
     EXPECT_TRUE(read_file(dir_ / "new") == arrived);
+}
+
+TEST_F(Commands, MonitorCountsEachIntervalAndTheWholeWatch) {
+    std::string bytes = read_file(media("single.ts"));
+    for (const size_t packet : {1500, 300, 200})
+        bytes.erase(packet * 188, 188);
+    const std::string command = "(head -c 188000 " + file(bytes) +
+                                "; sleep 0.8; tail -c +188001 stream) | zvprobe monitor "
+                                "--interval 0.4 ";
+    std::istringstream lines(shell(command + "--json-lines -").out);
+    uint64_t packets = 0, errors = 0, reports = 0;
+    json last;
+    for (std::string line; std::getline(lines, line); ++reports) {
+        last = json::parse(line);
+        const json& counts = last["monitor"]["counts"];
+        packets += counts["packets"].get<uint64_t>();
+        errors += counts["continuity_errors"].get<uint64_t>();
+        EXPECT_EQ(counts["indicators"]["1.4"], counts["continuity_errors"]);
+    }
+    EXPECT_GE(reports, 2u);
+    EXPECT_EQ(packets, last["mpegts"]["packets"]);
+    EXPECT_EQ(errors, 3u);
+    EXPECT_LT(last["monitor"]["counts"]["continuity_errors"], 3);
+    const std::string text = shell(command + "-").out;
+    EXPECT_TRUE(std::regex_search(text, std::regex("what +count  last 0\\.[0-9] s ")));
+    EXPECT_TRUE(std::regex_search(text, std::regex("continuity errors +3 +[01] "))) << text;
+    EXPECT_TRUE(std::regex_search(text, std::regex("1.4 Continuity_count_error +3 +[01] ")));
 }
 
 TEST_F(Commands, PaceSendsAStreamAsFastAsItsClock) {

@@ -125,7 +125,8 @@ TEST_F(Probe, NamesEveryStreamWhereTheResolverKnowsFour) {
     EXPECT_EQ(streams[7]["languages"], json({"qaa"}));
     EXPECT_EQ(stream["resolver"]["programs"][0]["streams"].size(), 4u);
     const std::string text = shell("zvprobe '" + media("eight-streams.ts") + "'").out;
-    EXPECT_TRUE(std::regex_search(text, std::regex("\n +0x107 +audio +mp2 +qaa .*none")));
+    EXPECT_TRUE(std::regex_search(
+        text, std::regex("\n +0x107 +audio .* none +MPEG audio layer 2 44.1 kHz mono qaa\n")));
     EXPECT_EQ(text.find("stream info"), text.npos) << text;
     for (const char* const option : {"--resolver", "--stats"}) {
         const Outcome told =
@@ -170,6 +171,42 @@ TEST_F(Probe, StrictFindsEveryKindOfError) {
         EXPECT_EQ(outcome.out.find("\n  errors       none\n") == std::string::npos, wrong)
             << c.what;
         EXPECT_EQ(probe("stream").at(json::json_pointer(c.member)), c.count) << c.what;
+    }
+}
+
+// three-programs.ts has PCRs too far apart (2.3.a, 2.3.b), and nothing else that counts.
+TEST_F(Probe, StrictCountsTheIndicatorsThatArePicked) {
+    file("# PCRs of radio\npcr-repetition = 1.5  # seconds\npcr-discontinuity=1.5\n");
+    for (const auto& [options, status] :
+         {std::pair("", 0),
+          {"--indicators 1,3", 0},
+          {"--indicators 1,2", 1},
+          {"--indicators 2.3", 1},
+          {"--indicators 3,2.3.b", 1},
+          {"--indicators 2.3.a --limit pcr-repetition=1.5", 0},
+          {"--indicators 2 --limits stream", 0},
+          {"--indicators 2 --limits stream --limit pcr-discontinuity=0.1", 1}}) {
+        const std::string command = std::string("zvprobe --strict ") + options;
+        EXPECT_EQ(shell(command + " '" + media("three-programs.ts") + "'").status, status)
+            << options;
+    }
+    const json limited = probe(media("single.ts"), "--limit pat=0.05");
+    EXPECT_GT(limited["tr101290"][2]["count"], 10);
+    const std::string watch = "zvprobe monitor --json-lines --limit pat=0.05 ";
+    const json line = json::parse(shell(watch + "'" + media("single.ts") + "'").out);
+    EXPECT_EQ(line["mpegts"]["tr101290"], limited["tr101290"]);
+}
+
+TEST_F(Probe, RefusesNumbersOutOfTheirRange) {
+    for (const char* const options :
+         {"--limit pat=nan x", "--limit pat=inf x", "--limit pat=0 x", "--limit pat=1s x",
+          "--limit pid=0.9 x", "--limit pad=1 x", "--limit pat x", "--limits missing x",
+          "--limits . x", "--limits /dev/zero x", "--indicators 1 x", "--strict --indicators 4 x",
+          "--strict --indicators 1.3.c x", "--strict --indicators 1, x",
+          "monitor --limit pat=nan x", "monitor --interval nan x", "monitor --interval inf x"}) {
+        const Outcome outcome = shell(std::string("zvprobe ") + options);
+        EXPECT_EQ(outcome.status, 2) << options;
+        EXPECT_GT(outcome.err.size(), 20u) << options;
     }
 }
 

@@ -19,6 +19,9 @@ zvprobe mon => monitor
 zvprobe sample.ts o => other.flv
 zvprobe sample.ts --st => --stats --strict
 zvprobe --pace=p => pcr pts
+zvprobe --ind => --indicators
+zvprobe --limits sam => sample.ts
+zvprobe monitor --li => --limit --limits
 zvprobe -q extract sam => sample.ts
 zvprobe pace --by p => pcr pts
 zvprobe --log probe mon => monitor

@@ -61,6 +61,7 @@ class Monitor {
         TsProbeOptions options;
         options.live = source.origin() != Source::Origin::kFile;
         options.statistics = options_.statistics;
+        options.limits = options_.limits;
         options.is_report_due = [&ticker] { return ticker.due(); };
         options.on_report = [this](TsReport report) { print(std::move(report)); };
         return options;
@@ -71,6 +72,9 @@ class Monitor {
         const auto now = Clock::now();
         const MonitorTime time = {Seconds(now - begin_).count(), Seconds(now - last_).count(),
                                   content.bytes() - last_bytes_};
+        TsCounts counts = counts_of(content.survey);
+        content.interval = {time.interval_s, counts_between(last_counts_, counts)};
+        last_counts_ = std::move(counts);
         last_ = now;
         last_bytes_ = content.bytes();
         report_.content = std::move(content);
@@ -103,6 +107,7 @@ class Monitor {
     Clock::time_point begin_;
     Clock::time_point last_;
     uint64_t last_bytes_ = 0;
+    TsCounts last_counts_;
 };
 
 }  // namespace

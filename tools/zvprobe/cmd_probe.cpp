@@ -79,6 +79,7 @@ class SourceProbe {
         options.pace = pace_of(options_.pace);
         options.live = source.origin() == Source::Origin::kNetwork && options_.pace.empty();
         options.statistics = options_.statistics;
+        options.limits = options_.limits;
         options.on_progress = [&progress](uint64_t bytes) { progress.show(bytes); };
         TsReport report = probe_transport_stream(findings_, source, first_window, options);
         if (report.has_packets())
@@ -117,16 +118,20 @@ class SourceProbe {
 };
 
 struct FindingsSeeker {
+    const IndicatorChoice& choice;
+
     bool operator()(const std::monostate&) const { return false; }
+    bool operator()(const TsReport& report) const { return has_findings(report, choice); }
     template <typename Report>
     bool operator()(const Report& report) const {
         return has_findings(report);
     }
 };
 
-ExitStatus status_of(const SourceReport& report, bool strict) {
+ExitStatus status_of(const SourceReport& report, const ProbeOptions& options) {
     if (report.failure) return report.failure->status;
-    return strict && std::visit(FindingsSeeker{}, report.content) ? kExitFindings : kExitOk;
+    if (!options.strict) return kExitOk;
+    return std::visit(FindingsSeeker{options.indicators}, report.content) ? kExitFindings : kExitOk;
 }
 
 }  // namespace
@@ -141,7 +146,7 @@ int run_command(const ProbeOptions& options, const Session& session) {
     for (const std::string& name : options.sources) {
         if (interrupted()) break;
         SourceReport report = SourceProbe(name, options, session).run();
-        status = std::max<int>(status, status_of(report, options.strict));
+        status = std::max<int>(status, status_of(report, options));
         if (report.failure) complain(name, report.failure->message);
         if (options.json) {
             reports.push_back(std::move(report));

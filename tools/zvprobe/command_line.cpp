@@ -4,15 +4,20 @@
 
 #include <CLI/CLI.hpp>
 
+#include <iostream>
 #include <memory>
 
 #include "bitStream.h"
 #include "commands.h"
 #include "help.h"
+#include "indicator_limits.h"
+#include "numbers.h"
 #include "zvprotocol.h"
 
 namespace zvprobe {
 namespace {
+
+constexpr char kInHelp[] = "Options";  // the group of all that say nothing else
 
 constexpr double kShortestInterval_s = 0.1;
 constexpr double kLongestInterval_s = 86400;
@@ -40,7 +45,45 @@ std::string check_destination(const std::string& url) {
     return known ? "" : "\"" + url + "\" is neither udp://host:port nor tcp://host:port";
 }
 
-void add_probe_options(CLI::App& app, ProbeOptions& options) {
+// -> what is wrong with it; "nan" is a number, and in no range
+std::string check_interval(const std::string& text) {
+    double seconds = 0;
+    const bool fits = CLI::detail::lexical_cast(text, seconds) && seconds >= kShortestInterval_s &&
+                      seconds <= kLongestInterval_s;
+    return fits ? "" : "\"" + text + "\" is no number from 0.1 to 86400";
+}
+
+// -> what is wrong with it
+std::string check_given(const std::string& text) {
+    return text.empty() ? "is empty" : "";
+}
+
+// How indicators are to be counted, as it stands on the command line.
+struct IndicatorSettings {
+    std::string limits_file;
+    std::vector<std::string> limits;
+    std::string indicators;
+};
+
+void add_limits(CLI::App& app, IndicatorSettings& settings, const char* group) {
+    app.add_option("--limits", settings.limits_file, "Limits of indicators: lines of \"pat = 0.5\"")
+        ->type_name("FILE")
+        ->check(check_given)
+        ->group(group);
+    app.add_option("--limit", settings.limits, "One of them, \"pat=0.5\"; repeat for more")
+        ->type_name("NAME=N")
+        ->expected(1)
+        ->allow_extra_args(false)
+        ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll)
+        ->group(group);
+}
+
+struct ProbeSettings : IndicatorSettings {
+    ProbeOptions options;
+};
+
+void add_probe_options(CLI::App& app, ProbeSettings& settings, const char* limits_group) {
+    ProbeOptions& options = settings.options;
     app.add_option("SOURCE", options.sources, "Files, URLs, or - for standard input");
     app.add_flag("--json", options.json, "Print one JSON object (docs/JSON.md)");
     app.add_flag("--resolver", options.resolver, "Show what the library's resolver tells hosts");
@@ -49,20 +92,35 @@ void add_probe_options(CLI::App& app, ProbeOptions& options) {
     app.add_flag("--pace", options.pace, "Feed in real time, by the PCR or by PTS")
         ->option_text("[=pts]")
         ->check(check_pace);
+    app.add_option("--indicators", settings.indicators,
+                   "With --strict: these count as errors, too (1,2.3)")
+        ->type_name("LIST")
+        ->check(check_given)
+        ->group(limits_group);
+    add_limits(app, settings, limits_group);
     add_exit_help(app, {kExitOk, kExitFindings, kExitUsage, kExitCannotOpen, kExitUnknownFormat});
 }
 
+ProbeOptions probe_options_of(const ProbeSettings& settings) {
+    ProbeOptions options = settings.options;
+    if (options.sources.empty()) throw CLI::RequiredError("SOURCE");
+    options.limits = limits_from(settings.limits_file, settings.limits);
+    if (settings.indicators.empty()) return options;
+    if (!options.strict) throw CLI::RequiresError("--indicators", "--strict");
+    options.indicators = IndicatorChoice(settings.indicators);
+    return options;
+}
+
 void add_probe(CLI::App& root, CommandLine& line) {
-    const auto options = std::make_shared<ProbeOptions>();
-    const auto choose_probe = [options, &line] {
-        if (options->sources.empty()) throw CLI::RequiredError("SOURCE");
-        choose(line, options);
+    const auto settings = std::make_shared<ProbeSettings>();
+    const auto choose_probe = [settings, &line] {
+        choose(line, std::make_shared<ProbeOptions>(probe_options_of(*settings)));
     };
     CLI::App& probe = *root.add_subcommand("probe", "Describe sources (the default command)");
-    add_probe_options(probe, *options);
+    add_probe_options(probe, *settings, kInHelp);
     probe.callback(choose_probe);
-    // Without a command the options are the root's own.
-    add_probe_options(root, *options);
+    // Without a command the options are the root's own; its help has room for some.
+    add_probe_options(root, *settings, kNotInHelp);
     root.callback([&root, choose_probe] {
         if (root.get_subcommands().empty()) return choose_probe();
         // What a command has no place for falls through to here.
@@ -78,15 +136,20 @@ void add_monitor(CLI::App& root, CommandLine& line) {
     command.add_option("URL", options->source, "URL, or - for standard input")->required();
     command.add_option("--interval", options->interval_s, "Seconds between reports (default 5)")
         ->option_text(" S")
-        ->check(CLI::Range(kShortestInterval_s, kLongestInterval_s));
+        ->check(check_interval);
     command.add_flag("--json-lines", options->json_lines,
                      "Print each report as one line of JSON (docs/JSON.md)");
     command.add_flag("--resolver", options->resolver,
                      "Show what the library's resolver tells hosts");
     command.add_flag("--stats", options->statistics, "The same with arrival periods");
+    const auto settings = std::make_shared<IndicatorSettings>();
+    add_limits(command, *settings, kInHelp);
     add_exit_help(command, {kExitOk, kExitUsage, kExitCannotOpen, kExitUnknownFormat},
                   "Ctrl-C ends it with a last report.\n");
-    when_named(command, line, options);
+    command.callback([options, settings, &line] {
+        options->limits = limits_from(settings->limits_file, settings->limits);
+        choose(line, options);
+    });
 }
 
 void add_extract(CLI::App& root, CommandLine& line) {
@@ -269,6 +332,10 @@ CommandLine read_command_line(int argc, const char* const* argv) {
         root.parse(argc, argv);
     } catch (const CLI::ParseError& error) {
         line.status = root.exit(error) == 0 ? kExitOk : kExitUsage;
+        line.command = nullptr;
+    } catch (const UsageError& error) {
+        std::cerr << "zvprobe: " << error.what() << '\n';
+        line.status = kExitUsage;
         line.command = nullptr;
     }
     return line;

@@ -6,7 +6,9 @@
 #include <string>
 #include <vector>
 
+#include "indicator_choice.h"
 #include "session.h"
+#include "zvsurvey.h"
 
 namespace zvprobe {
 
@@ -16,6 +18,8 @@ struct ProbeOptions {
     bool resolver = false;  // show the resolver's account, too
     bool statistics = false;
     bool strict = false;
+    IndicatorChoice indicators;  // that count as errors, too
+    ZvSurveyLimits limits = {};
     std::string pace;  // "pts", any other name for the PCR, or empty for full speed
 };
 
@@ -25,6 +29,7 @@ struct MonitorOptions {
     bool json_lines = false;
     bool resolver = false;
     bool statistics = false;
+    ZvSurveyLimits limits = {};
 };
 
 struct ExtractOptions {

@@ -22,7 +22,7 @@ void Findings::tell(uint64_t offset, const std::string& what) const {
 void Findings::tell(const ZvSurveyEvent& event) const {
     if (!told_) return;
     std::string text = "byte " + std::to_string(event.offset);
-    if (!std::isnan(event.time_s)) text += ", " + fixed(event.time_s, 3) + " s";
+    if (!std::isnan(event.time_s)) text += ", " + time_text(event.time_s);
     if (event.pid != ZV_SURVEY_NONE) text += ", PID " + pid_text(static_cast<uint16_t>(event.pid));
     text += std::string(": ") + event.kind;
     if (event.indicator != nullptr) text += std::string(" (") + event.indicator + ")";

@@ -19,7 +19,15 @@ class ShortFormatter : public CLI::Formatter {
     std::string make_help(const CLI::App* app, std::string name,
                           CLI::AppFormatMode mode) const override {
         std::string text = CLI::Formatter::make_help(app, std::move(name), mode);
-        return is_root(app) ? CLI::detail::find_and_replace(text, "\n\n", "\n") : text;
+        while (is_root(app) && text.find("\n\n") != text.npos)
+            text = CLI::detail::find_and_replace(text, "\n\n", "\n");
+        return text;
+    }
+
+    std::string make_group(std::string group, bool is_positional,
+                           std::vector<const CLI::Option*> options) const override {
+        if (group == kNotInHelp) return {};
+        return CLI::Formatter::make_group(std::move(group), is_positional, std::move(options));
     }
 
     std::string make_usage(const CLI::App* app, std::string name) const override {

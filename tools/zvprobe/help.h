@@ -10,6 +10,9 @@
 
 namespace zvprobe {
 
+// Options of this group work, but stand in no help: their command has no room for them.
+inline constexpr char kNotInHelp[] = "not in help";
+
 // Makes an application and the commands that are added to it afterwards print such texts.
 void use_short_help(CLI::App& root);
 

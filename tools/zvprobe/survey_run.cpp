@@ -18,11 +18,12 @@ uint64_t monotonic_us() {
 
 }  // namespace
 
-SurveyRun::SurveyRun(SurveyCallbacks callbacks)
+SurveyRun::SurveyRun(SurveyCallbacks callbacks, const ZvSurveyLimits& limits)
     : callbacks_(std::move(callbacks)), survey_(nullptr, zvsurvey_free) {
     ZvSurveyOptions options = {};
     options.size = sizeof options;
     options.arg = this;
+    options.limits = limits;
     options.on_event = [](void* arg, const ZvSurveyEvent* event) {
         auto& run = *static_cast<SurveyRun*>(arg);
         run.keep_exception([&] { run.callbacks_.on_event(*event); });

@@ -23,7 +23,8 @@ struct SurveyCallbacks {
 class SurveyRun {
   public:
     // Throws std::bad_alloc, as do the functions below.
-    explicit SurveyRun(SurveyCallbacks callbacks);
+    // limits: of the indicators, 0 for the default
+    explicit SurveyRun(SurveyCallbacks callbacks, const ZvSurveyLimits& limits = {});
     SurveyRun(const SurveyRun&) = delete;
     SurveyRun& operator=(const SurveyRun&) = delete;
 

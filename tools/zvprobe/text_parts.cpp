@@ -3,8 +3,10 @@
 #include "text_parts.h"
 
 #include <charconv>
+#include <cinttypes>
 #include <cmath>
 #include <cstdio>
+#include <cstdlib>
 
 namespace zvprobe {
 namespace {
@@ -74,6 +76,18 @@ std::string number_text(double value) {
     const auto format = plain ? std::chars_format::fixed : std::chars_format::general;
     const auto result = std::to_chars(text, text + sizeof text, value, format);
     return {text, result.ptr};
+}
+
+std::string time_text(double seconds) {
+    constexpr double kLongest = 1e15;  // that the numbers below can hold
+    const auto in_ms =
+        static_cast<int64_t>(std::round(std::clamp(seconds * 1000, -kLongest, kLongest)));
+    const int64_t ms = std::abs(in_ms);
+    char text[64];
+    std::snprintf(text, sizeof text, "%s%" PRId64 ":%02d:%02d.%03d", in_ms < 0 ? "-" : "",
+                  ms / 3'600'000, static_cast<int>(ms / 60'000 % 60),
+                  static_cast<int>(ms / 1000 % 60), static_cast<int>(ms % 1000));
+    return text;
 }
 
 std::string fixed(double value, int digits) {

@@ -61,6 +61,9 @@ std::string hex_bytes(std::span<const uint8_t> bytes);
 // -> the number with as few digits as make it unique
 std::string number_text(double value);
 
+// -> "0:01:23.456": hours, minutes, seconds of stream time
+std::string time_text(double seconds);
+
 // -> the value with that many digits behind the point
 std::string fixed(double value, int digits);
 

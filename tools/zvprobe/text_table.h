@@ -34,7 +34,7 @@ struct Cell {
 class TextTable {
   public:
     struct Column {
-        std::string_view heading;
+        std::string heading;
         bool right = false;  // numbers
     };
 
@@ -43,6 +43,8 @@ class TextTable {
 
     // As many cells as there are columns.
     void add(std::vector<Cell> cells) { lines_.push_back({std::move(cells), {}}); }
+
+    bool empty() const { return lines_.empty(); }
 
     // A line that stands as it is between the others.
     void add_line(std::string text) { lines_.push_back({{}, std::move(text)}); }

@@ -35,7 +35,8 @@ class TsProbe {
           survey_({[this](const ZvSurveyEvent& event) { see_event(event); },
                    [this](std::span<const uint8_t> packets, size_t packet_size) {
                        see_packets(packets, packet_size);
-                   }}) {}
+                   }},
+                  options.limits) {}
 
     void read(Source& source, std::span<const uint8_t> window) {
         for (;;) {

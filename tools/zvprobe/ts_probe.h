@@ -17,6 +17,7 @@ struct TsProbeOptions {
     Pace pace = Pace::kNone;
     bool live = false;  // time is that of arrival, not the stream's own
     bool statistics = false;
+    ZvSurveyLimits limits = {};
     std::function<void(uint64_t bytes)> on_progress;  // called after each window
 
     // Gets every packet, when its time has come if paced.

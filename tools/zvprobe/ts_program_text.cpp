@@ -17,68 +17,6 @@ std::string short_name(const Json& object, const char* name) {
     return cut_to(printable(text_of(object, name)), kWidestName);
 }
 
-std::string joined(const std::vector<std::string>& parts) {
-    std::string text;
-    for (const std::string& part : parts)
-        text += (text.empty() ? "" : " ") + part;
-    return text;
-}
-
-// -> "1920x1080i", "25 fps", ...
-std::vector<std::string> video_details(const Json& details) {
-    std::vector<std::string> parts;
-    const auto width = figure(details, "width");
-    const auto height = figure(details, "height");
-    if (width && height)
-        parts.push_back(number_text(*width) + "x" + number_text(*height) +
-                        (details["interlaced"] == true ? "i" : ""));
-    if (const auto rate = figure(details, "frame_rate"))
-        parts.push_back(number_text(std::round(*rate * 1000) / 1000) + " fps");
-    std::string profile = printable(text_of(details, "profile"));
-    if (const std::string level = printable(text_of(details, "level")); !level.empty())
-        profile += "@" + level;
-    if (!profile.empty()) parts.push_back(profile);
-    // What nearly every stream has needs no words.
-    if (const auto depth = figure(details, "bit_depth"); depth && *depth != 8)
-        parts.push_back(number_text(*depth) + " bit");
-    const std::string chroma = printable(text_of(details, "chroma"));
-    if (!chroma.empty() && chroma != "4:2:0") parts.push_back(chroma);
-    return parts;
-}
-
-// -> "48 kHz", "stereo", ...
-std::vector<std::string> audio_details(const Json& details) {
-    std::vector<std::string> parts;
-    if (const auto rate = figure(details, "sample_rate"))
-        parts.push_back(number_text(*rate / 1000) + " kHz");
-    if (const auto channels = figure(details, "channels"))
-        parts.push_back(*channels == 1   ? "mono"
-                        : *channels == 2 ? "stereo"
-                                         : number_text(*channels) + " channels");
-    if (const std::string profile = printable(text_of(details, "profile")); !profile.empty())
-        parts.push_back(profile);
-    return parts;
-}
-
-std::string details_text(const Json& stream, const Json* pid) {
-    std::vector<std::string> parts;
-    if (pid != nullptr && (*pid)["scrambled_packets"] != 0) parts.emplace_back("scrambled");
-    const Json& details = stream["details"];
-    if (!details.is_null()) {
-        const auto more =
-            details.contains("width") ? video_details(details) : audio_details(details);
-        parts.insert(parts.end(), more.begin(), more.end());
-    }
-    return joined(parts);
-}
-
-std::string languages_text(const Json& stream) {
-    std::string text;
-    for (const Json& language : stream["languages"])
-        text += (text.empty() ? "" : ",") + language.get<std::string>();
-    return cut_to(printable(text), 11);
-}
-
 class Programs {
   public:
     Programs(const Json& survey, const Style& style) : survey_(survey), style_(style) {
@@ -132,8 +70,9 @@ class Programs {
         add_pids(program, parts);
         for (const Json& system : program["ca_system_ids"])
             parts.push_back("CA system " + hex(system.get<uint32_t>()));
-        if (const Json& now = program["now"]; !now.is_null())
-            parts.push_back("now \"" + short_name(now, "title") + '"');
+        for (const char* const when : {"now", "next"})
+            if (const Json& event = program[when]; !event.is_null())
+                parts.push_back(std::string(when) + " \"" + short_name(event, "title") + '"');
         return parts;
     }
 
@@ -150,20 +89,16 @@ class Programs {
     void add_stream(const Json& stream) {
         const auto found = pids_.find(stream["pid"].get<uint16_t>());
         const Json* const pid = found == pids_.end() ? nullptr : found->second;
-        std::string codec = text_of(stream, "codec");
-        if (codec.empty()) codec = "type " + hex_byte(stream["stream_type"]);
-        table_.add({pid_text(stream["pid"]), text_of(stream, "kind"), codec, languages_text(stream),
+        table_.add({pid_text(stream["pid"]), text_of(stream, "kind"),
                     pid == nullptr ? std::string() : rate_text(*pid),
                     pid == nullptr ? Cell("no packet") : errors_cell(*pid),
-                    details_text(stream, pid)});
+                    stream_text(stream, pid != nullptr && (*pid)["scrambled_packets"] != 0)});
     }
 
     const Json& survey_;
     const Style& style_;
     std::map<uint16_t, const Json*> pids_;
-    TextTable table_{
-        {{"PID"}, {"kind"}, {"codec"}, {"language"}, {"bit rate", true}, {"errors"}, {"details"}},
-        kIndent};
+    TextTable table_{{{"PID"}, {"kind"}, {"bit rate", true}, {"errors"}, {"stream"}}, kIndent};
 };
 
 }  // namespace

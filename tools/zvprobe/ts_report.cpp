@@ -9,10 +9,12 @@
 namespace zvprobe {
 namespace {
 
-TableFaults faults_of_pid(const Json& pid) {
-    const Json& continuity = pid["continuity"];
-    if (continuity.is_null()) return {};
-    return {continuity["errors"], continuity["lost"], pid["crc_errors"]};
+void add_pid(EventTally& tally, int32_t pid) {
+    if (pid == ZV_SURVEY_NONE || std::ranges::count(tally.pids, pid) != 0) return;
+    if (tally.pids.size() < EventTally::kMostPids)
+        tally.pids.push_back(pid);
+    else
+        tally.has_more_pids = true;
 }
 
 }  // namespace
@@ -28,6 +30,9 @@ void EventTallies::add(const ZvSurveyEvent& event) {
         found = tallies_.end() - 1;
     }
     ++found->count;
+    add_pid(*found, event.pid);
+    if (found->kind == kSplice && splices_.size() < kMostSplices)
+        splices_.push_back({event.time_s, event.pid, event.message});
 }
 
 const EventTally* EventTallies::of(const std::string& kind) const {
@@ -35,32 +40,13 @@ const EventTally* EventTallies::of(const std::string& kind) const {
     return found == tallies_.end() ? nullptr : &*found;
 }
 
-bool TsFaults::any() const {
-    return sync_losses + byte_errors + skipped_bytes + trailing_bytes + transport_errors +
-               continuity_errors + crc_errors >
-           0;
-}
-
-TsFaults faults_of(const TsReport& report) {
-    const Json& survey = report.survey;
-    TsFaults faults;
-    faults.sync_losses = survey["sync"]["losses"];
-    faults.byte_errors = survey["sync"]["byte_errors"];
-    faults.skipped_bytes = survey["sync"]["skipped_bytes"];
-    faults.trailing_bytes = survey["trailing_bytes"];
-    faults.transport_errors = survey["transport_errors"];
-    faults.crc_errors = survey["crc_errors"];
-    for (const Json& pid : survey["pids"]) {
-        const TableFaults of_pid = faults_of_pid(pid);
-        faults.continuity_errors += of_pid.errors;
-        faults.packets_lost += of_pid.lost;
-        if (of_pid.errors > 0) ++faults.pids_with_losses;
-    }
-    return faults;
-}
-
-bool has_findings(const TsReport& report) {
-    return faults_of(report).any();
+bool has_findings(const TsReport& report, const IndicatorChoice& choice) {
+    if (faults_of(report.survey).any()) return true;
+    return std::ranges::any_of(report.survey["tr101290"], [&choice](const Json& indicator) {
+        const Json& count = indicator["count"];
+        return !count.is_null() && count != 0 &&
+               choice.has(indicator["id"].get<std::string_view>());
+    });
 }
 
 bool is_resolver_table(const Json& pid) {

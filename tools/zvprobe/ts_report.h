@@ -6,28 +6,45 @@
 #include <cmath>
 #include <cstdint>
 #include <limits>
+#include <optional>
 #include <string>
 #include <vector>
 
+#include "indicator_choice.h"
 #include "json_parts.h"
 #include "resolver.h"
+#include "ts_counts.h"
 #include "zvsurvey.h"
 
 namespace zvprobe {
 
 // Events of one kind, of which the survey's list may lack most.
 struct EventTally {
+    static constexpr size_t kMostPids = 6;
+
     std::string kind;
     bool is_indicator;  // of ETSI TR 101 290
     uint64_t count = 0;
     uint64_t first_offset = 0;
     int32_t first_pid = ZV_SURVEY_NONE;
     double first_s = std::numeric_limits<double>::quiet_NaN();
+    std::vector<int32_t> pids = {};  // the first ones, in the order in which they were seen
+    bool has_more_pids = false;      // than these
 };
 
-// The tallies in the order in which the kinds were first seen.
+// An announcement of a splice (ANSI/SCTE 35).
+struct Splice {
+    double time_s;
+    int32_t pid;
+    std::string message;
+};
+
+// The tallies in the order in which the kinds were first seen, and the first splices.
 class EventTallies {
   public:
+    static constexpr size_t kMostSplices = 10;
+    static constexpr char kSplice[] = "splice";
+
     void add(const ZvSurveyEvent& event);
 
     const std::vector<EventTally>& all() const { return tallies_; }
@@ -35,15 +52,19 @@ class EventTallies {
     // -> null when there was no such event
     const EventTally* of(const std::string& kind) const;
 
+    const std::vector<Splice>& splices() const { return splices_; }
+
   private:
     std::vector<EventTally> tallies_;
+    std::vector<Splice> splices_;
 };
 
 struct TsReport {
     Json survey;
     EventTallies events;
     ResolverAccount resolver;
-    bool statistics = false;  // asked for: they are part of the resolver's account
+    bool statistics = false;                  // asked for: they are part of the resolver's account
+    std::optional<TsInterval> interval = {};  // of a watch that reports again and again
 
     uint64_t bytes() const { return survey["bytes"]; }
 
@@ -51,31 +72,10 @@ struct TsReport {
     bool has_packets() const { return survey["packets"] != 0; }
 };
 
-// Errors that a report counts. `--strict` looks at these, and the text lists them.
-struct TsFaults {
-    uint64_t sync_losses = 0;
-    uint64_t byte_errors = 0;
-    uint64_t skipped_bytes = 0;
-    uint64_t trailing_bytes = 0;
-    uint64_t transport_errors = 0;
-    uint64_t continuity_errors = 0;
-    uint64_t packets_lost = 0;
-    uint64_t pids_with_losses = 0;  // with continuity errors
-    uint64_t crc_errors = 0;
-
-    bool any() const;
-};
-TsFaults faults_of(const TsReport& report);
-
-// -> true when there are any
-bool has_findings(const TsReport& report);
+// -> true when it counts errors, or when an indicator of the choice counted something
+bool has_findings(const TsReport& report, const IndicatorChoice& choice);
 
 // Continuity and CRC errors of the tables that the resolver is about, as the survey counts them.
-struct TableFaults {
-    uint64_t errors = 0;
-    uint64_t lost = 0;
-    uint64_t crc_errors = 0;
-};
 TableFaults table_faults(const TsReport& report);
 
 // Of one PID; without a packet there are none.

@@ -1,28 +1,11 @@
 // SPDX-License-Identifier: MIT
 // The text about a transport stream: what it is, what is in it, what is wrong with it. The
 // resolver's account follows where it was asked for.
-#include <cmath>
-
 #include "text_table.h"
 #include "ts_text_parts.h"
 
 namespace zvprobe {
 namespace {
-
-std::string clock_text(double seconds) {
-    const auto whole = static_cast<uint64_t>(seconds);
-    char text[64];
-    std::snprintf(text, sizeof text, "%llu:%02llu:%02llu",
-                  static_cast<unsigned long long>(whole / 3600),
-                  static_cast<unsigned long long>(whole / 60 % 60),
-                  static_cast<unsigned long long>(whole % 60));
-    return text;
-}
-
-std::string duration_text(double seconds) {
-    const std::string text = fixed(seconds, 3) + " s";
-    return seconds < 60 ? text : text + " (" + clock_text(seconds) + ")";
-}
 
 // What the whole stream is: size, time, network.
 class TsHead {
@@ -45,8 +28,7 @@ class TsHead {
     void print_clock() const {
         const Json& clock = survey_["clock"];
         std::vector<std::string> parts;
-        if (const auto seconds = figure(clock, "duration_s"))
-            parts.push_back(duration_text(*seconds));
+        if (const auto seconds = figure(clock, "duration_s")) parts.push_back(time_text(*seconds));
         if (const auto rate = figure(clock, "bit_rate_bps")) parts.push_back(rate_text(*rate));
         const Json& constant = clock["constant_rate"];
         if (constant.is_boolean())
@@ -105,6 +87,10 @@ std::string rate_text(const Json& object) {
     return rate ? rate_text(*rate) : std::string();
 }
 
+std::string interval_heading(const TsReport& report) {
+    return report.interval ? "last " + fixed(report.interval->seconds, 1) + " s" : std::string();
+}
+
 Cell errors_cell(const Json& pid) {
     std::vector<std::string> parts;
     const Json& continuity = pid["continuity"];
@@ -125,6 +111,8 @@ void print_text(std::ostream& out, const TsReport& report, const TextOptions& op
     print_programs(out, report, options.style);
     print_other_pids(out, report, options.style);
     print_faults(out, report, options.style);
+    print_indicators(out, report, options.style);
+    print_changes(out, report.events, options.style);
     if (options.resolver || options.statistics) print_resolver(out, report, options);
 }
 

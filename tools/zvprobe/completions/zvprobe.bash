@@ -17,7 +17,8 @@ _zvprobe_first_of() {
 _zvprobe() {
     local current=${COMP_WORDS[COMP_CWORD]} previous=${COMP_WORDS[COMP_CWORD - 1]}
     local common="--help --version --verbose --quiet --log"
-    local probe="--json --resolver --stats --strict --pace" options="" words="" files=yes
+    local limits="--limits --limit"
+    local probe="--json --resolver --stats --strict --pace --indicators $limits" options="" words="" files=yes
     local commands="probe monitor extract rtp pace remap flv-meta build" kinds="pat pmt sdt null"
     COMPREPLY=()
 
@@ -28,7 +29,7 @@ _zvprobe() {
         previous=${COMP_WORDS[COMP_CWORD - 2]}=
     fi
     case $previous in
-        --log | --log=)
+        --log | --log= | --limits | --limits=)
             mapfile -t COMPREPLY < <(compgen -f -- "$current")
             compopt -o filenames 2>/dev/null
             return
@@ -41,7 +42,7 @@ _zvprobe() {
             mapfile -t COMPREPLY < <(compgen -W "udp:// tcp://" -- "$current")
             return
             ;;
-        --interval | --program | --pmt | --pcr | --es | --from | --stream | --service | --provider \
+        --indicators | --limit | --interval | --program | --pmt | --pcr | --es | --from | --stream | --service | --provider \
             | --name | --count | *=) return ;;
     esac
 
@@ -50,7 +51,7 @@ _zvprobe() {
     case $(_zvprobe_first_of $commands) in
         "") options=$probe words=$commands ;;
         probe) options=$probe ;;
-        monitor) options="--interval --json-lines --resolver --stats" ;;
+        monitor) options="--interval --json-lines --resolver --stats $limits" ;;
         pace) options="--to --by" ;;
         remap) options="--program --pmt --pcr --es --from" ;;
         build)

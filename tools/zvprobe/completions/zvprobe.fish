@@ -36,6 +36,7 @@ for condition in $no_command "__zvprobe_seen probe"
     complete -c zvprobe -n $condition -l resolver -d 'Show what the resolver tells hosts'
     complete -c zvprobe -n $condition -l stats -d 'The same with arrival periods'
     complete -c zvprobe -n $condition -l strict -d 'Exit with status 1 when a source has errors'
+    complete -c zvprobe -n $condition -x -l indicators -d 'With --strict, these count as errors'
     complete -c zvprobe -n $condition -l pace -f -a 'pcr pts' -d 'Feed in real time'
 end
 
@@ -44,6 +45,11 @@ complete -c zvprobe -n $monitor -x -l interval -d 'Seconds between reports'
 complete -c zvprobe -n $monitor -l json-lines -d 'One line of JSON each'
 complete -c zvprobe -n $monitor -l resolver -d 'Show what the resolver tells hosts'
 complete -c zvprobe -n $monitor -l stats -d 'The same with arrival periods'
+
+for condition in $no_command "__zvprobe_seen probe" $monitor
+    complete -c zvprobe -n $condition -r -l limits -d 'Limits of indicators'
+    complete -c zvprobe -n $condition -x -l limit -d 'One of them: NAME=N'
+end
 
 complete -c zvprobe -n "__zvprobe_seen pace" -x -l to -a 'udp:// tcp://' -d 'Where to'
 complete -c zvprobe -n "__zvprobe_seen pace" -x -l by -a 'pcr pts' -d 'Clock to follow'

@@ -1,0 +1,18 @@
+// SPDX-License-Identifier: MIT
+// The limits of the indicators of ETSI TR 101 290 by name, from the command line and from a file.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "zvsurvey.h"
+
+namespace zvprobe {
+
+// -> the limits that are given, 0 for the others
+// file      "name = value" lines, with comments behind #; empty for none
+// settings  "name=value", which have the last word
+// Throws UsageError.
+ZvSurveyLimits limits_from(const std::string& file, const std::vector<std::string>& settings);
+
+}  // namespace zvprobe
