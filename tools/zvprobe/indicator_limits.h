@@ -10,7 +10,7 @@
 namespace zvprobe {
 
 // -> the limits that are given, 0 for the others
-// file      "name = value" lines, with comments behind #; empty for none
+// file      "name = value" lines, with comments after #; empty for none
 // settings  "name=value", which have the last word
 // Throws UsageError.
 ZvSurveyLimits limits_from(const std::string& file, const std::vector<std::string>& settings);
