@@ -83,10 +83,12 @@ double Survey::seconds_since_first(uint64_t now_us) {
 }
 
 void Survey::feed_at(std::span<const uint8_t> bytes, uint64_t arrival_us) {
-    const bool first = !begun_;  // time begins with the first packet
-    if (first) first_arrival_us_.reset();
+    const bool first = !begun_;
+    const uint64_t passed = framer_.offset();
     timing_.arrive(seconds_since_first(arrival_us));
     feed(bytes);
+    // Time begins with the first packet: what was passed over is none.
+    if (!begun_ && framer_.offset() > passed) first_arrival_us_ = arrival_us;
     if (first) packets_at_first_arrival_ = framing().packets;
 }
 
