@@ -218,7 +218,7 @@ std::string decode_selected(uint8_t selector, Bytes bytes) {
             return decode_with(read_utf8, text);
         case 0x1F:  // an encoding_type_id follows; none is known
             return undecodable(without_first(bytes, 2).size());
-        default:  // 0x01 to 0x0B are ISO/IEC 8859-5 to 15; there is no part 12, others are reserved
+        default:  // 0x01 to 0x0B are ISO/IEC 8859-5 to 15; there is no 8859-12, others are reserved
             return decode_iso_8859(selector <= 0x0B ? selector + 4u : 0u, text);
     }
 }

@@ -12,7 +12,7 @@ const char* table_name(uint8_t table_id);
 // -> the name of a service_type of EN 300 468, table 89
 const char* service_type_name(uint8_t type);
 
-// -> the name of a service_type of ATSC A/53, part 1
+// -> the name of a service_type of ATSC A/53
 const char* atsc_service_type_name(uint8_t type);
 
 }  // namespace zv::survey

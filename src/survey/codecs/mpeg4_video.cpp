@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// MPEG-4 part 2 video (ISO/IEC 14496-2): profile of the visual object sequence, video object layer.
+// MPEG-4 Visual (ISO/IEC 14496-2): profile of the visual object sequence, video object layer.
 #include <cstdio>
 
 #include "survey/codecs/bit_reader.h"
