@@ -66,6 +66,15 @@ typedef struct ZvSurveyLimits {
                                    apart (0.025) */
 } ZvSurveyLimits;
 
+/* A stretch of the stream over which time is linear: the packet at a place has the time
+ * time_s + (place - offset) * s_per_byte. */
+typedef struct ZvSurveyTimeLine {
+    uint64_t offset;   /* a place on the line */
+    double time_s;     /* its time, 0 at the first packet */
+    double s_per_byte; /* how fast time goes */
+    uint64_t end;      /* the line holds up to here, from the end of the line before on */
+} ZvSurveyTimeLine;
+
 /* How a survey works. Members that a host leaves 0 have their defaults. */
 typedef struct ZvSurveyOptions {
     size_t size; /* sizeof(ZvSurveyOptions): later versions add members at the end */
@@ -85,6 +94,11 @@ typedef struct ZvSurveyOptions {
                        uint64_t offset);
 
     ZvSurveyLimits limits; /* when indicators count */
+
+    /* Called when the time of what came is known, for those who send packets at their time; of files
+     * only, and not before the first interval of the clock. It must not call the survey.
+     * line  in  borrowed for the call; lines follow each other without a gap */
+    void (*on_clock)(void* arg, const ZvSurveyTimeLine* line);
 } ZvSurveyOptions;
 
 /* Takes a piece of JSON. -> 0 to go on, anything else to stop */

@@ -37,6 +37,15 @@ SeePackets packet_seer(const ZvSurveyOptions& options) {
     };
 }
 
+SeeTimeLine line_seer(const ZvSurveyOptions& options) {
+    if (!options.on_clock) return {};
+    return [options](const TimeLine& line, uint64_t end) {
+        const ZvSurveyTimeLine record = {line.offset, line.ticks / kPcrHz,
+                                         line.ticks_per_byte / kPcrHz, end};
+        options.on_clock(options.arg, &record);
+    };
+}
+
 // As many members as the caller's version of the record has.
 template <typename Record>
 Record known_part(const Record* record, size_t size) {
@@ -198,7 +207,8 @@ void fill_times(const Survey& survey, const PidDetail& detail, ZvSurveyPid& out)
 // The survey, and what its records borrow.
 struct ZvSurvey {
     explicit ZvSurvey(const ZvSurveyOptions& options)
-        : survey(teller(options), packet_seer(options), limits_of(options.limits)) {}
+        : survey(teller(options), packet_seer(options), limits_of(options.limits),
+                 line_seer(options)) {}
 
     // -> what the tables say now
     const Description& description() const {

@@ -68,8 +68,12 @@ bool contradicts(Codec declared, Codec read) {
 
 }  // namespace
 
-Survey::Survey(EventLog::Tell tell, SeePackets see_packets, const Limits& limits)
-    : see_packets_(std::move(see_packets)), events_(std::move(tell)), limits_(limits) {}
+Survey::Survey(EventLog::Tell tell, SeePackets see_packets, const Limits& limits,
+               SeeTimeLine see_line)
+    : see_packets_(std::move(see_packets)),
+      events_(std::move(tell)),
+      limits_(limits),
+      timing_(events_, pids_, tables_, limits_, std::move(see_line)) {}
 
 void Survey::feed(std::span<const uint8_t> bytes) {
     bytes_ += bytes.size();

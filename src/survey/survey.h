@@ -34,7 +34,7 @@ class Survey {
   public:
     static constexpr size_t kMostCrcErrors = 1000;
 
-    Survey(EventLog::Tell tell, SeePackets see_packets, const Limits& limits);
+    Survey(EventLog::Tell tell, SeePackets see_packets, const Limits& limits, SeeTimeLine see_line);
 
     void feed(std::span<const uint8_t> bytes);
 
@@ -116,7 +116,7 @@ class Survey {
     const Limits limits_;
     Pids pids_;
     Tables tables_;
-    Timing timing_{events_, pids_, tables_, limits_};
+    Timing timing_;
     Model model_{pids_, timing_};
     bool begun_ = false;
     bool scrambled_came_ = false;

@@ -19,9 +19,11 @@ uint64_t offset_of(const Timed& timed) {
 
 }  // namespace
 
-Timing::Timing(EventLog& events, Pids& pids, Tables& tables, const Limits& limits)
+Timing::Timing(EventLog& events, Pids& pids, Tables& tables, const Limits& limits,
+               SeeTimeLine see_line)
     : events_(events),
       pids_(pids),
+      see_line_(std::move(see_line)),
       judge_(events, pids, tables, clock_, limits),
       gap_bytes_(kGapBytesWithoutClock) {}
 
@@ -107,6 +109,7 @@ void Timing::settle(const TimeLine& line, uint64_t offset) {
         judged_s_ = line.at(offset_of(timed)) / kPcrHz;
     }
     settle_segments(line);
+    if (see_line_) see_line_(line, offset);
     const Dropped dropped = std::exchange(dropped_, {});
     if (!dropped.any) return;
     judge_.tick(judged_s_, offset);

@@ -6,6 +6,7 @@
 
 #include <cstdint>
 #include <deque>
+#include <functional>
 #include <optional>
 #include <vector>
 
@@ -15,11 +16,15 @@
 
 namespace zv::survey {
 
+using SeeTimeLine = std::function<void(const TimeLine& line, uint64_t end)>;
+
 class Timing {
   public:
     static constexpr size_t kMostWaiting = 65536;
 
-    Timing(EventLog& events, Pids& pids, Tables& tables, const Limits& limits);
+    // see_line  in  gets each line of time, and where it ends; may be empty
+    Timing(EventLog& events, Pids& pids, Tables& tables, const Limits& limits,
+           SeeTimeLine see_line);
 
     // The first packet was found.
     void begin(size_t packet_size, uint64_t first_offset) {
@@ -80,6 +85,7 @@ class Timing {
 
     EventLog& events_;
     Pids& pids_;
+    SeeTimeLine see_line_;
     Clock clock_;
     Judge judge_;
     std::optional<double> arrival_s_;

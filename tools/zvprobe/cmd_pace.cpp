@@ -4,12 +4,16 @@
 
 #include <chrono>
 #include <iostream>
+#include <optional>
+#include <thread>
 
+#include "clock_pacer.h"
 #include "commands.h"
 #include "exit_status.h"
 #include "interrupt.h"
 #include "packet_sink.h"
 #include "source.h"
+#include "survey_run.h"
 #include "text_parts.h"
 #include "ts_probe.h"
 #include "ts_sync.h"
@@ -32,6 +36,57 @@ std::string sink_of(const PaceOptions& options) {
     return isatty(STDOUT_FILENO) ? "" : "-";
 }
 
+// Stream time 0 is when the first packet goes. -> false when a signal came
+class RealTime {
+  public:
+    bool wait_until(double stream_time_s) {
+        if (!begin_) begin_ = Clock::now();
+        const auto due = *begin_ + std::chrono::duration_cast<Clock::duration>(
+                                       std::chrono::duration<double>(stream_time_s));
+        for (auto now = Clock::now(); now < due && !interrupted(); now = Clock::now())
+            std::this_thread::sleep_for(std::min<Clock::duration>(due - now, kLongestSleep));
+        return !interrupted();
+    }
+
+  private:
+    static constexpr std::chrono::milliseconds kLongestSleep{50};  // a signal must not wait longer
+    std::optional<Clock::time_point> begin_;
+};
+
+// By the survey's clock: the PCRs of one PID, whatever the tables say.
+void play_by_clock(Source& source, std::span<const uint8_t> window, const Session& session,
+                   const std::string& name, PacketSink& sink) {
+    RealTime time;
+    ClockPacer pacer([&sink](std::span<const uint8_t> packets,
+                             size_t packet_size) { sink.take(packets, packet_size); },
+                     [&time](double stream_time_s) { return time.wait_until(stream_time_s); });
+    const Findings findings(name, session.verbosity > 0);
+    SurveyRun survey({[&findings](const ZvSurveyEvent& event) { findings.tell(event); },
+                      [&pacer](std::span<const uint8_t> packets, size_t packet_size,
+                               uint64_t offset) { pacer.take(packets, packet_size, offset); },
+                      [&pacer](const ZvSurveyTimeLine& line) { pacer.take(line); }});
+    while (!interrupted()) {
+        const bool last = source.at_end();
+        survey.feed(window, false);
+        if (last) break;
+        window = source.next(0);
+    }
+    survey.finish();
+    pacer.finish();
+}
+
+// By the library, which sleeps to the time stamps of one stream.
+void play_by_time_stamps(Source& source, std::span<const uint8_t> window, const Session& session,
+                         const std::string& name, PacketSink& sink) {
+    TsProbeOptions probe;
+    probe.pace = Pace::kPts;
+    probe.on_packets = [&sink](std::span<const uint8_t> packets, size_t packet_size) {
+        sink.take(packets, packet_size);
+    };
+    const Findings findings(name, session.verbosity > 0);
+    probe_transport_stream(findings, source, window, probe);
+}
+
 int play(const PaceOptions& options, const Session& session) {
     const auto source = open_source(options.source);
     const auto first_window = source->next(0);
@@ -39,14 +94,9 @@ int play(const PaceOptions& options, const Session& session) {
     if (known) {
         const std::string to = sink_of(options);
         PacketSink sink(to);
-        TsProbeOptions probe;
-        probe.pace = options.by == "pts" ? Pace::kPts : Pace::kPcr;
-        probe.on_packets = [&sink](std::span<const uint8_t> packets, size_t packet_size) {
-            sink.take(packets, packet_size);
-        };
         const auto begin = Clock::now();
-        const Findings findings(options.source, session.verbosity > 0);
-        probe_transport_stream(findings, *source, first_window, probe);
+        const auto play_by = options.by == "pts" ? play_by_time_stamps : play_by_clock;
+        play_by(*source, first_window, session, options.source, sink);
         sink.flush();
         if (!session.quiet)
             print_summary(to == "-" ? std::cerr : std::cout, sink.packets(), Clock::now() - begin);

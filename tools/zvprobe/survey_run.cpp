@@ -29,12 +29,18 @@ SurveyRun::SurveyRun(SurveyCallbacks callbacks, const ZvSurveyLimits& limits)
         run.keep_exception([&] { run.callbacks_.on_event(*event); });
     };
     options.on_packets = [](void* arg, const uint8_t* packets, size_t packet_size, size_t count,
-                            uint64_t) {
+                            uint64_t offset) {
         auto& run = *static_cast<SurveyRun*>(arg);
         run.keep_exception([&] {
-            run.callbacks_.on_packets({packets, count * packet_size}, packet_size);
+            run.callbacks_.on_packets({packets, count * packet_size}, packet_size, offset);
         });
     };
+    if (callbacks_.on_clock) {
+        options.on_clock = [](void* arg, const ZvSurveyTimeLine* line) {
+            auto& run = *static_cast<SurveyRun*>(arg);
+            run.keep_exception([&] { run.callbacks_.on_clock(*line); });
+        };
+    }
     survey_.reset(zvsurvey_new(&options));
     if (!survey_) throw std::bad_alloc();
 }

@@ -16,8 +16,12 @@ namespace zvprobe {
 struct SurveyCallbacks {
     std::function<void(const ZvSurveyEvent& event)> on_event;
 
-    // Gets each run of packets in sync, from the first one's sync byte on.
-    std::function<void(std::span<const uint8_t> packets, size_t packet_size)> on_packets;
+    // Gets each run of packets in sync, from the first one's sync byte on, at its place.
+    std::function<void(std::span<const uint8_t> packets, size_t packet_size, uint64_t offset)>
+        on_packets;
+
+    // Gets each line of the clock; may be empty.
+    std::function<void(const ZvSurveyTimeLine& line)> on_clock;
 };
 
 class SurveyRun {

@@ -33,9 +33,10 @@ class TsProbe {
           parse_options_(parse_options_for(options.pace)),
           resolver_(findings.source()),
           survey_({[this](const ZvSurveyEvent& event) { see_event(event); },
-                   [this](std::span<const uint8_t> packets, size_t packet_size) {
+                   [this](std::span<const uint8_t> packets, size_t packet_size, uint64_t) {
                        see_packets(packets, packet_size);
-                   }},
+                   },
+                   {}},
                   options.limits) {}
 
     void read(Source& source, std::span<const uint8_t> window) {
