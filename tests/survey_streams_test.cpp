@@ -146,6 +146,25 @@ TEST(SurveyStreams, TellsSplicesOfSoundSectionsOnTheirPid) {
     EXPECT_NE(splice.at("message").get<std::string>().find("splice_insert"), std::string::npos);
 }
 
+TEST(SurveyStreams, TellsThePagesOfSubtitlesAndTeletext) {
+    TsStream stream;
+    stream.add(pat_packet({{1, kPmtPid}}));
+    stream.add(TsPacket(kPmtPid).section(pmt(
+        1, 0x1FFF,
+        {{0x06, 0x200, descriptor(0x59, {'d', 'e', 'u', 0x20, 0, 1, 0, 2})},
+         {0x06, 0x201, descriptor(0x56, {'e', 'n', 'g', 0x09, 0x00, 'e', 'n', 'g', 0x10, 0x88})},
+         {0x06, 0x202}})));
+    const Json streams = survey_of(stream).at("programs").at(0).at("streams");
+    EXPECT_EQ(
+        streams.at(0).at("pages"),
+        Json::array(
+            {{{"page", 1}, {"language", "deu"}, {"use", "subtitle"}, {"hearing_impaired", true}}}));
+    EXPECT_EQ(streams.at(1).at("pages").at(0).at("use"), "teletext");
+    EXPECT_EQ(streams.at(1).at("pages").at(1).at("page"), 888);
+    EXPECT_EQ(streams.at(1).at("pages").at(1).at("use"), "subtitle");
+    EXPECT_FALSE(streams.at(2).contains("pages"));
+}
+
 TEST(SurveyStreams, TellsWhatIsOnNowAndNext) {
     const auto event = [](int number, std::string_view title) {
         Bytes body = table_head(1) + Bytes{0, 1, 0, 1, 1, 0x4E, 0, 7};

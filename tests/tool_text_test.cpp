@@ -41,6 +41,21 @@ TEST(StreamText, SpeaksOfPicturesAsPeopleDo) {
               "AV1 29.97 fps 10 bit 4:2:2");
 }
 
+TEST(StreamText, NamesTheFirstPagesOfSubtitles) {
+    Json teletext = {{"stream_type", 6},
+                     {"codec", "dvb_teletext"},
+                     {"languages", {"fin"}},
+                     {"details", nullptr},
+                     {"pages", Json::array()}};
+    for (int page = 100; page < 106; ++page)
+        teletext["pages"].push_back({{"page", page},
+                                     {"language", "fin"},
+                                     {"use", page == 100 ? "teletext" : "subtitle"},
+                                     {"hearing_impaired", page == 102}});
+    EXPECT_EQ(stream_text(teletext, false),
+              "teletext fin page 101 page 102 hearing impaired page 103 ...");
+}
+
 TEST(StreamText, SpeaksOfSoundAsPeopleDo) {
     const auto sound = [](const char* codec, int channels, const char* profile) {
         const std::string details = R"({"sample_rate": 48000, "bit_rate_bps": null, "channels": )" +

@@ -7,14 +7,18 @@
 
 namespace zv::survey {
 
+std::string language_text(const Language& language) {
+    std::string text;
+    for (const char c : language)
+        c > ' ' && c < 0x7F ? text += c : text += "\uFFFD";
+    return text;
+}
+
 std::vector<std::string> languages_of(Bytes descriptors) {
     std::array<Language, kMaxLanguages> languages;
     const size_t count = declared_languages(descriptors, languages);
     std::vector<std::string> texts(count);
-    for (size_t i = 0; i < count; ++i) {
-        for (const char c : languages[i])
-            c > ' ' && c < 0x7F ? texts[i] += c : texts[i] += "\uFFFD";
-    }
+    std::ranges::transform(std::span(languages).first(count), texts.begin(), language_text);
     return texts;
 }
 

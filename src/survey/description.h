@@ -25,7 +25,10 @@ struct Description {
     std::vector<Service> services;  // ascending by id
 };
 
-// -> languages of a stream, such as "deu"; a byte that is no letter is U+FFFD
+// -> a language such as "deu"; a byte that is no letter is U+FFFD
+std::string language_text(const Language& language);
+
+// -> languages of a stream
 std::vector<std::string> languages_of(Bytes descriptors);
 
 // -> CA_system_ids of a programme and its streams, ascending

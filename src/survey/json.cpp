@@ -3,8 +3,10 @@
 // needs little memory.
 #include "survey/json.h"
 
+#include <array>
 #include <cmath>
 
+#include "survey/codecs/subtitles.h"
 #include "survey/json_text.h"
 #include "survey/names.h"
 
@@ -194,15 +196,31 @@ Json details_json(const PidDetail* detail) {
     return {};
 }
 
+Json page_json(const SubtitlePage& page) {
+    return {{"page", page.page},
+            {"language", language_text(page.language)},
+            {"use", page.subtitle ? "subtitle" : "teletext"},
+            {"hearing_impaired", page.hearing_impaired}};
+}
+
 Json stream_json(const PmtView& pmt, const PmtStream& stream, const Pids& pids) {
     const StreamCodec codec = codec_of(pmt, stream, pids);
-    return {{"pid", stream.pid},
-            {"stream_type", stream.stream_type},
-            {"codec", text_or_null(codec_name(codec.codec))},
-            {"kind", kind_name(codec.kind)},
-            {"languages", languages_of(stream.descriptors)},
-            {"descriptors", hex(stream.descriptors)},
-            {"details", details_json(pids[stream.pid].detail.get())}};
+    Json json = {{"pid", stream.pid},
+                 {"stream_type", stream.stream_type},
+                 {"codec", text_or_null(codec_name(codec.codec))},
+                 {"kind", kind_name(codec.kind)},
+                 {"languages", languages_of(stream.descriptors)},
+                 {"descriptors", hex(stream.descriptors)},
+                 {"details", details_json(pids[stream.pid].detail.get())}};
+    std::array<SubtitlePage, kMaxSubtitlePages> pages;
+    const size_t count =
+        codec.kind == Kind::kSubtitle ? declared_subtitles(stream.descriptors, pages) : 0;
+    if (count == 0) return json;
+    Json list = Json::array();
+    for (size_t page = 0; page < count; ++page)
+        list.push_back(page_json(pages[page]));
+    json.add("pages", list);
+    return json;
 }
 
 class SurveyWriter {

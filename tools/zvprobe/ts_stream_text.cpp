@@ -104,6 +104,23 @@ std::string languages_text(const Json& stream) {
     return cut_to(printable(text), kWidestLanguages);
 }
 
+// -> "page 888 hearing impaired"; of teletext only the pages of subtitles count, and only a few
+std::vector<std::string> page_parts(const Json& stream) {
+    constexpr size_t kMostShown = 3;
+    std::vector<std::string> parts;
+    if (!stream.contains("pages")) return parts;
+    for (const Json& page : stream["pages"]) {
+        if (page["use"] != "subtitle") continue;
+        if (parts.size() == kMostShown) {
+            parts.push_back("...");
+            break;
+        }
+        parts.push_back("page " + std::to_string(page["page"].get<unsigned>()) +
+                        (page["hearing_impaired"] == true ? " hearing impaired" : ""));
+    }
+    return parts;
+}
+
 }  // namespace
 
 std::string stream_text(const Json& stream, bool scrambled) {
@@ -122,6 +139,8 @@ std::string stream_text(const Json& stream, bool scrambled) {
             add(part);
     }
     add(languages_text(stream));
+    for (const std::string& part : page_parts(stream))
+        add(part);
     return scrambled ? text + " (scrambled)" : text;
 }
 
