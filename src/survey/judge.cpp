@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "survey/psi.h"
+#include "survey/table_rules.h"
 
 namespace zv::survey {
 namespace {
@@ -14,24 +15,6 @@ constexpr uint64_t kPtsToPcr = 300;
 
 uint32_t milliseconds(double seconds) {
     return static_cast<uint32_t>(std::lround(std::clamp(seconds * 1000, 0.0, 4e9)));
-}
-
-// The tables whose sections of one sub-table must not follow too soon (EN 300 468, 5.1.4).
-std::optional<Indicator> distance_indicator(uint16_t pid, uint8_t table_id) {
-    switch (table_id) {
-        case kTableIdNitActual:
-            return pid == kPidNit ? std::optional(Indicator::kNitActualError) : std::nullopt;
-        case kTableIdSdtActual:
-            return pid == kPidSdt ? std::optional(Indicator::kSdtActualError) : std::nullopt;
-        case kTableIdEitActual:
-            return pid == kPidEit ? std::optional(Indicator::kEitActualError) : std::nullopt;
-        case kTableIdRst:
-            return pid == kPidRst ? std::optional(Indicator::kRstError) : std::nullopt;
-        case kTableIdTdt:
-            return pid == kPidTdt ? std::optional(Indicator::kTdtError) : std::nullopt;
-        default:
-            return std::nullopt;
-    }
 }
 
 uint32_t sub_table_key(const SectionDone& done) {

@@ -9,49 +9,10 @@
 #include "survey/codecs/parameters.h"
 #include "survey/continuity.h"
 #include "survey/splice_event.h"
+#include "survey/table_rules.h"
 
 namespace zv::survey {
 namespace {
-
-// The tables whose CRC_32 the indicator 2.2 looks at.
-bool is_crc_error_2_2(uint8_t table_id) {
-    return table_id <= kTableIdPmt || table_id == kTableIdNitActual ||
-           table_id == kTableIdNitOther || table_id == kTableIdSdtActual ||
-           table_id == kTableIdSdtOther || table_id == kTableIdBat || table_id == kTableIdTot ||
-           (table_id >= kTableIdEitActual && table_id <= kTableIdEitLast);
-}
-
-// -> the indicator of a table that does not belong on its PID
-std::optional<Indicator> misplaced(uint16_t pid, uint8_t table_id) {
-    const auto unless = [](bool belongs, Indicator indicator) {
-        return belongs ? std::nullopt : std::optional(indicator);
-    };
-    const bool stuffing = table_id == kTableIdStuffing;
-    switch (pid) {
-        case kPidPat:
-            return unless(table_id == kTableIdPat, Indicator::kPatError2);
-        case kPidCat:
-            return unless(table_id == kTableIdCat, Indicator::kCatError);
-        case kPidNit:
-            return unless(stuffing || table_id == kTableIdNitActual || table_id == kTableIdNitOther,
-                          Indicator::kNitActualError);
-        case kPidSdt:
-            return unless(stuffing || table_id == kTableIdSdtActual ||
-                              table_id == kTableIdSdtOther || table_id == kTableIdBat,
-                          Indicator::kSdtActualError);
-        case kPidEit:
-            return unless(
-                stuffing || (table_id >= kTableIdEitActual && table_id <= kTableIdEitLast),
-                Indicator::kEitActualError);
-        case kPidRst:
-            return unless(stuffing || table_id == kTableIdRst, Indicator::kRstError);
-        case kPidTdt:
-            return unless(stuffing || table_id == kTableIdTdt || table_id == kTableIdTot,
-                          Indicator::kTdtError);
-        default:
-            return std::nullopt;
-    }
-}
 
 // Variants of one codec are no contradiction.
 bool contradicts(Codec declared, Codec read) {
