@@ -10,8 +10,8 @@
 #include <sstream>
 #include <string>
 
-#include "commands.h"
-#include "exit_status.h"
+#include "base/exit_status.h"
+#include "commands/commands.h"
 #include "flv.h"
 #include "input.h"
 #include "packets.h"
