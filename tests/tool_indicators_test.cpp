@@ -6,7 +6,7 @@
 #include <bit>
 
 #include "base/numbers.h"
-#include "cli/indicator_limits.h"
+#include "commands/indicator_limits.h"
 #include "support/folder.h"
 #include "ts/indicator_choice.h"
 

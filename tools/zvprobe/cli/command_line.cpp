@@ -10,8 +10,8 @@
 #include "base/numbers.h"
 #include "bitStream.h"
 #include "cli/help.h"
-#include "cli/indicator_limits.h"
 #include "commands/commands.h"
+#include "commands/indicator_limits.h"
 #include "zvprotocol.h"
 
 namespace zvprobe {

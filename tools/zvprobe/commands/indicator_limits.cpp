@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // Implementation of indicator_limits.h.
-#include "cli/indicator_limits.h"
+#include "commands/indicator_limits.h"
 
 #include <CLI/CLI.hpp>
 
