@@ -8,7 +8,7 @@
 #include <span>
 
 #include "survey/json.h"
-#include "survey/names.h"
+#include "survey/psi/names.h"
 #include "survey/survey.h"
 #include "zvsurvey.h"
 

@@ -4,7 +4,7 @@
 
 #include <utility>
 
-#include "survey/packet.h"
+#include "survey/packets/packet.h"
 #include "survey/pids.h"
 
 namespace zv::survey {

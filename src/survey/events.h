@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "survey/indicators.h"
+#include "survey/time/indicators.h"
 
 namespace zv::survey {
 

@@ -10,13 +10,13 @@
 #include <vector>
 
 #include "survey/events.h"
-#include "survey/framing.h"
-#include "survey/joined_input.h"
-#include "survey/model.h"
-#include "survey/packet.h"
+#include "survey/model/model.h"
+#include "survey/model/tables.h"
+#include "survey/packets/framing.h"
+#include "survey/packets/joined_input.h"
+#include "survey/packets/packet.h"
 #include "survey/pids.h"
-#include "survey/tables.h"
-#include "survey/timing.h"
+#include "survey/time/timing.h"
 
 namespace zv::survey {
 

@@ -7,7 +7,7 @@
 #include "base/capped_list.h"
 #include "io/byte_cursor.h"
 #include "render/finding_log.h"
-#include "survey/codecs/mpeg_audio.h"
+#include "survey/codecs/audio/mpeg_audio.h"
 
 namespace zvprobe {
 

@@ -4,9 +4,9 @@
 
 #include <array>
 
-#include "survey/codecs/aac_config.h"
+#include "survey/codecs/audio/aac_config.h"
 #include "survey/codecs/bit_reader.h"
-#include "survey/codecs/video.h"
+#include "survey/codecs/video/video.h"
 
 namespace zvprobe {
 namespace {
