@@ -7,9 +7,9 @@
 #include <utility>
 
 #include "survey/codecs/video/parameters.h"
-#include "survey/continuity.h"
-#include "survey/model/table_rules.h"
-#include "survey/splice_event.h"
+#include "survey/records/continuity.h"
+#include "survey/records/splice_event.h"
+#include "survey/records/table_rules.h"
 
 namespace zv::survey {
 namespace {

@@ -11,9 +11,9 @@
 
 #include "survey/codecs/codec.h"
 #include "survey/model/stored_table.h"
-#include "survey/pids.h"
 #include "survey/psi/psi.h"
-#include "survey/time/timing.h"
+#include "survey/records/pids.h"
+#include "survey/timing/timing.h"
 
 namespace zv::survey {
 

@@ -4,8 +4,8 @@
 
 #include <memory>
 
+#include "survey/records/indicators.h"
 #include "survey/time/extremes.h"
-#include "survey/time/indicators.h"
 #include "survey/time/pcr.h"
 #include "survey/time/wait.h"
 

@@ -8,9 +8,9 @@
 #include <unordered_map>
 #include <vector>
 
-#include "survey/events.h"
-#include "survey/pids.h"
-#include "survey/time/timed.h"
+#include "survey/records/events.h"
+#include "survey/records/pids.h"
+#include "survey/timing/timed.h"
 
 namespace zv::survey {
 

@@ -5,7 +5,7 @@
 #include <cstdint>
 #include <optional>
 
-#include "survey/time/indicators.h"
+#include "survey/records/indicators.h"
 
 namespace zv::survey {
 

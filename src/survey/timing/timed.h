@@ -6,9 +6,9 @@
 #include <optional>
 #include <variant>
 
-#include "survey/events.h"
-#include "survey/model/roles.h"
-#include "survey/model/tables.h"
+#include "survey/records/events.h"
+#include "survey/records/roles.h"
+#include "survey/records/tables.h"
 #include "survey/time/clock.h"
 
 namespace zv::survey {

@@ -9,10 +9,10 @@
 
 #include "mpeg/ts_packet/packet_fields.h"
 #include "survey/codecs/codec.h"
-#include "survey/model/roles.h"
 #include "survey/packets/es_gatherer.h"
 #include "survey/psi/section_gatherer.h"
-#include "survey/time/pid_timing.h"
+#include "survey/records/pid_timing.h"
+#include "survey/records/roles.h"
 
 namespace zv::survey {
 

@@ -5,7 +5,7 @@
 #include <string>
 
 #include "survey/codecs/scte35.h"
-#include "survey/events.h"
+#include "survey/records/events.h"
 
 namespace zv::survey {
 

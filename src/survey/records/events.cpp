@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: MIT
 // Implementation of events.h: names and messages.
-#include "survey/events.h"
+#include "survey/records/events.h"
 
 #include <algorithm>
 #include <cstdio>
 
 #include "survey/codecs/codec.h"
-#include "survey/splice_event.h"
+#include "survey/records/splice_event.h"
 
 namespace zv::survey {
 namespace {

@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: MIT
 // Implementation of judge.h.
-#include "survey/time/judge.h"
+#include "survey/timing/judge.h"
 
 #include <cmath>
 #include <utility>
 
-#include "survey/model/table_rules.h"
 #include "survey/psi/psi.h"
+#include "survey/records/table_rules.h"
 
 namespace zv::survey {
 namespace {

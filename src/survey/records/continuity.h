@@ -5,7 +5,7 @@
 #include <utility>
 
 #include "survey/packets/packet.h"
-#include "survey/pids.h"
+#include "survey/records/pids.h"
 
 namespace zv::survey {
 

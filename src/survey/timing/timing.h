@@ -11,8 +11,8 @@
 #include <vector>
 
 #include "survey/time/clock.h"
-#include "survey/time/judge.h"
-#include "survey/time/timed.h"
+#include "survey/timing/judge.h"
+#include "survey/timing/timed.h"
 
 namespace zv::survey {
 

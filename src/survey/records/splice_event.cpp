@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // Implementation of splice_event.h: an event has numbers only, so that many can wait for their time.
-#include "survey/splice_event.h"
+#include "survey/records/splice_event.h"
 
 #include <array>
 

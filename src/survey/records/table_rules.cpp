@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // Implementation of table_rules.h.
-#include "survey/model/table_rules.h"
+#include "survey/records/table_rules.h"
 
 #include "survey/psi/psi.h"
 

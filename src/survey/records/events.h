@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "survey/time/indicators.h"
+#include "survey/records/indicators.h"
 
 namespace zv::survey {
 

@@ -9,8 +9,8 @@
 #include <span>
 
 #include "survey/psi/section.h"
+#include "survey/records/indicators.h"
 #include "survey/time/extremes.h"
-#include "survey/time/indicators.h"
 
 namespace zv::survey {
 

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // Implementation of timing.h.
-#include "survey/time/timing.h"
+#include "survey/timing/timing.h"
 
 #include <type_traits>
 #include <utility>
