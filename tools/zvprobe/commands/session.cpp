@@ -25,7 +25,7 @@ int wanted_log_level(const Session& session) {
 void start_log(const Session& session) {
     const int level = wanted_log_level(session);
     if (level == 0) {
-        zvlog_api_setLoglevel(0);  // nobody listens: no message is made
+        zvlog_api_setLoglevel(0);  // no message is made
         return;
     }
     const bool to_file = !session.log_file.empty();
