@@ -128,7 +128,7 @@ int zvsurvey_totals(const ZvSurvey* survey, ZvSurveyTotals* out, size_t size) {
     if (!survey || !out) return 0;
     return guarded(0, [&] {
         const Survey& s = survey->survey;
-        const FramingCounts& framing = s.framing();
+        const zv::FramingCounts& framing = s.framing();
         survey->network_name = s.model().network_name();
         ZvSurveyTotals totals = {};
         totals.packet_size = static_cast<uint32_t>(framing.packet_size);
@@ -342,8 +342,8 @@ int zvsurvey_crc_error(const ZvSurvey* survey, size_t index, ZvSurveyCrcError* o
 }
 
 int zvsurvey_sync_loss(const ZvSurvey* survey, size_t index, ZvSurveySyncLoss* out, size_t size) {
-    if (!survey || !out || index >= survey->survey.framing().loss_list.size()) return 0;
-    const SyncLoss& loss = survey->survey.framing().loss_list[index];
+    if (!survey || !out || index >= survey->survey.sync_loss_list().size()) return 0;
+    const SyncLoss& loss = survey->survey.sync_loss_list()[index];
     return fill(out, size, ZvSurveySyncLoss{loss.offset, loss.skipped_bytes});
 }
 

@@ -137,15 +137,24 @@ size_t Survey::read(std::span<const uint8_t> bytes, bool last) {
         } else if (step.what == Framer::What::kByteError) {
             tell_byte_error(offset, rest[0]);
         } else if (step.what == Framer::What::kLoss) {
-            const size_t second = framer_.counts().packet_size;
-            tell_byte_error(offset, rest[0]);
-            tell_byte_error(offset + second, rest[second]);
-            timing_.tell({.kind = event_of(Indicator::kTsSyncLoss), .offset = offset});
+            see_loss(rest, offset);
+        } else if (framer_.counts().losses > 0 &&
+                   framer_.counts().losses == sync_loss_list_.size()) {
+            sync_loss_list_.back().skipped_bytes = framer_.counts().loss_skipped_bytes;
         }
         taken += step.taken;
     }
     keep_last_packets();
     return taken;
+}
+
+// Two places in a row lack their sync byte.
+void Survey::see_loss(std::span<const uint8_t> rest, uint64_t offset) {
+    const size_t second = framer_.counts().packet_size;
+    tell_byte_error(offset, rest[0]);
+    tell_byte_error(offset + second, rest[second]);
+    timing_.tell({.kind = event_of(Indicator::kTsSyncLoss), .offset = offset});
+    if (sync_loss_list_.size() < kMostSyncLosses) sync_loss_list_.push_back({offset, 0});
 }
 
 void Survey::tell_byte_error(uint64_t offset, uint8_t found) {

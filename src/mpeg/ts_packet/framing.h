@@ -7,18 +7,11 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
-#include <optional>
 #include <span>
-#include <vector>
 
 #include "mpeg/ts_packet/packet_fields.h"
 
-namespace zv::survey {
-
-struct SyncLoss {
-    uint64_t offset;  // of the first of the two places without a sync byte
-    uint64_t skipped_bytes;
-};
+namespace zv {
 
 // What the account of bytes says so far.
 struct FramingCounts {
@@ -29,13 +22,11 @@ struct FramingCounts {
     uint64_t skipped_bytes = 0;
     uint64_t byte_errors = 0;
     uint64_t losses = 0;
-    std::vector<SyncLoss> loss_list;  // the first kMostListed
+    uint64_t loss_skipped_bytes = 0;  // of the last of these, so far
 };
 
 class Framer {
   public:
-    static constexpr size_t kMostListed = 1000;
-
     // The most bytes that a decision may need. With as many at hand, next() takes some.
     static constexpr size_t kLookAhead = 7 * kParityPacketSize;
 
@@ -95,4 +86,4 @@ class Framer {
     std::array<uint8_t, kTimeCodedPacketSize> last_packet_{};  // one that no time code follows
 };
 
-}  // namespace zv::survey
+}  // namespace zv

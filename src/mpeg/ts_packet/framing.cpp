@@ -1,12 +1,13 @@
 // SPDX-License-Identifier: MIT
 // Implementation of framing.h. Every place costs a bounded number of looks, so any input is searched
 // in linear time.
-#include "survey/packets/framing.h"
+#include "mpeg/ts_packet/framing.h"
 
 #include <algorithm>
 #include <cstring>
+#include <optional>
 
-namespace zv::survey {
+namespace zv {
 namespace {
 
 constexpr size_t kTimeCodeSize = kTimeCodedPacketSize - kTsPacketSize;
@@ -100,8 +101,7 @@ Framer::Step Framer::take(Step step) {
 
 void Framer::skip(size_t count) {
     counts_.skipped_bytes += count;
-    if (phase_ == Phase::kLost && counts_.losses == counts_.loss_list.size())
-        counts_.loss_list.back().skipped_bytes += count;
+    counts_.loss_skipped_bytes += count;
 }
 
 Framer::Step Framer::next(std::span<const uint8_t> rest, bool last) {
@@ -121,16 +121,16 @@ Framer::Step Framer::next(std::span<const uint8_t> rest, bool last) {
 Framer::Step Framer::find_first(std::span<const uint8_t> rest, bool last) {
     if (!last && rest.size() < kLookAhead) return {What::kNeedsMore};
     const size_t places = last ? rest.size() : rest.size() - kLookAhead + 1;
+    const auto sought = rest.first(places);
     std::optional<SyncPoint> first;
-    size_t at = find_sync_byte(rest, 0);
+    size_t at = find_sync_byte(sought, 0);
     while (at < places && !(first = long_run_at(rest, at)))
-        at = find_sync_byte(rest, at + 1);
+        at = find_sync_byte(sought, at + 1);
     if (!first && last && offset_ == 0) first = whole_input_run(rest);
     if (!first) {
-        const size_t passed = std::min(at, places);
-        counts_.skipped_bytes += passed;
+        counts_.skipped_bytes += places;
         if (last) phase_ = Phase::kEnded;
-        return take({What::kPassed, passed});
+        return take({What::kPassed, places});
     }
     phase_ = Phase::kInSync;
     counts_.packet_size = first->packet_size;
@@ -163,7 +163,8 @@ Framer::Step Framer::no_sync_byte(std::span<const uint8_t> rest, bool last) {
         phase_ = Phase::kLost;
         lost_at_ = offset_;
         counts_.byte_errors += 2;
-        if (counts_.losses++ < kMostListed) counts_.loss_list.push_back({offset_, 0});
+        ++counts_.losses;
+        counts_.loss_skipped_bytes = 0;
         return {What::kLoss};
     }
     ++counts_.byte_errors;
@@ -202,10 +203,11 @@ bool Framer::is_time_code_of_known_packet(std::span<const uint8_t> rest, size_t 
 Framer::Step Framer::find_again(std::span<const uint8_t> rest, bool last) {
     if (!last && rest.size() < kLookAhead) return {What::kNeedsMore};
     const size_t places = last ? rest.size() : rest.size() - kLookAhead + 1;
-    size_t at = find_sync_byte(rest, 0);
+    const auto sought = rest.first(places);
+    size_t at = find_sync_byte(sought, 0);
     size_t run = 0;
     while (at < places && (run = run_at(rest, at, counts_.packet_size, whole_packet())) == 0)
-        at = find_sync_byte(rest, at + 1);
+        at = find_sync_byte(sought, at + 1);
     if (at < places && is_time_code_of_known_packet(rest, at)) {
         // The packets that follow are in step with those before: only their time codes look alike.
         at += kTimeCodeSize + counts_.packet_size;
@@ -225,4 +227,4 @@ Framer::Step Framer::find_again(std::span<const uint8_t> rest, bool last) {
     return take({What::kPassed, places});
 }
 
-}  // namespace zv::survey
+}  // namespace zv
