@@ -94,7 +94,7 @@ Bytes repeated(const Bytes& pattern, size_t size) {
     const size_t first = std::min(size, pattern.size());
     std::copy_n(pattern.begin(), first, bytes.begin());
     for (size_t done = first; done < size; done *= 2)
-        std::copy_n(bytes.begin(), std::min(done, size - done), bytes.begin() + done);
+        std::copy_n(bytes.data(), std::min(done, size - done), bytes.data() + done);
     return bytes;
 }
 
@@ -212,7 +212,9 @@ TEST_F(LinearTime, ScriptValuesWithoutEnd) {
                                               {{}, {0, 0, 8, 0x7F, 0xFF, 0xFF, 0xFF}}};
     for (const auto& [head, pattern] : bodies) {
         SCOPED_TRACE(testing::PrintToString(head) + testing::PrintToString(pattern));
-        const auto make = [&](size_t size) { return script_tag(head, pattern, size); };
+        const auto make = [&head = head, &pattern = pattern](size_t size) {
+            return script_tag(head, pattern, size);
+        };
         expect_linear(make, read_script, "script");
     }
     expect_linear([](size_t size) { return repeated(script_tag({}, {5}, 64), size); },

@@ -38,7 +38,7 @@ TEST(ProtocolDatagram, AStreamOfEmptyOnesDoesNotOutlastTheTimeOut) {
     ASSERT_EQ(in.open(), 0);
     const int fd = socket(AF_INET, SOCK_DGRAM, 0);
     const sockaddr_in to = loopback(port);
-    for (const size_t size : {0, 0, 3})
+    for (const size_t size : {0U, 0U, 3U})
         sendto(fd, "abc", size, 0, reinterpret_cast<const sockaddr*>(&to), sizeof to);
     ::close(fd);
     EXPECT_EQ(in.read(10), -ETIMEDOUT);

@@ -540,7 +540,7 @@ void expect_bounded(int million_sections) {
     EXPECT_EQ(CountedNew::most_held, held_early);
     ZvSurveyTotals totals;
     ASSERT_EQ(zvsurvey_totals(*run, &totals, sizeof totals), 1);
-    EXPECT_GT(totals.unjudged, (million_sections - 1) * uint64_t{1'000'000});
+    EXPECT_GT(totals.unjudged, (static_cast<uint64_t>(million_sections) - 1) * 1'000'000);
     testing::Test::RecordProperty("most_held", std::to_string(CountedNew::most_held - before));
 }
 

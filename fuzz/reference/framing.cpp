@@ -122,9 +122,8 @@ class Framer {
     // The time code of a packet in step with those before the loss, while those after it go on.
     bool is_time_code_in_step(size_t at, size_t lost) const {
         const size_t packet = at + prefix();
-        return prefix() != 0 && (packet - lost) % out_.packet_size == 0 &&
-               packet < bytes_.size() && bytes_[packet] != kSyncByte &&
-               is_start(packet + out_.packet_size);
+        return prefix() != 0 && (packet - lost) % out_.packet_size == 0 && packet < bytes_.size() &&
+               bytes_[packet] != kSyncByte && is_start(packet + out_.packet_size);
     }
 
     // -> false when the rest of the input is lost

@@ -82,7 +82,8 @@ PacketFeed::Verdict PacketFeed::judge(size_t at, size_t packet_size) const {
 }
 
 PacketFeed::Verdict PacketFeed::judge_any_size(size_t at) {
-    for (const size_t size : kPacketSizes) {
+    for (const int packet_size : kPacketSizes) {
+        const auto size = static_cast<size_t>(packet_size);
         const Verdict verdict = judge(at, size);
         if (verdict == Verdict::kStart) packet_size_ = size;
         if (verdict != Verdict::kNoStart) return verdict;
