@@ -86,7 +86,7 @@ bool convert(const Options& options) {
 }
 
 // The first copy may still take its duration from the onMetaData that it replaces; what stands
-// behind that must not change any more.
+// after that must not change any more.
 void copy_flv(const std::string& in) {
     const std::string first = folder() / "first", second = folder() / "second";
     const auto copy = [](const std::string& from, const std::string& to) {

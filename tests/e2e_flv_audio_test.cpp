@@ -10,7 +10,7 @@ using nlohmann::json;
 using namespace zvtest;
 
 constexpr size_t kFirstTag = 13;
-constexpr size_t kSecondTag = kFirstTag + 308;  // of the sample files, behind onMetaData
+constexpr size_t kSecondTag = kFirstTag + 308;  // of the sample files, after onMetaData
 
 std::string text_of(const Bytes& bytes) {
     return {bytes.begin(), bytes.end()};

@@ -163,7 +163,7 @@ TEST_F(LinearTime, SearchForPackets) {
 }
 
 TEST_F(LinearTime, SearchForAPesHeaderThatNeverCompletes) {
-    constexpr int kReadBehind = 32;  // the caller vouches for a header behind the last offset
+    constexpr int kReadBehind = 32;  // the caller guarantees a header at the last offset
     const Bytes start_codes[] = {{0, 0, 1}, {0, 0, 1, 0xE0}, {1}, {0, 0, 1, 0xE0, 0, 0}};
     for (const Bytes& pattern : start_codes) {
         const auto find = [](const Bytes& bytes) {

@@ -117,7 +117,7 @@ TEST(ProtocolTcp, StopsAtTheTimeOutAndAtASignal) {
     ASSERT_EQ(interrupted.open(), 0);
     const Thread interrupter = interrupt_soon();
     EXPECT_EQ(interrupted.text(5), "abc");
-    EXPECT_EQ(interrupted.read(5), -EINTR) << "not lost behind the bytes that came before";
+    EXPECT_EQ(interrupted.read(5), -EINTR) << "not lost after the bytes that came before";
 }
 
 TEST(ProtocolTcp, ReportsAPeerThatIsNotThereOrGone) {

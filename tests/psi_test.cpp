@@ -26,7 +26,7 @@ class Tables : public testing::Test {
         return mpegts_innerapi_filterSdt(ts.get(), place(packet), flags);
     }
     static TsPacket pmt_packet(const Bytes& section) { return TsPacket(kPmtPid).section(section); }
-    // -> the filter's result for each packet of a section that begins behind a pointer field
+    // -> the filter's result for each packet of a section that begins after a pointer field
     std::vector<uint32_t> gather_sdt(const Bytes& section) {
         Bytes rest{0};
         append(rest, section);

@@ -75,7 +75,7 @@ TEST(PacketFeed, FindsEveryPacketWhateverTheDamage) {
     EXPECT_EQ(feed(first_bytes(stream, 188)).counts.packets, 1u);
     EXPECT_EQ(feed({}).counts.packets, 0u);
     const Fed timed = feed(load_media("single-192.m2ts"));
-    EXPECT_EQ(timed.counts.packets, 800u);  // though no time code stands behind the last one
+    EXPECT_EQ(timed.counts.packets, 800u);  // though no time code follows the last one
     EXPECT_EQ(timed.counts.skipped_bytes, 0u);
 }
 
