@@ -263,7 +263,7 @@ TEST_F(Pmt, RefusesInvalidPidsButKeepsWhatCameBefore) {
     EXPECT_EQ(log.count("unvalid epid 8191,out of range(16~8190)"), 1);
     EXPECT_EQ(ts->program[0].es_count, 1);
     EXPECT_EQ(ts->program[0].pmt_parsed, 1);
-    EXPECT_EQ(pmt_filter(pmt_packet(pmt(9, 0x100, {{2, 0x100}}))), 0u);  // nobody's programme
+    EXPECT_EQ(pmt_filter(pmt_packet(pmt(9, 0x100, {{2, 0x100}}))), 0u);  // not in the PAT
     EXPECT_EQ(pmt_filter(TsPacket(0x1234).section(pmt(1, 0x100, {{2, 0x100}}))), 0u);
 }
 
