@@ -4,10 +4,10 @@
 #include "survey/codecs/codec.h"
 
 #include "input.h"
-#include "survey/codecs/aac_config.h"
+#include "survey/codecs/audio/aac_config.h"
 #include "survey/codecs/scte35.h"
 #include "survey/codecs/subtitles.h"
-#include "survey/codecs/video.h"
+#include "survey/codecs/video/video.h"
 
 namespace {
 

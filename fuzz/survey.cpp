@@ -8,7 +8,7 @@
 #include "input.h"
 #include "packets.h"
 #include "support/counted_new.h"
-#include "survey/crc32.h"
+#include "survey/psi/crc32.h"
 #include "zvsurvey.h"
 
 namespace {

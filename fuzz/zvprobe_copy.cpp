@@ -10,8 +10,8 @@
 #include <sstream>
 #include <string>
 
-#include "commands.h"
-#include "exit_status.h"
+#include "base/exit_status.h"
+#include "commands/commands.h"
 #include "flv.h"
 #include "input.h"
 #include "packets.h"
@@ -85,8 +85,8 @@ bool convert(const Options& options) {
     return done;
 }
 
-// The first copy may still take its duration from the onMetaData that it replaces; what stands
-// after that must not change any more.
+// The first copy may still take its duration from the onMetaData that it replaces; what follows
+// that must not change any more.
 void copy_flv(const std::string& in) {
     const std::string first = folder() / "first", second = folder() / "second";
     const auto copy = [](const std::string& from, const std::string& to) {

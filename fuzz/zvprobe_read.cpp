@@ -11,8 +11,8 @@
 #include <sstream>
 #include <string>
 
-#include "commands.h"
-#include "exit_status.h"
+#include "base/exit_status.h"
+#include "commands/commands.h"
 #include "input.h"
 #include "packets.h"
 
@@ -53,7 +53,7 @@ class Capture {
     std::streambuf* before_;
 };
 
-// -> what the command prints, its exit status after it
+// -> what the command prints, then its exit status
 std::string probe(zvprobe::ProbeOptions options, const std::string& source) {
     options.sources = {source};
     const Capture out(std::cout);

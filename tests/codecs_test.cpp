@@ -10,12 +10,12 @@
 
 #include "support/folder.h"
 #include "support/guarded_buffer.h"
-#include "survey/codecs/aac_config.h"
+#include "survey/codecs/audio/aac_config.h"
+#include "survey/codecs/audio/mpeg_audio.h"
 #include "survey/codecs/codec.h"
-#include "survey/codecs/mpeg_audio.h"
 #include "survey/codecs/scte35.h"
 #include "survey/codecs/subtitles.h"
-#include "survey/codecs/video.h"
+#include "survey/codecs/video/video.h"
 
 namespace zv::survey {
 namespace {

@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "support/guarded_buffer.h"
-#include "survey/dvb_text.h"
+#include "survey/psi/dvb_text.h"
 
 namespace {
 

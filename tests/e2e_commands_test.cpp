@@ -4,9 +4,9 @@
 #include <regex>
 #include <sstream>
 
-#include "../tools/zvprobe/rs_parity.h"
 #include "support/loopback.h"
 #include "support/tool_run.h"
+#include "ts/rs_parity.h"
 
 namespace {
 

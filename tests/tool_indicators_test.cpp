@@ -5,10 +5,10 @@
 #include <array>
 #include <bit>
 
-#include "../tools/zvprobe/indicator_choice.h"
-#include "../tools/zvprobe/indicator_limits.h"
-#include "../tools/zvprobe/numbers.h"
+#include "base/numbers.h"
+#include "commands/indicator_limits.h"
 #include "support/folder.h"
+#include "ts/indicator_choice.h"
 
 namespace {
 

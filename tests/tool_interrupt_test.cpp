@@ -16,10 +16,10 @@
 #include <thread>
 #include <utility>
 
-#include "commands.h"
-#include "exit_status.h"
+#include "base/exit_status.h"
+#include "base/interrupt.h"
+#include "commands/commands.h"
 #include "flv.h"
-#include "interrupt.h"
 #include "support/folder.h"
 
 namespace {

@@ -5,7 +5,7 @@
 #include <utility>
 #include <vector>
 
-#include "clock_pacer.h"
+#include "ts/clock_pacer.h"
 
 namespace {
 

@@ -4,7 +4,7 @@
 
 #include <sstream>
 
-#include "../tools/zvprobe/ts_text_parts.h"
+#include "render/ts/ts_text_parts.h"
 
 namespace {
 

@@ -9,17 +9,17 @@
 #include <numeric>
 #include <thread>
 
-#include "commands.h"
-#include "exit_status.h"
-#include "flv_copy.h"
-#include "flv_probe.h"
-#include "mpeg_audio_report.h"
-#include "stream_source.h"
+#include "audio/mpeg_audio_report.h"
+#include "base/exit_status.h"
+#include "commands/commands.h"
+#include "commands/ts_probe.h"
+#include "flv/flv_copy.h"
+#include "flv/flv_probe.h"
+#include "io/stream_source.h"
 #include "support/flv_builder.h"
 #include "support/folder.h"
 #include "support/windowed_source.h"
-#include "ts_packets.h"
-#include "ts_probe.h"
+#include "ts/ts_packets.h"
 
 namespace {
 
@@ -65,7 +65,7 @@ TEST(ByteCursor, IsWhereItSaysAfterAnyTwoMovesOverAnyWindows) {
 }
 
 zvprobe::FlvReading walk_flv(zvprobe::Source& source) {
-    zvprobe::Findings findings("flv", false);
+    zvprobe::FindingLog findings("flv", false);
     return zvprobe::probe_flv(findings, source, source.next(0), {}).reading;
 }
 
@@ -133,7 +133,7 @@ TEST(MpegAudioWalk, FindsEveryFrameAndTagWhereverWindowsEnd) {
         for (size_t window = 1; window <= 2 * kFrame; ++window) {
             SCOPED_TRACE(std::to_string(window) + (kind == Kind::kFile ? " file" : " stream"));
             WindowedSource source(bytes, kind, window, window);
-            zvprobe::Findings findings("mp3", false);
+            zvprobe::FindingLog findings("mp3", false);
             const auto reading =
                 zvprobe::probe_mpeg_audio(findings, source, source.next(0), {}).reading;
             ASSERT_EQ(reading.bytes, bytes.size());
@@ -168,7 +168,7 @@ TEST(TransportStreamWalk, FindsEveryPacketWhereverWindowsEnd) {
             SCOPED_TRACE(std::string(name) + " " + std::to_string(window));
             const size_t first = 6 * size + window;
             WindowedSource source(bytes, Kind::kStream, first, window);
-            zvprobe::Findings findings("ts", false);
+            zvprobe::FindingLog findings("ts", false);
             const auto start = source.next(0);
             const zvprobe::Json survey =
                 zvprobe::probe_transport_stream(findings, source, start, {}).survey;

@@ -8,7 +8,7 @@
 
 #include "survey/codecs/subtitles.h"
 #include "survey/json_text.h"
-#include "survey/names.h"
+#include "survey/psi/names.h"
 
 namespace zv::survey {
 

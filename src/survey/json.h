@@ -5,7 +5,7 @@
 #include <functional>
 #include <string_view>
 
-#include "survey/description.h"
+#include "survey/model/description.h"
 #include "survey/survey.h"
 
 namespace zv::survey {

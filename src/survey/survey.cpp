@@ -6,10 +6,10 @@
 #include <algorithm>
 #include <utility>
 
-#include "survey/codecs/parameters.h"
-#include "survey/continuity.h"
-#include "survey/splice_event.h"
-#include "survey/table_rules.h"
+#include "survey/codecs/video/parameters.h"
+#include "survey/records/continuity.h"
+#include "survey/records/splice_event.h"
+#include "survey/records/table_rules.h"
 
 namespace zv::survey {
 namespace {

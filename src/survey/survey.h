@@ -9,14 +9,14 @@
 #include <span>
 #include <vector>
 
-#include "survey/events.h"
-#include "survey/framing.h"
-#include "survey/joined_input.h"
-#include "survey/model.h"
-#include "survey/packet.h"
-#include "survey/pids.h"
-#include "survey/tables.h"
-#include "survey/timing.h"
+#include "survey/model/model.h"
+#include "survey/packets/framing.h"
+#include "survey/packets/joined_input.h"
+#include "survey/packets/packet.h"
+#include "survey/records/events.h"
+#include "survey/records/pids.h"
+#include "survey/records/tables.h"
+#include "survey/timing/timing.h"
 
 namespace zv::survey {
 

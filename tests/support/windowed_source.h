@@ -10,7 +10,7 @@
 #include <string>
 #include <vector>
 
-#include "source.h"
+#include "io/source.h"
 
 namespace zvtest {
 

@@ -3,11 +3,11 @@
 // that is sure of them.
 #include <algorithm>
 
-#include "survey/codecs/aac_config.h"
-#include "survey/codecs/audio.h"
-#include "survey/codecs/audio_frames.h"
-#include "survey/codecs/start_codes.h"
-#include "survey/codecs/video.h"
+#include "survey/codecs/audio/aac_config.h"
+#include "survey/codecs/audio/audio.h"
+#include "survey/codecs/audio/audio_frames.h"
+#include "survey/codecs/video/start_codes.h"
+#include "survey/codecs/video/video.h"
 
 namespace zv::survey {
 namespace {

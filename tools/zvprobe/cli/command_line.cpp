@@ -1,0 +1,344 @@
+// SPDX-License-Identifier: MIT
+// Implementation of command_line.h.
+#include "cli/command_line.h"
+
+#include <CLI/CLI.hpp>
+
+#include <iostream>
+#include <memory>
+
+#include "base/numbers.h"
+#include "bitStream.h"
+#include "cli/help.h"
+#include "commands/commands.h"
+#include "commands/indicator_limits.h"
+#include "zvprotocol.h"
+
+namespace zvprobe {
+namespace {
+
+constexpr char kInHelp[] = "Options";  // the group of all that say nothing else
+
+constexpr double kShortestInterval_s = 0.1;
+constexpr double kLongestInterval_s = 86400;
+
+template <typename Options>
+void choose(CommandLine& line, const std::shared_ptr<Options>& options) {
+    line.command = [options](const Session& session) { return run_command(*options, session); };
+}
+
+template <typename Options>
+void when_named(CLI::App& command, CommandLine& line, const std::shared_ptr<Options>& options) {
+    command.callback([options, &line] { choose(line, options); });
+}
+
+// -> what is wrong with it; the command line library says "true" when no value is given
+std::string check_pace(const std::string& text) {
+    const bool known = text == "true" || text == "pcr" || text == "pts";
+    return known ? "" : "\"" + text + "\" is neither pcr nor pts";
+}
+
+// -> what is wrong with it
+std::string check_destination(const std::string& url) {
+    const int index = zvptc_api_getPtcindex(url.c_str(), 0, 0);
+    const bool known = index == ZVPTC_INDEX_UDP || index == ZVPTC_INDEX_TCP;
+    return known ? "" : "\"" + url + "\" is neither udp://host:port nor tcp://host:port";
+}
+
+// -> what is wrong with it; "nan" is a number, and in no range
+std::string check_interval(const std::string& text) {
+    double seconds = 0;
+    const bool fits = CLI::detail::lexical_cast(text, seconds) && seconds >= kShortestInterval_s &&
+                      seconds <= kLongestInterval_s;
+    return fits ? "" : "\"" + text + "\" is no number from 0.1 to 86400";
+}
+
+// -> what is wrong with it
+std::string check_given(const std::string& text) {
+    return text.empty() ? "is empty" : "";
+}
+
+// How indicators are to be counted, as it stands on the command line.
+struct IndicatorSettings {
+    std::string limits_file;
+    std::vector<std::string> limits;
+    std::string indicators;
+};
+
+void add_limits(CLI::App& app, IndicatorSettings& settings, const char* group) {
+    app.add_option("--limits", settings.limits_file, "Limits of indicators: lines of \"pat = 0.5\"")
+        ->type_name("FILE")
+        ->check(check_given)
+        ->group(group);
+    app.add_option("--limit", settings.limits, "One of them, \"pat=0.5\"; repeat for more")
+        ->type_name("NAME=N")
+        ->expected(1)
+        ->allow_extra_args(false)
+        ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll)
+        ->group(group);
+}
+
+struct ProbeSettings : IndicatorSettings {
+    ProbeOptions options;
+};
+
+void add_probe_options(CLI::App& app, ProbeSettings& settings, const char* limits_group) {
+    ProbeOptions& options = settings.options;
+    app.add_option("SOURCE", options.sources, "Files, URLs, or - for standard input");
+    app.add_flag("--json", options.json, "Print one JSON object (docs/JSON.md)");
+    app.add_flag("--resolver", options.resolver, "Show what the library's resolver tells hosts");
+    app.add_flag("--stats", options.statistics, "The same with arrival periods");
+    app.add_flag("--strict", options.strict, "Exit with status 1 when a source has errors");
+    app.add_flag("--pace", options.pace, "Feed in real time, by the PCR or by PTS")
+        ->option_text("[=pts]")
+        ->check(check_pace);
+    app.add_option("--indicators", settings.indicators,
+                   "With --strict: these count as errors, too (1,2.3)")
+        ->type_name("LIST")
+        ->check(check_given)
+        ->group(limits_group);
+    add_limits(app, settings, limits_group);
+    add_exit_help(app, {kExitOk, kExitFindings, kExitUsage, kExitCannotOpen, kExitUnknownFormat});
+}
+
+ProbeOptions probe_options_of(const ProbeSettings& settings) {
+    ProbeOptions options = settings.options;
+    if (options.sources.empty()) throw CLI::RequiredError("SOURCE");
+    options.limits = limits_from(settings.limits_file, settings.limits);
+    if (settings.indicators.empty()) return options;
+    if (!options.strict) throw CLI::RequiresError("--indicators", "--strict");
+    options.indicators = IndicatorChoice(settings.indicators);
+    return options;
+}
+
+void add_probe(CLI::App& root, CommandLine& line) {
+    const auto settings = std::make_shared<ProbeSettings>();
+    const auto choose_probe = [settings, &line] {
+        choose(line, std::make_shared<ProbeOptions>(probe_options_of(*settings)));
+    };
+    CLI::App& probe = *root.add_subcommand("probe", "Describe sources (the default command)");
+    add_probe_options(probe, *settings, kInHelp);
+    probe.callback(choose_probe);
+    // Without a command the options are the root's own; its help has room for some.
+    add_probe_options(root, *settings, kNotInHelp);
+    root.callback([&root, choose_probe] {
+        if (root.get_subcommands().empty()) return choose_probe();
+        // What a command has no place for falls through to here.
+        const CLI::Option* const extra = root.get_option("SOURCE");
+        if (extra->count() > 0) throw CLI::ExtrasError({extra->results().front()});
+    });
+}
+
+void add_monitor(CLI::App& root, CommandLine& line) {
+    const auto options = std::make_shared<MonitorOptions>();
+    CLI::App& command =
+        *root.add_subcommand("monitor", "Report on a live transport stream every few seconds");
+    command.add_option("URL", options->source, "URL, or - for standard input")->required();
+    command.add_option("--interval", options->interval_s, "Seconds between reports (default 5)")
+        ->option_text(" S")
+        ->check(check_interval);
+    command.add_flag("--json-lines", options->json_lines,
+                     "Print each report as one line of JSON (docs/JSON.md)");
+    command.add_flag("--resolver", options->resolver,
+                     "Show what the library's resolver tells hosts");
+    command.add_flag("--stats", options->statistics, "The same with arrival periods");
+    const auto settings = std::make_shared<IndicatorSettings>();
+    add_limits(command, *settings, kInHelp);
+    add_exit_help(command, {kExitOk, kExitUsage, kExitCannotOpen, kExitUnknownFormat},
+                  "Ctrl-C ends it with a last report.\n");
+    command.callback([options, settings, &line] {
+        options->limits = limits_from(settings->limits_file, settings->limits);
+        choose(line, options);
+    });
+}
+
+void add_extract(CLI::App& root, CommandLine& line) {
+    const auto options = std::make_shared<ExtractOptions>();
+    CLI::App& command = *root.add_subcommand(
+        "extract", "Write the elementary streams of a transport stream to files");
+    command.add_option("SOURCE", options->source, "File, URL, or - for standard input")->required();
+    command.add_option("DIR", options->directory, "Directory for the files, made when missing")
+        ->required();
+    add_exit_help(command, {kExitOk, kExitUsage, kExitCannotOpen, kExitUnknownFormat});
+    when_named(command, line, options);
+}
+
+void add_rtp(CLI::App& root, CommandLine& line) {
+    const auto options = std::make_shared<RtpOptions>();
+    CLI::App& command =
+        *root.add_subcommand("rtp", "Take a transport stream out of RTP, and count losses");
+    command.add_option("SOURCE", options->source, "URL such as rtp://@239.1.1.1:5004")->required();
+    command.add_option("OUT", options->out, "File for the transport stream; - for standard output");
+    add_exit_help(command, {kExitOk, kExitUsage, kExitCannotOpen, kExitUnknownFormat});
+    when_named(command, line, options);
+}
+
+void add_pace(CLI::App& root, CommandLine& line) {
+    const auto options = std::make_shared<PaceOptions>();
+    CLI::App& command = *root.add_subcommand("pace", "Send a transport stream in real time");
+    command.add_option("SOURCE", options->source, "File, URL, or - for standard input")->required();
+    command
+        .add_option("--to", options->to,
+                    "udp://host:port for datagrams of seven packets, or\n"
+                    "tcp://host:port; without it standard output, if no terminal")
+        ->type_name("URL")
+        ->check(check_destination);
+    command.add_option("--by", options->by, "The clock to follow: pcr (default) or pts")
+        ->option_text(" CLOCK")
+        ->check(CLI::IsMember({"pcr", "pts"}));
+    add_exit_help(command, {kExitOk, kExitUsage, kExitCannotOpen, kExitUnknownFormat});
+    when_named(command, line, options);
+}
+
+void add_copy_files(CLI::App& command, CopyFiles& files, const std::string& what_in) {
+    command.add_option("IN", files.in, what_in)->required();
+    command.add_option("OUT", files.out, "The copy, which may replace IN; - for standard output")
+        ->required();
+}
+
+void add_remap(CLI::App& root, CommandLine& line) {
+    const auto options = std::make_shared<RemapOptions>();
+    CLI::App& command =
+        *root.add_subcommand("remap", "Copy a programme under another number and other PIDs");
+    add_copy_files(command, *options, "The transport stream, a file");
+    command.add_option("--program", options->program, "New programme number")
+        ->type_name("N")
+        ->required();
+    command.add_option("--pmt", options->pmt, "New PID of the PMT")->type_name("PID")->required();
+    command.add_option("--pcr", options->pcr, "New PID of the PCR: one of --es, or its own")
+        ->type_name("PID")
+        ->required();
+    command.add_option("--es", options->es, "New PIDs of the streams, in the order of the PMT")
+        ->type_name("PID,PID")
+        ->required();
+    command
+        .add_option("--from", options->from,
+                    "The programme to take of several; others become null packets")
+        ->type_name("N");
+    add_exit_help(command, {kExitOk, kExitUsage, kExitCannotOpen, kExitUnknownFormat},
+                  "PIDs and numbers are decimal, or hexadecimal behind 0x. Other packets, such as\n"
+                  "service information, are kept as they are.\n");
+    when_named(command, line, options);
+}
+
+// A sort of packet is a command below `build`.
+template <typename Options>
+CLI::App& add_kind(CLI::App& build, CommandLine& line, const char* name, const char* description,
+                   const std::shared_ptr<Options>& options) {
+    CLI::App& kind = *build.add_subcommand(name, description);
+    kind.add_option("OUT", options->out, "File to write; - for standard output")->required();
+    when_named(kind, line, options);
+    return kind;
+}
+
+// One value each, so that OUT may follow.
+void add_list(CLI::App& app, const char* name, std::vector<std::string>& list, const char* type,
+              const char* description) {
+    app.add_option(name, list, description)
+        ->type_name(type)
+        ->expected(1)
+        ->allow_extra_args(false)
+        ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll)
+        ->required();
+}
+
+void add_build_pat(CLI::App& build, CommandLine& line) {
+    const auto options = std::make_shared<BuildPatOptions>();
+    CLI::App& pat = add_kind(build, line, "pat", "A programme list", options);
+    add_list(pat, "--program", options->programs, "N:PID",
+             "Programme and PID of its PMT; repeat for more");
+}
+
+void add_build_pmt(CLI::App& build, CommandLine& line) {
+    const auto options = std::make_shared<BuildPmtOptions>();
+    CLI::App& pmt = add_kind(build, line, "pmt", "A programme map", options);
+    pmt.add_option("--program", options->program, "Programme number (default 1)")->type_name("N");
+    pmt.add_option("--pmt", options->pmt, "PID of the table")->type_name("PID")->required();
+    pmt.add_option("--pcr", options->pcr, "PID with the PCR, 0x1fff for none")
+        ->type_name("PID")
+        ->required();
+    add_list(pmt, "--stream", options->streams, "TYPE:PID[:HEX]",
+             "Type, PID, descriptors; repeat for more");
+}
+
+void add_build_sdt(CLI::App& build, CommandLine& line) {
+    const auto options = std::make_shared<BuildSdtOptions>();
+    CLI::App& sdt = add_kind(build, line, "sdt", "A service description", options);
+    sdt.add_option("--service", options->service, "Service number (default 1)")->type_name("N");
+    sdt.add_option("--provider", options->provider, "Name of the provider");
+    sdt.add_option("--name", options->name, "Name of the service");
+}
+
+void add_build_null(CLI::App& build, CommandLine& line) {
+    const auto options = std::make_shared<BuildNullOptions>();
+    CLI::App& null = add_kind(build, line, "null", "Packets without contents", options);
+    null.add_option("--count", options->count, "How many (default 1)")->type_name("N");
+}
+
+void add_build(CLI::App& root, CommandLine& line) {
+    CLI::App& build = *root.add_subcommand("build", "Write a table, or null packets, of 188 bytes");
+    build.require_subcommand(1);
+    add_exit_help(build, {kExitOk, kExitUsage, kExitCannotOpen});
+    add_build_pat(build, line);
+    add_build_pmt(build, line);
+    add_build_sdt(build, line);
+    add_build_null(build, line);
+}
+
+void add_flv_meta(CLI::App& root, CommandLine& line) {
+    const auto options = std::make_shared<FlvMetaOptions>();
+    CLI::App& command =
+        *root.add_subcommand("flv-meta", "Copy an FLV file with a fresh onMetaData block");
+    add_copy_files(command, *options, "The FLV file");
+    add_exit_help(command, {kExitOk, kExitUsage, kExitCannotOpen, kExitUnknownFormat});
+    when_named(command, line, options);
+}
+
+std::string version_text() {
+    return std::string("zvprobe ") + zvbitStream_api_version();
+}
+
+void add_common_options(CLI::App& root, Session& session) {
+    root.set_version_flag("--version", version_text, "Print the version");
+    root.add_flag("-v,--verbose", session.verbosity,
+                  "Tell events as they are found; -vv: and the library's log");
+    root.add_flag("-q,--quiet", session.quiet, "No progress bar");
+    root.add_option("--log", session.log_file, "Append the library's log to a file")
+        ->type_name("FILE");
+    root.fallthrough();
+}
+
+// In the order of the help.
+void add_commands(CLI::App& root, CommandLine& line) {
+    add_probe(root, line);
+    add_monitor(root, line);
+    add_extract(root, line);
+    add_rtp(root, line);
+    add_pace(root, line);
+    add_remap(root, line);
+    add_build(root, line);
+    add_flv_meta(root, line);
+}
+
+}  // namespace
+
+CommandLine read_command_line(int argc, const char* const* argv) {
+    CLI::App root("Describes MPEG transport streams, FLV files and MPEG audio.", "zvprobe");
+    CommandLine line;
+    use_short_help(root);
+    add_common_options(root, line.session);
+    add_commands(root, line);
+    try {
+        root.parse(argc, argv);
+    } catch (const CLI::ParseError& error) {
+        line.status = root.exit(error) == 0 ? kExitOk : kExitUsage;
+        line.command = nullptr;
+    } catch (const UsageError& error) {
+        std::cerr << "zvprobe: " << error.what() << '\n';
+        line.status = kExitUsage;
+        line.command = nullptr;
+    }
+    return line;
+}
+
+}  // namespace zvprobe

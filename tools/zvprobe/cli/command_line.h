@@ -1,0 +1,22 @@
+// SPDX-License-Identifier: MIT
+// The command line: which command it names, with which options. No other file but help.h, which
+// decides how the help looks, knows the library that takes it apart.
+#pragma once
+
+#include <functional>
+
+#include "base/exit_status.h"
+#include "commands/session.h"
+
+namespace zvprobe {
+
+struct CommandLine {
+    Session session;
+    std::function<int(const Session&)> command;  // -> exit status; empty: nothing is to be done
+    ExitStatus status = kExitOk;                 // of a line with nothing to do
+};
+
+// Help, version and what is wrong with the line are printed here.
+CommandLine read_command_line(int argc, const char* const* argv);
+
+}  // namespace zvprobe

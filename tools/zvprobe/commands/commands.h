@@ -1,0 +1,104 @@
+// SPDX-License-Identifier: MIT
+// The tool's commands: what each is asked for, and the doing of it. How the options are spelled is
+// the command line's (command_line.h).
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "commands/session.h"
+#include "ts/indicator_choice.h"
+#include "zvsurvey.h"
+
+namespace zvprobe {
+
+struct ProbeOptions {
+    std::vector<std::string> sources;
+    bool json = false;
+    bool resolver = false;  // show the resolver's account, too
+    bool statistics = false;
+    bool strict = false;
+    IndicatorChoice indicators;  // that count as errors, too
+    ZvSurveyLimits limits = {};
+    std::string pace;  // "pts", any other name for the PCR, or empty for full speed
+};
+
+struct MonitorOptions {
+    std::string source;
+    double interval_s = 5;
+    bool json_lines = false;
+    bool resolver = false;
+    bool statistics = false;
+    ZvSurveyLimits limits = {};
+};
+
+struct ExtractOptions {
+    std::string source;
+    std::string directory;
+};
+
+struct RtpOptions {
+    std::string source;
+    std::string out;  // empty: only count
+};
+
+struct PaceOptions {
+    std::string source;
+    std::string to;  // empty: standard output, if no terminal
+    std::string by = "pcr";
+};
+
+struct CopyFiles {
+    std::string in;
+    std::string out;
+};
+
+struct FlvMetaOptions : CopyFiles {};
+
+struct RemapOptions : CopyFiles {
+    std::string from;  // empty: the only programme
+    std::string program;
+    std::string pmt;
+    std::string pcr;
+    std::string es;
+};
+
+struct BuildPatOptions {
+    std::string out;
+    std::vector<std::string> programs;  // number:pid
+};
+
+struct BuildPmtOptions {
+    std::string out;
+    std::string program = "1";
+    std::string pmt;
+    std::string pcr;
+    std::vector<std::string> streams;  // type:pid[:descriptors]
+};
+
+struct BuildSdtOptions {
+    std::string out;
+    std::string service = "1";
+    std::string provider;
+    std::string name;
+};
+
+struct BuildNullOptions {
+    std::string out;
+    std::string count = "1";
+};
+
+// Each does the whole command and says on standard error what failed. -> exit status
+int run_command(const ProbeOptions& options, const Session& session);
+int run_command(const MonitorOptions& options, const Session& session);
+int run_command(const ExtractOptions& options, const Session& session);
+int run_command(const RtpOptions& options, const Session& session);
+int run_command(const PaceOptions& options, const Session& session);
+int run_command(const FlvMetaOptions& options, const Session& session);
+int run_command(const RemapOptions& options, const Session& session);
+int run_command(const BuildPatOptions& options, const Session& session);
+int run_command(const BuildPmtOptions& options, const Session& session);
+int run_command(const BuildSdtOptions& options, const Session& session);
+int run_command(const BuildNullOptions& options, const Session& session);
+
+}  // namespace zvprobe

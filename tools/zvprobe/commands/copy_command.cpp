@@ -1,0 +1,28 @@
+// SPDX-License-Identifier: MIT
+// Implementation of copy_command.h.
+#include "commands/copy_command.h"
+#include "render/complaint.h"
+
+#include "base/exit_status.h"
+#include "base/interrupt.h"
+#include "io/out_file.h"
+
+namespace zvprobe {
+
+int run_copy(const CopyFiles& files, const std::function<int()>& work) {
+    try {
+        return work();
+    } catch (const SourceError& error) {
+        complain(files.in, error.what());
+    } catch (const OutputError& error) {
+        complain(files.out, std::string("cannot be written: ") + error.what());
+    }
+    return kExitCannotOpen;
+}
+
+void check_reading(const Source& source) {
+    if (!source.error().empty()) throw SourceError(source.error());
+    if (interrupted()) throw SourceError("interrupted, nothing is written");
+}
+
+}  // namespace zvprobe

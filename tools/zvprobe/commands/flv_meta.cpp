@@ -1,0 +1,148 @@
+// SPDX-License-Identifier: MIT
+// `flv-meta`: a copy of an FLV file with a fresh onMetaData block. The file is walked first, then
+// its tags are copied as they are.
+#include <unistd.h>
+
+#include <iostream>
+
+#include "base/exit_status.h"
+#include "base/interrupt.h"
+#include "base/printable.h"
+#include "commands/commands.h"
+#include "commands/copy_command.h"
+#include "flv/flv_copy.h"
+#include "flv/flv_probe.h"
+#include "io/out_file.h"
+#include "io/source.h"
+#include "render/complaint.h"
+#include "render/progress.h"
+#include "render/terminal.h"
+
+namespace zvprobe {
+namespace {
+
+// What ends the command; the text does not name the input.
+class FlvMetaError : public std::runtime_error {
+  public:
+    FlvMetaError(ExitStatus status, const std::string& message)
+        : std::runtime_error(message), status_(status) {}
+
+    ExitStatus status() const { return status_; }
+
+  private:
+    ExitStatus status_;
+};
+
+// What the walk has lost sight of would be missing in the copy.
+void check_account(const FlvReading& reading, uint64_t size) {
+    if (reading.accounted_bytes() == size) return;
+    throw FlvMetaError(kExitCannotOpen, std::to_string(reading.accounted_bytes()) + " of " +
+                                            std::to_string(size) +
+                                            " bytes are accounted for, nothing is written");
+}
+
+FlvReport walk(const std::string& in, const Session& session, FlvCopyList& list) {
+    const auto source = open_source(in);
+    if (!source->size()) throw FlvMetaError(kExitCannotOpen, "not a file, which is read twice");
+    const auto first_window = source->next(0);
+    if (!starts_like_flv(first_window)) throw FlvMetaError(kExitUnknownFormat, "not an FLV file");
+    FlvProbeOptions options;
+    options.on_tag = [&list](const FlvTag& tag) { list.add(tag); };
+    FindingLog findings(in, session.verbosity > 0);
+    FlvReport report = probe_flv(findings, *source, first_window, options);
+    check_reading(*source);
+    if (report.audio.tags + report.video.tags == 0)
+        throw FlvMetaError(kExitUnknownFormat, "has neither audio nor video");
+    check_account(report.reading, *source->size());
+    return report;
+}
+
+// Writes the listed tags, and counts what it writes.
+class TagCopy {
+  public:
+    TagCopy(Source& source, OutFile& out) : cursor_(source, source.next(0)), out_(out) {}
+
+    void add(const FlvCopyList::Piece& piece) {
+        cursor_.skip(piece.offset - cursor_.position());
+        for (uint64_t left = piece.length; left > 0 && !interrupted();) {
+            const auto bytes = cursor_.take(left);
+            if (bytes.empty() && !interrupted())
+                throw FlvMetaError(kExitCannotOpen, "changed while it was read");
+            write(bytes);
+            left -= bytes.size();
+        }
+        if (!piece.size_word) return;
+        uint8_t word[ZV_FLV_PREVIOUS_TAG_SIZE];
+        for (size_t i = 0; i < sizeof word; ++i)
+            word[i] = static_cast<uint8_t>(*piece.size_word >> (24 - 8 * i));
+        write(word);
+    }
+
+    // Are these the tags that were walked?
+    bool is_of(const FlvCopyList& list) const {
+        return bytes_ == list.bytes() && counter_.tags() == list.tags() &&
+               counter_.is_between_tags();
+    }
+
+  private:
+    void write(std::span<const uint8_t> bytes) {
+        out_.write(bytes);
+        counter_.take(bytes);
+        bytes_ += bytes.size();
+    }
+
+    ByteCursor cursor_;
+    OutFile& out_;
+    FlvTagCounter counter_;
+    uint64_t bytes_ = 0;
+};
+
+void copy(const FlvMetaOptions& options, const Session& session, const FlvReport& report,
+          const FlvCopyList& list) {
+    const auto source = open_source(options.in);
+    Progress progress(list.bytes(), !session.quiet && is_terminal(STDERR_FILENO));
+    OutFile out(options.out);
+    TagCopy tags(*source, out);
+    out.write(make_flv_start(report, list.bytes()));
+    for (const FlvCopyList::Piece& piece : list.pieces()) {
+        tags.add(piece);
+        progress.show(out.written());
+    }
+    check_reading(*source);
+    if (!tags.is_of(list))
+        throw FlvMetaError(kExitCannotOpen, "changed while it was read, nothing is written");
+    out.commit();
+    if (!session.quiet && !is_standard_output(options.out)) {
+        std::cout << printable(options.out) << ": " << list.tags() << " tags behind onMetaData, "
+                  << out.written() << " bytes\n";
+    }
+}
+
+void warn_of_damage(const FlvMetaOptions& options, const FlvReading& reading) {
+    const uint64_t left_out = reading.skipped_bytes + reading.trailing_bytes;
+    if (left_out != 0)
+        complain(options.in, std::to_string(left_out) + " bytes of no whole tag are left out");
+    if (const uint64_t wrong = reading.mismatches.count(); wrong != 0)
+        complain(options.in, std::to_string(wrong) + " size words are put right");
+}
+
+int rewrite(const FlvMetaOptions& options, const Session& session) {
+    try {
+        FlvCopyList list;
+        const FlvReport report = walk(options.in, session, list);
+        warn_of_damage(options, report.reading);
+        copy(options, session, report, list);
+        return kExitOk;
+    } catch (const FlvMetaError& error) {
+        complain(options.in, error.what());
+        return error.status();
+    }
+}
+
+}  // namespace
+
+int run_command(const FlvMetaOptions& options, const Session& session) {
+    return run_copy(options, [&] { return rewrite(options, session); });
+}
+
+}  // namespace zvprobe

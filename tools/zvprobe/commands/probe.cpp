@@ -1,0 +1,165 @@
+// SPDX-License-Identifier: MIT
+// `probe`, the default command: tells what sources are.
+#include <unistd.h>
+
+#include <algorithm>
+#include <iostream>
+#include <utility>
+
+#include "base/interrupt.h"
+#include "commands/commands.h"
+#include "commands/format_detect.h"
+#include "commands/ts_probe.h"
+#include "flv/flv_probe.h"
+#include "io/source.h"
+#include "render/complaint.h"
+#include "render/json_report.h"
+#include "render/progress.h"
+#include "render/text_report.h"
+
+namespace zvprobe {
+namespace {
+
+Pace pace_of(const std::string& name) {
+    if (name.empty()) return Pace::kNone;
+    return name == "pts" ? Pace::kPts : Pace::kPcr;
+}
+
+Failure cannot_open(const std::string& message) {
+    return {"cannot_open", kExitCannotOpen, message};
+}
+
+Failure read_error(const std::string& message) {
+    return {"read_error", kExitCannotOpen, message};
+}
+
+Failure unknown_format() {
+    const char* const reason =
+        interrupted() ? "interrupted before its format was known" : "not a known format";
+    return {"unknown_format", kExitUnknownFormat, reason};
+}
+
+// Reads one source; one object for each call.
+class SourceProbe {
+  public:
+    SourceProbe(const std::string& name, const ProbeOptions& options, const Session& session)
+        : options_(options), session_(session), findings_(name, session.verbosity > 0) {
+        report_.name = name;
+    }
+
+    SourceReport run() {
+        try {
+            const auto source = open_source(report_.name);
+            read(*source);
+        } catch (const SourceError& error) {
+            report_.failure = cannot_open(error.what());
+        }
+        report_.interrupted = interrupted();
+        return std::move(report_);
+    }
+
+  private:
+    void read(Source& source) {
+        const auto first_window = source.next(0);
+        const DetectedFormat format = detect_format(first_window, source.at_end());
+        if (std::holds_alternative<TransportStream>(format)) {
+            read_transport_stream(source, first_window);
+        } else if (std::holds_alternative<FlvStart>(format)) {
+            report_.content = read_flv(source, first_window);
+        } else if (std::holds_alternative<MpegAudioStart>(format)) {
+            read_mpeg_audio(source, first_window);
+        } else {
+            report_.failure = unknown_format();
+        }
+        if (!source.error().empty()) report_.failure = read_error(source.error());
+    }
+
+    void read_transport_stream(Source& source, std::span<const uint8_t> first_window) {
+        Progress progress = make_progress(source);
+        TsProbeOptions options;
+        options.pace = pace_of(options_.pace);
+        options.live = source.origin() == Source::Origin::kNetwork && options_.pace.empty();
+        options.statistics = options_.statistics;
+        options.limits = options_.limits;
+        options.on_progress = [&progress](uint64_t bytes) { progress.show(bytes); };
+        TsReport report = probe_transport_stream(findings_, source, first_window, options);
+        if (report.has_packets())
+            report_.content = std::move(report);
+        else
+            report_.failure = unknown_format();
+    }
+
+    FlvReport read_flv(Source& source, std::span<const uint8_t> first_window) {
+        Progress progress = make_progress(source);
+        FlvProbeOptions options;
+        options.on_progress = [&progress](uint64_t bytes) { progress.show(bytes); };
+        return probe_flv(findings_, source, first_window, options);
+    }
+
+    // After a large tag there may be anything.
+    void read_mpeg_audio(Source& source, std::span<const uint8_t> first_window) {
+        Progress progress = make_progress(source);
+        MpegAudioReport report = probe_mpeg_audio(
+            findings_, source, first_window, [&progress](uint64_t bytes) { progress.show(bytes); });
+        if (report.first)
+            report_.content = std::move(report);
+        else
+            report_.failure = unknown_format();
+    }
+
+    Progress make_progress(const Source& source) const {
+        const bool draw = !session_.quiet && options_.pace.empty() && is_terminal(STDERR_FILENO);
+        return Progress(source.size().value_or(0), draw);
+    }
+
+    const ProbeOptions& options_;
+    const Session& session_;
+    FindingLog findings_;
+    SourceReport report_;
+};
+
+struct FindingsSeeker {
+    const IndicatorChoice& choice;
+
+    bool operator()(const std::monostate&) const { return false; }
+    bool operator()(const TsReport& report) const { return has_findings(report, choice); }
+    template <typename Report>
+    bool operator()(const Report& report) const {
+        return has_findings(report);
+    }
+};
+
+ExitStatus status_of(const SourceReport& report, const ProbeOptions& options) {
+    if (report.failure) return report.failure->status;
+    if (!options.strict) return kExitOk;
+    return std::visit(FindingsSeeker{options.indicators}, report.content) ? kExitFindings : kExitOk;
+}
+
+}  // namespace
+
+// Probes every source; text goes out as it comes, JSON when all is known.
+int run_command(const ProbeOptions& options, const Session& session) {
+    const TextOptions text_options =
+        text_options_for(STDOUT_FILENO, options.statistics, options.resolver);
+    std::vector<SourceReport> reports;
+    int status = kExitOk;
+    bool printed_any = false;
+    for (const std::string& name : options.sources) {
+        if (interrupted()) break;
+        SourceReport report = SourceProbe(name, options, session).run();
+        status = std::max<int>(status, status_of(report, options));
+        if (report.failure) complain(name, report.failure->message);
+        if (options.json) {
+            reports.push_back(std::move(report));
+            continue;
+        }
+        if (!report.has_content()) continue;
+        if (std::exchange(printed_any, true)) std::cout << '\n';
+        print_text(std::cout, report, text_options);
+        std::cout.flush();
+    }
+    if (options.json) print_json(std::cout, reports);
+    return status;
+}
+
+}  // namespace zvprobe

@@ -1,0 +1,26 @@
+// SPDX-License-Identifier: MIT
+// The report for programs: one object, described in docs/JSON.md. The same input gives the same
+// bytes, statistics apart.
+#pragma once
+
+#include <nlohmann/json_fwd.hpp>
+#include <ostream>
+#include <vector>
+
+#include "render/source_report.h"
+
+namespace zvprobe {
+
+void print_json(std::ostream& out, const std::vector<SourceReport>& reports);
+
+// What there is about one source.
+nlohmann::ordered_json to_json(const SourceReport& report);
+
+// The part about a transport stream.
+nlohmann::ordered_json to_json(const TsReport& report);
+
+// The parts about an FLV and an MPEG audio source.
+nlohmann::ordered_json to_json(const FlvReport& report);
+nlohmann::ordered_json to_json(const MpegAudioReport& report);
+
+}  // namespace zvprobe

@@ -1,0 +1,55 @@
+// SPDX-License-Identifier: MIT
+// The survey library at work on one source: bytes in, events and packets out as they are found, JSON
+// and figures at any time.
+#pragma once
+
+#include <exception>
+#include <functional>
+#include <memory>
+#include <span>
+
+#include "base/json.h"
+#include "zvsurvey.h"
+
+namespace zvprobe {
+
+struct SurveyCallbacks {
+    std::function<void(const ZvSurveyEvent& event)> on_event;
+
+    // Gets each run of packets in sync, from the first one's sync byte on, at its place.
+    std::function<void(std::span<const uint8_t> packets, size_t packet_size, uint64_t offset)>
+        on_packets;
+
+    // Gets each line of the clock; may be empty.
+    std::function<void(const ZvSurveyTimeLine& line)> on_clock;
+};
+
+class SurveyRun {
+  public:
+    // Throws std::bad_alloc, as do the functions below.
+    // limits: of the indicators, 0 for the default
+    explicit SurveyRun(SurveyCallbacks callbacks, const ZvSurveyLimits& limits = {});
+    SurveyRun(const SurveyRun&) = delete;
+    SurveyRun& operator=(const SurveyRun&) = delete;
+
+    // Takes the next bytes, cut anywhere. What a callback throws comes out here.
+    // live: time is that of arrival, which is now; the same at every call
+    void feed(std::span<const uint8_t> bytes, bool live);
+
+    // Ends the stream: what waited for more bytes is settled.
+    void finish();
+
+    ZvSurveyTotals totals() const;
+    Json json() const;
+
+  private:
+    template <typename Call>
+    void keep_exception(Call call);
+    void rethrow();
+
+    SurveyCallbacks callbacks_;
+    std::exception_ptr thrown_;  // by a callback: it must not pass through the library
+    std::unique_ptr<ZvSurvey, void (*)(ZvSurvey*)> survey_;
+};
+
+}  // namespace zvprobe

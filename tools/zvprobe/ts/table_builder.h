@@ -1,0 +1,46 @@
+// SPDX-License-Identifier: MIT
+// Tables of one packet, made with the library's builders, which check nothing: here is what fits.
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <span>
+#include <string>
+#include <vector>
+
+#include "mpegts.h"
+#include "ts/ts_sync.h"
+
+namespace zvprobe {
+
+using Packet = std::array<uint8_t, kPacketSize>;
+
+struct ProgramEntry {
+    uint16_t program_number;
+    uint16_t pmt_pid;
+};
+
+struct ProgramMap {
+    uint16_t program_number;
+    uint16_t pmt_pid;
+    uint16_t pcr_pid;
+    std::vector<MPEGTSStream> streams;
+};
+
+struct ServiceText {
+    uint16_t service_id;
+    std::string provider;
+    std::string name;
+};
+
+// All throw UsageError when the table is too long for one packet.
+Packet build_pat(std::span<const ProgramEntry> programs);
+Packet build_pmt(const ProgramMap& map);
+Packet build_sdt(const ServiceText& service);
+
+Packet build_null_packet();
+
+// So many bytes of provider and name together fit one packet.
+inline constexpr size_t kMostServiceText = 157;
+
+}  // namespace zvprobe
