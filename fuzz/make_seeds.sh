@@ -45,7 +45,7 @@ pmt='\001\030\000\022\016\000\001\305\000\000\341\001\360\000\033\341\001\360\00
 sdt='\002\030\000\043\037\000\001\305\000\000\377\001\377\000\001\374\200\022\110\020\001\010provider\005names'
 seed psi tables "$logged\004$pat$pmt$sdt$pat$pmt$sdt"
 
-# mode, log, piece sizes; the probe starts behind the file header
+# mode, log, piece sizes; the probe starts after the file header
 seed flv_check avc-pieces "\000$quiet$sizes" h264-aac.flv 13 2048
 seed flv_check avc-tags "\002$logged$sizes" h264-aac.flv 13 4096
 seed flv_check h263-tags "\002$quiet$sizes" h263-mp3.flv 13 4096

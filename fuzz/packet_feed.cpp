@@ -55,9 +55,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     const uint8_t mode = in.u8();
     const uint8_t first = in.u8();
     fuzz::PieceSizes sizes(in);
-    const auto bytes = mode & 1
-                           ? with_sync_bytes(in.rest(), first, zv::kPacketSizes[(mode >> 1) % 3])
-                           : with_sync_bytes(in.rest(), SIZE_MAX, 1);
+    const auto apart = static_cast<size_t>(zv::kPacketSizes[(mode >> 1U) % 3]);
+    const auto bytes = mode & 1 ? with_sync_bytes(in.rest(), first, apart)
+                                : with_sync_bytes(in.rest(), SIZE_MAX, 1);
 
     const Outcome at_once = feed_all(bytes, [&] { return kMaxInput; });
     const Outcome in_pieces = feed_all(bytes, [&] { return size_t{sizes.next()}; });

@@ -68,7 +68,7 @@ void pack_and_take(fuzz::ByteSource& in) {
     for (fuzz::ByteSource rest(pes); !rest.empty(); ++counter) {
         const uint8_t size = sizes.next();
         const bool starts = rest.size() == pes.size();
-        auto packet = make_packet(rest.take(1 + size % zv::kTsBodySize), counter, starts);
+        auto packet = make_packet(rest.take(1U + size % zv::kTsBodySize), counter, starts);
         for (int times = size >= 0xF0 ? 2 : 1; times > 0; --times) {
             const auto payload = reader.take(packet.data());
             got.insert(got.end(), payload.begin(), payload.end());

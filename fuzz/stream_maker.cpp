@@ -130,7 +130,7 @@ class StreamMaker {
     void add_pes_header(uint8_t* packet, uint8_t place) {
         const uint8_t header[] = {0,        0, 1,        0xE0, 0,    0, 0x80, 0xC0,     10, 0x31,
                                   in_.u8(), 1, in_.u8(), 1,    0x11, 0, 1,    in_.u8(), 1};
-        const size_t at = zv::kTsHeaderSize + place % zv::kTsBodySize;
+        const size_t at = zv::kTsHeaderSize + size_t{place} % zv::kTsBodySize;
         std::copy_n(header, std::min(sizeof header, zv::kTsPacketSize - at), packet + at);
     }
 

@@ -113,7 +113,7 @@ TEST_F(Fault, ASignalInTheMiddleLeavesNoCopy) {
     }
 }
 
-// The signal finds the tool in a write that nobody takes.
+// The signal comes while the tool waits in a write that has no reader.
 TEST_F(Fault, ASignalEndsAWriteIntoAFullPipe) {
     ASSERT_EQ(mkfifo((dir_ / "pipe").c_str(), 0600), 0);
     const Outcome outcome =

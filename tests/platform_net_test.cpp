@@ -38,7 +38,7 @@ TEST(ProtocolDatagram, AStreamOfEmptyOnesDoesNotOutlastTheTimeOut) {
     ASSERT_EQ(in.open(), 0);
     const int fd = socket(AF_INET, SOCK_DGRAM, 0);
     const sockaddr_in to = loopback(port);
-    for (const size_t size : {0, 0, 3})
+    for (const size_t size : {0U, 0U, 3U})
         sendto(fd, "abc", size, 0, reinterpret_cast<const sockaddr*>(&to), sizeof to);
     ::close(fd);
     EXPECT_EQ(in.read(10), -ETIMEDOUT);
@@ -117,7 +117,7 @@ TEST(ProtocolTcp, StopsAtTheTimeOutAndAtASignal) {
     ASSERT_EQ(interrupted.open(), 0);
     const Thread interrupter = interrupt_soon();
     EXPECT_EQ(interrupted.text(5), "abc");
-    EXPECT_EQ(interrupted.read(5), -EINTR) << "not lost behind the bytes that came before";
+    EXPECT_EQ(interrupted.read(5), -EINTR) << "not lost after the bytes that came before";
 }
 
 TEST(ProtocolTcp, ReportsAPeerThatIsNotThereOrGone) {

@@ -116,7 +116,7 @@ int HttpStream::read(uint8_t* buffer, int size) noexcept {
     return partial_result(static_cast<int>(done), result, pending_error_);
 }
 
-// Lets the transfer go on, and waits for the network when that brought nothing.
+// Continues the transfer, and waits for the network when that brought no bytes.
 // -> 0, -ETIMEDOUT or -EINTR
 int HttpStream::pump(const Deadline& deadline) noexcept {
     run();

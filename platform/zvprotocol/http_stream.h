@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Owns one http transfer: turns libcurl's pushing into pulling, with a bounded buffer between.
+// Owns one http transfer: libcurl pushes bytes into a bounded buffer, and read takes them out.
 #pragma once
 
 #include <cstdint>

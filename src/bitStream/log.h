@@ -25,7 +25,7 @@ enum LogLevel : unsigned {
     kLogVerbose = 5,
 };
 
-// The level test comes first: a suppressed line costs one call, the tag search runs behind it.
+// The level test comes first: a suppressed line costs one call and no search for tags.
 inline bool log_enabled(unsigned level, const char* tag) {
     if (zvlog_api_getLoglevel() < level) return false;
     return strfilterTags[0] == '\0' || zvlog_api_strCasestrNum(strfilterTags, tag, 1, 1) != 0;

@@ -20,9 +20,9 @@ constexpr int kServiceTextSize = 256;
 constexpr int kSdtBufferSize = 1024;
 
 // MPEGTSStream::kind
-constexpr uint32_t kKindOther = 0;
-constexpr uint32_t kKindVideo = 1;
-constexpr uint32_t kKindAudio = 2;
+constexpr uint32_t kKindOther = ZV_TS_KIND_OTHER;
+constexpr uint32_t kKindVideo = ZV_TS_KIND_VIDEO;
+constexpr uint32_t kKindAudio = ZV_TS_KIND_AUDIO;
 
 // What the parse loop knows of a PID once all tables are known; see pid_dispatch.h.
 struct PidDispatch {

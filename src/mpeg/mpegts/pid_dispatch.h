@@ -30,7 +30,7 @@ inline bool is_table_entry(uint16_t entry) {
 
 inline MPEGTSStream& stream_of_entry(MPEGTSContext& ctx, uint16_t entry) {
     return *reinterpret_cast<MPEGTSStream*>(reinterpret_cast<char*>(&ctx) +
-                                            (entry & ~kHasNoOrder) * kPlaceUnit);
+                                            (entry & ~unsigned{kHasNoOrder}) * kPlaceUnit);
 }
 
 // To be called when a table was stored.

@@ -28,7 +28,7 @@ struct FramingCounts {
 class Framer {
   public:
     // The most bytes that a decision may need. With as many at hand, next() takes some.
-    static constexpr size_t kLookAhead = 7 * kParityPacketSize;
+    static constexpr size_t kLookAhead = size_t{7} * kParityPacketSize;
 
     enum class What {
         kPackets,    // `count` packets in sync at `packets`
