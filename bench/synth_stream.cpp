@@ -13,10 +13,15 @@ constexpr uint8_t kTypeH264 = 0x1B;
 constexpr uint8_t kTypeAac = 0x0F;
 constexpr uint16_t kFirstPmtPid = 0x1000;
 constexpr uint16_t kFirstStreamPid = 0x100;
+constexpr uint16_t kFirstUnannouncedPid = 0x200;
+constexpr uint64_t kBitRate = 20'000'000;  // of each programme; what the PCRs tell
 
 class Generator {
   public:
-    Generator(const StreamShape& shape, size_t min_bytes) : shape_(shape), min_bytes_(min_bytes) {
+    Generator(const StreamShape& shape, size_t min_bytes)
+        : shape_(shape),
+          min_bytes_(min_bytes),
+          count_(static_cast<size_t>(shape.programs * shape.streams + shape.unannounced)) {
         out_.bytes.reserve(min_bytes + 200 * static_cast<size_t>(shape.packet_size));
     }
 
@@ -35,9 +40,7 @@ class Generator {
 
   private:
     // Every stream's counter is back where it started, so a repeated feed is in order.
-    bool counters_closed() const {
-        return turn_ % static_cast<size_t>(16 * shape_.programs * shape_.streams) == 0;
-    }
+    bool counters_closed() const { return turn_ % (16 * count_) == 0; }
 
     bool chance(int percent) {
         state_ = state_ * 6364136223846793005ULL + 1442695040888963407ULL;
@@ -96,8 +99,9 @@ class Generator {
     }
 
     uint16_t next_stream() {
-        const int count = shape_.programs * shape_.streams;
-        const int turn = static_cast<int>(turn_++ % static_cast<size_t>(count));
+        const int turn = static_cast<int>(turn_++ % count_);
+        const int unannounced = turn - shape_.programs * shape_.streams;
+        if (unannounced >= 0) return static_cast<uint16_t>(kFirstUnannouncedPid + unannounced);
         return stream_pid(turn / shape_.streams, turn % shape_.streams);
     }
 
@@ -112,13 +116,27 @@ class Generator {
         last_cc_[pid] = cc;
     }
 
+    // -> what follows the adaptation field
+    uint8_t* write_pcr(uint8_t* field) const {
+        const uint64_t bits = uint64_t{out_.bytes.size()} * 8;
+        const uint64_t base = bits * 90000 / (kBitRate * static_cast<uint64_t>(shape_.programs));
+        *field++ = 7;
+        *field++ = 0x10;
+        for (const int shift : {25, 17, 9, 1})
+            *field++ = static_cast<uint8_t>(base >> shift);
+        *field++ = static_cast<uint8_t>((base << 7) | 0x7E);
+        *field++ = 0;
+        return field;
+    }
+
     void stream_packet(uint16_t pid) {
         const size_t sent = sent_[pid]++;
         uint8_t& cc = counters_[pid];
         if (sent > 0 && chance(shape_.lost_percent)) cc = static_cast<uint8_t>(cc + 3);
         uint8_t packet[kTsPacket];
         memset(packet, 0xA5, sizeof packet);
-        const bool first_of_program = (pid - kFirstStreamPid) % ZV_TS_MAX_STREAMS == 0;
+        const bool first_of_program =
+            pid < kFirstUnannouncedPid && (pid - kFirstStreamPid) % ZV_TS_MAX_STREAMS == 0;
         const bool with_pcr = first_of_program && sent % static_cast<size_t>(shape_.pcr_every) == 1;
         note_order(pid, cc & 15, with_pcr, sent == 0);
         const bool starts_unit = sent % static_cast<size_t>(shape_.unit_start_every) == 0;
@@ -128,9 +146,7 @@ class Generator {
         packet[3] = static_cast<uint8_t>((with_pcr ? 0x30 : 0x10) | (cc++ & 15));
         uint8_t* payload = packet + 4;
         if (with_pcr) {
-            const uint8_t field[] = {7, 0x10, 0, 0, static_cast<uint8_t>(sent >> 8), 1, 0x7E, 0};
-            memcpy(payload, field, sizeof field);
-            payload += sizeof field;
+            payload = write_pcr(payload);
         }
         if (starts_unit) {
             const uint8_t header[] = {0, 0, 1, 0xE0, 0, 0, 0x80, 0x80, 5, 0x21, 0, 1, 0, 1};
@@ -141,6 +157,7 @@ class Generator {
 
     StreamShape shape_;
     size_t min_bytes_;
+    size_t count_;  // PIDs that come in turn
     SynthStream out_;
     size_t turn_ = 0;
     uint64_t state_ = 1;
