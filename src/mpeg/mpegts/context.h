@@ -26,9 +26,11 @@ constexpr uint32_t kKindAudio = 2;
 
 // What the parse loop knows of a PID once all tables are known; see pid_dispatch.h.
 struct PidDispatch {
-    uint64_t tables_stamp;  // of the tables this was derived from; 0 when it must be derived
+    uint8_t is_derived;  // 0: must be derived from the tables before it is used
     uint16_t entry[kPidCount];
-    MPEGTSStream ignored;  // takes the null packets, so that they cost no branch of their own
+    uint16_t pcr_pid[kMaxPrograms];  // of each programme, beside one another; 0 where not valid
+    MPEGTSStream
+        ignored;  // takes the packets of no stream, so that they cost no branch of their own
 };
 
 }  // namespace zv

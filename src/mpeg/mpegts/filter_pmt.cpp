@@ -10,6 +10,7 @@
 #include "mpeg/mpegts/continuity_label.h"
 #include "mpeg/mpegts/filters.h"
 #include "mpeg/mpegts/pid_dispatch.h"
+#include "mpeg/mpegts/program_view.h"
 #include "mpeg/mpegts/psi_layout.h"
 #include "mpeg/mpegts/section.h"
 #include "mpeg/mpegts/stream_class.h"
@@ -70,10 +71,11 @@ void store_stream(MPEGTSProgram& program, const StreamEntry& entry, uint32_t kin
 }
 
 // -> null also when the packet's end cuts the programme number off: half a number names nothing
-MPEGTSProgram* find_program(MPEGTSContext& ctx, const zv::PacketBody& body, int start) {
+MPEGTSProgram* named_program(MPEGTSContext& ctx, MPEGTSProgram& first, const zv::PacketBody& body,
+                             int start) {
     const int number_at = start + kProgramNumberAt;
     if (!body.has(number_at, 2)) return nullptr;
-    return mpegts_innerapi_findPmt_byPid(&ctx, body.be16(number_at));
+    return zv::find_program(ctx, &first, first.pmt_pid, body.be16(number_at));
 }
 
 // What a PMT packet is parsed into, and from.
@@ -191,20 +193,27 @@ bool parse_section(PmtPacket& pmt, uint8_t flags, uint16_t new_pid, uint16_t new
 
 uint32_t mpegts_innerapi_filterPmt(MPEGTSContext* ctx, uint8_t* pkt, uint8_t flags,
                                    uint16_t new_pid, uint16_t new_program_number) {
-    if (ctx == nullptr || pkt == nullptr || !ctx->has_pat) return 0;
-    if (!mpegts_innerapi_isPmt_byPid(ctx)) return 0;
-    const uint8_t* body = pkt + zv::kTsHeaderSize;
-    const int start = mpegts_innerapi_isTargstTable("PMT", ctx, body, zv::kTableIdPmt, 0);
+    if (ctx == nullptr || pkt == nullptr) return 0;
+    MPEGTSProgram* first = zv::find_program_on(*ctx, ctx->ts_head.pid);
+    return first != nullptr ? zv::take_pmt(*ctx, *first, pkt, flags, new_pid, new_program_number)
+                            : 0;
+}
+
+uint32_t zv::take_pmt(MPEGTSContext& ctx, MPEGTSProgram& first, uint8_t* pkt, uint8_t flags,
+                      uint16_t new_pid, uint16_t new_program_number) {
+    if (!ctx.has_pat) return 0;
+    const uint8_t* body = pkt + kTsHeaderSize;
+    const int start = mpegts_innerapi_isTargstTable("PMT", &ctx, body, kTableIdPmt, 0);
     if (start < 0) return 0;
-    MPEGTSProgram* program = find_program(*ctx, zv::PacketBody(body), start);
+    MPEGTSProgram* program = named_program(ctx, first, PacketBody(body), start);
     if (program == nullptr) return 0;
 
-    zv::check_table_continuity(*ctx, program->cc_state, "PMT", flags);
+    check_table_continuity(ctx, program->cc_state, "PMT", flags);
     if (program->pmt_parsed == 1) {
         mpegts_innerapi_getPeriod(&program->period);
-        ctx->is_update = 1;
+        ctx.is_update = 1;
         return 1;
     }
-    PmtPacket pmt = {*ctx, *program, pkt, start};
+    PmtPacket pmt = {ctx, *program, pkt, start};
     return parse_section(pmt, flags, new_pid, new_program_number);
 }

@@ -43,3 +43,19 @@ void mpegts_innerapi_filterPes(MPEGTSContext* ctx, MPEGTSStream* es, const uint8
                                uint8_t pace);
 
 }  // extern "C"
+
+// What a stage does once it is known whose packet it has. The parse loop knows that from the PID.
+namespace zv {
+
+// first  the first programme whose PMT has the packet's PID; otherwise like mpegts_innerapi_filterPmt
+uint32_t take_pmt(MPEGTSContext& ctx, MPEGTSProgram& first, uint8_t* pkt, uint8_t flags,
+                  uint16_t new_pid, uint16_t new_program_number);
+
+// pkt carries a PCR of the programme.
+void take_pcr(MPEGTSContext& ctx, MPEGTSProgram& program, const uint8_t* pkt, uint8_t flags);
+
+// Continuity and PES timing of a packet of the stream, as flags ask for them.
+void take_stream_packet(MPEGTSContext& ctx, MPEGTSStream& es, const uint8_t* pkt, uint8_t flags,
+                        int8_t is_pcr);
+
+}  // namespace zv

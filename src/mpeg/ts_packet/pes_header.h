@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // Fields of a PES packet header (ISO/IEC 13818-1, 2.4.3.6), read from a pointer at its start code.
-// The caller vouches for the bytes: up to p[18] for the time stamps.
+// The caller makes sure that the bytes exist: up to p[18] for the time stamps.
 #pragma once
 
 #include <cstdint>
