@@ -57,7 +57,7 @@ inline bool starts_pes_header(const uint8_t* payload) {
 }
 
 // All that a header at the beginning of a payload changes.
-inline void take_pes_header(PesTiming& timing, const uint8_t* payload) {
+[[gnu::always_inline]] inline void take_pes_header(PesTiming& timing, const uint8_t* payload) {
     take_pts(timing, payload);
     take_dts(timing, payload);
     count_start(timing, payload, kTsBodySize);

@@ -27,7 +27,7 @@ class SteadyLoop {
             const uint8_t* pkt = packets.packet(index);
             const HeaderWord head = {load_be32(pkt)};
             const uint16_t entry = ctx.dispatch.entry[head.pid()];
-            if (head.in_sync_with_payload_only() && is_stream_entry(entry)) {
+            if (is_stream_entry(entry) && only_continues(head, pkt)) {
                 if (take_payload<Options>(ctx, entry, head, pkt)) continue;
             }
             if (!take_other(entry, head, pkt)) break;
@@ -37,6 +37,13 @@ class SteadyLoop {
     }
 
   private:
+    // Nothing but payload of a stream: in sync, no PCR, no adaptation field that would be reported.
+    static bool only_continues(HeaderWord head, const uint8_t* pkt) {
+        return head.in_sync_with_payload_only() ||
+               (head.in_sync() && head.adaptation_field_control() == kAfcBoth &&
+                !adaptation_field_has_pcr(pkt + kTsHeaderSize));
+    }
+
     // -> false, with nothing done, when the packet wants its stage
     template <uint8_t Options>
     static bool take_payload(MPEGTSContext& ctx, uint16_t entry, HeaderWord head,
