@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
-// The stages that the parse loop and remapping offer each packet to. Each stage reads the packet's
-// decoded header from the context, owns exactly the packet's 188 bytes, and knows no other stage.
-// flags is the low byte of the option word (ZV_TS_* of mpegts.h).
+// The stages that the parse loop and remapping offer each packet to. Each reads the packet's decoded
+// header from the context and no byte but the packet's 188, and calls no other stage, except that the
+// ES stage calls PES timing. flags is the low byte of the option word (ZV_TS_* of mpegts.h).
 #pragma once
 
 #include <cstdint>
@@ -10,7 +10,7 @@
 
 extern "C" {
 
-// section.cpp: where a table's section starts.
+// stages/section.cpp: where a table's section starts.
 // body  packet byte 4 onward, 184 bytes
 // -> offset of the table_id byte from body; -1 when the packet starts no such table (reported)
 int mpegts_innerapi_isTargstTable(const char* table_name, MPEGTSContext* ctx, const uint8_t* body,

@@ -5,8 +5,8 @@
 #include "mpeg/mpegts/steady_loop.h"
 
 #include "mpeg/mpegts/filters.h"
-#include "mpeg/mpegts/pes_timing.h"
 #include "mpeg/mpegts/pid_dispatch.h"
+#include "mpeg/mpegts/stages/pes_timing.h"
 
 namespace zv {
 namespace {

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// The continuity check of the packet in hand, and the texts that only its messages need.
-#include "mpeg/mpegts/continuity_label.h"
+// The continuity check of the packet whose header is in the context, and the texts that only its messages need.
+#include "mpeg/mpegts/stages/continuity.h"
 
 #include <cstdio>
 

@@ -3,8 +3,8 @@
 #include <cstdlib>
 
 #include "bitStream/log.h"
-#include "mpeg/mpegts/continuity_label.h"
 #include "mpeg/mpegts/filters.h"
+#include "mpeg/mpegts/stages/continuity.h"
 
 namespace {
 

@@ -6,8 +6,7 @@
 
 #include "bitStream/log.h"
 #include "mpeg/mpegts/filters.h"
-#include "mpeg/mpegts/number_text.h"
-#include "mpeg/mpegts/pes_timing.h"
+#include "mpeg/mpegts/stages/pes_timing.h"
 
 namespace {
 
