@@ -111,6 +111,15 @@ TEST(Continuity, AcceptsAPacketAfterThePcrAndFiltersByTag) {
     EXPECT_EQ(ts->program[0].streams[0].cc_state.errnum, 2u);
 }
 
+TEST(Continuity, AsksForTheLogLevelOnceWhenTheWarningIsSuppressed) {
+    Analyser ts;
+    ts.parse(one_programme().add(kVideoPid, 2).bytes(), ZV_TS_CHECK_CC);
+    LogRecorder log(1);
+    ts.parse(TsPacket(kVideoPid).cc(9), ZV_TS_CHECK_CC);
+    EXPECT_EQ(ts->program[0].streams[0].cc_state.errnum, 1u);
+    EXPECT_EQ(log.level_questions, 1);
+}
+
 TEST(ContinuityDeathTest, TrapSpringsOnOnePidAndOnlyWhenArmed) {
     Analyser ts;
     ts.parse(pat_packet({{1, kPmtPid}}));
