@@ -33,7 +33,7 @@ SynthStream make(const ParseCase& test) {
 
 }  // namespace
 
-const SynthStream& stream_of(const ParseCase& test) {
+SynthStream& stream_of(const ParseCase& test) {
     static std::string kept_name;
     static SynthStream kept;
     if (kept_name != test.name) {

@@ -24,7 +24,7 @@ struct ParseCase {
 };
 
 // -> the stream of a case; the large ones would not all fit a small machine, so one is kept
-const SynthStream& stream_of(const ParseCase& test);
+SynthStream& stream_of(const ParseCase& test);
 
 // -> seconds that touching one cache line of each packet took
 double touch(const SynthStream& stream, int packet_size);

@@ -2,6 +2,7 @@
 // Implementation of synth_stream.h.
 #include "synth_stream.h"
 
+#include <algorithm>
 #include <array>
 #include <cstring>
 #include <utility>
@@ -9,12 +10,31 @@
 namespace zvbench {
 namespace {
 
-constexpr uint8_t kTypeH264 = 0x1B;
 constexpr uint8_t kTypeAac = 0x0F;
+
+// What the streams carry: ADTS frames (ISO/IEC 13818-7), so that those who read codecs find one.
+constexpr size_t kFrameSize = 0x120;
+constexpr uint8_t kFrameHeader[] = {0xFF, 0xF1, 0x4C, 0x80, kFrameSize >> 3, 0x1F, 0xFC};
+static_assert(kFrameSize % 8 == 0);
+
 constexpr uint16_t kFirstPmtPid = 0x1000;
 constexpr uint16_t kFirstStreamPid = 0x100;
 constexpr uint16_t kFirstUnannouncedPid = 0x200;
-constexpr uint64_t kBitRate = 20'000'000;  // of each programme; what the PCRs tell
+constexpr uint64_t kBitRate = 10'000'000;  // of each stream; what the PCRs tell
+
+void store_clock(uint8_t* field, uint64_t base) {
+    for (const int shift : {25, 17, 9, 1})
+        *field++ = static_cast<uint8_t>(base >> shift);
+    *field++ = static_cast<uint8_t>((base << 7) | 0x7E);
+    *field = 0;
+}
+
+uint64_t load_clock(const uint8_t* field) {
+    uint64_t base = 0;
+    for (int i = 0; i < 4; ++i)
+        base = base << 8 | field[i];
+    return base << 1 | field[4] >> 7;
+}
 
 class Generator {
   public:
@@ -35,6 +55,7 @@ class Generator {
                 stream_packet(next_stream());
         }
         out_.packets = out_.bytes.size() / size;
+        out_.ticks = clock_now();
         return std::move(out_);
     }
 
@@ -84,7 +105,7 @@ class Generator {
         std::array<MPEGTSStream, ZV_TS_MAX_STREAMS> streams{};
         for (int s = 0; s < shape_.streams; ++s) {
             streams[static_cast<size_t>(s)].pid = stream_pid(program, s);
-            streams[static_cast<size_t>(s)].stream_type = s == 0 ? kTypeH264 : kTypeAac;
+            streams[static_cast<size_t>(s)].stream_type = kTypeAac;
         }
         mpegts_api_buildPmtEs(packet, 1, static_cast<uint16_t>(program + 1),
                               static_cast<uint16_t>(kFirstPmtPid + program), stream_pid(program, 0),
@@ -116,17 +137,31 @@ class Generator {
         last_cc_[pid] = cc;
     }
 
-    // -> what follows the adaptation field
-    uint8_t* write_pcr(uint8_t* field) const {
+    uint64_t clock_now() const {
         const uint64_t bits = uint64_t{out_.bytes.size()} * 8;
-        const uint64_t base = bits * 90000 / (kBitRate * static_cast<uint64_t>(shape_.programs));
-        *field++ = 7;
-        *field++ = 0x10;
-        for (const int shift : {25, 17, 9, 1})
-            *field++ = static_cast<uint8_t>(base >> shift);
-        *field++ = static_cast<uint8_t>((base << 7) | 0x7E);
-        *field++ = 0;
-        return field;
+        return bits * 90000 / (kBitRate * count_);
+    }
+
+    // -> what follows the adaptation field
+    uint8_t* write_pcr(uint8_t* field) {
+        out_.pcr_fields.push_back(out_.bytes.size() + 6);
+        field[0] = 7;
+        field[1] = 0x10;
+        store_clock(field + 2, clock_now());
+        return field + 8;
+    }
+
+    void write_frames(uint16_t pid, uint8_t* at, const uint8_t* end) {
+        size_t& place = frame_place_[pid];
+        while (at < end) {
+            if (place < sizeof kFrameHeader) {
+                *at++ = kFrameHeader[place++];
+                continue;
+            }
+            const size_t body = std::min<size_t>(static_cast<size_t>(end - at), kFrameSize - place);
+            at += body;
+            place = (place + body) % kFrameSize;
+        }
     }
 
     void stream_packet(uint16_t pid) {
@@ -151,7 +186,9 @@ class Generator {
         if (starts_unit) {
             const uint8_t header[] = {0, 0, 1, 0xE0, 0, 0, 0x80, 0x80, 5, 0x21, 0, 1, 0, 1};
             memcpy(payload, header, sizeof header);
+            payload += sizeof header;
         }
+        write_frames(pid, payload, packet + kTsPacket);
         append(packet);
     }
 
@@ -163,11 +200,17 @@ class Generator {
     uint64_t state_ = 1;
     std::array<uint8_t, 8192> counters_{};
     std::array<size_t, 8192> sent_{};
+    std::array<size_t, 8192> frame_place_{};
     std::array<int, 8192> last_cc_{};
     std::array<int, 8192> last_pcr_cc_{};
 };
 
 }  // namespace
+
+void continue_clocks(SynthStream& stream) {
+    for (const size_t at : stream.pcr_fields)
+        store_clock(&stream.bytes[at], load_clock(&stream.bytes[at]) + stream.ticks);
+}
 
 SynthStream make_stream(const StreamShape& shape, size_t min_bytes) {
     return Generator(shape, min_bytes).run();

@@ -136,6 +136,19 @@ TEST(ContinuityDeathTest, TrapSpringsOnOnePidAndOnlyWhenArmed) {
     DBG_CC = 0;
 }
 
+TEST(ParseLoop, TellsProgrammesThatShareAPmtPidApart) {
+    Analyser ts;
+    TsStream stream;
+    stream.add(pat_packet({{1, kPmtPid}, {2, kPmtPid}}));
+    for (const int programme : {1, 2, 2})
+        stream.add(TsPacket(kPmtPid).section(pmt(programme, 0x100, {{0x1B, 0x100 + programme}})));
+    ts.parse(stream.bytes());
+    EXPECT_EQ(ts->num_pmtInfo, 2);
+    EXPECT_EQ(ts->program[1].streams[0].pid, 0x102);
+    EXPECT_EQ(ts->program[0].period.last, 0u);
+    EXPECT_NE(ts->program[1].period.last, 0u);
+}
+
 TEST(ParseLoop, FollowsTablesThatChangeWithinACall) {
     LogRecorder log;
     Analyser ts;
