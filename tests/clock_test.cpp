@@ -206,7 +206,7 @@ TEST_F(Pes, AStartCodeWithoutTheMarkerIsPassedOverForTheNextHeader) {
     append(payload, PesHeader(0xE0).pts(90'000));
     ts.parse(TsPacket(kVideoPid).start().payload(payload), ZV_TS_PES_TIMING);
     EXPECT_EQ(video().pts_us, 990'000u);
-    EXPECT_EQ(video().pes_data_recvd, 184 - 9 - 14);
+    EXPECT_EQ(video().pes_data_recvd, 184 - 9 - 19);
 }
 
 TEST_F(Pes, HeadersAreDescribedWhenAsked) {
