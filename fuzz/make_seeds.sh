@@ -27,10 +27,10 @@ seed ts_parse whole-192 "\023\007$quiet$sizes" single-192.m2ts 4 5760
 seed ts_parse whole-204 "\043\024$quiet$sizes" single-204.ts 0 6120
 seed ts_parse three-programs "\003\027$logged$sizes" three-programs.ts 0 5640
 
-# log, mode, option word, packets in the first call
-seed ts_reference media "$quiet\001\024\012" single.ts 0 7520
-seed ts_reference media-logged "$logged\001\027\003" three-programs.ts 0 5640
-seed ts_reference made "$logged\000\027\004\000\010\001\002\000\001\001\003\133\120\020\007\020\000\000\000\133\000\020\010\000\000\000\000\000\000\000\000\000\002\377\020\000\003\101\020\003\102\020\013\301\020\001"
+# log, mode, option word, other options in turn (mode 4), piece sizes
+seed ts_reference media "$quiet\001\024$sizes" single.ts 0 7520
+seed ts_reference media-logged "$logged\015\027\024$sizes" three-programs.ts 0 5640
+seed ts_reference made "$logged\000\027$sizes\000\010\001\002\000\001\001\003\133\120\020\007\020\000\000\000\133\000\020\010\000\000\000\000\000\000\000\000\000\002\377\020\000\003\101\020\003\102\020\013\301\020\001"
 
 # mode, log, programme number, PMT PID, PCR PID, four stream PIDs, piece sizes
 target='\000\007\001\101\001\000\001\001\001\002\000\000\000\000'

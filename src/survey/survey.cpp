@@ -187,15 +187,16 @@ void Survey::keep_last_packets() {
 void Survey::see_packet(const uint8_t* bytes, uint64_t offset) {
     const Packet packet(bytes);
     PidRecord& record = pids_[packet.pid()];
-    const uint8_t due = (record.continuity_counter + 1) & 15;
-    const bool ordinary =
-        record.ordinary && record.input == input_number_ && timing_.same_segment(record, offset) &&
-        packet.head().continues_payload() && packet.head().continuity_counter() == due;
+    const uint8_t counter = packet.head().continuity_counter();
+    const unsigned off = (record.continuity_counter + 1u - counter) & record.counter_bits;
+    const bool ordinary = record.ordinary && record.input == input_number_ &&
+                          timing_.same_segment(record, offset) &&
+                          packet.head().continues_payload() && off == 0;
     if (!ordinary) return see_other(packet, record, offset);
     ++record.packets;
     record.last_offset = offset;
     record.last_packet = bytes;
-    record.continuity_counter = due;
+    record.continuity_counter = counter;
 }
 
 void Survey::see_other(const Packet& packet, PidRecord& record, uint64_t offset) {
@@ -350,8 +351,9 @@ void Survey::note_coming(PidRecord& record, const Packet& packet, uint64_t offse
     record.last_packet = packet.bytes();
     record.continuity_counter = packet.head().continuity_counter();
     // Only a packet with payload tells whether what follows is scrambled.
-    record.ordinary = packet.pid() != kPidNull && !record.detail->watched && !record.repeated &&
-                      packet.has_payload() && !packet.scrambled();
+    record.ordinary =
+        !record.detail->watched && !record.repeated && packet.has_payload() && !packet.scrambled();
+    record.counter_bits = packet.pid() == kPidNull ? 0 : 15;
     if (std::exchange(record.input, input_number_) != input_number_) came_.push_back(packet.pid());
 }
 

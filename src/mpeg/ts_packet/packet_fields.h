@@ -38,6 +38,13 @@ constexpr uint8_t kAfcBoth = 3;
 // An adaptation field has a PCR when its flags say so and its length covers flags and PCR.
 constexpr uint8_t kPcrFlag = 0x10;
 constexpr int kMinAdaptationLengthWithPcr = 7;
+constexpr int kMaxAdaptationFieldLength = 183;  // when the field fills the packet
+
+// Does the adaptation field at af, packet byte 4, carry a PCR?
+inline bool adaptation_field_has_pcr(const uint8_t* af) {
+    return af[0] >= kMinAdaptationLengthWithPcr && af[0] <= kMaxAdaptationFieldLength &&
+           (af[1] & kPcrFlag);
+}
 
 inline uint32_t load_be32(const uint8_t* p) {
     return (static_cast<uint32_t>(p[0]) << 24) | (static_cast<uint32_t>(p[1]) << 16) |

@@ -7,18 +7,52 @@
 #include <cstring>
 
 #include "bitStream/log.h"
-#include "mpeg/mpegts/continuity_label.h"
 #include "mpeg/mpegts/filters.h"
 #include "mpeg/mpegts/pid_dispatch.h"
+#include "mpeg/mpegts/program_view.h"
 #include "mpeg/mpegts/psi_layout.h"
-#include "mpeg/mpegts/section.h"
-#include "mpeg/mpegts/stream_class.h"
+#include "mpeg/mpegts/stages/continuity.h"
+#include "mpeg/mpegts/stages/section.h"
 
 namespace {
 
 // Offsets from table_id.
 constexpr int kProgramNumberAt = 3;
 constexpr int kPcrPidAt = 8;
+
+// What a stream_type means to the analyser.
+struct StreamClass {
+    const char* label;     // for the log; null for types without one
+    uint32_t kind;         // MPEGTSStream::kind
+    bool needs_valid_pid;  // video and audio; other streams are kept whatever their PID
+};
+
+struct TypeRow {
+    uint8_t stream_type;
+    const char* label;
+    uint32_t kind;
+};
+
+constexpr TypeRow kStreamTypes[] = {
+    {0x01, "video-mpeg1/2", zv::kKindVideo},    {0x02, "video-mpeg1/2", zv::kKindVideo},
+    {0x10, "video-mpeg4", zv::kKindVideo},      {0x1b, "video-h264", zv::kKindVideo},
+    {0x24, "video-hevc", zv::kKindVideo},       {0x42, "video-cavs", zv::kKindVideo},
+    {0xea, "video-vc1", zv::kKindVideo},        {0xd1, "video-dirac", zv::kKindVideo},
+    {0x03, "audio-mpeg1/2", zv::kKindAudio},    {0x04, "audio-mpeg1/2", zv::kKindAudio},
+    {0x0f, "audio-aac", zv::kKindAudio},        {0x11, "audio-aac_latm", zv::kKindAudio},
+    {0x81, "audio-ac3", zv::kKindAudio},        {0x87, "audio-eac3", zv::kKindAudio},
+    {0x82, "audio-dts", zv::kKindAudio},        {0x83, "audio-truehd", zv::kKindAudio},
+    {0x15, "metadata", zv::kKindOther},         {0x05, "private_sections", zv::kKindOther},
+    {0x06, "pes_private_data", zv::kKindOther},
+};
+
+StreamClass classify_stream(uint8_t stream_type) {
+    for (const TypeRow& row : kStreamTypes) {
+        if (row.stream_type == stream_type)
+            return {row.label, row.kind, row.kind != zv::kKindOther};
+    }
+    return {nullptr, zv::kKindOther, false};
+}
 
 // One entry of the stream loop.
 struct StreamEntry {
@@ -48,7 +82,7 @@ StreamEntry read_entry(const zv::PacketBody& body, int at) {
     return entry;
 }
 
-void log_entry(const StreamEntry& entry, const zv::StreamClass& type) {
+void log_entry(const StreamEntry& entry, const StreamClass& type) {
     if (type.label != nullptr)
         LOG_IF(DBG_PMT, zv::kLogInfo, "MPEGTS", "##stream: %s, pid:%#x,esinfo_len:%d", type.label,
                entry.pid, entry.es_info_len);
@@ -70,10 +104,11 @@ void store_stream(MPEGTSProgram& program, const StreamEntry& entry, uint32_t kin
 }
 
 // -> null also when the packet's end cuts the programme number off: half a number names nothing
-MPEGTSProgram* find_program(MPEGTSContext& ctx, const zv::PacketBody& body, int start) {
+MPEGTSProgram* named_program(MPEGTSContext& ctx, MPEGTSProgram& first, const zv::PacketBody& body,
+                             int start) {
     const int number_at = start + kProgramNumberAt;
     if (!body.has(number_at, 2)) return nullptr;
-    return mpegts_innerapi_findPmt_byPid(&ctx, body.be16(number_at));
+    return zv::find_program(ctx, &first, first.pmt_pid, body.be16(number_at));
 }
 
 // What a PMT packet is parsed into, and from.
@@ -86,7 +121,7 @@ struct PmtPacket {
     zv::PacketBody body() const { return zv::PacketBody(pkt + zv::kTsHeaderSize); }
 };
 
-void store_entry(PmtPacket& pmt, const StreamEntry& entry, const zv::StreamClass& type) {
+void store_entry(PmtPacket& pmt, const StreamEntry& entry, const StreamClass& type) {
     store_stream(pmt.program, entry, type.kind);
     zv::forget_dispatch(pmt.ctx);
     pmt.program.pmt_parsed = 1;
@@ -105,10 +140,10 @@ bool read_streams(PmtPacket& pmt, const zv::OnePacketSection& section, int progr
     const int loop_at = pmt.start + zv::kPmtHeaderSize + program_info_length;
     for (int i = 0; i < loop_len;) {
         const StreamEntry entry = read_entry(pmt.body(), loop_at + i);
-        // The kept length: behind over-long descriptors the walk goes on inside them.
+        // The kept length, 0 for over-long descriptors: the walk goes on inside these.
         i += entry.es_info_len + zv::kPmtEntrySize;
 
-        const zv::StreamClass type = zv::classify_stream(entry.stream_type);
+        const StreamClass type = classify_stream(entry.stream_type);
         if (type.needs_valid_pid && !zvsi_api_isValidPid(entry.pid)) {
             LOG_IF(DBG_PAT, zv::kLogDebug, "MPEGTS", "unvalid epid %d,out of range(%d~%d)",
                    entry.pid, zv::kPidFirstValid, zv::kPidLastValid);
@@ -191,20 +226,27 @@ bool parse_section(PmtPacket& pmt, uint8_t flags, uint16_t new_pid, uint16_t new
 
 uint32_t mpegts_innerapi_filterPmt(MPEGTSContext* ctx, uint8_t* pkt, uint8_t flags,
                                    uint16_t new_pid, uint16_t new_program_number) {
-    if (ctx == nullptr || pkt == nullptr || !ctx->has_pat) return 0;
-    if (!mpegts_innerapi_isPmt_byPid(ctx)) return 0;
-    const uint8_t* body = pkt + zv::kTsHeaderSize;
-    const int start = mpegts_innerapi_isTargstTable("PMT", ctx, body, zv::kTableIdPmt, 0);
+    if (ctx == nullptr || pkt == nullptr) return 0;
+    MPEGTSProgram* first = zv::find_program_on(*ctx, ctx->ts_head.pid);
+    return first != nullptr ? zv::take_pmt(*ctx, *first, pkt, flags, new_pid, new_program_number)
+                            : 0;
+}
+
+uint32_t zv::take_pmt(MPEGTSContext& ctx, MPEGTSProgram& first, uint8_t* pkt, uint8_t flags,
+                      uint16_t new_pid, uint16_t new_program_number) {
+    if (!ctx.has_pat) return 0;
+    const uint8_t* body = pkt + kTsHeaderSize;
+    const int start = mpegts_innerapi_isTargstTable("PMT", &ctx, body, kTableIdPmt, 0);
     if (start < 0) return 0;
-    MPEGTSProgram* program = find_program(*ctx, zv::PacketBody(body), start);
+    MPEGTSProgram* program = named_program(ctx, first, PacketBody(body), start);
     if (program == nullptr) return 0;
 
-    zv::check_table_continuity(*ctx, program->cc_state, "PMT", flags);
+    check_table_continuity(ctx, program->cc_state, "PMT", flags);
     if (program->pmt_parsed == 1) {
         mpegts_innerapi_getPeriod(&program->period);
-        ctx->is_update = 1;
+        ctx.is_update = 1;
         return 1;
     }
-    PmtPacket pmt = {*ctx, *program, pkt, start};
+    PmtPacket pmt = {ctx, *program, pkt, start};
     return parse_section(pmt, flags, new_pid, new_program_number);
 }

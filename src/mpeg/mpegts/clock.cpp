@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: MIT
-// Rate emulation: the caller's thread sleeps until the wall clock has caught up with a stream
+// What reads the wall clock: the arrival periods of tables and PCRs, and rate emulation. In that the
+// caller's thread sleeps until the wall clock has caught up with a stream
 // clock. Every step measures from one anchor, so sleeping never accumulates rounding errors.
 #include <unistd.h>
 
 #include "bitStream/log.h"
 #include "mpeg/mpegts/context.h"
-#include "mpeg/mpegts/number_text.h"
 #include "zvcommon.h"
 
 namespace {
@@ -59,6 +59,12 @@ void report_late(const Step& step) {
 }
 
 }  // namespace
+
+void mpegts_innerapi_getPeriod(Period* period) {
+    period->now = zvtime_api_upUs();
+    if (period->last != 0) period->period = period->now - period->last;
+    period->last = period->now;
+}
 
 int mpegts_innerapi_isRateEmuVaild(const RateEmu* rate, int64_t streamTime_us, int64_t now_us) {
     if (rate == nullptr) return 0;

@@ -5,11 +5,11 @@
 #include <cstring>
 
 #include "bitStream/log.h"
-#include "mpeg/mpegts/continuity_label.h"
 #include "mpeg/mpegts/filters.h"
 #include "mpeg/mpegts/pid_dispatch.h"
 #include "mpeg/mpegts/psi_layout.h"
-#include "mpeg/mpegts/section.h"
+#include "mpeg/mpegts/stages/continuity.h"
+#include "mpeg/mpegts/stages/section.h"
 
 namespace {
 

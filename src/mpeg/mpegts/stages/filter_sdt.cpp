@@ -5,11 +5,11 @@
 #include <cstring>
 
 #include "bitStream/log.h"
-#include "mpeg/mpegts/continuity_label.h"
 #include "mpeg/mpegts/filters.h"
 #include "mpeg/mpegts/program_view.h"
 #include "mpeg/mpegts/psi_layout.h"
-#include "mpeg/mpegts/section.h"
+#include "mpeg/mpegts/stages/continuity.h"
+#include "mpeg/mpegts/stages/section.h"
 
 namespace {
 
@@ -194,7 +194,7 @@ bool gather(MPEGTSContext& ctx, const uint8_t* body) {
         if (sdt.received + zv::kTsBodySize <= zv::kSdtBufferSize)
             memcpy(sdt.section_buffer + sdt.received, body, zv::kTsBodySize);
     }
-    // A start behind an unfinished section goes on counting; the length error below ends that.
+    // A start after an unfinished section goes on counting; the length error below ends that.
     sdt.received = static_cast<uint16_t>(sdt.received + zv::kTsBodySize);
     return true;
 }

@@ -13,7 +13,7 @@ struct StreamLabel {
     char text[1152];
 };
 
-// Checks the packet in hand; label and message are made only when it is out of order.
+// Checks the packet whose header is in ctx; label and message are made only when it is out of order.
 int check_continuity(const MPEGTSContext& ctx, CCState& state, const char* what, uint8_t mode);
 
 // Checks a packet of a table, when asked, and dumps its counter when DBG_AV is on.

@@ -33,17 +33,17 @@ class SectionBytes {
     const uint8_t* bytes_;
 };
 
-using PacketBody = SectionBytes<kTsBodySize>;          // what is behind a packet's header
+using PacketBody = SectionBytes<kTsBodySize>;          // what follows a packet's header
 using GatheredSection = SectionBytes<kSdtBufferSize>;  // bodies of several packets, one by one
 
-// The longest adaptation field that leaves room for a table_id and the byte behind it.
+// The longest adaptation field that leaves room for a table_id and the byte after it.
 constexpr int kMaxAdaptationLen = kTsBodySize - 2;
 
 // Opens the messages about tables that the filters cannot take; hosts look for it.
 inline constexpr char kProductTag[] = "quenvale";
 
 // A section that starts and ends in one packet, as the analyser takes it: pointer_field 0 right
-// behind the adaptation field.
+// after the adaptation field.
 struct OnePacketSection {
     int adaptation_len;  // bytes of the body before the pointer field
     int section_length;
@@ -53,7 +53,7 @@ struct OnePacketSection {
     int table_id_at() const { return adaptation_len + 1; }
 };
 
-// The section whose table_id stands at offset `start` of the body of the packet in hand.
+// The section whose table_id stands at offset `start` of the body of the packet whose header is in ctx.
 OnePacketSection one_packet_section(const MPEGTSContext& ctx, const uint8_t* body, int start);
 
 // Logs and returns false when the section cannot lie in one packet.

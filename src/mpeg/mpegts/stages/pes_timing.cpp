@@ -1,13 +1,12 @@
 // SPDX-License-Identifier: MIT
-// PES packets of one elementary stream (ISO/IEC 13818-1, 2.4.3.6): where they start, how much of
-// them arrived, their PTS and DTS, and pacing by these.
+// PES packets of one elementary stream: where they start, messages about them, and pacing by their
+// time stamps. What a header changes is in pes_timing.h.
 #include <algorithm>
 #include <cstring>
 
 #include "bitStream/log.h"
 #include "mpeg/mpegts/filters.h"
-#include "mpeg/mpegts/number_text.h"
-#include "mpeg/ts_packet/pes_header.h"
+#include "mpeg/mpegts/stages/pes_timing.h"
 
 namespace {
 
@@ -15,8 +14,6 @@ using zv::NumberText;
 
 constexpr int kPesLastReadByte = 18;     // end of the DTS
 constexpr int kPesBytesToRecognise = 7;  // start code to the '10' marker
-constexpr uint64_t kPtsFactor = 11;      // about 1% short of 100/9, and no division
-constexpr uint64_t kTicksPerMillisecond = 90;
 
 const char* stream_id_class(uint32_t stream_id) {
     if (stream_id >= 0xC0 && stream_id <= 0xDF) return "audio";
@@ -47,67 +44,55 @@ const char* stream_id_class(uint32_t stream_id) {
     }
 }
 
-// One of the two clocks of a stream.
-struct StreamClock {
+// A valid time stamp of one of the two clocks of a stream, and the last one before it.
+struct Stamp {
     const char* name;  // in messages
-    const char* tag;   // in pacing messages
-    uint64_t& now_us;
-    uint64_t& last_us;
-    RateEmu& rate;
+    uint64_t now_us;
+    uint64_t last_us;
 };
 
-void log_step_back(const StreamClock& clock, uint16_t pid) {
+void log_step_back(const Stamp& stamp, uint16_t pid) {
     if (!DBG_PES_PTSDTS) return;
-    LOG(zv::kLogWarning, "MPEGTS", "[%#x]%s:%s us,上次是:%s us,非线性%s", pid, clock.name,
-        NumberText(clock.now_us).text, NumberText(clock.last_us).text, clock.name);
+    LOG(zv::kLogWarning, "MPEGTS", "[%#x]%s:%s us,上次是:%s us,非线性%s", pid, stamp.name,
+        NumberText(stamp.now_us).text, NumberText(stamp.last_us).text, stamp.name);
 }
 
-void log_step(const StreamClock& clock, uint16_t pid) {
+void log_step(const Stamp& stamp, uint16_t pid) {
     if (!DBG_PES_PTSDTS) return;
-    LOG(zv::kLogDebug, "MPEGTS", "[%#x]%s:%s us,上次是:%s us,时差%s us", pid, clock.name,
-        NumberText(clock.now_us).text, NumberText(clock.last_us).text,
-        NumberText(clock.now_us - clock.last_us).text);
+    LOG(zv::kLogDebug, "MPEGTS", "[%#x]%s:%s us,上次是:%s us,时差%s us", pid, stamp.name,
+        NumberText(stamp.now_us).text, NumberText(stamp.last_us).text,
+        NumberText(stamp.now_us - stamp.last_us).text);
 }
 
-// Compares a valid time stamp with the one before and paces on it. The first is only remembered;
-// one that goes back never paces and is the next reference.
-void follow(MPEGTSContext& ctx, const StreamClock& clock, uint16_t pid, bool pace) {
-    if (clock.last_us != 0) {
-        if (clock.now_us < clock.last_us) {
-            log_step_back(clock, pid);
-        } else {
-            log_step(clock, pid);
-            if (pace)
-                mpegts_api_rateEmuLong(ctx.name, clock.tag, &clock.rate,
-                                       static_cast<int64_t>(clock.now_us), 1);
-        }
+// The first time stamp is only remembered; one that goes back never paces and is the next reference.
+// -> true when the stamp may pace
+bool follow(const Stamp& stamp, uint16_t pid) {
+    if (stamp.last_us == 0) return false;
+    if (stamp.now_us < stamp.last_us) {
+        log_step_back(stamp, pid);
+        return false;
     }
-    clock.last_us = clock.now_us;
+    log_step(stamp, pid);
+    return true;
 }
 
 void read_pts(MPEGTSContext& ctx, MPEGTSStream& es, const uint8_t* header, uint8_t pace) {
-    PesTiming& timing = es.timing;
-    if (!pes_has_pts(header) || !pes_validate_pts(header)) {
+    const zv::StampStep step = zv::take_pts(es.timing, header);
+    const uint64_t now = es.timing.pts_us;
+    if (!step.is_valid)
         LOG_IF(DBG_PES, zv::kLogDebug, "MPEGTS", "[%#x]PTS:无效", es.pid);
-        timing.pts_us = 0;
-        return;
-    }
-    timing.pts_us = pes_get_pts(header) * kPtsFactor;
-    timing.ptsSeen = 1;
-    follow(ctx, {"PTS", "pts", timing.pts_us, timing.lastPts_us, ctx.rate_pts}, es.pid, pace != 0);
+    else if (follow({"PTS", now, step.last_us}, es.pid) && pace != 0)
+        mpegts_api_rateEmuLong(ctx.name, "pts", &ctx.rate_pts, static_cast<int64_t>(now), 1);
 }
 
+// Only a stream that never carried a PTS paces on its DTS.
 void read_dts(MPEGTSContext& ctx, MPEGTSStream& es, const uint8_t* header, uint8_t pace) {
-    PesTiming& timing = es.timing;
-    if (!pes_has_dts(header) || !pes_validate_dts(header)) {
+    const zv::StampStep step = zv::take_dts(es.timing, header);
+    const uint64_t now = es.timing.dts_us;
+    if (!step.is_valid)
         LOG_IF(DBG_PES, zv::kLogDebug, "MPEGTS", "[%#x]DTS:无效", es.pid);
-        timing.dts_us = 0;
-        return;
-    }
-    timing.dts_us = pes_get_dts(header) / kTicksPerMillisecond * 1000;
-    // Only a stream that never carried a PTS paces on its DTS.
-    follow(ctx, {"DTS", "dts", timing.dts_us, timing.lastDts_us, ctx.rate_dts}, es.pid,
-           pace != 0 && timing.ptsSeen == 0);
+    else if (follow({"DTS", now, step.last_us}, es.pid) && pace != 0 && es.timing.ptsSeen == 0)
+        mpegts_api_rateEmuLong(ctx.name, "dts", &ctx.rate_dts, static_cast<int64_t>(now), 1);
 }
 
 void report_previous(const MPEGTSStream& es) {
@@ -119,27 +104,17 @@ void report_previous(const MPEGTSStream& es) {
            packets);
 }
 
-void count_payload(MPEGTSStream& es, int bytes) {
-    es.timing.pes_data_recvd = static_cast<uint16_t>(es.timing.pes_data_recvd + bytes);
-}
-
-// pesDataLen is six bytes less than the payload that PES_packet_length announces, and meant so.
-void count_start(MPEGTSStream& es, const uint8_t* header, int bytes_here) {
-    const auto header_len = static_cast<int>(pes_get_headerlength(header));
-    const int total = header_len + zv::kPesFixedHeaderSize;
-    const auto packet_len = static_cast<int>(pes_get_length(header));
-    LOG_IF(DBG_PES, zv::kLogDebug, "MPEGTS", "[%#x]头长度:%u，头总长度为:%u", es.pid,
-           static_cast<unsigned>(header_len), static_cast<unsigned>(total));
-    count_payload(es, bytes_here - total);
-    if (packet_len == 0) {
-        es.timing.pesDataLen = 0;
-        LOG_IF(DBG_PES, zv::kLogDebug, "MPEGTS", "[%#x]数据长度:无界长度,pes_data_recvd:%u", es.pid,
-               es.timing.pes_data_recvd);
-        return;
-    }
-    es.timing.pesDataLen = static_cast<uint16_t>(packet_len - total);
-    LOG_IF(DBG_PES, zv::kLogDebug, "MPEGTS", "[%#x]数据长度:%u,pes_data_recvd:%u", es.pid,
-           es.timing.pesDataLen, es.timing.pes_data_recvd);
+void log_lengths(const MPEGTSStream& es, const uint8_t* header) {
+    if (!DBG_PES) return;
+    const unsigned header_len = pes_get_headerlength(header);
+    LOG(zv::kLogDebug, "MPEGTS", "[%#x]头长度:%u，头总长度为:%u", es.pid, header_len,
+        header_len + unsigned{zv::kPesFixedHeaderSize});
+    if (pes_get_length(header) == 0)
+        LOG(zv::kLogDebug, "MPEGTS", "[%#x]数据长度:无界长度,pes_data_recvd:%u", es.pid,
+            es.timing.pes_data_recvd);
+    else
+        LOG(zv::kLogDebug, "MPEGTS", "[%#x]数据长度:%u,pes_data_recvd:%u", es.pid,
+            es.timing.pesDataLen, es.timing.pes_data_recvd);
 }
 
 void parse_header(MPEGTSContext& ctx, MPEGTSStream& es, const uint8_t* header, int bytes_here,
@@ -159,11 +134,13 @@ void parse_header(MPEGTSContext& ctx, MPEGTSStream& es, const uint8_t* header, i
         LOG_IF(DBG_PES, zv::kLogDebug, "MPEGTS", "[%#x]数据对齐:是", es.pid);
     read_pts(ctx, es, header, pace);
     read_dts(ctx, es, header, pace);
-    count_start(es, header, bytes_here);
+    zv::count_start(es.timing, header, bytes_here);
+    log_lengths(es, header);
 }
 
 // A header is recognised by its first seven bytes, so none can be found closer to the packet's end.
 int find_header(const uint8_t* payload) {
+    if (zv::starts_pes_header(payload)) return 0;
     return pes_find(payload, zv::kTsBodySize - kPesBytesToRecognise + 1);
 }
 
@@ -172,12 +149,12 @@ int find_header(const uint8_t* payload) {
 void mpegts_innerapi_filterPes(MPEGTSContext* ctx, MPEGTSStream* es, const uint8_t* payload,
                                uint8_t pace) {
     if (ctx->ts_head.payload_unit_start_indicator != 1) {
-        count_payload(*es, zv::kTsBodySize);
+        zv::count_payload(es->timing, zv::kTsBodySize);
         return;
     }
     const int offset = find_header(payload);
     if (offset < 0) {
-        count_payload(*es, zv::kTsBodySize);
+        zv::count_payload(es->timing, zv::kTsBodySize);
         zvlog_innerapi_bufHex("pesPkt", payload, zv::kTsBodySize, __func__, __LINE__);
         return;
     }

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// The continuity check of the packet in hand, and the texts that only its messages need.
-#include "mpeg/mpegts/continuity_label.h"
+// The continuity check of the packet whose header is in the context, and the texts that only its messages need.
+#include "mpeg/mpegts/stages/continuity.h"
 
 #include <cstdio>
 
@@ -14,8 +14,8 @@ StreamLabel::StreamLabel(const MPEGTSContext& ctx, const char* what) {
 
 int check_continuity(const MPEGTSContext& ctx, CCState& state, const char* what, uint8_t mode) {
     const uint8_t cc = ctx.ts_head.continuity_counter;
-    if (continuity_in_order(state, cc, mode) || !log_enabled(kLogWarning, "zvsi"))
-        return zvsi_api_CCCheck("", &state, cc, mode);
+    if (accept_continuity(state, cc, mode)) return 0;
+    if (!log_enabled(kLogWarning, "zvsi")) return count_discontinuity(state, cc) < 0 ? 0 : -1;
     return zvsi_api_CCCheck(StreamLabel(ctx, what).text, &state, cc, mode);
 }
 

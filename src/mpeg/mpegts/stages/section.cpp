@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // Section head and CRC of the one-packet tables.
-#include "mpeg/mpegts/section.h"
+#include "mpeg/mpegts/stages/section.h"
 
 #include "bitStream/log.h"
 #include "mpeg/mpegts/filters.h"

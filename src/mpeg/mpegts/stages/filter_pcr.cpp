@@ -9,7 +9,13 @@ namespace {
 constexpr int kFlagsByte = 5;  // of the adaptation field, within the packet
 constexpr int64_t kTicksPerMicrosecond = 27;
 
-void record_pcr(MPEGTSContext& ctx, MPEGTSProgram& program, const uint8_t* pkt, uint8_t flags) {
+void count_unclaimed_pcr(MPEGTSContext& ctx) {
+    if (MPEGTSStream* es = mpegts_innerapi_findEs(&ctx, nullptr, nullptr)) es->numPcr_noInPmt += 1;
+}
+
+}  // namespace
+
+void zv::take_pcr(MPEGTSContext& ctx, MPEGTSProgram& program, const uint8_t* pkt, uint8_t flags) {
     LOG_IF(DBG_PCR, zv::kLogDebug, "MPEGTS", "[%.256s-Pid%d]pcr_flag:%d", ctx.name, ctx.ts_head.pid,
            1);
     program.last_pcr = static_cast<int64_t>(zvsi_api_getPcr(pkt + kFlagsByte));
@@ -23,12 +29,6 @@ void record_pcr(MPEGTSContext& ctx, MPEGTSProgram& program, const uint8_t* pkt, 
     ctx.is_update = 1;
 }
 
-void count_unclaimed_pcr(MPEGTSContext& ctx) {
-    if (MPEGTSStream* es = mpegts_innerapi_findEs(&ctx, nullptr, nullptr)) es->numPcr_noInPmt += 1;
-}
-
-}  // namespace
-
 int8_t mpegts_innerapi_filterPcr(MPEGTSContext* ctx, uint8_t* pkt, uint8_t flags,
                                  uint16_t remapPid) {
     if (ctx == nullptr || pkt == nullptr) {
@@ -39,7 +39,7 @@ int8_t mpegts_innerapi_filterPcr(MPEGTSContext* ctx, uint8_t* pkt, uint8_t flags
     if (is_pcr != 1) return static_cast<int8_t>(is_pcr);
 
     if (MPEGTSProgram* program = mpegts_innerapi_findPmt_byPCRPid(ctx))
-        record_pcr(*ctx, *program, pkt, flags);
+        zv::take_pcr(*ctx, *program, pkt, flags);
     else
         count_unclaimed_pcr(*ctx);
     if ((flags & ZV_TS_REMAP) && zvsi_api_isValidPid(remapPid))
