@@ -155,7 +155,7 @@ class StreamMaker {
         const uint8_t header[] = {0,     0,  1,    0xE0,     length, length,   0x80,
                                   flags, 10, 0x31, in_.u8(), 1,      in_.u8(), 1,
                                   0x11,  0,  1,    in_.u8(), 1};
-        const size_t at = zv::kTsHeaderSize + (place & 0x80 ? place % zv::kTsBodySize : 0);
+        const size_t at = zv::kTsHeaderSize + (place & 0x80 ? size_t{place} % zv::kTsBodySize : 0);
         std::copy_n(header, std::min(sizeof header, zv::kTsPacketSize - at), packet + at);
     }
 

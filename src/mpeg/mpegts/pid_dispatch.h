@@ -21,7 +21,7 @@ inline bool is_stream_entry(uint16_t entry) {
 }
 
 inline void* place_of_entry(MPEGTSContext& ctx, uint16_t entry) {
-    return reinterpret_cast<char*>(&ctx) + (entry & ~(kIsPmt | kHasNoOrder)) * kPlaceUnit;
+    return reinterpret_cast<char*>(&ctx) + (entry & ~unsigned{kIsPmt | kHasNoOrder}) * kPlaceUnit;
 }
 
 // The stream of a PID; `ignored` when there is none.
