@@ -118,7 +118,9 @@ typedef struct ZvptcHandler {
      *    -ENAMETOOLONG the URL fills its member without a NUL or a part is longer than its member
      *    -EBUSY the context is open already
      *    -EISDIR a directory; -ENOENT, -EACCES, ... as the system says; of an http server 404 and
-     *      410 are -ENOENT, 401 and 403 -EACCES, any other refusal -EIO
+     *      410 are -ENOENT, 401 and 403 -EACCES, any other refusal -EIO;
+     *      -EPROTO the server does not answer in HTTP/1 or later, -EPROTONOSUPPORT it redirects to
+     *      something else than http
      *    -EHOSTUNREACH the name does not resolve or no route leads there; -ECONNREFUSED
      *    -ENODEV the interface does not exist
      *    -ETIMEDOUT, -EINTR as for read (a name look-up is outside the time-out)
@@ -137,6 +139,7 @@ typedef struct ZvptcHandler {
      *           returned first, then -EINTR by the next call; reading may go on
      *    -EMSGSIZE the datagram was longer than `size`; the rest of it is lost
      *    -EBADF not open, open for writing only, or open under another handler
+     *    -EBADMSG http: the reply is damaged, as by a wrong chunk size
      *    -EINVAL null buffer or size < 1; -ECONNRESET, -EIO, ... as the system says */
     int (*read)(ZvptcUrlContext* context, uint8_t* buffer, int size);
 

@@ -35,6 +35,7 @@ class HttpStream {
     int pump(const Deadline& deadline) noexcept;
     void run() noexcept;
     int transfer_error() const noexcept;
+    long number(CURLINFO what) const noexcept;
 
     int timeout_ms_;
     std::unique_ptr<uint8_t[]> buffer_;

@@ -17,5 +17,6 @@ int wanted_log_level(const Session& session);
 
 // Starts the library's log as the options say: to the file, to standard error, or nowhere.
 void start_log(const Session& session);
+void stop_log();
 
 }  // namespace zvprobe
