@@ -161,6 +161,22 @@ void Survey::tell_byte_error(uint64_t offset, uint8_t found) {
     timing_.tell({.kind = event_of(Indicator::kSyncByteError), .offset = offset, .a = found});
 }
 
+// Called from one loop, and worth that: a call would cost as much as the rest.
+[[gnu::always_inline]] inline void Survey::see_packet(const uint8_t* bytes, uint64_t offset) {
+    const Packet packet(bytes);
+    PidRecord& record = pids_[packet.pid()];
+    const uint8_t counter = packet.head().continuity_counter();
+    const unsigned off = (record.continuity_counter + 1u - counter) & record.counter_bits;
+    const bool ordinary = record.ordinary && record.input == input_number_ &&
+                          timing_.same_segment(record, offset) &&
+                          packet.head().continues_payload() && off == 0;
+    if (!ordinary) return see_other(packet, record, offset);
+    ++record.packets;
+    record.last_offset = offset;
+    record.last_packet = bytes;
+    record.continuity_counter = counter;
+}
+
 void Survey::see_run(const Framer::Step& step, uint64_t offset) {
     const size_t packet_size = framer_.counts().packet_size;
     if (!begun_) {
@@ -182,21 +198,6 @@ void Survey::keep_last_packets() {
     }
     came_.clear();
     ++input_number_;
-}
-
-void Survey::see_packet(const uint8_t* bytes, uint64_t offset) {
-    const Packet packet(bytes);
-    PidRecord& record = pids_[packet.pid()];
-    const uint8_t counter = packet.head().continuity_counter();
-    const unsigned off = (record.continuity_counter + 1u - counter) & record.counter_bits;
-    const bool ordinary = record.ordinary && record.input == input_number_ &&
-                          timing_.same_segment(record, offset) &&
-                          packet.head().continues_payload() && off == 0;
-    if (!ordinary) return see_other(packet, record, offset);
-    ++record.packets;
-    record.last_offset = offset;
-    record.last_packet = bytes;
-    record.continuity_counter = counter;
 }
 
 void Survey::see_other(const Packet& packet, PidRecord& record, uint64_t offset) {
