@@ -148,7 +148,6 @@ class ReportBuilder {
 FlvReport probe_flv(FindingLog& findings, Source& source, std::span<const uint8_t> first_window,
                     const FlvProbeOptions& options) {
     constexpr uint64_t kProgressMask = 255;
-    source.expect_skips();
     ByteCursor cursor(source, first_window);
     FlvWalk walk(cursor, findings);
     ReportBuilder builder;

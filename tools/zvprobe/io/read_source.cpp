@@ -8,6 +8,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <new>
+#include <utility>
 
 #include "base/interrupt.h"
 
@@ -17,6 +18,7 @@ namespace {
 constexpr size_t kReadSize = size_t{256} << 10;
 // The first window is what formats are told by; a datagram alone would be too little.
 constexpr size_t kFirstWindow = size_t{64} << 10;
+constexpr size_t kReadAfterPass = size_t{16} << 10;
 constexpr size_t kAlignment = Source::kMaxKept;
 
 }  // namespace
@@ -41,10 +43,16 @@ std::string ReadSource::text_of(int error) const {
     return std::strerror(error);
 }
 
+void ReadSource::pass(uint64_t count) {
+    position_ += count;
+    passed_ = count > 0;
+}
+
 // The time-out of a live source ends nothing: its sender may come back.
 size_t ReadSource::read_some(std::span<uint8_t> room) {
+    const size_t most = std::exchange(passed_, false) ? kReadAfterPass : most_;
     while (!interrupted()) {
-        const int got = read_once(room.first(std::min(room.size(), most_)));
+        const int got = read_once(room.first(std::min(room.size(), most)));
         at_end_ = got == 0;
         if (got >= 0) return static_cast<size_t>(got);
         if (live_ && (got == -EINTR || got == -ETIMEDOUT)) return 0;

@@ -35,7 +35,9 @@ class ReadSource : public Source {
     std::string reason() const override { return error_; }
     uint64_t position() const override { return position_; }
 
-    void pass(uint64_t count) { position_ += count; }
+    // Notes that bytes were passed over. Who passes over much looks at little: the next window is
+    // small.
+    void pass(uint64_t count);
 
   private:
     // -> bytes read; 0 for no more now: at the end of the source, of the user's patience, or, live,
@@ -51,6 +53,7 @@ class ReadSource : public Source {
     size_t wanted_;          // bytes to gather for the next window
     size_t most_;            // bytes to ask for at once
     uint64_t position_ = 0;  // bytes read or passed over
+    bool passed_ = false;    // bytes before the next window
     bool live_ = false;
     bool at_end_ = false;
     bool stopped_ = false;

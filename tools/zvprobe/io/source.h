@@ -30,9 +30,6 @@ class Source {
     // bytes. It is valid until the next call. At the end there are no new bytes.
     virtual std::span<const uint8_t> next(size_t keep) = 0;
 
-    // The reader will pass over much of what follows: better not to fetch all of it.
-    virtual void expect_skips() {}
-
     // The reader wants bytes as they come: a window may be small, and but for the first may have no
     // new bytes when a signal came or nothing else did for long.
     virtual void expect_live() {}
