@@ -135,9 +135,7 @@ TEST(MpegAudioWalk, FindsEveryFrameAndTagWhereverWindowsEnd) {
         for (size_t window = 1; window <= 2 * kFrame; ++window) {
             SCOPED_TRACE(std::to_string(window) + (kind == Kind::kFile ? " file" : " stream"));
             WindowedSource source(bytes, kind, window, window);
-            zvprobe::FindingLog findings("mp3", false);
-            const auto reading =
-                zvprobe::probe_mpeg_audio(findings, source, source.next(0), {}).reading;
+            const auto reading = zvprobe::probe_mpeg_audio(source, source.next(0), {}).reading;
             ASSERT_EQ(reading.bytes, bytes.size());
             ASSERT_EQ(reading.id3v2_bytes + reading.id3v1_bytes + reading.frame_bytes +
                           reading.stray_bytes + reading.trailing_bytes,

@@ -115,17 +115,16 @@ double MpegAudioReport::average_bitrate() const {
     return duration == 0 ? 0 : static_cast<double>(sound_bytes) * 8 / duration / 1000;
 }
 
-MpegAudioReport probe_mpeg_audio(FindingLog& findings, Source& source,
-                                 std::span<const uint8_t> first_window,
-                                 const std::function<void(uint64_t bytes)>& on_progress) {
+MpegAudioReport probe_mpeg_audio(Source& source, std::span<const uint8_t> first_window,
+                                 const MpegAudioListeners& listeners) {
     constexpr uint64_t kProgressMask = 4095;
     ByteCursor cursor(source, first_window);
-    MpegAudioWalk walk(cursor, findings);
+    MpegAudioWalk walk(cursor, listeners.on_finding);
     ReportBuilder builder;
     while (const auto frame = walk.next()) {
         builder.add(*frame);
-        if ((walk.reading().frames & kProgressMask) == 0 && on_progress)
-            on_progress(walk.reading().bytes);
+        if ((walk.reading().frames & kProgressMask) == 0 && listeners.on_progress)
+            listeners.on_progress(walk.reading().bytes);
     }
     return builder.finish(walk.reading());
 }

@@ -33,13 +33,16 @@ struct MpegAudioReport {
     double average_bitrate() const;  // kbit/s
 };
 
+// Each may be empty.
+struct MpegAudioListeners {
+    OnMpegAudioFinding on_finding;                    // what is wrong
+    std::function<void(uint64_t bytes)> on_progress;  // called now and then
+};
+
 // Walks the source to its end, or to a signal. Without a frame it is no MPEG audio after all.
-// findings      are told what is wrong
 // first_window  what source.next(0) gave
-// on_progress   called now and then
-MpegAudioReport probe_mpeg_audio(FindingLog& findings, Source& source,
-                                 std::span<const uint8_t> first_window,
-                                 const std::function<void(uint64_t bytes)>& on_progress);
+MpegAudioReport probe_mpeg_audio(Source& source, std::span<const uint8_t> first_window,
+                                 const MpegAudioListeners& listeners);
 
 // -> true when the source has bytes that belong to no whole frame and no tag
 bool has_findings(const MpegAudioReport& report);

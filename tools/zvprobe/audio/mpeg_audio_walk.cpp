@@ -8,7 +8,6 @@
 #include <utility>
 
 #include "base/bytes.h"
-#include "base/texts.h"
 
 namespace zvprobe {
 namespace {
@@ -95,8 +94,8 @@ std::optional<MpegAudioWalk::Frame> MpegAudioWalk::next() {
         if (const auto frame = read_frame()) return frame;
         if (cursor_.peek(1).empty()) break;
         if (skip_tag()) continue;
-        if (cursor_.peek(Source::kMaxKept).size() < Source::kMaxKept && cursor_.stopped())
-            break;  // a signal cut them off: no damage, and too few to judge
+        if (cursor_.stopped() && cursor_.peek(Source::kMaxKept).size() < Source::kMaxKept)
+            break;  // no damage, and too few bytes to judge
         if (!read_cut_frame()) skip_stray();
     }
     reading_.bytes = cursor_.position();
@@ -137,7 +136,7 @@ bool MpegAudioWalk::read_cut_frame() {
     if (!cut_header && !cut_frame) return false;
     const uint64_t offset = cursor_.position();
     reading_.trailing_bytes = cursor_.skip(rest.size());
-    if (findings_.next()) findings_.tell(offset, "the frame is cut off");
+    tell({offset, MpegAudioFinding::Kind::kCutFrame, reading_.trailing_bytes});
     return true;
 }
 
@@ -168,8 +167,11 @@ void MpegAudioWalk::skip_stray() {
     const uint64_t count = cursor_.position() - offset;
     reading_.stray_bytes += count;
     reading_.stray.add({offset, count});
-    if (findings_.next())
-        findings_.tell(offset, counted(count, "byte", "bytes") + " of no frame skipped");
+    tell({offset, MpegAudioFinding::Kind::kStray, count});
+}
+
+void MpegAudioWalk::tell(const MpegAudioFinding& finding) const {
+    if (on_finding_) on_finding_(finding);
 }
 
 }  // namespace zvprobe

@@ -4,9 +4,10 @@
 // headers, which the library's check (mp3.h) does not always give: the survey's parser reads them.
 #pragma once
 
+#include <functional>
+
 #include "base/capped_list.h"
 #include "io/byte_cursor.h"
-#include "render/finding_log.h"
 #include "survey/codecs/audio/mpeg_audio.h"
 
 namespace zvprobe {
@@ -33,6 +34,20 @@ struct MpegAudioReading {
 // whole  in  true when that is all of it
 bool starts_like_mpeg_audio(std::span<const uint8_t> bytes, bool whole);
 
+// Something wrong in a source.
+struct MpegAudioFinding {
+    enum class Kind {
+        kStray,     // `count` bytes that belong to no frame
+        kCutFrame,  // the end of the source cut the frame off, `count` bytes are left of it
+    };
+
+    uint64_t offset;
+    Kind kind;
+    uint64_t count;
+};
+
+using OnMpegAudioFinding = std::function<void(const MpegAudioFinding&)>;
+
 class MpegAudioWalk {
   public:
     struct Frame {
@@ -41,8 +56,9 @@ class MpegAudioWalk {
         std::span<const uint8_t> bytes;  // valid until the next call
     };
 
-    MpegAudioWalk(ByteCursor& cursor, FindingLog& findings)
-        : cursor_(cursor), findings_(findings) {}
+    // on_finding: called as they are found; may be empty
+    MpegAudioWalk(ByteCursor& cursor, OnMpegAudioFinding on_finding)
+        : cursor_(cursor), on_finding_(std::move(on_finding)) {}
 
     // -> the next frame; nothing at the end
     std::optional<Frame> next();
@@ -54,9 +70,10 @@ class MpegAudioWalk {
     std::optional<Frame> read_frame();
     bool read_cut_frame();
     void skip_stray();
+    void tell(const MpegAudioFinding& finding) const;
 
     ByteCursor& cursor_;
-    FindingLog& findings_;
+    OnMpegAudioFinding on_finding_;
     MpegAudioReading reading_;
     std::optional<MpegAudioHeader> last_;  // the frame that ended here; nothing out of step
     size_t to_pass_ = 0;                   // bytes of the frame that was given out
