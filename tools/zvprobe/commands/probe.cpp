@@ -100,10 +100,10 @@ class SourceProbe {
     // After a large tag there may be anything.
     void read_mpeg_audio(Source& source, std::span<const uint8_t> first_window) {
         Progress progress = make_progress(source);
-        MpegAudioListeners listeners;
-        listeners.on_finding = teller_of(findings_);
-        listeners.on_progress = [&progress](uint64_t bytes) { progress.show(bytes); };
-        MpegAudioReport report = probe_mpeg_audio(source, first_window, listeners);
+        MpegAudioProbeOptions options;
+        options.on_finding = teller_of(findings_);
+        options.on_progress = [&progress](uint64_t bytes) { progress.show(bytes); };
+        MpegAudioReport report = probe_mpeg_audio(source, first_window, options);
         if (report.first)
             report_.content = std::move(report);
         else

@@ -9,9 +9,12 @@
 
 namespace zvprobe {
 
+// -> "MPEG-1 audio, Layer III"
+std::string kind_text(const MpegAudioHeader& header);
+
 std::string finding_text(const MpegAudioFinding& finding);
 
 // -> tells the log what is found, as long as it wants to know; the log outlives it
-OnMpegAudioFinding teller_of(FindingLog& log);
+std::function<void(const MpegAudioFinding&)> teller_of(FindingLog& log);
 
 }  // namespace zvprobe
