@@ -4,7 +4,6 @@
 #include "audio/frame_head.h"
 
 #include <algorithm>
-#include <array>
 
 #include "audio/audio_tags.h"
 #include "base/bytes.h"
@@ -83,6 +82,14 @@ bool find_run(FrameReader& reader, std::span<const uint8_t> bytes, RunRule rule,
 }
 
 }  // namespace
+
+std::optional<FrameHead> FrameReader::read_anew(std::span<const uint8_t> bytes) {
+    const auto header = parse_mpeg_audio_header(bytes);
+    if (!header) return read_free(bytes);
+    const FrameHead head = {*header, false, header->frame_size()};
+    seen_[bytes[2]] = {rest_of(bytes), head};
+    return head;
+}
 
 std::optional<FrameHead> FrameReader::read_free(std::span<const uint8_t> bytes) {
     auto header = parse_free_header(bytes);

@@ -3,6 +3,8 @@
 // next header tells; and which headers in a row are no accident.
 #pragma once
 
+#include <array>
+
 #include "survey/codecs/audio/mpeg_audio.h"
 
 namespace zvprobe {
@@ -25,9 +27,10 @@ class FrameReader {
     // -> nothing when no frame begins there; nor when one at a free bit rate does, and no header
     //    in step follows it within reach
     std::optional<FrameHead> read(std::span<const uint8_t> bytes) {
-        if (const auto header = zv::survey::parse_mpeg_audio_header(bytes))
-            return FrameHead{*header, false, header->frame_size()};
-        return read_free(bytes);
+        if (bytes.size() < MpegAudioHeader::kSize) return std::nullopt;
+        const Seen& seen = seen_[bytes[2]];
+        if (seen.rest == rest_of(bytes)) return seen.head;
+        return read_anew(bytes);
     }
 
     // Does a header stand there, whether or not its frame's size can be known?
@@ -38,15 +41,28 @@ class FrameReader {
     bool doubt(std::span<const uint8_t> bytes);
 
   private:
+    // Most frames have headers that were seen before: all that they say but for their third byte is
+    // mostly the same. No header has a rest of 0.
+    struct Seen {
+        uint32_t rest = 0;
+        FrameHead head = {};
+    };
+    static uint32_t rest_of(std::span<const uint8_t> bytes) {
+        return uint32_t{bytes[0]} << 16 | uint32_t{bytes[1]} << 8 | (bytes[3] & 0xC0U);
+    }
+
+    std::optional<FrameHead> read_anew(std::span<const uint8_t> bytes);
     std::optional<FrameHead> read_free(std::span<const uint8_t> bytes);
     bool knows(const MpegAudioHeader& header) const { return known_ && header.continues(*known_); }
 
     // A search looks at up to 4 KiB, and junk may call for many.
     static constexpr unsigned kMostSearches = 1000;
 
-    std::optional<MpegAudioHeader> known_;  // the kind of frames that the size is of
-    size_t size_ = 0;                       // without padding
+    // The kind of frames at a free bit rate that the size, without padding, is of.
+    std::optional<MpegAudioHeader> known_;
+    size_t size_ = 0;
     unsigned searches_left_ = kMostSearches;
+    std::array<Seen, 256> seen_;  // by the third byte
 };
 
 // Frames that must follow each other.

@@ -24,6 +24,7 @@ class MpegAudioCopyList {
     const Pieces& tags_before() const { return before_; }
     const Pieces& frames() const { return frames_; }
     const Pieces& tags_after() const { return tags_; }
+    uint64_t frame_count() const { return table_.frames(); }
     uint64_t tag_bytes_left_out() const { return left_out_; }  // of those between frames
     uint64_t bytes() const;                                    // of all pieces
     uint16_t sound_crc() const { return crc_.value(); }
