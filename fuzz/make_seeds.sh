@@ -117,9 +117,18 @@ seed zvprobe_read made '\005\000\010\001\002\000\001\001\003\133\120\020\133\000
 seed zvprobe_read flv '\000' h264-aac.flv 0 4096
 seed zvprobe_read mp3 '\000' mpeg1-layer3.mp3 0 4096
 
+free='\377\373\000\100'
+ape='\003\000\000\000\000\000\000\000Title\000abcAPETAGEX\350\003\000\000\061\000\000\000\001\000\000\000\000\000\000\000\000\000\000\000\000\000\000\000'
+fill='\021\021\021\021\021\021\021\021\021\021\021\021\021\021\021\021\021\021\021\021\021\021\021\021'
+lyrics='LYRICSBEGININD0000200LYR00005laleo000034LYRICS200'
+seed zvprobe_read mp3-free-tags "\000$free$fill$free$fill$free$fill$ape$lyrics"
+seed zvprobe_copy mp3-fix-free-tags "\040$free$fill$free$fill$free$fill$ape$lyrics"
+
 # mode; a file
 seed zvprobe_copy flv-meta '\001' h264-aac.flv 0 6144
 seed zvprobe_copy flv-meta-h263 '\001' h263-mp3.flv 0 4096
+seed zvprobe_copy mp3-fix '\040' mpeg1-layer3.mp3 0 4096
+seed zvprobe_copy mp3-fix-layer2 '\040' mpeg1-layer2.mp2 100 4096
 seed zvprobe_copy remap '\012' single.ts 0 7520
 seed zvprobe_copy extract '\000' single.ts 0 7520
 seed zvprobe_copy made '\016\000\010\001\002\000\001\001\003\133\120\020\133\000\020\002\000'

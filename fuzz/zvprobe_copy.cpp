@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 // The tool's commands that write files, over whole files: a command that fails leaves nothing, one
-// that succeeds leaves what it was asked for under its final name only, and a copy that flv-meta
-// has made is a sound file that it copies as it is.
+// that succeeds leaves what it was asked for under its final name only, and a copy that flv-meta or
+// mp3-fix has made is a sound file that it copies as it is.
 #include <unistd.h>
 
 #include <filesystem>
@@ -101,6 +101,17 @@ void copy_flv(const std::string& in) {
     fuzz::require(before.ends_with(after.substr(start)), "the first copy has sound tags");
 }
 
+// What the first copy has left out, the second does not miss, and what it keeps is sound.
+void fix_mp3(const std::string& in) {
+    const std::string first = folder() / "first", second = folder() / "second";
+    const auto copy = [](const std::string& from, const std::string& to) {
+        return convert(zvprobe::Mp3FixOptions{{from, to}});
+    };
+    if (!copy(in, first)) return;
+    fuzz::require(copy(first, second), "a copy can be copied");
+    fuzz::require(get(first) == get(second), "a copy of a copy is the same");
+}
+
 void remap(const std::string& in, size_t streams) {
     const std::string pids = "0x201,0x202,0x203,0x204";
     zvprobe::RemapOptions options{{in, folder() / "first"}, {}, "7", "0x1ffe", "0x201", {}};
@@ -126,6 +137,11 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     if (mode & 1) {
         put(source, in.rest());
         copy_flv(source);
+        return 0;
+    }
+    if (mode & 0x20) {
+        put(source, in.rest());
+        fix_mp3(source);
         return 0;
     }
     put(source, mode & 4 ? fuzz::make_stream(in) : fuzz::whole_packets(in.rest(), 188, true));

@@ -51,7 +51,7 @@ std::vector<std::string> lines_of(const std::string& text) {
 
 TEST_F(Terminal, HelpOfEveryCommandFitsAScreen) {
     for (const char* command :
-         {"", "probe", "monitor", "extract", "rtp", "pace", "remap", "flv-meta", "build",
+         {"", "probe", "monitor", "extract", "rtp", "pace", "remap", "flv-meta", "mp3-fix", "build",
           "build pat", "build pmt", "build sdt", "build null"}) {
         const Outcome help = shell(std::string("zvprobe ") + command + " --help");
         EXPECT_EQ(help.status, 0);

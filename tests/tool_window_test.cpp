@@ -135,16 +135,13 @@ TEST(MpegAudioWalk, FindsEveryFrameAndTagWhereverWindowsEnd) {
         for (size_t window = 1; window <= 2 * kFrame; ++window) {
             SCOPED_TRACE(std::to_string(window) + (kind == Kind::kFile ? " file" : " stream"));
             WindowedSource source(bytes, kind, window, window);
-            zvprobe::FindingLog findings("mp3", false);
-            const auto reading =
-                zvprobe::probe_mpeg_audio(findings, source, source.next(0), {}).reading;
+            const auto reading = zvprobe::probe_mpeg_audio(source, source.next(0), {}).reading;
             ASSERT_EQ(reading.bytes, bytes.size());
-            ASSERT_EQ(reading.id3v2_bytes + reading.id3v1_bytes + reading.frame_bytes +
-                          reading.stray_bytes + reading.trailing_bytes,
+            ASSERT_EQ(reading.accounted_bytes(),
                       bytes.size());
             ASSERT_EQ(reading.frames, 12u);
             ASSERT_EQ(reading.stray_bytes, junk.size());
-            ASSERT_EQ(reading.id3v2_bytes + reading.id3v1_bytes, 2 * id3v2.size() + 128);
+            ASSERT_EQ(reading.id3v2.bytes + reading.id3v1.bytes, 2 * id3v2.size() + 128);
         }
     }
 }

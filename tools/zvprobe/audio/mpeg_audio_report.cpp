@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <array>
-#include <string_view>
 
 #include "mp3.h"
 
@@ -33,7 +32,7 @@ void ask_library(MpegAudioReport& report, const Frame& frame) {
     mp3_api_getInfo(&info, text.data());
     report.library_info = text.substr(0, text.find('\0'));
 
-    const MpegAudioHeader& own = frame.header;
+    const MpegAudioHeader& own = frame.head.header;
     const auto compare = [&report](bool same, const char* member) {
         if (!same) report.differences.push_back(member);
     };
@@ -44,54 +43,80 @@ void ask_library(MpegAudioReport& report, const Frame& frame) {
     compare(info.channel_mode == static_cast<uint32_t>(own.mode), "channel_mode");
 }
 
-size_t side_info_size(const MpegAudioHeader& header) {
-    const bool mono = header.mode == MpegAudioHeader::Mode::kMono;
-    if (header.version == MpegAudioHeader::Version::k1) return mono ? 17 : 32;
-    return mono ? 9 : 17;
-}
-
-// Encoders put facts about the file where the first frame's sound would be.
-std::string info_frame_of(const Frame& frame) {
-    constexpr size_t kMark = 4;
-    constexpr size_t kVbriOffset = MpegAudioHeader::kSize + 32;
-    if (frame.header.layer != 3) return {};
-    const std::string_view text(reinterpret_cast<const char*>(frame.bytes.data()),
-                                frame.bytes.size());
-    const size_t at = MpegAudioHeader::kSize + side_info_size(frame.header);
-    for (const auto& [mark, offset] :
-         {std::pair(std::string_view("Xing"), at), std::pair(std::string_view("Info"), at),
-          std::pair(std::string_view("VBRI"), kVbriOffset)}) {
-        if (text.size() >= offset + kMark && text.substr(offset, kMark) == mark)
-            return std::string(mark);
-    }
-    return {};
-}
-
 class ReportBuilder {
   public:
+    explicit ReportBuilder(const MpegAudioProbeOptions& options) : options_(options) {}
+
     void add(const Frame& frame) {
-        if (!report_.first) {
-            report_.first = frame.header;
-            report_.first_offset = frame.offset;
-            ask_library(report_, frame);
-            report_.info_frame = info_frame_of(frame);
-            if (!report_.info_frame.empty()) return;
-        }
-        const MpegAudioHeader& header = frame.header;
-        const uint32_t lowest = report_.sound_bytes == 0 ? header.bitrate : report_.lowest_bitrate;
-        report_.lowest_bitrate = std::min(lowest, header.bitrate);
-        report_.highest_bitrate = std::max(report_.highest_bitrate, header.bitrate);
-        report_.sound_bytes += frame.bytes.size();
-        add_samples(header);
+        const bool sound = !is_info_frame(frame);
+        if (sound) add_sound(frame);
+        if (options_.on_frame) options_.on_frame(frame, sound);
+    }
+
+    void add(const AudioTag& tag, std::span<const uint8_t> first_bytes) {
+        constexpr std::array kByWorth = {AudioTagKind::kId3v2, AudioTagKind::kApe,
+                                         AudioTagKind::kId3v1};
+        for (size_t i = 0; i < kByWorth.size(); ++i)
+            if (tag.kind == kByWorth[i]) texts_[i].fill_from(read_tag_texts(tag.kind, first_bytes));
+        if (options_.on_tag) options_.on_tag(tag, first_bytes);
     }
 
     MpegAudioReport finish(const MpegAudioReading& reading) {
         report_.reading = reading;
         close_section();
+        for (const TagTexts& texts : texts_)
+            report_.texts.fill_from(texts);
+        if (report_.first) judge_info();
+        report_.duration = report_.frames_duration - silence();
         return std::move(report_);
     }
 
   private:
+    bool is_info_frame(const Frame& frame) {
+        if (report_.first) return false;
+        if (auto info = read_info_frame(frame.head.header, frame.bytes)) {
+            report_.info = std::move(info);
+            report_.info->offset = frame.offset;
+        }
+        set_first(frame);
+        return report_.info.has_value();
+    }
+
+    void set_first(const Frame& frame) {
+        report_.first = frame.head.header;
+        report_.first_offset = frame.offset;
+        report_.free_format = frame.head.free;
+        report_.library_info.clear();
+        report_.differences.clear();
+        ask_library(report_, frame);
+    }
+
+    void add_sound(const Frame& frame) {
+        const MpegAudioHeader& header = frame.head.header;
+        if (report_.sound_frames == 0) {
+            set_first(frame);
+            report_.lowest_bitrate = header.bitrate;
+        } else if (!header.continues(last_)) {
+            report_.changes.add({frame.offset, header});
+            tell({MpegAudioFinding::Kind::kChange, frame.offset, 0, 0, header});
+        }
+        last_ = header;
+        report_.lowest_bitrate = std::min(report_.lowest_bitrate, header.bitrate);
+        report_.highest_bitrate = std::max(report_.highest_bitrate, header.bitrate);
+        ++report_.sound_frames;
+        report_.sound_bytes += frame.bytes.size();
+        add_samples(header);
+        if (header.crc) check_crc(frame);
+    }
+
+    void check_crc(const Frame& frame) {
+        ++report_.protected_frames;
+        const auto crc = check_frame_crc(frame.head.header, frame.bytes);
+        if (!crc || crc->told == crc->found) return;
+        report_.wrong_crcs.add({frame.offset, *crc});
+        tell({MpegAudioFinding::Kind::kCrc, frame.offset, crc->found, crc->told});
+    }
+
     // Samples are added up as long as the rate stays: the sum of fractions of seconds would drift.
     void add_samples(const MpegAudioHeader& header) {
         if (header.sample_rate != rate_) close_section();
@@ -100,38 +125,85 @@ class ReportBuilder {
     }
 
     void close_section() {
-        if (rate_ != 0) report_.duration += static_cast<double>(samples_) / rate_;
+        if (rate_ != 0) report_.frames_duration += static_cast<double>(samples_) / rate_;
         samples_ = 0;
     }
 
+    // Some encoders count the info frame itself, some do not; and some count tags as bytes.
+    void judge_info() {
+        using Kind = MpegAudioFinding::Kind;
+        if (report_.lacks_info()) tell({Kind::kNoInfoFrame, report_.first_offset});
+        if (!report_.info || report_.reading.cut_short) return;
+        const InfoFrame& info = *report_.info;
+        const MpegAudioReading& reading = report_.reading;
+        if (!report_.ends_as_encoded()) {
+            report_.info_differences.push_back("frames");
+            tell({Kind::kInfoFrames, info.offset, report_.sound_frames, *info.frames});
+        }
+        if (info.bytes && *info.bytes != report_.sound_bytes &&
+            *info.bytes != reading.frame_bytes && *info.bytes != reading.bytes) {
+            report_.info_differences.push_back("bytes");
+            tell({Kind::kInfoBytes, info.offset, reading.frame_bytes, *info.bytes});
+        }
+    }
+
+    // -> seconds. The end is not the encoder's when there are more or fewer frames than it counted.
+    double silence() const {
+        if (!report_.info || report_.sound_frames == 0) return 0;
+        const InfoFrame& info = *report_.info;
+        const uint32_t samples = info.delay + (report_.ends_as_encoded() ? info.padding : 0);
+        return std::min(report_.frames_duration,
+                        static_cast<double>(samples) / report_.first->sample_rate);
+    }
+
+    void tell(const MpegAudioFinding& finding) const {
+        if (options_.on_finding) options_.on_finding(finding);
+    }
+
+    const MpegAudioProbeOptions& options_;
     MpegAudioReport report_;
+    std::array<TagTexts, 3> texts_;  // the most telling first
+    MpegAudioHeader last_ = {};
     uint64_t samples_ = 0;
     uint32_t rate_ = 0;
 };
 
 }  // namespace
 
-double MpegAudioReport::average_bitrate() const {
-    return duration == 0 ? 0 : static_cast<double>(sound_bytes) * 8 / duration / 1000;
+bool MpegAudioReport::ends_as_encoded() const {
+    if (reading.cut_short) return false;
+    return !info || !info->frames || *info->frames == sound_frames ||
+           *info->frames == reading.frames;
 }
 
-MpegAudioReport probe_mpeg_audio(FindingLog& findings, Source& source,
-                                 std::span<const uint8_t> first_window,
-                                 const std::function<void(uint64_t bytes)>& on_progress) {
+double MpegAudioReport::average_bitrate() const {
+    if (frames_duration == 0) return 0;
+    return static_cast<double>(sound_bytes) * 8 / frames_duration / 1000;
+}
+
+MpegAudioReport probe_mpeg_audio(Source& source, std::span<const uint8_t> first_window,
+                                 const MpegAudioProbeOptions& options) {
     constexpr uint64_t kProgressMask = 4095;
     ByteCursor cursor(source, first_window);
-    MpegAudioWalk walk(cursor, findings);
-    ReportBuilder builder;
+    ReportBuilder builder(options);
+    MpegAudioListeners listeners;
+    listeners.on_finding = options.on_finding;
+    listeners.on_tag = [&builder](const AudioTag& tag, std::span<const uint8_t> first_bytes) {
+        builder.add(tag, first_bytes);
+    };
+    MpegAudioWalk walk(cursor, listeners);
     while (const auto frame = walk.next()) {
         builder.add(*frame);
-        if ((walk.reading().frames & kProgressMask) == 0 && on_progress)
-            on_progress(walk.reading().bytes);
+        if ((walk.reading().frames & kProgressMask) == 0 && options.on_progress)
+            options.on_progress(walk.reading().bytes);
     }
     return builder.finish(walk.reading());
 }
 
 bool has_findings(const MpegAudioReport& report) {
-    return report.reading.stray_bytes != 0 || report.reading.trailing_bytes != 0;
+    return report.reading.stray_bytes != 0 || report.reading.trailing_bytes != 0 ||
+           report.wrong_crcs.count() != 0 || report.changes.count() != 0 ||
+           !report.info_differences.empty();
 }
 
 }  // namespace zvprobe

@@ -101,12 +101,13 @@ struct ProbeSettings : IndicatorSettings {
     ProbeOptions options;
 };
 
-void add_probe_options(CLI::App& app, ProbeSettings& settings, const char* limits_group) {
+void add_probe_options(CLI::App& app, ProbeSettings& settings, const char* detail_group) {
     ProbeOptions& options = settings.options;
     app.add_option("SOURCE", options.sources, "Files, URLs, or - for standard input");
     app.add_flag("--json", options.json, "Print one JSON object (docs/JSON.md)");
     app.add_flag("--resolver", options.resolver, "Show what the library's resolver tells hosts");
-    app.add_flag("--stats", options.statistics, "The same with arrival periods");
+    app.add_flag("--stats", options.statistics, "The same with arrival periods")
+        ->group(detail_group);
     app.add_flag("--strict", options.strict, "Exit with status 1 when a source has errors");
     app.add_flag("--pace", options.pace, "Feed in real time, by the PCR or by PTS")
         ->option_text("[=pts]")
@@ -115,8 +116,8 @@ void add_probe_options(CLI::App& app, ProbeSettings& settings, const char* limit
                    "With --strict: these count as errors, too (1,2.3)")
         ->type_name("LIST")
         ->check(check_given)
-        ->group(limits_group);
-    add_limits(app, settings, limits_group);
+        ->group(detail_group);
+    add_limits(app, settings, detail_group);
     add_exit_help(app, {kExitOk, kExitFindings, kExitUsage, kExitCannotOpen, kExitUnknownFormat});
 }
 
@@ -313,6 +314,16 @@ void add_flv_meta(CLI::App& root, CommandLine& line) {
     when_named(command, line, options);
 }
 
+void add_mp3_fix(CLI::App& root, CommandLine& line) {
+    const auto options = std::make_shared<Mp3FixOptions>();
+    CLI::App& command = *root.add_subcommand("mp3-fix", "Copy an MPEG audio file without damage");
+    add_copy_files(command, *options, "The MPEG audio file");
+    add_exit_help(
+        command, {kExitOk, kExitUsage, kExitCannotOpen, kExitUnknownFormat},
+        "Tags are kept, what belongs to no frame is left out; nothing is encoded anew.\n");
+    when_named(command, line, options);
+}
+
 std::string version_text() {
     return std::string("zvprobe ") + zvbitStream_api_version();
 }
@@ -337,6 +348,7 @@ void add_commands(CLI::App& root, CommandLine& line) {
     add_remap(root, line);
     add_build(root, line);
     add_flv_meta(root, line);
+    add_mp3_fix(root, line);
 }
 
 // Help and version go to standard output. What is wrong may name arguments, and they hold anything.

@@ -55,6 +55,8 @@ struct CopyFiles {
 
 struct FlvMetaOptions : CopyFiles {};
 
+struct Mp3FixOptions : CopyFiles {};
+
 struct RemapOptions : CopyFiles {
     std::string from;  // empty: the only programme
     std::string program;
@@ -95,6 +97,7 @@ int run_command(const ExtractOptions& options, const Session& session);
 int run_command(const RtpOptions& options, const Session& session);
 int run_command(const PaceOptions& options, const Session& session);
 int run_command(const FlvMetaOptions& options, const Session& session);
+int run_command(const Mp3FixOptions& options, const Session& session);
 int run_command(const RemapOptions& options, const Session& session);
 int run_command(const BuildPatOptions& options, const Session& session);
 int run_command(const BuildPmtOptions& options, const Session& session);

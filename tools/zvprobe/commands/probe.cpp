@@ -14,6 +14,7 @@
 #include "io/source.h"
 #include "render/complaint.h"
 #include "render/json_report.h"
+#include "render/mpeg_audio_findings.h"
 #include "render/progress.h"
 #include "render/text_report.h"
 
@@ -99,8 +100,10 @@ class SourceProbe {
     // After a large tag there may be anything.
     void read_mpeg_audio(Source& source, std::span<const uint8_t> first_window) {
         Progress progress = make_progress(source);
-        MpegAudioReport report = probe_mpeg_audio(
-            findings_, source, first_window, [&progress](uint64_t bytes) { progress.show(bytes); });
+        MpegAudioProbeOptions options;
+        options.on_finding = teller_of(findings_);
+        options.on_progress = [&progress](uint64_t bytes) { progress.show(bytes); };
+        MpegAudioReport report = probe_mpeg_audio(source, first_window, options);
         if (report.first)
             report_.content = std::move(report);
         else

@@ -19,7 +19,7 @@ _zvprobe() {
     local common="--help --version --verbose --quiet --log"
     local limits="--limits --limit"
     local probe="--json --resolver --stats --strict --pace --indicators $limits" options="" words="" files=yes
-    local commands="probe monitor extract rtp pace remap flv-meta build" kinds="pat pmt sdt null"
+    local commands="probe monitor extract rtp pace remap flv-meta mp3-fix build" kinds="pat pmt sdt null"
     COMPREPLY=()
 
     # "--by=p" comes as three words.

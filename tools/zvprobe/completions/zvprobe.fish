@@ -11,7 +11,7 @@ function __zvprobe_seen -d 'Is one of these words on the line, other than as the
     return 1
 end
 
-set -l commands probe monitor extract rtp pace remap flv-meta build
+set -l commands probe monitor extract rtp pace remap flv-meta mp3-fix build
 set -l kinds pat pmt sdt null
 set -l no_command "not __zvprobe_seen $commands"
 set -l in_build "__zvprobe_seen build"
@@ -29,6 +29,7 @@ complete -c zvprobe -n $no_command -a rtp -d 'Take a transport stream out of RTP
 complete -c zvprobe -n $no_command -a pace -d 'Send a transport stream in real time'
 complete -c zvprobe -n $no_command -a remap -d 'Copy a programme under another number and PIDs'
 complete -c zvprobe -n $no_command -a flv-meta -d 'Copy an FLV file with fresh onMetaData'
+complete -c zvprobe -n $no_command -a mp3-fix -d 'Copy an MPEG audio file without damage'
 complete -c zvprobe -n $no_command -a build -d 'Write a table or null packets'
 
 for condition in $no_command "__zvprobe_seen probe"

@@ -16,8 +16,9 @@ namespace zvprobe {
 namespace {
 
 constexpr size_t kReadSize = size_t{256} << 10;
-// The first window is what formats are told by; a datagram alone would be too little.
-constexpr size_t kFirstWindow = size_t{64} << 10;
+// The first window is what formats are told by; a datagram alone would be too little, and frames of
+// MPEG audio may begin after 64 KiB of something else.
+constexpr size_t kFirstWindow = size_t{80} << 10;
 constexpr size_t kReadAfterPass = size_t{16} << 10;
 constexpr size_t kAlignment = Source::kMaxKept;
 

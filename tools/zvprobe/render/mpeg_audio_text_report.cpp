@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "audio/mpeg_audio_report.h"
+#include "render/mpeg_audio_findings.h"
 #include "render/text_parts.h"
 #include "render/text_report.h"
 
@@ -19,6 +20,9 @@ class MpegAudioPrinter {
         print_format();
         print_library();
         print_frames();
+        print_info();
+        print_checks();
+        print_texts();
         print_tags();
         print_stray();
     }
@@ -28,10 +32,10 @@ class MpegAudioPrinter {
 
     void print_format() const {
         const MpegAudioHeader& first = *report_.first;
-        line("format") << version_name(first.version) << " audio, Layer "
-                       << std::string(static_cast<size_t>(first.layer), 'I') << '\n';
+        line("format") << kind_text(first) << (reading_.riff_bytes != 0 ? ", in RIFF" : "") << '\n';
         line("first frame") << "at byte " << report_.first_offset << ": " << first.bitrate
-                            << " kbit/s, " << first.sample_rate << " Hz, " << mode_name(first.mode)
+                            << " kbit/s" << (report_.free_format ? " (free format)" : "") << ", "
+                            << first.sample_rate << " Hz, " << mode_name(first.mode)
                             << (first.crc ? ", with CRC" : "") << '\n';
     }
 
@@ -50,8 +54,7 @@ class MpegAudioPrinter {
 
     void print_frames() const {
         line("frames") << reading_.frames << " in " << counted(reading_.bytes, "byte", "bytes");
-        if (!report_.info_frame.empty())
-            out_ << ", the first without sound (" << report_.info_frame << ')';
+        if (report_.info) out_ << ", the first without sound (" << report_.info->kind << ')';
         out_ << '\n';
         line("duration") << fixed(report_.duration, 3) << " s\n";
         line("bit rate");
@@ -63,13 +66,62 @@ class MpegAudioPrinter {
         out_ << "average " << fixed(report_.average_bitrate(), 1) << '\n';
     }
 
+    void print_info() const {
+        if (report_.lacks_info())
+            line("info frame") << style_.bad("none") << ", though the bit rate varies\n";
+        if (!report_.info) return;
+        const InfoFrame& info = *report_.info;
+        line("info frame") << info.kind;
+        if (info.frames) out_ << ", " << info_count("frames", *info.frames);
+        if (info.bytes) out_ << ", " << info_count("bytes", *info.bytes);
+        out_ << (info.seek_table ? ", seek table\n" : "\n");
+        if (info.encoder.empty()) return;
+        line("encoder") << printable(info.encoder) << ", delay " << info.delay << " and padding "
+                        << info.padding << " samples\n";
+    }
+
+    // What it says, and whether that is so.
+    std::string info_count(const char* what, uint32_t told) const {
+        const auto& wrong = report_.info_differences;
+        const bool right = std::ranges::none_of(
+            wrong, [what](const char* member) { return std::string_view(member) == what; });
+        return marked(style_, right,
+                      std::to_string(told) + ' ' + what + (right ? "" : " (not those here)"));
+    }
+
+    void print_checks() const {
+        if (report_.protected_frames != 0)
+            line("CRC") << counted(report_.protected_frames, "frame", "frames") << ", "
+                        << marked(style_, report_.wrong_crcs.count() == 0,
+                                  std::to_string(report_.wrong_crcs.count()) + " wrong")
+                        << '\n';
+        print_first(out_, style_, report_.wrong_crcs, [](const WrongCrc& wrong) {
+            return "at byte " + std::to_string(wrong.offset);
+        });
+        if (report_.changes.count() != 0)
+            line("changes") << style_.bad(counted(report_.changes.count(), "time", "times"))
+                            << '\n';
+        print_first(out_, style_, report_.changes, [](const AudioChange& change) {
+            return "at byte " + std::to_string(change.offset) + ": " + kind_text(change.header) +
+                   ", " + std::to_string(change.header.sample_rate) + " Hz";
+        });
+    }
+
+    void print_texts() const {
+        const TagTexts& texts = report_.texts;
+        for (const auto& [label, text] :
+             {std::pair("title", &texts.title), std::pair("artist", &texts.artist),
+              std::pair("album", &texts.album)})
+            if (!text->empty()) line(label) << printable(*text) << '\n';
+    }
+
     void print_tags() const {
-        if (reading_.id3v2_tags != 0)
-            line("ID3v2") << counted(reading_.id3v2_tags, "tag", "tags") << ", "
-                          << counted(reading_.id3v2_bytes, "byte", "bytes") << " skipped\n";
-        if (reading_.id3v1_tags != 0)
-            line("ID3v1") << counted(reading_.id3v1_tags, "tag", "tags") << ", "
-                          << counted(reading_.id3v1_bytes, "byte", "bytes") << " skipped\n";
+        for (const auto& [label, count] :
+             {std::pair("ID3v2", reading_.id3v2), std::pair("ID3v1", reading_.id3v1),
+              std::pair("APE tag", reading_.ape), std::pair("Lyrics3", reading_.lyrics3)})
+            if (count.tags != 0)
+                line(label) << counted(count.tags, "tag", "tags") << ", "
+                            << counted(count.bytes, "byte", "bytes") << " skipped\n";
     }
 
     void print_stray() const {

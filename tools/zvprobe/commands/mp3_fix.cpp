@@ -1,0 +1,148 @@
+// SPDX-License-Identifier: MIT
+// `mp3-fix`: a copy of an MPEG audio file without damage, its tags kept, with an info frame that is
+// right. The file is walked first, then its frames are copied as they are.
+#include <unistd.h>
+
+#include <iostream>
+
+#include "audio/mpeg_audio_copy.h"
+#include "base/exit_status.h"
+#include "base/interrupt.h"
+#include "base/printable.h"
+#include "base/texts.h"
+#include "commands/commands.h"
+#include "commands/copy_command.h"
+#include "commands/format_detect.h"
+#include "io/out_file.h"
+#include "io/source.h"
+#include "render/complaint.h"
+#include "render/mpeg_audio_findings.h"
+#include "render/progress.h"
+#include "render/terminal.h"
+
+namespace zvprobe {
+namespace {
+
+// What ends the command; the text does not name the input.
+class Mp3FixError : public std::runtime_error {
+  public:
+    Mp3FixError(ExitStatus status, const std::string& message)
+        : std::runtime_error(message), status_(status) {}
+
+    ExitStatus status() const { return status_; }
+
+  private:
+    ExitStatus status_;
+};
+
+constexpr char kChanged[] = "changed while it was read, nothing is written";
+
+// What the walk has lost sight of would be missing in the copy.
+void check_account(const MpegAudioReading& reading, uint64_t size) {
+    if (reading.accounted_bytes() == size) return;
+    throw Mp3FixError(kExitCannotOpen, std::to_string(reading.accounted_bytes()) + " of " +
+                                           std::to_string(size) +
+                                           " bytes are accounted for, nothing is written");
+}
+
+MpegAudioReport walk(const std::string& in, const Session& session, MpegAudioCopyList& list) {
+    const auto source = open_source(in);
+    const auto first_window = source->next(0);
+    if (!std::holds_alternative<MpegAudioStart>(detect_format(first_window, source->at_end())))
+        throw Mp3FixError(kExitUnknownFormat, "not MPEG audio");
+    if (!source->size()) throw Mp3FixError(kExitCannotOpen, "not a file, which is read twice");
+    FindingLog findings(in, session.verbosity > 0);
+    MpegAudioProbeOptions options;
+    options.on_finding = teller_of(findings);
+    options.on_tag = [&list](const AudioTag& tag, std::span<const uint8_t>) { list.add(tag); };
+    options.on_frame = [&list](const MpegAudioWalk::Frame& frame, bool sound) {
+        list.add(frame, sound);
+    };
+    MpegAudioReport report = probe_mpeg_audio(*source, first_window, options);
+    check_reading(*source);
+    if (list.frames().empty()) throw Mp3FixError(kExitUnknownFormat, "no MPEG audio with sound");
+    check_account(report.reading, *source->size());
+    return report;
+}
+
+// Copies pieces of the source in their order.
+class PieceCopy {
+  public:
+    PieceCopy(Source& source, OutFile& out, Progress& progress)
+        : cursor_(source, source.next(0)), out_(out), progress_(progress) {}
+
+    // crc: takes what is copied; may be null
+    void add(const MpegAudioCopyList::Pieces& pieces, InfoCrc* crc) {
+        for (const MpegAudioCopyList::Piece& piece : pieces) {
+            cursor_.skip(piece.offset - cursor_.position());
+            for (uint64_t left = piece.length; left > 0 && !interrupted();) {
+                const auto bytes = cursor_.take(left);
+                if (bytes.empty() && !interrupted()) throw Mp3FixError(kExitCannotOpen, kChanged);
+                out_.write(bytes);
+                if (crc != nullptr) crc->take(bytes);
+                left -= bytes.size();
+            }
+            progress_.show(out_.written());
+        }
+    }
+
+  private:
+    ByteCursor cursor_;
+    OutFile& out_;
+    Progress& progress_;
+};
+
+void copy(const Mp3FixOptions& options, const Session& session, const MpegAudioCopyList& list,
+          std::span<const uint8_t> info) {
+    const auto source = open_source(options.in);
+    Progress progress(list.bytes(), !session.quiet && is_terminal(STDERR_FILENO));
+    OutFile out(options.out);
+    PieceCopy pieces(*source, out, progress);
+    InfoCrc crc;
+    pieces.add(list.tags_before(), nullptr);
+    out.write(info);
+    pieces.add(list.frames(), &crc);
+    pieces.add(list.tags_after(), nullptr);
+    check_reading(*source);
+    if (crc.value() != list.sound_crc()) throw Mp3FixError(kExitCannotOpen, kChanged);
+    out.commit();
+    if (!session.quiet && !is_standard_output(options.out)) {
+        std::cout << printable(options.out) << ": " << list.frame_count() << " frames"
+                  << (info.empty() ? ", no info frame, " : " after an info frame, ")
+                  << out.written() << " bytes\n";
+    }
+}
+
+void warn_of_damage(const std::string& in, const MpegAudioReport& report,
+                    const MpegAudioCopyList& list) {
+    const MpegAudioReading& reading = report.reading;
+    const auto warn = [&in](uint64_t bytes, const char* what) {
+        if (bytes != 0) complain(in, counted(bytes, "byte", "bytes") + what);
+    };
+    warn(reading.stray_bytes + reading.trailing_bytes, " of no whole frame left out");
+    warn(list.tag_bytes_left_out(), " of tags between frames left out");
+    warn(reading.riff_bytes, " of RIFF left out");
+    if (report.changes.count() != 0)
+        complain(in, "changes in mid-stream, so it gets no info frame");
+}
+
+int rewrite(const Mp3FixOptions& options, const Session& session) {
+    try {
+        MpegAudioCopyList list;
+        const MpegAudioReport report = walk(options.in, session, list);
+        warn_of_damage(options.in, report, list);
+        copy(options, session, list, list.make_info(report));
+        return kExitOk;
+    } catch (const Mp3FixError& error) {
+        complain(options.in, error.what());
+        return error.status();
+    }
+}
+
+}  // namespace
+
+int run_command(const Mp3FixOptions& options, const Session& session) {
+    return run_copy(options, [&] { return rewrite(options, session); });
+}
+
+}  // namespace zvprobe
