@@ -7,7 +7,6 @@
 #include <utility>
 
 #include "survey/codecs/video/parameters.h"
-#include "survey/records/continuity.h"
 #include "survey/records/splice_event.h"
 #include "survey/records/table_rules.h"
 
@@ -361,7 +360,10 @@ void Survey::note_coming(PidRecord& record, const Packet& packet, uint64_t offse
 // -> false when what the packet carries is known already
 bool Survey::see_continuity(const Packet& packet, PidRecord& record, uint64_t offset) {
     PidDetail& detail = *record.detail;
-    const Continuity step = judge_continuity(packet, record, detail.continuity);
+    PacketBefore before = {record.packets == 0 ? nullptr : record.last_packet,
+                           record.continuity_counter, record.repeated};
+    const Continuity step = judge_continuity(packet, before, detail.continuity);
+    record.repeated = before.repeated;
     if (step == Continuity::kError) {
         timing_.tell({.kind = event_of(Indicator::kContinuityCountError),
                       .pid = packet.pid(),

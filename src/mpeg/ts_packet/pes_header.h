@@ -3,6 +3,7 @@
 // The caller guarantees the bytes: up to p[18] for the time stamps.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 
 #include "mpeg/ts_packet/packet_fields.h"
@@ -28,6 +29,13 @@ inline bool pes_has_optional_header(uint8_t stream_id) {
         default:
             return stream_id >= 0xBC;
     }
+}
+
+// -> bytes of the header that begins at p, of which `size` are there; 0 when those are too few to tell
+inline size_t pes_header_size(const uint8_t* p, size_t size) {
+    if (size < kPesStartSize) return 0;
+    if (!pes_has_optional_header(p[3])) return kPesStartSize;
+    return size < kPesFixedHeaderSize ? 0 : size_t{kPesFixedHeaderSize} + p[8];
 }
 
 // 33 bits spread over five bytes; the marker bits between them are dropped unchecked.

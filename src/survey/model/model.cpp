@@ -9,17 +9,8 @@
 namespace zv::survey {
 namespace {
 
-// Where tables are by standard: EN 300 468, table 1; A/65.
-constexpr uint16_t kTablePids[] = {kPidPat, kPidCat, 0x0002, kPidNit, kPidSdt, kPidEit,
-                                   kPidRst, kPidTdt, 0x001E, 0x001F,  kPidPsip};
-
 constexpr size_t kPatEntrySize = 4;
 constexpr size_t kMostPatEntries = 8192;  // looked at whenever a section of the PAT changes
-
-constexpr uint8_t kStreamTypeScte35 = 0x86;
-// ISO/IEC 13818-1, table 2-34: private sections, DSM-CC types A to D, its synchronized download,
-// metadata in sections; and the DCII text of SCTE 57.
-constexpr uint8_t kTypesInSections[] = {0x05, 0x0A, 0x0B, 0x0C, 0x0D, 0x14, 0x16, 0xC0};
 
 std::vector<uint16_t> stream_pids(const std::vector<uint8_t>& pmt) {
     std::vector<uint16_t> pids;
@@ -76,11 +67,6 @@ StreamCodec codec_of(const PmtView& pmt, const PmtStream& stream, const Pids& pi
         return declared_codec_of(pmt, stream);
     const Codec codec = detail->facts->codec;
     return {codec, kind_of(codec, {stream.stream_type, stream.descriptors, pmt.is_hdmv()})};
-}
-
-bool carried_in_sections(const PmtView& pmt, const PmtStream& stream) {
-    if (stream.stream_type == kStreamTypeScte35) return !pmt.is_hdmv();
-    return std::ranges::find(kTypesInSections, stream.stream_type) != std::end(kTypesInSections);
 }
 
 Model::Model(Pids& pids, Timing& timing) : pids_(pids), timing_(timing) {

@@ -37,9 +37,6 @@ StreamCodec declared_codec_of(const PmtView& pmt, const PmtStream& stream);
 
 StreamCodec codec_of(const PmtView& pmt, const PmtStream& stream, const Pids& pids);
 
-// -> true for streams that are carried in sections: their PIDs are watched
-bool carried_in_sections(const PmtView& pmt, const PmtStream& stream);
-
 class Model {
   public:
     static constexpr size_t kMostPrograms = 2048;

@@ -5,20 +5,6 @@
 #include "mpeg/ts_packet/pes_header.h"
 
 namespace zv::survey {
-namespace {
-
-constexpr size_t kPacketStartSize = 6;  // up to and including PES_packet_length
-constexpr size_t kFixedHeaderSize = 9;  // up to and including PES_header_data_length
-
-// -> bytes of a PES header; 0 when too few are there to tell
-size_t header_size(std::span<const uint8_t> header) {
-    if (header.size() < kPacketStartSize) return 0;
-    if (!pes_has_optional_header(header[3])) return kPacketStartSize;
-    return header.size() < kFixedHeaderSize ? 0 : kFixedHeaderSize + header[8];
-}
-
-}  // namespace
-
 void EsGatherer::take(std::span<const uint8_t> payload, bool starts_unit) {
     if (starts_unit) {
         const bool is_pes =
@@ -40,12 +26,12 @@ void EsGatherer::take(std::span<const uint8_t> payload, bool starts_unit) {
 // -> what follows the header
 std::span<const uint8_t> EsGatherer::pass_header(std::span<const uint8_t> payload) {
     while (!payload.empty()) {
-        const size_t size = header_size(header_);
+        const size_t size = pes_header_size(header_.data(), header_.size());
         if (size != 0 && header_.size() >= size) break;
         header_.push_back(payload[0]);
         payload = payload.subspan(1);
     }
-    const size_t size = header_size(header_);
+    const size_t size = pes_header_size(header_.data(), header_.size());
     if (size != 0 && header_.size() >= size) state_ = State::kInPayload;
     return payload;
 }

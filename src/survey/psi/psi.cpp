@@ -13,6 +13,11 @@ namespace {
 
 constexpr size_t kUtcSize = 5;
 
+constexpr uint8_t kStreamTypeScte35 = 0x86;
+// ISO/IEC 13818-1, table 2-34: private sections, DSM-CC types A to D, its synchronized download,
+// metadata in sections; and the DCII text of SCTE 57.
+constexpr uint8_t kTypesInSections[] = {0x05, 0x0A, 0x0B, 0x0C, 0x0D, 0x14, 0x16, 0xC0};
+
 std::optional<unsigned> bcd(uint8_t byte) {
     const unsigned tens = byte >> 4;
     const unsigned ones = byte & 15;
@@ -72,6 +77,11 @@ bool PmtView::registered_as(const char (&name)[5]) const {
                           std::equal(name, name + 4, bytes.begin()));
     });
     return found;
+}
+
+bool carried_in_sections(const PmtView& pmt, const PmtStream& stream) {
+    if (stream.stream_type == kStreamTypeScte35) return !pmt.is_hdmv();
+    return std::ranges::find(kTypesInSections, stream.stream_type) != std::end(kTypesInSections);
 }
 
 std::string read_utc(Bytes bytes) {

@@ -32,6 +32,10 @@ constexpr uint8_t kTableIdTerrestrialVct = 0xC8;
 constexpr uint8_t kTableIdCableVct = 0xC9;
 constexpr uint8_t kTableIdSplice = 0xFC;  // ANSI/SCTE 35
 
+// Where tables are by standard: EN 300 468, table 1; A/65.
+constexpr uint16_t kTablePids[] = {kPidPat, kPidCat, 0x0002, kPidNit, kPidSdt, kPidEit,
+                                   kPidRst, kPidTdt, 0x001E, 0x001F,  kPidPsip};
+
 constexpr uint8_t kTagRegistration = 0x05;
 constexpr uint8_t kTagCa = 0x09;
 constexpr uint8_t kTagNetworkName = 0x40;
@@ -140,6 +144,9 @@ class PmtView {
     Bytes descriptors_;
     mutable std::optional<bool> hdmv_;  // each stream asks, and the descriptors may be a thousand
 };
+
+// -> true for streams that are carried in sections, not in PES packets
+bool carried_in_sections(const PmtView& pmt, const PmtStream& stream);
 
 struct Service {
     uint16_t id;

@@ -9,19 +9,13 @@
 
 #include "mpeg/ts_packet/packet_fields.h"
 #include "survey/codecs/codec.h"
+#include "survey/packets/continuity.h"
 #include "survey/packets/es_gatherer.h"
 #include "survey/psi/section_gatherer.h"
 #include "survey/records/pid_timing.h"
 #include "survey/records/roles.h"
 
 namespace zv::survey {
-
-struct ContinuityCounts {
-    uint64_t errors = 0;
-    uint64_t lost = 0;
-    uint64_t duplicates = 0;
-    uint64_t signalled = 0;  // packets with discontinuity_indicator
-};
 
 // The time stamps of PES packets, as they come.
 struct PtsValues {

@@ -5,7 +5,6 @@
 #include <utility>
 
 #include "survey/packets/packet.h"
-#include "survey/records/pids.h"
 
 namespace zv::survey {
 
@@ -17,22 +16,38 @@ enum class Continuity {
     kError,
 };
 
-// Judges a packet by the one before on its PID, and counts. The record still holds that one.
-inline Continuity judge_continuity(const Packet& packet, PidRecord& record,
+struct ContinuityCounts {
+    uint64_t errors = 0;
+    uint64_t lost = 0;
+    uint64_t duplicates = 0;
+    uint64_t signalled = 0;  // packets with discontinuity_indicator
+};
+
+// What is to be known of the packet before on the same PID.
+struct PacketBefore {
+    const uint8_t* bytes = nullptr;  // null when there was none
+    uint8_t counter = 0;
+    bool repeated = false;  // it had the counter of the one before it
+};
+
+// Judges a packet by the one before on its PID, and counts.
+// before  in   the packet before
+//         out  `repeated` is that of the packet that was judged
+inline Continuity judge_continuity(const Packet& packet, PacketBefore& before,
                                    ContinuityCounts& counts) {
     const uint8_t counter = packet.head().continuity_counter();
-    const uint8_t last = record.continuity_counter;
+    const uint8_t last = before.counter;
     const bool due =
-        record.packets == 0 || counter == (packet.has_payload() ? ((last + 1) & 15) : last);
+        before.bytes == nullptr || counter == (packet.has_payload() ? ((last + 1) & 15) : last);
     const bool repeats = !due && packet.has_payload() && counter == last;
-    const bool repeated_before = std::exchange(record.repeated, repeats);
+    const bool repeated_before = std::exchange(before.repeated, repeats);
     if (packet.discontinuity()) {
-        record.repeated = false;
+        before.repeated = false;
         ++counts.signalled;
         return due ? Continuity::kSignalled : Continuity::kRestarted;
     }
     if (due) return Continuity::kInOrder;
-    if (repeats && !repeated_before && packet.repeats(record.last_packet)) {
+    if (repeats && !repeated_before && packet.repeats(before.bytes)) {
         ++counts.duplicates;
         return Continuity::kDuplicate;
     }
