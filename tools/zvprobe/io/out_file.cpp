@@ -42,17 +42,17 @@ std::string follow_links(std::string path) {
     fail(ELOOP);
 }
 
-mode_t mode_of_new_files() {
-    const mode_t mask = umask(0);
-    umask(mask);
-    return 0666 & ~mask;
-}
-
 bool are_the_same(const struct stat& a, const struct stat& b) {
     return a.st_dev == b.st_dev && a.st_ino == b.st_ino;
 }
 
 }  // namespace
+
+mode_t mode_of_new_files() {
+    const mode_t mask = umask(0);
+    umask(mask);
+    return 0666 & ~mask;
+}
 
 bool is_standard_output(const std::string& path) {
     return path == "-" || path == "/dev/stdout" || path == "/dev/fd/1" || path == "/proc/self/fd/1";

@@ -23,6 +23,9 @@ class OutputError : public std::runtime_error {
 // -> true for "-" and for the names that the system has for the same, as /dev/stdout
 bool is_standard_output(const std::string& path);
 
+// -> the mode that the process gives to new files
+mode_t mode_of_new_files();
+
 class OutFile {
   public:
     // Standard output is written as the descriptor that it is, whatever that leads to: a file there

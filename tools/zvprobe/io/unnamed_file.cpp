@@ -3,6 +3,7 @@
 #include "io/unnamed_file.h"
 
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <atomic>
@@ -51,8 +52,12 @@ std::string pattern_beside(const std::string& path) {
 UnnamedFile::~UnnamedFile() {
     if (!exists()) return;
     const ListGuard guard;
-    unlink(path_.c_str());
+    remove();
     strike_out();
+}
+
+void UnnamedFile::remove() const {
+    if (unlink(path_.c_str()) != 0) rmdir(path_.c_str());
 }
 
 void UnnamedFile::enlist() {
@@ -77,6 +82,15 @@ int UnnamedFile::make_beside(const std::string& path) {
     return fd;
 }
 
+bool UnnamedFile::make_directory(const std::string& path) {
+    std::string name = path;
+    const ListGuard guard;
+    if (mkdir(name.c_str(), 0777) != 0) return false;
+    path_.swap(name);
+    enlist();
+    return true;
+}
+
 bool UnnamedFile::give_name(const std::string& path) {
     const ListGuard guard;
     if (rename(path_.c_str(), path.c_str()) != 0) return false;
@@ -84,10 +98,11 @@ bool UnnamedFile::give_name(const std::string& path) {
     return true;
 }
 
+// The latest come first, so files go before the directory that was made for them.
 void remove_unnamed_files() {
     const ListGuard guard;
     for (const UnnamedFile* file = first; file != nullptr; file = file->next_)
-        unlink(file->path_.c_str());
+        file->remove();
 }
 
 }  // namespace zvprobe

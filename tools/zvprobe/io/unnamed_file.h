@@ -17,15 +17,24 @@ class UnnamedFile {
     // Makes the file in the directory where `path` is to be. -> its descriptor, or -1 with errno set
     int make_beside(const std::string& path);
 
+    // Makes a directory instead, which is removed when nothing is in it, and needs no name.
+    // -> false with errno set, also when there is one already
+    bool make_directory(const std::string& path);
+
     // -> false with errno set; the file is still without a name
     bool give_name(const std::string& path);
 
     bool exists() const { return !path_.empty(); }
 
+    // -> what it is called until then
+    const std::string& path() const { return path_; }
+
   private:
     friend void remove_unnamed_files();
     void enlist();
     void strike_out();
+
+    void remove() const;
 
     std::string path_;  // empty: there is none
     UnnamedFile* previous_ = nullptr;
