@@ -131,6 +131,7 @@ seed zvprobe_copy mp3-fix '\040' mpeg1-layer3.mp3 0 4096
 seed zvprobe_copy mp3-fix-layer2 '\040' mpeg1-layer2.mp2 100 4096
 seed zvprobe_copy remap '\012' single.ts 0 7520
 seed zvprobe_copy extract '\000' single.ts 0 7520
+seed zvprobe_copy extract-tables '\030' single.ts 0 7520
 seed zvprobe_copy made '\016\000\010\001\002\000\001\001\003\133\120\020\133\000\020\002\000'
 
 # mode, piece sizes, then bytes that steer the making of a stream, packets, or a made one's damage

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 // The tool's commands that write files, over whole files: a command that fails leaves nothing, one
-// that succeeds leaves what it was asked for under its final name only, and a copy that flv-meta or
-// mp3-fix has made is a sound file that it copies as it is.
+// that succeeds leaves what it was asked for under its final name only, a copy that flv-meta or mp3-fix
+// has made is a sound file that it copies as it is, and what extract writes is of its source.
 #include <unistd.h>
 
 #include <filesystem>
@@ -119,12 +119,28 @@ void remap(const std::string& in, size_t streams) {
     convert(options);
 }
 
-void extract(const std::string& in) {
+// sections: tables, too; chosen: not all there is
+void extract(const std::string& in, bool sections, bool chosen) {
     const std::string out = folder() / "streams";
-    run(zvprobe::ExtractOptions{in, out});
+    zvprobe::ExtractOptions options{in, out};
+    options.sections = sections;
+    if (chosen) {
+        options.pids = {"0x100", "0"};
+        options.programs = {"2"};
+    }
+    const int status = run(options);
     if (!fs::exists(out)) return;
-    for (const auto& entry : fs::directory_iterator(out))
-        fuzz::require(entry.path().extension() == ".es", "only finished files are left");
+    fuzz::require(status == zvprobe::kExitOk, "a failure leaves nothing");
+    uintmax_t bytes = 0;
+    for (const auto& entry : fs::directory_iterator(out)) {
+        const std::string name = entry.path().filename();
+        fuzz::require(name.find_first_not_of("abcdefghijklmnopqrstuvwxyz0123456789-.") == name.npos,
+                      "names have no character of the stream's choice");
+        fuzz::require(name.starts_with("0x"), "only finished files are left");
+        bytes += entry.file_size();
+    }
+    fuzz::require(bytes > 0 && bytes <= 2 * fs::file_size(in),
+                  "units and sections are of what came");
     fs::remove_all(out);
 }
 
@@ -148,6 +164,6 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     if (mode & 2)
         remap(source, 1 + (mode >> 3) % 4);
     else
-        extract(source);
+        extract(source, (mode & 8) != 0, (mode & 16) != 0);
     return 0;
 }

@@ -83,7 +83,7 @@ TEST_F(Fault, ASignalInTheMiddleLeavesNoCopy) {
         in.write_all(read_file(media("single.ts")));
         EXPECT_TRUE(await([&] { return in.fill() == 0; }));
         tool.send(SIGTERM);
-        EXPECT_NE(out.read_all(), "") << command[0];
+        EXPECT_EQ(out.read_all().empty(), command[0] == "extract");
         EXPECT_EQ(tool.wait(), 128 + SIGTERM) << command[0];
         EXPECT_NE(read_file(dir_ / "stderr").find("-: interrupted, nothing is written"),
                   std::string::npos);

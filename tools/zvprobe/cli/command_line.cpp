@@ -77,6 +77,16 @@ std::string check_given(const std::string& text) {
     return text.empty() ? "is empty" : "";
 }
 
+// An option that may come again: one value each, so that an argument may follow.
+CLI::Option* add_values(CLI::App& app, const char* name, std::vector<std::string>& values,
+                        const char* type, const char* description) {
+    return app.add_option(name, values, description)
+        ->type_name(type)
+        ->expected(1)
+        ->allow_extra_args(false)
+        ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
+}
+
 // How indicators are to be counted, as it stands on the command line.
 struct IndicatorSettings {
     std::string limits_file;
@@ -89,11 +99,8 @@ void add_limits(CLI::App& app, IndicatorSettings& settings, const char* group) {
         ->type_name("FILE")
         ->check(check_given)
         ->group(group);
-    app.add_option("--limit", settings.limits, "One of them, \"pat=0.5\"; repeat for more")
-        ->type_name("NAME=N")
-        ->expected(1)
-        ->allow_extra_args(false)
-        ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll)
+    add_values(app, "--limit", settings.limits, "NAME=N",
+               "One of them, \"pat=0.5\"; repeat for more")
         ->group(group);
 }
 
@@ -179,6 +186,11 @@ void add_extract(CLI::App& root, CommandLine& line) {
     command.add_option("SOURCE", options->source, "File, URL, or - for standard input")->required();
     command.add_option("DIR", options->directory, "Directory for the files, made when missing")
         ->required();
+    add_values(command, "--pid", options->pids, "PID",
+               "Only this PID, listed or not; repeat for more");
+    add_values(command, "--program", options->programs, "N",
+               "Only this programme; repeat for more");
+    command.add_flag("--sections", options->sections, "Tables as well, as they came");
     add_exit_help(command, {kExitOk, kExitUsage, kExitCannotOpen, kExitUnknownFormat});
     when_named(command, line, options);
 }
@@ -251,22 +263,12 @@ CLI::App& add_kind(CLI::App& build, CommandLine& line, const char* name, const c
     return kind;
 }
 
-// One value each, so that OUT may follow.
-void add_list(CLI::App& app, const char* name, std::vector<std::string>& list, const char* type,
-              const char* description) {
-    app.add_option(name, list, description)
-        ->type_name(type)
-        ->expected(1)
-        ->allow_extra_args(false)
-        ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll)
-        ->required();
-}
-
 void add_build_pat(CLI::App& build, CommandLine& line) {
     const auto options = std::make_shared<BuildPatOptions>();
     CLI::App& pat = add_kind(build, line, "pat", "A programme list", options);
-    add_list(pat, "--program", options->programs, "N:PID",
-             "Programme and PID of its PMT; repeat for more");
+    add_values(pat, "--program", options->programs, "N:PID",
+               "Programme and PID of its PMT; repeat for more")
+        ->required();
 }
 
 void add_build_pmt(CLI::App& build, CommandLine& line) {
@@ -277,8 +279,9 @@ void add_build_pmt(CLI::App& build, CommandLine& line) {
     pmt.add_option("--pcr", options->pcr, "PID with the PCR, 0x1fff for none")
         ->type_name("PID")
         ->required();
-    add_list(pmt, "--stream", options->streams, "TYPE:PID[:HEX]",
-             "Type, PID, descriptors; repeat for more");
+    add_values(pmt, "--stream", options->streams, "TYPE:PID[:HEX]",
+               "Type, PID, descriptors; repeat for more")
+        ->required();
 }
 
 void add_build_sdt(CLI::App& build, CommandLine& line) {

@@ -35,6 +35,10 @@ struct MonitorOptions {
 struct ExtractOptions {
     std::string source;
     std::string directory;
+    // What is wanted, and not all there is.
+    std::vector<std::string> pids = {};
+    std::vector<std::string> programs = {};
+    bool sections = false;  // tables, too
 };
 
 struct RtpOptions {

@@ -1,115 +1,144 @@
 // SPDX-License-Identifier: MIT
-// `extract`: the elementary streams of a transport stream into files. The work is the library's;
-// here are the directory, the names that the files get when the source was read to its end, and the
-// list of what was written.
-#include <sys/stat.h>
+// `extract`: the streams and tables of a transport stream into files of a directory, which get their
+// names when the source was read to its end, and a list of them.
 #include <unistd.h>
 
-#include <cerrno>
-#include <cstring>
-#include <filesystem>
 #include <iostream>
 #include <optional>
-#include <set>
 
 #include "base/exit_status.h"
+#include "base/interrupt.h"
+#include "base/numbers.h"
+#include "base/texts.h"
 #include "commands/commands.h"
 #include "commands/copy_command.h"
-#include "commands/library_tool.h"
-#include "io/out_file.h"
-#include "io/source.h"
-#include "render/text_parts.h"
-#include "ts_tools.h"
+#include "commands/format_detect.h"
+#include "render/complaint.h"
+#include "render/extract_report.h"
+#include "render/finding_log.h"
+#include "render/progress.h"
+#include "ts/es_extract.h"
+#include "ts/survey_run.h"
+#include "zvprotocol.h"
 
 namespace zvprobe {
 namespace {
 
-namespace fs = std::filesystem;
+constexpr uint32_t kMostProgram = 0xFFFF;
 
-// Files that wait for their names, in a folder of their own inside the directory. Those that do not
-// get one are gone with it.
-class UnnamedFiles {
+ExtractWish wish_of(const ExtractOptions& options) {
+    ExtractWish wish;
+    wish.sections = options.sections;
+    for (const std::string& pid : options.pids)
+        wish.pids.insert(number_from(pid, 0, zv::kPidLastValid, "PID"));
+    for (const std::string& program : options.programs)
+        wish.programs.insert(number_from(program, 1, kMostProgram, "programme"));
+    return wish;
+}
+
+// Of what is sent to whoever listens, a signal is the only end.
+bool sends_datagrams(const std::string& source) {
+    const int index = zvptc_api_getPtcindex(source.c_str(), 0, 0);
+    return index == ZVPTC_INDEX_UDP || index == ZVPTC_INDEX_RTP;
+}
+
+class Extraction {
   public:
-    explicit UnnamedFiles(const fs::path& directory) : directory_(directory) {
-        std::string pattern = directory / ".zvprobe.XXXXXX";
-        errno = ENOENT;  // of a directory without a name, which the pattern would not show
-        if (directory.empty() || mkdtemp(pattern.data()) == nullptr)
-            throw OutputError(std::strerror(errno));
-        folder_ = pattern;
-    }
-    ~UnnamedFiles() {
-        std::error_code error;
-        fs::remove_all(folder_, error);
-    }
-    UnnamedFiles(const UnnamedFiles&) = delete;
-    UnnamedFiles& operator=(const UnnamedFiles&) = delete;
+    Extraction(const ExtractOptions& options, const Session& session)
+        : options_(options),
+          session_(session),
+          wish_(wish_of(options)),
+          findings_(options.source, session.verbosity > 0) {}
 
-    const char* folder() const { return folder_.c_str(); }
-
-    // -> the paths of the files, now that they have their names. Throws OutputError.
-    std::set<fs::path> give_names() const {
-        std::set<fs::path> named;
-        for (const auto& entry : fs::directory_iterator(folder_)) {
-            const fs::path path = directory_ / entry.path().filename();
-            give_name(entry.path(), path);
-            named.insert(path);
-        }
-        return named;
+    int run() {
+        const auto source = open_source(options_.source);
+        const auto window = first_window_of(*source);
+        const DetectedFormat format = detect_format(window, source->at_end());
+        if (!std::holds_alternative<TransportStream>(format)) return unknown_format(*source);
+        OutFileSet files(options_.directory);
+        EsExtract extract(wish_, files);
+        SurveyRun survey(
+            {[this](const ZvSurveyEvent& event) { findings_.tell(event); },
+             [&extract](std::span<const uint8_t> packets, size_t packet_size, uint64_t offset) {
+                 extract.take(packets, packet_size, offset);
+             },
+             {}});
+        feed(survey, *source, window);
+        check_end(*source);
+        if (survey.totals().packets == 0) return unknown_format(*source);
+        give_names(extract, survey, files);
+        return kExitOk;
     }
 
   private:
-    // What a link leads to is written, not the link, and so are pipes and devices.
-    static void give_name(const fs::path& from, const fs::path& to) {
-        struct stat status {};
-        if (lstat(to.c_str(), &status) == 0 && !S_ISREG(status.st_mode)) return copy(from, to);
-        if (rename(from.c_str(), to.c_str()) != 0) throw OutputError(std::strerror(errno));
+    int unknown_format(const Source& source) const {
+        check_end(source);
+        complain(options_.source, "not a transport stream");
+        return kExitUnknownFormat;
     }
 
-    static void copy(const fs::path& from, const fs::path& to) {
-        const auto source = open_source(from);
-        OutFile out(to);
-        for (auto window = source->next(0); !window.empty(); window = source->next(0))
-            out.write(window);
-        check_reading(*source);
-        out.commit();
+    void check_end(const Source& source) const {
+        if (!source.error().empty() || !sends_datagrams(options_.source)) check_reading(source);
     }
 
-    fs::path directory_;
-    fs::path folder_;
+    void feed(SurveyRun& survey, Source& source, std::span<const uint8_t> window) const {
+        Progress progress(source.size().value_or(0), !session_.quiet && is_terminal(STDERR_FILENO));
+        for (uint64_t bytes = 0;; window = source.next(0)) {
+            const bool last = source.at_end();
+            survey.feed(window, false);
+            progress.show(bytes += window.size());
+            if (last || interrupted()) break;
+        }
+        survey.finish();
+    }
+
+    void give_names(EsExtract& extract, const SurveyRun& survey, OutFileSet& files) const {
+        const auto use_of = [&survey](uint16_t pid) -> std::string {
+            const auto record = survey.pid(pid);
+            if (!record) return "";
+            return record->codec != nullptr ? record->codec : record->use;
+        };
+        const std::vector<Extracted> results = extract.finish(use_of);
+        std::vector<OutFileSet::Named> named;
+        for (const Extracted& result : results)
+            if (!result.name.empty()) named.push_back({result.file, result.name});
+        files.commit(named);
+        tell_oddities(extract, survey.totals());
+        print_extracted(std::cout, results, files, text_options_for(STDOUT_FILENO, false));
+    }
+
+    void tell_oddities(const EsExtract& extract, const ZvSurveyTotals& totals) const {
+        for (const CodecChange& change : extract.codec_changes().kept())
+            complain(options_.source, "byte " + std::to_string(change.offset) + ": PID " +
+                                          pid_text(change.pid) + " changes from " +
+                                          zv::survey::codec_name(change.before) + " to " +
+                                          zv::survey::codec_name(change.now) + ": a file for each");
+        for (const uint16_t program : wish_.programs)
+            if (!extract.has_program(program))
+                complain(options_.source, "programme " + std::to_string(program) + " is not in it");
+        if (const uint64_t bytes = totals.skipped_bytes + totals.trailing_bytes; bytes > 0)
+            complain(options_.source, counted(bytes, "byte", "bytes") + " of no packet left out");
+    }
+
+    const ExtractOptions& options_;
+    const Session& session_;
+    const ExtractWish wish_;
+    FindingLog findings_;
 };
 
-void print_files(const std::set<fs::path>& paths, const TextOptions& options) {
-    Columns files;
-    files.add({"name", "size"});
-    for (const fs::path& path : paths) {
-        std::error_code error;
-        const std::string size = std::to_string(fs::file_size(path, error)) + " bytes";
-        files.add({printable(path.native()), size});
-        if (!options.laid_out) std::cout << printable(path.native()) << ": " << size << '\n';
-    }
-    if (options.laid_out) files.print(std::cout, options.style, "files");
-}
-
 int extract(const ExtractOptions& options, const Session& session) {
-    std::optional<UnnamedFiles> files;  // made when the source is known to open
-    const auto run = [&](int log_level, const char* url) {
-        return mpegts_api_tsExtract(log_level, url, files.emplace(options.directory).folder());
-    };
-    const TextOptions text_options = text_options_for(STDOUT_FILENO, false);
-    const int status = run_library_tool({options.source, options.directory, run}, session,
-                                        std::cout, text_options);
-    if (status == kExitOk) print_files(files->give_names(), text_options);
-    return status;
+    try {
+        return Extraction(options, session).run();
+    } catch (const UsageError& error) {
+        complain(options.source, error.what());
+        return kExitUsage;
+    }
 }
 
 }  // namespace
 
 int run_command(const ExtractOptions& options, const Session& session) {
-    const bool made = mkdir(options.directory.c_str(), 0777) == 0;
-    const int status =
-        run_copy({options.source, options.directory}, [&] { return extract(options, session); });
-    if (status != kExitOk && made) rmdir(options.directory.c_str());
-    return status;
+    return run_copy({options.source, options.directory}, [&] { return extract(options, session); });
 }
 
 }  // namespace zvprobe

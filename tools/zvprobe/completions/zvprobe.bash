@@ -42,7 +42,7 @@ _zvprobe() {
             mapfile -t COMPREPLY < <(compgen -W "udp:// tcp://" -- "$current")
             return
             ;;
-        --indicators | --limit | --interval | --program | --pmt | --pcr | --es | --from | --stream | --service | --provider \
+        --indicators | --limit | --interval | --pid | --program | --pmt | --pcr | --es | --from | --stream | --service | --provider \
             | --name | --count | *=) return ;;
     esac
 
@@ -52,6 +52,7 @@ _zvprobe() {
         "") options=$probe words=$commands ;;
         probe) options=$probe ;;
         monitor) options="--interval --json-lines --resolver --stats $limits" ;;
+        extract) options="--pid --program --sections" ;;
         pace) options="--to --by" ;;
         remap) options="--program --pmt --pcr --es --from" ;;
         build)

@@ -52,6 +52,11 @@ for condition in $no_command "__zvprobe_seen probe" $monitor
     complete -c zvprobe -n $condition -x -l limit -d 'One of them: NAME=N'
 end
 
+set -l extract "__zvprobe_seen extract"
+complete -c zvprobe -n $extract -x -l pid -d 'Only this PID'
+complete -c zvprobe -n $extract -x -l program -d 'Only this programme'
+complete -c zvprobe -n $extract -l sections -d 'Tables as well'
+
 complete -c zvprobe -n "__zvprobe_seen pace" -x -l to -a 'udp:// tcp://' -d 'Where to'
 complete -c zvprobe -n "__zvprobe_seen pace" -x -l by -a 'pcr pts' -d 'Clock to follow'
 

@@ -80,6 +80,12 @@ ZvSurveyTotals SurveyRun::totals() const {
     return totals;
 }
 
+std::optional<ZvSurveyPid> SurveyRun::pid(uint16_t number) const {
+    ZvSurveyPid pid = {};
+    if (zvsurvey_pid_by_number(survey_.get(), number, &pid, sizeof pid) != 1) return std::nullopt;
+    return pid;
+}
+
 Json SurveyRun::json() const {
     std::string text;
     const auto append = [](void* arg, const char* piece, size_t size) {

@@ -6,6 +6,7 @@
 #include <exception>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <span>
 
 #include "base/json.h"
@@ -40,6 +41,10 @@ class SurveyRun {
     void finish();
 
     ZvSurveyTotals totals() const;
+
+    // -> what is known of a PID; nothing when it was not seen
+    std::optional<ZvSurveyPid> pid(uint16_t number) const;
+
     Json json() const;
 
   private:
