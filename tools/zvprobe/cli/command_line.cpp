@@ -20,6 +20,7 @@ namespace {
 
 constexpr char kInHelp[] = "Options";  // the group of all that say nothing else
 
+constexpr unsigned kMostJobs = 256;
 constexpr double kShortestInterval_s = 0.1;
 constexpr double kLongestInterval_s = 86400;
 
@@ -119,6 +120,9 @@ void add_probe_options(CLI::App& app, ProbeSettings& settings, const char* detai
     app.add_flag("--pace", options.pace, "Feed in real time, by the PCR or by PTS")
         ->option_text("[=pts]")
         ->check(check_pace);
+    app.add_option("--jobs", options.jobs, "Read so many sources at a time (all cores)")
+        ->type_name("N")
+        ->check(CLI::Range(1u, kMostJobs));
     app.add_option("--indicators", settings.indicators,
                    "With --strict: these count as errors, too (1,2.3)")
         ->type_name("LIST")

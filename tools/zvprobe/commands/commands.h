@@ -3,6 +3,7 @@
 // the command line's (command_line.h).
 #pragma once
 
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -20,7 +21,8 @@ struct ProbeOptions {
     bool strict = false;
     IndicatorChoice indicators;  // that count as errors, too
     ZvSurveyLimits limits = {};
-    std::string pace;  // "pts", any other name for the PCR, or empty for full speed
+    std::string pace;   // "pts", any other name for the PCR, or empty for full speed
+    uint32_t jobs = 0;  // sources read at a time; 0: as many as there are cores
 };
 
 struct MonitorOptions {

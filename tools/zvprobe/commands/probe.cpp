@@ -4,11 +4,13 @@
 
 #include <algorithm>
 #include <iostream>
+#include <thread>
 #include <utility>
 
 #include "base/interrupt.h"
 #include "commands/commands.h"
 #include "commands/format_detect.h"
+#include "commands/side_by_side.h"
 #include "commands/ts_probe.h"
 #include "flv/flv_probe.h"
 #include "io/source.h"
@@ -138,31 +140,56 @@ ExitStatus status_of(const SourceReport& report, const ProbeOptions& options) {
     return std::visit(FindingsSeeker{options.indicators}, report.content) ? kExitFindings : kExitOk;
 }
 
+// As many as there are cores, unless packets are to come in real time.
+size_t jobs_of(const ProbeOptions& options) {
+    const size_t wanted = options.jobs > 0 ? options.jobs : std::thread::hardware_concurrency();
+    if (!options.pace.empty()) return 1;
+    return std::clamp<size_t>(wanted, 1, std::max<size_t>(options.sources.size(), 1));
+}
+
+// Prints reports one by one: text as they come, JSON when all are known.
+class ReportPrinter {
+  public:
+    explicit ReportPrinter(const ProbeOptions& options)
+        : options_(options),
+          text_options_(text_options_for(STDOUT_FILENO, options.statistics, options.resolver)) {}
+
+    void take(SourceReport report) {
+        status_ = std::max<int>(status_, status_of(report, options_));
+        if (report.failure) complain(report.name, report.failure->message);
+        if (options_.json) {
+            reports_.push_back(std::move(report));
+        } else if (report.has_content()) {
+            if (std::exchange(printed_any_, true)) std::cout << '\n';
+            print_text(std::cout, report, text_options_);
+            std::cout.flush();
+        }
+    }
+
+    // -> exit status
+    int finish() {
+        if (options_.json) print_json(std::cout, reports_);
+        return status_;
+    }
+
+  private:
+    const ProbeOptions& options_;
+    const TextOptions text_options_;
+    std::vector<SourceReport> reports_;
+    int status_ = kExitOk;
+    bool printed_any_ = false;
+};
+
 }  // namespace
 
-// Probes every source; text goes out as it comes, JSON when all is known.
 int run_command(const ProbeOptions& options, const Session& session) {
-    const TextOptions text_options =
-        text_options_for(STDOUT_FILENO, options.statistics, options.resolver);
-    std::vector<SourceReport> reports;
-    int status = kExitOk;
-    bool printed_any = false;
-    for (const std::string& name : options.sources) {
-        if (interrupted()) break;
-        SourceReport report = SourceProbe(name, options, session).run();
-        status = std::max<int>(status, status_of(report, options));
-        if (report.failure) complain(name, report.failure->message);
-        if (options.json) {
-            reports.push_back(std::move(report));
-            continue;
-        }
-        if (!report.has_content()) continue;
-        if (std::exchange(printed_any, true)) std::cout << '\n';
-        print_text(std::cout, report, text_options);
-        std::cout.flush();
-    }
-    if (options.json) print_json(std::cout, reports);
-    return status;
+    const size_t jobs = jobs_of(options);
+    const Session quiet = {session.verbosity, session.quiet || jobs > 1, session.log_file};
+    ReportPrinter printer(options);
+    SideBySide<SourceReport> probes(options.sources.size(), jobs);
+    probes.run([&](size_t i) { return SourceProbe(options.sources[i], options, quiet).run(); },
+               [&](size_t, SourceReport report) { printer.take(std::move(report)); });
+    return printer.finish();
 }
 
 }  // namespace zvprobe

@@ -18,7 +18,7 @@ _zvprobe() {
     local current=${COMP_WORDS[COMP_CWORD]} previous=${COMP_WORDS[COMP_CWORD - 1]}
     local common="--help --version --verbose --quiet --log"
     local limits="--limits --limit"
-    local probe="--json --resolver --stats --strict --pace --indicators $limits" options="" words="" files=yes
+    local probe="--json --resolver --stats --strict --pace --jobs --indicators $limits" options="" words="" files=yes
     local commands="probe monitor extract rtp pace remap flv-meta mp3-fix build" kinds="pat pmt sdt null"
     COMPREPLY=()
 
@@ -42,7 +42,7 @@ _zvprobe() {
             mapfile -t COMPREPLY < <(compgen -W "udp:// tcp://" -- "$current")
             return
             ;;
-        --indicators | --limit | --interval | --pid | --program | --pmt | --pcr | --es | --from | --stream | --service | --provider \
+        --indicators | --jobs | --limit | --interval | --pid | --program | --pmt | --pcr | --es | --from | --stream | --service | --provider \
             | --name | --count | *=) return ;;
     esac
 

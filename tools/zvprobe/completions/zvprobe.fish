@@ -39,6 +39,7 @@ for condition in $no_command "__zvprobe_seen probe"
     complete -c zvprobe -n $condition -l strict -d 'Exit with status 1 when a source has errors'
     complete -c zvprobe -n $condition -x -l indicators -d 'With --strict, these count as errors'
     complete -c zvprobe -n $condition -l pace -f -a 'pcr pts' -d 'Feed in real time'
+    complete -c zvprobe -n $condition -x -l jobs -d 'Sources read at a time'
 end
 
 set -l monitor "__zvprobe_seen monitor"

@@ -11,8 +11,9 @@ namespace zvprobe {
 
 void complain(const std::string& name, const std::string& message) {
     wipe_progress();
-    std::cerr << "zvprobe: " << (name.empty() ? "\"\"" : printable(name)) << ": " << message
-              << '\n';
+    // In one piece: other threads may complain at the same time.
+    const std::string shown = name.empty() ? "\"\"" : printable(name);
+    std::cerr << "zvprobe: " + shown + ": " + message + '\n';
 }
 
 }  // namespace zvprobe
