@@ -14,6 +14,7 @@
 #include "io/out_file.h"
 #include "io/source.h"
 #include "render/complaint.h"
+#include "render/flv_finding_text.h"
 #include "render/progress.h"
 #include "render/terminal.h"
 
@@ -48,7 +49,8 @@ FlvReport walk(const std::string& in, const Session& session, FlvCopyList& list)
     FlvProbeOptions options;
     options.on_tag = [&list](const FlvTag& tag) { list.add(tag); };
     FindingLog findings(in, session.verbosity > 0);
-    FlvReport report = probe_flv(findings, *source, first_window, options);
+    options.on_finding = telling(findings);
+    FlvReport report = probe_flv(*source, first_window, options);
     check_reading(*source);
     if (report.audio.tags + report.video.tags == 0)
         throw FlvMetaError(kExitUnknownFormat, "has neither audio nor video");

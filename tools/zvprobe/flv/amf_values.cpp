@@ -6,26 +6,12 @@
 #include <algorithm>
 #include <bit>
 
+#include "flv/amf0_types.h"
+
 namespace zvprobe {
 namespace {
 
-enum Marker : uint8_t {
-    kNumber = 0,
-    kBoolean = 1,
-    kString = 2,
-    kObject = 3,
-    kNull = 5,
-    kUndefined = 6,
-    kReference = 7,
-    kEcmaArray = 8,
-    kObjectEnd = 9,
-    kStrictArray = 10,
-    kDate = 11,
-    kLongString = 12,
-    kUnsupported = 13,
-    kXmlDocument = 15,
-    kTypedObject = 16,
-};
+using namespace zv::flv;
 
 class AmfReader {
   public:
@@ -45,7 +31,7 @@ class AmfReader {
     }
 
   private:
-    static constexpr uint8_t kEnd[] = {0, 0, kObjectEnd};
+    static constexpr uint8_t kEnd[] = {0, 0, kAmfObjectEnd};
 
     uint64_t be(size_t bytes) {
         if (rest_.size() < bytes) failed_ = true;
@@ -82,7 +68,7 @@ class AmfReader {
         object.type = AmfValue::Type::kObject;
         while (!failed_) {
             std::string key = text(2);
-            if (key.empty() && !rest_.empty() && rest_[0] == kObjectEnd) {
+            if (key.empty() && !rest_.empty() && rest_[0] == kAmfObjectEnd) {
                 be(1);
                 return;
             }
@@ -103,45 +89,45 @@ class AmfReader {
         const auto marker = static_cast<uint8_t>(be(1));
         if (failed_) return out;
         switch (marker) {
-            case kNumber:
+            case kAmfNumber:
                 out.type = AmfValue::Type::kNumber;
                 out.number = std::bit_cast<double>(be(8));
                 break;
-            case kBoolean:
+            case kAmfBoolean:
                 out.type = AmfValue::Type::kBoolean;
                 out.number = be(1) != 0 ? 1 : 0;
                 break;
-            case kDate:
+            case kAmfDate:
                 out.type = AmfValue::Type::kDate;
                 out.number = std::bit_cast<double>(be(8));
                 be(2);  // a time zone that writers leave 0 and readers ignore
                 break;
-            case kString:
-            case kLongString:
-            case kXmlDocument:
+            case kAmfString:
+            case kAmfLongString:
+            case kAmfXmlDocument:
                 out.type = AmfValue::Type::kText;
-                out.text = text(marker == kString ? 2 : 4);
+                out.text = text(marker == kAmfString ? 2 : 4);
                 break;
-            case kTypedObject:
+            case kAmfTypedObject:
                 text(2);  // the name of its class
                 members(out, depth);
                 break;
-            case kEcmaArray:
+            case kAmfEcmaArray:
                 be(4);  // a count that is a hint only: the end marker decides
                 members(out, depth);
                 break;
-            case kObject:
+            case kAmfObject:
                 members(out, depth);
                 break;
-            case kStrictArray:
+            case kAmfStrictArray:
                 elements(out, depth);
                 break;
-            case kReference:
+            case kAmfReference:
                 be(2);
                 break;
-            case kNull:
-            case kUndefined:
-            case kUnsupported:
+            case kAmfNull:
+            case kAmfUndefined:
+            case kAmfUnsupported:
                 break;
             default:
                 failed_ = true;

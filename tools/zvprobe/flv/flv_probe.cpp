@@ -145,11 +145,11 @@ class ReportBuilder {
 
 }  // namespace
 
-FlvReport probe_flv(FindingLog& findings, Source& source, std::span<const uint8_t> first_window,
+FlvReport probe_flv(Source& source, std::span<const uint8_t> first_window,
                     const FlvProbeOptions& options) {
     constexpr uint64_t kProgressMask = 255;
     ByteCursor cursor(source, first_window);
-    FlvWalk walk(cursor, findings);
+    FlvWalk walk(cursor, options.on_finding);
     ReportBuilder builder;
     FlvTag tag;
     walk.begin();

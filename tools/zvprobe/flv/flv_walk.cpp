@@ -6,7 +6,6 @@
 #include <cstring>
 
 #include "base/bytes.h"
-#include "base/texts.h"
 #include "flv.h"
 
 namespace zvprobe {
@@ -147,17 +146,18 @@ bool FlvWalk::read_tag(FlvTag& tag) {
 
 void FlvWalk::note_cut_off(const FlvTag& tag) {
     reading_.truncated = TruncatedTag{tag.offset, tag.type, tag.size() + kSizeWord};
-    if (findings_.next()) findings_.tell(tag.offset, "the tag is cut off");
+    tell({tag.offset, FlvFinding::Kind::kCutOff});
+}
+
+void FlvWalk::tell(const FlvFinding& finding) const {
+    if (on_finding_) on_finding_(finding);
 }
 
 void FlvWalk::check_size_word(uint64_t offset, uint32_t expected, uint32_t found) {
     in_step_ = found == expected;
     if (in_step_) return;
     reading_.mismatches.add({offset, expected, found});
-    if (findings_.next()) {
-        findings_.tell(offset, "size word " + std::to_string(found) + " behind a tag of " +
-                                   counted(expected, "byte", "bytes"));
-    }
+    tell({offset, FlvFinding::Kind::kSizeWord, found, expected});
 }
 
 void FlvWalk::find_tag() {
@@ -177,8 +177,7 @@ void FlvWalk::find_tag() {
     reading_.skipped_bytes += skipped;
     reading_.bytes = cursor_.position();
     reading_.losses.add({lost_at, skipped});
-    if (findings_.next())
-        findings_.tell(lost_at, "no tag, " + counted(skipped, "byte", "bytes") + " skipped");
+    tell({lost_at, FlvFinding::Kind::kNoTag, skipped});
 }
 
 // What a signal cut off is no damage, and not counted as read.
