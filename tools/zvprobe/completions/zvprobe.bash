@@ -54,6 +54,7 @@ _zvprobe() {
         monitor) options="--interval --json-lines --resolver --stats $limits" ;;
         pace) options="--to --by" ;;
         remap) options="--program --pmt --pcr --es --from" ;;
+        flv-meta) options="--update --rebase" ;;
         build)
             case $(_zvprobe_first_of $kinds) in
                 "") words=$kinds files=no ;;

@@ -15,16 +15,23 @@ using namespace zv::flv;
 
 class AmfReader {
   public:
-    explicit AmfReader(std::span<const uint8_t> body) : rest_(body) {}
+    AmfReader(std::span<const uint8_t> body, size_t most_values)
+        : rest_(body), size_(body.size()), most_values_(most_values) {}
+
+    std::string name() {
+        const AmfValue name = value(0);
+        return name.type == AmfValue::Type::kText ? name.text : std::string();
+    }
 
     ScriptData read() {
         ScriptData script;
-        const AmfValue name = value(0);
-        if (name.type == AmfValue::Type::kText) script.name = name.text;
+        script.name = name();
+        members_ = &script.members;
         while (!failed_ && !rest_.empty()) {
             // Writers differ in whether an end marker closes the whole body.
             if (std::ranges::equal(rest_, kEnd)) break;
             append(script.values, 0);
+            members_ = nullptr;
         }
         script.complete = !failed_ && !left_out_;
         return script;
@@ -55,7 +62,7 @@ class AmfReader {
     // Reads a value, and stores it where there is room for it and it makes sense.
     // -> true when it was stored
     bool append(std::vector<AmfValue>& items, int depth) {
-        const bool room = stored_ < ScriptData::kMaxValues;
+        const bool room = stored_ < most_values_;
         left_out_ |= !room;
         stored_ += room ? 1 : 0;  // before its items, which must not take its place
         AmfValue item = value(depth);
@@ -63,6 +70,8 @@ class AmfReader {
         if (room && useful) items.push_back(std::move(item));
         return room && useful;
     }
+
+    size_t position() const { return size_ - rest_.size(); }
 
     void members(AmfValue& object, int depth) {
         object.type = AmfValue::Type::kObject;
@@ -72,7 +81,11 @@ class AmfReader {
                 be(1);
                 return;
             }
-            if (append(object.items, depth + 1)) object.keys.push_back(std::move(key));
+            const size_t begin = position();
+            const bool stored = append(object.items, depth + 1);
+            if (members_ != nullptr && depth == 0 && !failed_)
+                members_->push_back({key, begin, position()});
+            if (stored) object.keys.push_back(std::move(key));
         }
     }
 
@@ -136,6 +149,9 @@ class AmfReader {
     }
 
     std::span<const uint8_t> rest_;
+    size_t size_;                                // of the body
+    std::vector<AmfMember>* members_ = nullptr;  // where to note those of the first value
+    size_t most_values_;
     size_t stored_ = 0;
     bool failed_ = false;
     bool left_out_ = false;
@@ -148,8 +164,12 @@ const AmfValue* AmfValue::find(std::string_view key) const {
     return at == keys.end() ? nullptr : &items[static_cast<size_t>(at - keys.begin())];
 }
 
-ScriptData read_script_data(std::span<const uint8_t> body) {
-    return AmfReader(body).read();
+ScriptData read_script_data(std::span<const uint8_t> body, size_t most_values) {
+    return AmfReader(body, most_values).read();
+}
+
+std::string script_name(std::span<const uint8_t> body) {
+    return AmfReader(body, 0).name();
 }
 
 }  // namespace zvprobe

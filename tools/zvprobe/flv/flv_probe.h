@@ -9,10 +9,18 @@
 
 namespace zvprobe {
 
+struct FlvTagFacts {
+    bool meta_data = false;  // onMetaData
+    bool frame = false;      // holds one or more
+    bool key_frame = false;  // of the first video track
+    int64_t time = 0;        // of the frame, ms
+};
+
+// All may be empty.
 struct FlvProbeOptions {
-    std::function<void(uint64_t bytes)> on_progress;  // called now and then
-    std::function<void(const FlvTag&)> on_tag;        // called for each whole tag; may be empty
-    FlvFindings on_finding;                           // told what is wrong; may be empty
+    std::function<void(uint64_t bytes)> on_progress;                // called now and then
+    std::function<void(const FlvTag&, const FlvTagFacts&)> on_tag;  // called for each whole tag
+    FlvFindings on_finding;                                         // told what is wrong
 };
 
 // first_window: what source.next(0) gave; it starts like an FLV file

@@ -24,6 +24,7 @@ struct FlvTag {
     bool filtered = false;   // the body is encrypted
     uint32_t timestamp = 0;  // ms, extension byte included
     uint32_t data_len = 0;
+    uint32_t stream_id = 0;      // always 0
     uint32_t size_word = 0;      // the one behind it
     std::vector<uint8_t> bytes;  // header, and of the body as much as its type calls for
 
@@ -51,7 +52,8 @@ struct FlvReading {
     uint32_t header_length = 0;
     uint64_t bytes = 0;
     uint64_t tags = 0;
-    uint64_t tag_bytes = 0;  // with their size words
+    uint64_t tag_bytes = 0;       // with their size words
+    uint64_t stream_id_tags = 0;  // that have a stream id
     CappedList<SizeMismatch> mismatches;
     CappedList<Gap> losses;      // places where no tag stands, up to the next one or the end
     uint64_t skipped_bytes = 0;  // of these
@@ -69,6 +71,13 @@ struct FlvFinding {
         kSizeWord,  // says `found` after a tag of `expected` bytes
         kNoTag,     // `found` bytes skipped
         kCutOff,    // the last tag
+        kStreamId,  // the first tag with one, `found`
+        kStepBack,  // the time stamp `found` ms after `expected` of the same track
+        kJump,      // likewise, of all tracks
+        kWrap,      // likewise
+        kNoConfig,  // the first frame before its configuration
+        kConfigChanged,
+        kSecondMetaData,
     };
 
     uint64_t offset;
