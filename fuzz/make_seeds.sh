@@ -115,6 +115,14 @@ seed zvprobe_read ts '\000' three-programs.ts 0 5640
 seed zvprobe_read timed-text '\004' single-192.m2ts 0 5760
 seed zvprobe_read made '\005\000\010\001\002\000\001\001\003\133\120\020\133\000\020\002\000\003\101\020\003\102\020'
 seed zvprobe_read flv '\000' h264-aac.flv 0 4096
+flv='FLV\001\005\000\000\000\011\000\000\000\000'
+meta='\022\000\000\045\000\000\000\000\000\000\000\002\000\012onMetaData\010\000\000\000\001\000\005width\000@t\000\000\000\000\000\000\000\000\011\000\000\000\060'
+av1='\011\000\000\026\000\000\000\000\000\000\000\220av\060\061\201\000\000\000\012\013\000\000\000\004<\376\314\373\371\000@\000\000\000!'
+two_tracks='\010\000\000\036\377\377\360\377\000\000\000\225\040mp\064a\000\000\000\002\022\020Opus\007\000\000\012OpusHead\001\006\000\000\000)'
+vp9='\011\000\000\016\377\377\370\377\000\000\000\223vp\060\071\242I\203B\340\023\360\013\066\000\000\000\031'
+extended='\011\000\000\022\000\000\010\000\000\000\000\227\000\000\001vp\060\070\320T\000\235\001*@\001\264\000\000\000\000\035'
+enhanced="$flv$meta$av1$two_tracks$vp9$extended"
+seed zvprobe_read flv-enhanced "\000$enhanced"
 seed zvprobe_read mp3 '\000' mpeg1-layer3.mp3 0 4096
 
 free='\377\373\000\100'
@@ -127,6 +135,8 @@ seed zvprobe_copy mp3-fix-free-tags "\040$free$fill$free$fill$free$fill$ape$lyri
 # mode; a file
 seed zvprobe_copy flv-meta '\001' h264-aac.flv 0 6144
 seed zvprobe_copy flv-meta-h263 '\001' h263-mp3.flv 0 4096
+seed zvprobe_copy flv-meta-enhanced "\003$enhanced"
+seed zvprobe_copy flv-meta-rebase '\003' h264-aac.flv 0 6144
 seed zvprobe_copy mp3-fix '\040' mpeg1-layer3.mp3 0 4096
 seed zvprobe_copy mp3-fix-layer2 '\040' mpeg1-layer2.mp2 100 4096
 seed zvprobe_copy remap '\012' single.ts 0 7520

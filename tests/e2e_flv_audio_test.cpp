@@ -54,7 +54,7 @@ TEST_F(Flv, IsDescribedWithWhatItsTagsHold) {
     EXPECT_EQ(flv["library"]["info"], "video:AVC(H.264),29.97,720X480,audio:AAC,44100");
     const json& tags = flv["tags"];
     EXPECT_EQ(json({tags["audio"], tags["video"], tags["script"]}), json({175, 102, 1}));
-    EXPECT_EQ(flv["duration_s"], 4.074);
+    EXPECT_EQ(flv["duration_s"], 4.097);
     EXPECT_EQ(flv["video"]["key_frames"], 4);
     EXPECT_EQ(flv["video"]["size"], json({{"width", 320}, {"height", 180}}));
     EXPECT_EQ(flv["video"]["avc_config"]["length"], 45);
@@ -108,7 +108,7 @@ TEST_F(Flv, HasScriptDataOfAnyDepthAndLength) {
     for (const Bytes& body : {nested, static_cast<const Bytes&>(bomb), liar})
         tags += text_of(script_tag(body));
     const json flv = probe_bytes(flv_file(tags));
-    EXPECT_EQ(flv["duration_s"], 16777.216);
+    EXPECT_EQ(flv["timestamps"]["first_ms"], 1 << 24);
     const json& cue = flv["script_data"][0]["values"][0];
     EXPECT_EQ(cue.dump(), R"({"a":[true,null],"d":{"unix_ms":8589934592.0}})");
     for (const size_t i : {0u, 1u, 2u})
@@ -153,25 +153,6 @@ TEST_F(Flv, IsReadAndCopiedWholeAcrossWindows) {
     EXPECT_EQ(copied.status, 0) << copied.err;
     EXPECT_NE(copied.out.find(": 24001 tags"), copied.out.npos) << copied.out;
     EXPECT_TRUE(read_file(dir_ / "copy.flv").ends_with(tags));
-}
-
-TEST_F(Flv, GetsFreshMetaDataAndKeepsItsTags) {
-    for (const char* const name : {"h264-aac.flv", "h263-mp3.flv"}) {
-        ASSERT_EQ(shell("zvprobe flv-meta '" + media(name) + "' out").status, 0);
-        const std::string written = read_file(dir_ / "out");
-        const std::string tags = read_file(media(name)).substr(kSecondTag);
-        EXPECT_EQ(written.size(), 453 + tags.size());
-        EXPECT_TRUE(written.ends_with(tags));
-        const json flv = probe("out");
-        const json& values = flv["script_data"][0]["values"][0];
-        EXPECT_EQ(values["filesize"], written.size());
-        EXPECT_EQ(values["duration"], flv["duration_s"]);
-        EXPECT_EQ(values["height"], 180);
-        EXPECT_EQ(values["framerate"], 25);
-        EXPECT_EQ(values["stereo"], false);
-        EXPECT_EQ(shell("zvprobe --strict out && zvprobe -q flv-meta out out").status, 0);
-        EXPECT_EQ(read_file(dir_ / "out"), written);
-    }
 }
 
 TEST_F(Flv, IsRepairedByTheWay) {

@@ -40,6 +40,9 @@ class Amf {
     }
     Amf& object() { return raw({3}); }
     Amf& object(std::string_view name) { return key(name).object(); }
+    Amf& date(std::string_view name, double ms) {
+        return key(name).raw({11}).length(std::bit_cast<uint64_t>(ms), 8).raw({0, 0});
+    }
     Amf& ecma_array(uint64_t claimed_count) { return raw({8}).length(claimed_count, 4); }
     Amf& end() { return raw({0, 0, 9}); }
 
@@ -64,7 +67,12 @@ class FlvTag {
     FlvTag(int type, Bytes body) : type_(type), body_(std::move(body)) {}
 
     FlvTag& filtered() { return type_ |= 0x20, *this; }
+    FlvTag& at(uint32_t ms) {
+        stamp_ = ms & 0xFFFFFF;
+        return extension_byte(static_cast<uint8_t>(ms >> 24));
+    }
     FlvTag& extension_byte(uint8_t value) { return extension_ = value, *this; }
+    FlvTag& stream_id(uint32_t value) { return stream_id_ = value, *this; }
     FlvTag& overstate_length_by(int bytes) { return length_lie_ = bytes, *this; }
     FlvTag& misstate_size_word_by(int bytes) { return size_word_lie_ = bytes, *this; }
 
@@ -72,7 +80,9 @@ class FlvTag {
         const auto size = static_cast<int64_t>(body_.size());
         Bytes out{static_cast<uint8_t>(type_)};
         append_big_endian(out, static_cast<uint64_t>(size + length_lie_), 3);
-        out.insert(out.end(), {0, 0, 0, extension_, 0, 0, 0});
+        append_big_endian(out, stamp_, 3);
+        out.push_back(extension_);
+        append_big_endian(out, stream_id_, 3);
         out.insert(out.end(), body_.begin(), body_.end());
         append_big_endian(out, static_cast<uint64_t>(size + 11 + size_word_lie_), 4);
         return out;
@@ -81,7 +91,9 @@ class FlvTag {
   private:
     int type_;
     Bytes body_;
+    uint32_t stamp_ = 0;
     uint8_t extension_ = 0;
+    uint32_t stream_id_ = 0;
     int64_t length_lie_ = 0;
     int64_t size_word_lie_ = 0;
 };

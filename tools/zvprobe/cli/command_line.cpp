@@ -316,9 +316,21 @@ void add_flv_meta(CLI::App& root, CommandLine& line) {
     const auto options = std::make_shared<FlvMetaOptions>();
     CLI::App& command =
         *root.add_subcommand("flv-meta", "Copy an FLV file with a fresh onMetaData block");
-    add_copy_files(command, *options, "The FLV file");
+    command.add_option("IN", options->in, "The FLV file")->required();
+    CLI::Option* const out = command.add_option(
+        "OUT", options->out, "The copy, which may replace IN; - for standard output");
+    CLI::Option* const update =
+        command.add_flag("--update", options->update, "Replace IN by the copy, once that is whole");
+    update->excludes(out);
+    command.add_flag("--rebase", options->rebase, "Move the time stamps so that they begin at 0");
     add_exit_help(command, {kExitOk, kExitUsage, kExitCannotOpen, kExitUnknownFormat});
-    when_named(command, line, options);
+    command.callback([options, &line] {
+        if (options->update)
+            options->out = options->in;
+        else if (options->out.empty())
+            throw CLI::RequiredError("OUT or --update");
+        choose(line, options);
+    });
 }
 
 void add_mp3_fix(CLI::App& root, CommandLine& line) {

@@ -59,7 +59,10 @@ struct CopyFiles {
     std::string out;
 };
 
-struct FlvMetaOptions : CopyFiles {};
+struct FlvMetaOptions : CopyFiles {
+    bool update = false;  // the copy replaces the file
+    bool rebase = false;  // move the time stamps to 0
+};
 
 struct Mp3FixOptions : CopyFiles {};
 

@@ -3,8 +3,11 @@
 // its tags are copied as they are.
 #include <unistd.h>
 
+#include <algorithm>
 #include <iostream>
+#include <vector>
 
+#include "base/bytes.h"
 #include "base/exit_status.h"
 #include "base/printable.h"
 #include "commands/commands.h"
@@ -14,6 +17,7 @@
 #include "io/out_file.h"
 #include "io/source.h"
 #include "render/complaint.h"
+#include "render/flv_finding_text.h"
 #include "render/progress.h"
 #include "render/terminal.h"
 
@@ -46,11 +50,12 @@ FlvReport walk(const std::string& in, const Session& session, FlvCopyList& list)
     const auto first_window = first_window_of(*source);
     if (!starts_like_flv(first_window)) throw FlvMetaError(kExitUnknownFormat, "not an FLV file");
     FlvProbeOptions options;
-    options.on_tag = [&list](const FlvTag& tag) { list.add(tag); };
+    options.on_tag = [&list](const FlvTag& tag, const FlvTagFacts& facts) { list.add(tag, facts); };
     FindingLog findings(in, session.verbosity > 0);
-    FlvReport report = probe_flv(findings, *source, first_window, options);
+    options.on_finding = telling(findings);
+    FlvReport report = probe_flv(*source, first_window, options);
     check_reading(*source);
-    if (report.audio.tags + report.video.tags == 0)
+    if (report.audio_tags + report.video_tags == 0)
         throw FlvMetaError(kExitUnknownFormat, "has neither audio nor video");
     check_account(report.reading, *source->size());
     return report;
@@ -59,21 +64,16 @@ FlvReport walk(const std::string& in, const Session& session, FlvCopyList& list)
 // Writes the listed tags, and counts what it writes.
 class TagCopy {
   public:
-    TagCopy(Source& source, OutFile& out) : cursor_(source, source.next(0)), out_(out) {}
+    TagCopy(Source& source, OutFile& out, FlvTimeShift& shift)
+        : cursor_(source, source.next(0)), out_(out), shift_(shift) {}
 
     // -> false where the source ends before the piece does
     bool add(const FlvCopyList::Piece& piece) {
         cursor_.skip(piece.offset - cursor_.position());
-        for (uint64_t left = piece.length; left > 0;) {
-            const auto bytes = cursor_.take(left);
-            if (bytes.empty()) return false;
-            write(bytes);
-            left -= bytes.size();
-        }
-        if (!piece.size_word) return true;
+        const bool whole = shift_.moves() ? copy_moved(piece.length) : copy(piece.length);
+        if (!whole || !piece.size_word) return whole;
         uint8_t word[ZV_FLV_PREVIOUS_TAG_SIZE];
-        for (size_t i = 0; i < sizeof word; ++i)
-            word[i] = static_cast<uint8_t>(*piece.size_word >> (24 - 8 * i));
+        put_big_endian(word, *piece.size_word);
         write(word);
         return true;
     }
@@ -85,6 +85,43 @@ class TagCopy {
     }
 
   private:
+    static void put_big_endian(std::span<uint8_t> out, uint32_t value) {
+        for (auto at = out.rbegin(); at != out.rend(); ++at, value >>= 8)
+            *at = static_cast<uint8_t>(value);
+    }
+
+    // -> false where the source ends before, as the next does
+    bool copy(uint64_t length) {
+        for (uint64_t left = length; left > 0;) {
+            const auto bytes = cursor_.take(left);
+            if (bytes.empty()) return false;
+            write(bytes);
+            left -= bytes.size();
+        }
+        return true;
+    }
+
+    // Tag by tag; the last one may lack its size word, which is written after the piece.
+    bool copy_moved(uint64_t length) {
+        for (uint64_t left = length; left > 0;) {
+            header_.clear();
+            cursor_.read(ZV_FLV_TAG_HEADER_SIZE, header_);
+            if (header_.size() < ZV_FLV_TAG_HEADER_SIZE) return false;
+            const std::span header(header_);
+            const uint32_t stamp = big_endian(header.subspan(4, 3)) | uint32_t{header[7]} << 24;
+            const uint32_t moved = shift_.moved_stamp(bytes_, stamp);
+            put_big_endian(header.subspan(4, 3), moved);
+            header[7] = static_cast<uint8_t>(moved >> 24);
+            const uint64_t body = big_endian(header.subspan(1, 3)) + ZV_FLV_PREVIOUS_TAG_SIZE;
+            write(header);
+            left -= std::min<uint64_t>(left, header.size());
+            const uint64_t rest = std::min(left, body);
+            if (!copy(rest)) return false;
+            left -= rest;
+        }
+        return true;
+    }
+
     void write(std::span<const uint8_t> bytes) {
         out_.write(bytes);
         counter_.take(bytes);
@@ -93,17 +130,29 @@ class TagCopy {
 
     ByteCursor cursor_;
     OutFile& out_;
+    FlvTimeShift& shift_;
+    std::vector<uint8_t> header_;
     FlvTagCounter counter_;
     uint64_t bytes_ = 0;
 };
 
+FlvTimeShift shift_for(const FlvMetaOptions& options, const FlvReport& report,
+                       const FlvCopyList& list) {
+    if (!options.rebase || report.times.empty()) return {};
+    FlvTimeShift shift(report.times, list);
+    if (!shift.fits())
+        throw FlvMetaError(kExitCannotOpen, "is too long for its time stamps, nothing is written");
+    return shift;
+}
+
 void copy(const FlvMetaOptions& options, const Session& session, const FlvReport& report,
           const FlvCopyList& list) {
+    FlvTimeShift shift = shift_for(options, report, list);
     const auto source = open_source(options.in);
     Progress progress(list.bytes(), !session.quiet && is_terminal(STDERR_FILENO));
     OutFile out(options.out);
-    TagCopy tags(*source, out);
-    out.write(make_flv_start(report, list.bytes()));
+    TagCopy tags(*source, out, shift);
+    out.write(make_flv_start(report, list, shift));
     for (const FlvCopyList::Piece& piece : list.pieces()) {
         if (!tags.add(piece)) break;
         progress.show(out.written());
@@ -113,7 +162,7 @@ void copy(const FlvMetaOptions& options, const Session& session, const FlvReport
         throw FlvMetaError(kExitCannotOpen, "changed while it was read, nothing is written");
     out.commit();
     if (!session.quiet && !is_standard_output(options.out)) {
-        std::cout << printable(options.out) << ": " << list.tags() << " tags behind onMetaData, "
+        std::cout << printable(options.out) << ": " << list.tags() << " tags after onMetaData, "
                   << out.written() << " bytes\n";
     }
 }
@@ -130,6 +179,8 @@ int rewrite(const FlvMetaOptions& options, const Session& session) {
     try {
         FlvCopyList list;
         const FlvReport report = walk(options.in, session, list);
+        if (list.loses_old_values())
+            complain(options.in, "not all of the old onMetaData can be kept");
         warn_of_damage(options, report.reading);
         copy(options, session, report, list);
         return kExitOk;

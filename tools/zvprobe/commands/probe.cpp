@@ -15,6 +15,7 @@
 #include "flv/flv_probe.h"
 #include "io/source.h"
 #include "render/complaint.h"
+#include "render/flv_finding_text.h"
 #include "render/json_report.h"
 #include "render/mpeg_audio_findings.h"
 #include "render/progress.h"
@@ -96,7 +97,8 @@ class SourceProbe {
         Progress progress = make_progress(source);
         FlvProbeOptions options;
         options.on_progress = [&progress](uint64_t bytes) { progress.show(bytes); };
-        return probe_flv(findings_, source, first_window, options);
+        options.on_finding = telling(findings_);
+        return probe_flv(source, first_window, options);
     }
 
     // After a large tag there may be anything.

@@ -55,6 +55,7 @@ _zvprobe() {
         extract) options="--pid --program --sections" ;;
         pace) options="--to --by" ;;
         remap) options="--program --pmt --pcr --es --from" ;;
+        flv-meta) options="--update --rebase" ;;
         build)
             case $(_zvprobe_first_of $kinds) in
                 "") words=$kinds files=no ;;

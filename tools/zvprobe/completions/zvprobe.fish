@@ -68,6 +68,9 @@ complete -c zvprobe -n $remap -x -l pcr -d 'New PID of the PCR'
 complete -c zvprobe -n $remap -x -l es -d 'New PIDs of the streams'
 complete -c zvprobe -n $remap -x -l from -d 'Programme to take'
 
+complete -c zvprobe -n "__zvprobe_seen flv-meta" -l update -d 'Replace the file by the copy'
+complete -c zvprobe -n "__zvprobe_seen flv-meta" -l rebase -d 'Move the time stamps to 0'
+
 complete -c zvprobe -n "$in_build; and not __zvprobe_seen $kinds" -x -a "$kinds"
 set -l pmt "$in_build; and __zvprobe_seen pmt"
 set -l sdt "$in_build; and __zvprobe_seen sdt"

@@ -6,46 +6,39 @@
 #include <algorithm>
 #include <bit>
 
+#include "flv/amf0_types.h"
+
 namespace zvprobe {
 namespace {
 
-enum Marker : uint8_t {
-    kNumber = 0,
-    kBoolean = 1,
-    kString = 2,
-    kObject = 3,
-    kNull = 5,
-    kUndefined = 6,
-    kReference = 7,
-    kEcmaArray = 8,
-    kObjectEnd = 9,
-    kStrictArray = 10,
-    kDate = 11,
-    kLongString = 12,
-    kUnsupported = 13,
-    kXmlDocument = 15,
-    kTypedObject = 16,
-};
+using namespace zv::flv;
 
 class AmfReader {
   public:
-    explicit AmfReader(std::span<const uint8_t> body) : rest_(body) {}
+    AmfReader(std::span<const uint8_t> body, size_t most_values)
+        : rest_(body), size_(body.size()), most_values_(most_values) {}
+
+    std::string name() {
+        const AmfValue name = value(0);
+        return name.type == AmfValue::Type::kText ? name.text : std::string();
+    }
 
     ScriptData read() {
         ScriptData script;
-        const AmfValue name = value(0);
-        if (name.type == AmfValue::Type::kText) script.name = name.text;
+        script.name = name();
+        members_ = &script.members;
         while (!failed_ && !rest_.empty()) {
             // Writers differ in whether an end marker closes the whole body.
             if (std::ranges::equal(rest_, kEnd)) break;
             append(script.values, 0);
+            members_ = nullptr;
         }
         script.complete = !failed_ && !left_out_;
         return script;
     }
 
   private:
-    static constexpr uint8_t kEnd[] = {0, 0, kObjectEnd};
+    static constexpr uint8_t kEnd[] = {0, 0, kAmfObjectEnd};
 
     uint64_t be(size_t bytes) {
         if (rest_.size() < bytes) failed_ = true;
@@ -69,7 +62,7 @@ class AmfReader {
     // Reads a value, and stores it where there is room for it and it makes sense.
     // -> true when it was stored
     bool append(std::vector<AmfValue>& items, int depth) {
-        const bool room = stored_ < ScriptData::kMaxValues;
+        const bool room = stored_ < most_values_;
         left_out_ |= !room;
         stored_ += room ? 1 : 0;  // before its items, which must not take its place
         AmfValue item = value(depth);
@@ -78,15 +71,21 @@ class AmfReader {
         return room && useful;
     }
 
+    size_t position() const { return size_ - rest_.size(); }
+
     void members(AmfValue& object, int depth) {
         object.type = AmfValue::Type::kObject;
         while (!failed_) {
             std::string key = text(2);
-            if (key.empty() && !rest_.empty() && rest_[0] == kObjectEnd) {
+            if (key.empty() && !rest_.empty() && rest_[0] == kAmfObjectEnd) {
                 be(1);
                 return;
             }
-            if (append(object.items, depth + 1)) object.keys.push_back(std::move(key));
+            const size_t begin = position();
+            const bool stored = append(object.items, depth + 1);
+            if (members_ != nullptr && depth == 0 && !failed_)
+                members_->push_back({key, begin, position()});
+            if (stored) object.keys.push_back(std::move(key));
         }
     }
 
@@ -103,45 +102,45 @@ class AmfReader {
         const auto marker = static_cast<uint8_t>(be(1));
         if (failed_) return out;
         switch (marker) {
-            case kNumber:
+            case kAmfNumber:
                 out.type = AmfValue::Type::kNumber;
                 out.number = std::bit_cast<double>(be(8));
                 break;
-            case kBoolean:
+            case kAmfBoolean:
                 out.type = AmfValue::Type::kBoolean;
                 out.number = be(1) != 0 ? 1 : 0;
                 break;
-            case kDate:
+            case kAmfDate:
                 out.type = AmfValue::Type::kDate;
                 out.number = std::bit_cast<double>(be(8));
                 be(2);  // a time zone that writers leave 0 and readers ignore
                 break;
-            case kString:
-            case kLongString:
-            case kXmlDocument:
+            case kAmfString:
+            case kAmfLongString:
+            case kAmfXmlDocument:
                 out.type = AmfValue::Type::kText;
-                out.text = text(marker == kString ? 2 : 4);
+                out.text = text(marker == kAmfString ? 2 : 4);
                 break;
-            case kTypedObject:
+            case kAmfTypedObject:
                 text(2);  // the name of its class
                 members(out, depth);
                 break;
-            case kEcmaArray:
+            case kAmfEcmaArray:
                 be(4);  // a count that is a hint only: the end marker decides
                 members(out, depth);
                 break;
-            case kObject:
+            case kAmfObject:
                 members(out, depth);
                 break;
-            case kStrictArray:
+            case kAmfStrictArray:
                 elements(out, depth);
                 break;
-            case kReference:
+            case kAmfReference:
                 be(2);
                 break;
-            case kNull:
-            case kUndefined:
-            case kUnsupported:
+            case kAmfNull:
+            case kAmfUndefined:
+            case kAmfUnsupported:
                 break;
             default:
                 failed_ = true;
@@ -150,6 +149,9 @@ class AmfReader {
     }
 
     std::span<const uint8_t> rest_;
+    size_t size_;                                // of the body
+    std::vector<AmfMember>* members_ = nullptr;  // where to note those of the first value
+    size_t most_values_;
     size_t stored_ = 0;
     bool failed_ = false;
     bool left_out_ = false;
@@ -162,8 +164,12 @@ const AmfValue* AmfValue::find(std::string_view key) const {
     return at == keys.end() ? nullptr : &items[static_cast<size_t>(at - keys.begin())];
 }
 
-ScriptData read_script_data(std::span<const uint8_t> body) {
-    return AmfReader(body).read();
+ScriptData read_script_data(std::span<const uint8_t> body, size_t most_values) {
+    return AmfReader(body, most_values).read();
+}
+
+std::string script_name(std::span<const uint8_t> body) {
+    return AmfReader(body, 0).name();
 }
 
 }  // namespace zvprobe

@@ -25,17 +25,32 @@ struct AmfValue {
     const AmfValue* find(std::string_view key) const;
 };
 
+// One member of an object, as it stands in the body.
+struct AmfMember {
+    std::string key;
+    size_t begin;  // of its value in the body, type marker included
+    size_t end;
+};
+
 struct ScriptData {
-    // Enough for the seek index of a film; what lies beyond is read but not stored.
+    // Enough for cue points, and for the seek index of a long film; what lies beyond is read but not
+    // stored.
     static constexpr size_t kMaxValues = 16384;
+    static constexpr size_t kMaxIndexValues = 131072;
     static constexpr int kMaxDepth = 16;
 
     std::string name;  // such as "onMetaData"
     std::vector<AmfValue> values;
-    bool complete = true;  // false: damaged, cut off, too deep or too many values
+    std::vector<AmfMember> members;  // of the first value, those that are whole
+    bool complete = true;            // false: damaged, cut off, too deep or too many values
 };
 
 // Reads the body of a script tag, in time linear in its size.
-ScriptData read_script_data(std::span<const uint8_t> body);
+// most_values: that are stored
+ScriptData read_script_data(std::span<const uint8_t> body,
+                            size_t most_values = ScriptData::kMaxValues);
+
+// -> the name alone
+std::string script_name(std::span<const uint8_t> body);
 
 }  // namespace zvprobe

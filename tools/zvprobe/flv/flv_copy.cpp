@@ -3,6 +3,7 @@
 #include "flv/flv_copy.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "base/bytes.h"
 
@@ -11,46 +12,36 @@ namespace {
 
 constexpr uint32_t kSizeWord = ZV_FLV_PREVIOUS_TAG_SIZE;
 
-bool is_on_meta_data(const FlvTag& tag) {
-    return tag.type == ZV_FLV_TAG_SCRIPT && !tag.filtered &&
-           read_script_data(tag.body()).name == kOnMetaData;
-}
-
-double old_number(const FlvReport& report, std::string_view key) {
-    const AmfValue* const value = report.metadata(key);
-    const bool number = value != nullptr && value->type == AmfValue::Type::kNumber;
-    return number ? value->number : 0;
-}
-
-void fill_video(FLVMetadata& out, const FlvReport& report) {
-    const FlvVideo& video = report.video;
-    const double measured = frame_rate(video);
-    out.videocodecid = video.codec;
-    out.videodatarate = report.data_rate(video);
-    out.framerate = measured > 0 ? measured : old_number(report, "framerate");
-    out.width = video.size ? video.size->width : old_number(report, "width");
-    out.height = video.size ? video.size->height : old_number(report, "height");
-    out.canSeekToEnd = video.ends_with_key_frame ? 1 : 0;
-}
-
-void fill_audio(FLVMetadata& out, const FlvReport& report) {
-    constexpr double kRates[] = {5512.5, 11025, 22050, 44100};  // Hz, by the tag header's code
-    const FlvAudio& audio = report.audio;
-    out.audiocodecid = audio.codec;
-    out.audiodatarate = report.data_rate(audio);
-    out.audiosamplerate = audio.aac ? audio.aac->sample_rate : kRates[audio.rate_code & 3];
-    out.audiosamplesize = audio.wide ? 16 : 8;
-    const bool has_channels = audio.aac && audio.aac->channels != 0;
-    out.stereo = (has_channels ? audio.aac->channels > 1 : audio.stereo) ? 1 : 0;
-    out.audiodelay = old_number(report, "audiodelay");
-}
+// Of the old block; what is said here anew comes on top.
+constexpr size_t kMostOldBytes = size_t{1} << 20;
 
 }  // namespace
 
-void FlvCopyList::add(const FlvTag& tag) {
-    if (is_on_meta_data(tag)) return;
+void FlvCopyList::keep_old_values(const FlvTag& tag) {
+    if (std::exchange(seen_block_, true)) return;
+    const auto body = tag.body();
+    const ScriptData script = read_script_data(body, ScriptData::kMaxIndexValues);
+    loses_old_values_ = !script.complete || tag.bytes.size() < tag.size();
+    size_t kept = 0;
+    for (const AmfMember& member : script.members) {
+        kept += member.key.size() + member.end - member.begin;
+        loses_old_values_ |= kept > kMostOldBytes;
+        if (kept > kMostOldBytes) return;
+        const auto bytes = body.subspan(member.begin, member.end - member.begin);
+        old_values_.push_back({member.key, {bytes.begin(), bytes.end()}});
+    }
+}
+
+void FlvCopyList::add(const FlvTag& tag, const FlvTagFacts& facts) {
+    if (facts.meta_data) return keep_old_values(tag);
+    const int64_t base = facts.time - tag.timestamp;
+    if (facts.frame && base != time_bases_.back().time) time_bases_.push_back({bytes_, base});
+    if (facts.key_frame) key_frames_.push_back({bytes_, facts.time});
+    const uint64_t size = tag.size() + kSizeWord;
+    if (tag.type == ZV_FLV_TAG_AUDIO) audio_bytes_ += tag.size();
+    if (tag.type == ZV_FLV_TAG_VIDEO) video_bytes_ += tag.size();
     ++tags_;
-    bytes_ += tag.size() + kSizeWord;
+    bytes_ += size;
     const bool right = tag.size_word == tag.size();
     Piece piece = {tag.offset, tag.size() + (right ? kSizeWord : 0), std::nullopt};
     if (!right) piece.size_word = tag.size();
@@ -83,21 +74,13 @@ void FlvTagCounter::take(std::span<const uint8_t> bytes) {
     }
 }
 
-std::vector<uint8_t> make_flv_start(const FlvReport& report, uint64_t copied) {
-    FLVProbe probe = {};
-    probe.hasaudio = report.audio.tags != 0 ? 1 : 0;
-    probe.hasvideo = report.video.tags != 0 ? 1 : 0;
-    probe.metadata = report.library.metadata;
-    probe.metadata.duration = report.duration();
-    if (probe.hasvideo != 0) fill_video(probe.metadata, report);
-    if (probe.hasaudio != 0) fill_audio(probe.metadata, report);
-
-    std::vector<uint8_t> out(ZV_FLV_HEADER_SCRIPT_MAX);
-    probe.metadata.filesize = 1;  // any value takes the same room
-    const unsigned size = flv_api_setFlvHeaderScript(&probe, out.data());
-    probe.metadata.filesize = static_cast<double>(size + copied);
-    out.resize(flv_api_setFlvHeaderScript(&probe, out.data()));
-    return out;
+uint32_t FlvTimeShift::moved_stamp(uint64_t position, uint32_t stamp) {
+    constexpr int64_t kLargest = 0xFFFFFFFF;
+    const auto& bases = list_->time_bases();
+    while (base_ + 1 < bases.size() && bases[base_ + 1].position <= position)
+        ++base_;
+    const int64_t time = moved_time(bases[base_].time + stamp);
+    return static_cast<uint32_t>(std::clamp(time, int64_t{0}, kLargest));
 }
 
 }  // namespace zvprobe

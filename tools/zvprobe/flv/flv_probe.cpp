@@ -5,24 +5,11 @@
 #include <algorithm>
 #include <utility>
 
+#include "flv/flv_checks.h"
+#include "flv/flv_packets.h"
+
 namespace zvprobe {
 namespace {
-
-constexpr uint8_t kAac = 10;
-constexpr uint8_t kAvc = 7;
-constexpr uint8_t kH263 = 2;
-
-void note_config(FlvConfig& config, const FlvTag& tag, size_t head) {
-    if (++config.tags > 1) return;
-    config.length = tag.data_len - std::min(tag.data_len, static_cast<uint32_t>(head));
-    const auto bytes = tag.body().subspan(std::min(tag.body().size(), head));
-    config.bytes.assign(bytes.begin(), bytes.end());
-}
-
-void note_frame(FlvTrack& track, uint32_t time) {
-    if (++track.frames == 1) track.first_time = time;
-    track.last_time = time;
-}
 
 // The library's probe as a host feeds it. Of a large tag it gets the first piece only: the rest
 // tells it nothing, so the record is set back as if the tag had been fed to its end.
@@ -55,111 +42,190 @@ class LibraryProbe {
 
 class ReportBuilder {
   public:
-    void add(const FlvTag& tag) {
+    explicit ReportBuilder(const FlvFindings& on_finding) : on_finding_(on_finding) {}
+
+    FlvTagFacts add(const FlvTag& tag) {
         library_.feed(tag);
-        report_.last_time = std::max(report_.last_time, tag.timestamp);
+        tag_ = &tag;
+        facts_ = {};
         if (tag.filtered) ++report_.filtered_tags;
         switch (tag.type) {
             case ZV_FLV_TAG_AUDIO:
-                return add_audio(tag);
+                ++report_.audio_tags;
+                add_packets(report_.audio, report_.more_audio);
+                break;
             case ZV_FLV_TAG_VIDEO:
-                return add_video(tag);
+                ++report_.video_tags;
+                add_packets(report_.video, report_.more_video);
+                break;
             case ZV_FLV_TAG_SCRIPT:
-                return add_script(tag);
+                add_script();
+                break;
             default:
                 ++report_.other_tags;
         }
+        return facts_;
     }
 
-    FlvReport finish(const FlvReading& reading) {
+    // whole: the source was read to its end
+    FlvReport finish(const FlvReading& reading, bool whole) {
         report_.reading = reading;
+        report_.whole = whole;
         report_.library = library_.view();
+        if (whole) report_.differences = compare_metadata(report_);
         return std::move(report_);
     }
 
   private:
-    // Books the tag. -> false when its body cannot be looked into
-    static bool note_tag(FlvTrack& track, const FlvTag& tag) {
-        ++track.tags;
-        track.body_bytes += tag.data_len;
-        return !tag.filtered && tag.data_len > 0;
+    void tell(FlvFinding::Kind kind, uint64_t found = 0, uint64_t expected = 0) const {
+        if (on_finding_) on_finding_({tag_->offset, kind, found, expected});
     }
 
-    void add_audio(const FlvTag& tag) {
-        FlvAudio& audio = report_.audio;
-        if (!note_tag(audio, tag)) return;
-        const auto body = tag.body();
-        if (!std::exchange(audio_seen_, true)) {
-            audio.codec = body[0] >> 4;
-            audio.rate_code = body[0] >> 2 & 3;
-            audio.wide = (body[0] & 2) != 0;
-            audio.stereo = (body[0] & 1) != 0;
+    // What cannot be looked into counts for the first track.
+    template <typename Track>
+    void add_packets(Track& first, std::map<uint8_t, Track>& more) {
+        bool any = false;
+        if (!tag_->filtered && tag_->data_len > 0) {
+            FlvPackets packets(*tag_);
+            while (const auto packet = packets.next()) {
+                add_packet(packet->track == 0 ? first : more[packet->track], *packet);
+                any = true;
+            }
         }
-        const bool is_config = body[0] >> 4 == kAac && body.size() > 1 && body[1] == 0;
-        if (!is_config) return note_frame(audio, tag.timestamp);
-        note_config(audio.config, tag, 2);
-        if (!audio.aac) audio.aac = parse_aac_config(audio.config.bytes);
+        if (any) return;
+        ++first.tags;
+        first.body_bytes += tag_->data_len;
     }
 
-    void add_video(const FlvTag& tag) {
-        constexpr uint8_t kKeyFrame = 1;
-        constexpr uint8_t kCommand = 5;
-        constexpr uint8_t kPicture = 1;
-        FlvVideo& video = report_.video;
-        if (!note_tag(video, tag)) return;
-        const auto body = tag.body();
-        const uint8_t codec = body[0] & 0x0F;
-        const uint8_t frame_type = body[0] >> 4;
-        if (!std::exchange(video_seen_, true)) video.codec = codec;
-        if (codec == kAvc && body.size() > 1 && body[1] == 0) return add_avc_config(tag);
-        const bool is_end = codec == kAvc && body.size() > 1 && body[1] != kPicture;
-        if (is_end || frame_type == kCommand) return;
-        note_frame(video, tag.timestamp);
-        video.ends_with_key_frame = frame_type == kKeyFrame;
-        if (!video.ends_with_key_frame) return;
+    void note_config(FlvTrack& track, const FlvPacket& packet) {
+        FlvConfig& config = track.config;
+        if (++config.tags == 1) {
+            config.length = packet.length;
+            config.bytes.assign(packet.bytes.begin(), packet.bytes.end());
+        } else if (!std::ranges::equal(config.last, packet.bytes)) {
+            ++config.changes;
+            tell(FlvFinding::Kind::kConfigChanged);
+        }
+        config.last.assign(packet.bytes.begin(), packet.bytes.end());
+    }
+
+    void note_frame(FlvTrack& track, const FlvPacket& packet) {
+        ++track.frames;
+        if (needs_config(packet.media) && track.config.tags == 0 &&
+            ++track.frames_without_config == 1)
+            tell(FlvFinding::Kind::kNoConfig);
+        FlvTimes::Track place = FlvTimes::Track::kBeside;
+        if (packet.track == 0)
+            place = packet.codec.video ? FlvTimes::Track::kVideo : FlvTimes::Track::kAudio;
+        const size_t told = report_.times.steps().kept().size();
+        facts_.time = report_.times.add(place, tag_->offset, tag_->timestamp);
+        facts_.frame = true;
+        for (const FlvTimeStep& step : std::span(report_.times.steps().kept()).subspan(told))
+            tell(finding_kind(step.kind), step.to, step.from);
+    }
+
+    static FlvFinding::Kind finding_kind(FlvTimeStep::Kind kind) {
+        if (kind == FlvTimeStep::Kind::kBack) return FlvFinding::Kind::kStepBack;
+        return kind == FlvTimeStep::Kind::kJump ? FlvFinding::Kind::kJump : FlvFinding::Kind::kWrap;
+    }
+
+    void note_head(FlvAudio& audio) const {
+        constexpr uint32_t kRates[] = {5512, 11025, 22050, 44100};  // Hz
+        const uint8_t first = tag_->body()[0];
+        const FlvCodec codec = audio.codec();
+        audio.rate_code = first >> 2 & 3;
+        audio.wide = (first & 2) != 0;
+        audio.stereo = (first & 1) != 0;
+        if (codec.fourcc == 0) audio.sound = {kRates[audio.rate_code], audio.stereo ? 2u : 1u};
+        if (codec.fixed_rate() != 0) audio.sound.sample_rate = codec.fixed_rate();
+        if (codec.always_mono()) audio.sound.channels = 1;
+    }
+
+    void add_packet(FlvAudio& audio, const FlvPacket& packet) {
+        ++audio.tags;
+        audio.body_bytes += packet.size;
+        if (!audio.first_codec) {
+            audio.first_codec = packet.codec;
+            note_head(audio);
+        }
+        if (packet.kind == FlvPacket::Kind::kConfig) return add_config(audio, packet);
+        if (packet.kind != FlvPacket::Kind::kFrame) return;
+        note_frame(audio, packet);
+        if (audio.frames > 1) return;
+        if (const auto sound = read_audio_frame(packet.media, packet.bytes)) audio.sound = *sound;
+    }
+
+    void add_config(FlvAudio& audio, const FlvPacket& packet) {
+        note_config(audio, packet);
+        if (audio.aac) return;
+        if (packet.media == FlvMedia::kAac) audio.aac = parse_aac_config(packet.bytes);
+        if (audio.aac)
+            audio.sound = {audio.aac->sample_rate, audio.aac->channels};
+        else if (const auto sound = read_audio_config(packet.media, packet.bytes))
+            audio.sound = *sound;
+    }
+
+    void add_packet(FlvVideo& video, const FlvPacket& packet) {
+        ++video.tags;
+        video.body_bytes += packet.size;
+        if (!video.first_codec) video.first_codec = packet.codec;
+        if (packet.kind == FlvPacket::Kind::kConfig) return add_config(video, packet);
+        if (packet.kind != FlvPacket::Kind::kFrame) return;
+        note_frame(video, packet);
+        video.ends_with_key_frame = packet.key;
+        if (!packet.key) return;
         ++video.key_frames;
-        if (codec == kH263 && !video.size) video.size = parse_h263_size(body.subspan(1));
+        facts_.key_frame |= packet.track == 0;
+        if (!video.size) video.size = read_picture_size(packet.media, packet.bytes);
     }
 
-    void add_avc_config(const FlvTag& tag) {
-        FlvVideo& video = report_.video;
-        note_config(video.config, tag, 5);
-        if (video.avc) return;
-        video.avc = parse_avc_config(video.config.bytes);
-        if (video.avc) video.size = video.avc->size;
+    void add_config(FlvVideo& video, const FlvPacket& packet) {
+        note_config(video, packet);
+        if (!video.avc && packet.media == FlvMedia::kAvc)
+            video.avc = parse_avc_config(packet.bytes);
+        if (video.picture) return;
+        video.picture = read_video_config(packet.media, packet.bytes);
+        if (video.picture) video.size = PictureSize{video.picture->width, video.picture->height};
     }
 
-    void add_script(const FlvTag& tag) {
+    // Only the first onMetaData may be long: a file can have many script tags.
+    void add_script() {
         ++report_.script_tags;
-        if (tag.filtered || report_.scripts.size() == FlvReport::kMaxScripts) return;
-        FlvScript script = {tag.offset, read_script_data(tag.body())};
-        if (tag.bytes.size() < tag.size()) script.data.complete = false;
+        if (tag_->filtered) return;
+        facts_.meta_data = script_name(tag_->body()) == kOnMetaData;
+        const bool first = facts_.meta_data && ++report_.meta_data_tags == 1;
+        if (facts_.meta_data && !first) tell(FlvFinding::Kind::kSecondMetaData);
+        if (report_.scripts.size() == FlvReport::kMaxScripts) return;
+        const size_t most = first ? ScriptData::kMaxIndexValues : ScriptData::kMaxValues;
+        FlvScript script = {tag_->offset, read_script_data(tag_->body(), most)};
+        if (tag_->bytes.size() < tag_->size()) script.data.complete = false;
         report_.scripts.push_back(std::move(script));
     }
 
+    const FlvFindings& on_finding_;
     FlvReport report_;
     LibraryProbe library_;
-    bool audio_seen_ = false;
-    bool video_seen_ = false;
+    const FlvTag* tag_ = nullptr;  // the one that is being added
+    FlvTagFacts facts_;            // of it
 };
 
 }  // namespace
 
-FlvReport probe_flv(FindingLog& findings, Source& source, std::span<const uint8_t> first_window,
+FlvReport probe_flv(Source& source, std::span<const uint8_t> first_window,
                     const FlvProbeOptions& options) {
     constexpr uint64_t kProgressMask = 255;
     ByteCursor cursor(source, first_window);
-    FlvWalk walk(cursor, findings);
-    ReportBuilder builder;
+    FlvWalk walk(cursor, options.on_finding);
+    ReportBuilder builder(options.on_finding);
     FlvTag tag;
     walk.begin();
     while (walk.next(tag)) {
-        builder.add(tag);
-        if (options.on_tag) options.on_tag(tag);
+        const FlvTagFacts facts = builder.add(tag);
+        if (options.on_tag) options.on_tag(tag, facts);
         if ((walk.reading().tags & kProgressMask) == 0 && options.on_progress)
             options.on_progress(walk.reading().bytes);
     }
-    return builder.finish(walk.reading());
+    return builder.finish(walk.reading(), !cursor.stopped());
 }
 
 }  // namespace zvprobe

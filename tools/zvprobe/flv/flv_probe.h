@@ -9,14 +9,22 @@
 
 namespace zvprobe {
 
-struct FlvProbeOptions {
-    std::function<void(uint64_t bytes)> on_progress;  // called now and then
-    std::function<void(const FlvTag&)> on_tag;        // called for each whole tag; may be empty
+struct FlvTagFacts {
+    bool meta_data = false;  // onMetaData
+    bool frame = false;      // holds one or more
+    bool key_frame = false;  // of the first video track
+    int64_t time = 0;        // of the frame, ms
 };
 
-// findings      are told what is wrong
-// first_window  what source.next(0) gave; it starts like an FLV file
-FlvReport probe_flv(FindingLog& findings, Source& source, std::span<const uint8_t> first_window,
+// All may be empty.
+struct FlvProbeOptions {
+    std::function<void(uint64_t bytes)> on_progress;                // called now and then
+    std::function<void(const FlvTag&, const FlvTagFacts&)> on_tag;  // called for each whole tag
+    FlvFindings on_finding;                                         // told what is wrong
+};
+
+// first_window: what source.next(0) gave; it starts like an FLV file
+FlvReport probe_flv(Source& source, std::span<const uint8_t> first_window,
                     const FlvProbeOptions& options);
 
 }  // namespace zvprobe

@@ -2,46 +2,56 @@
 // What is known of an FLV source after walking it: the facts, without any layout.
 #pragma once
 
+#include <map>
 #include <string>
 #include <vector>
 
 #include "flv.h"
 #include "flv/amf_values.h"
 #include "flv/codec_config.h"
+#include "flv/flv_times.h"
 #include "flv/flv_walk.h"
+#include "flv/picture_size.h"
 
 namespace zvprobe {
 
 // A codec's configuration as the first such tag has it.
 struct FlvConfig {
     uint64_t tags = 0;           // how many tags carry one
-    uint32_t length = 0;         // bytes
-    std::vector<uint8_t> bytes;  // the first 1024 of them
+    uint64_t changes = 0;        // how many of them differ from the one before
+    uint64_t length = 0;         // bytes
+    std::vector<uint8_t> bytes;  // the first of them
+    std::vector<uint8_t> last;   // those of the last such tag
 };
 
-// The audio or the video tags.
+// One track of audio or video.
 struct FlvTrack {
     uint64_t tags = 0;
     uint64_t body_bytes = 0;
-    uint64_t frames = 0;      // tags that are no configuration or end mark; audio: that carry sound
-    uint32_t first_time = 0;  // ms, of the frames
-    uint32_t last_time = 0;
-    uint8_t codec = 0;  // as in the first tag
+    uint64_t frames = 0;  // packets that are no configuration or mark; audio: that carry sound
+    uint64_t frames_without_config = 0;  // that came before the configuration they need
+    std::optional<FlvCodec> first_codec;
     FlvConfig config;
+
+    // As in the first tag that could be looked into.
+    FlvCodec codec() const { return first_codec.value_or(FlvCodec()); }
 };
 
 struct FlvAudio : FlvTrack {
-    bool stereo = false;     // as the first tag has it; AAC knows better in its configuration
+    bool stereo = false;     // as the head of the first tag has it, as the next two
     bool wide = false;       // 16-bit samples
     uint32_t rate_code = 0;  // 0..3
     std::optional<AacConfig> aac;
+    SoundFormat
+        sound;  // as it is decoded: as its data have it, or else its codec or the tag's head
 };
 
 struct FlvVideo : FlvTrack {
     uint64_t key_frames = 0;
     bool ends_with_key_frame = false;
     std::optional<AvcConfig> avc;
-    std::optional<PictureSize> size;  // as the codec has it
+    std::optional<zv::survey::VideoDetails> picture;  // as the configuration has it
+    std::optional<PictureSize> size;                  // as the codec has it
 };
 
 struct FlvScript {
@@ -56,38 +66,51 @@ struct FlvLibraryView {
     FLVMetadata metadata = {};
 };
 
+// A value of onMetaData that is not what was measured.
+struct MetadataDifference {
+    std::string key;
+    AmfValue stated;
+    double measured;
+    bool is_error;  // false: writers give the rate that an encoder was to have
+};
+
 inline constexpr std::string_view kOnMetaData = "onMetaData";
 
 struct FlvReport {
     static constexpr size_t kMaxScripts = 16;
 
     FlvReading reading;
-    FlvAudio audio;
-    FlvVideo video;
+    bool whole = false;  // read to the end of the source
+    uint64_t audio_tags = 0;
+    uint64_t video_tags = 0;
     uint64_t script_tags = 0;
     uint64_t other_tags = 0;
-    uint64_t filtered_tags = 0;      // of all types
-    uint32_t last_time = 0;          // ms: the largest timestamp
-    std::vector<FlvScript> scripts;  // the first of them
+    uint64_t filtered_tags = 0;  // of all types
+    FlvAudio audio;              // the only track, or the first of several
+    FlvVideo video;
+    std::map<uint8_t, FlvAudio> more_audio;  // further tracks, by their number
+    std::map<uint8_t, FlvVideo> more_video;
+    FlvTimes times;
+    uint64_t meta_data_tags = 0;     // onMetaData
+    std::vector<FlvScript> scripts;  // the first of all script tags
     FlvLibraryView library;
+    std::vector<MetadataDifference> differences;
 
-    double duration() const { return last_time / 1000.0; }  // s
+    double duration() const;  // s, from the first frame to the end of the last
 
     // -> kbit/s of the bodies of a track over the whole duration; 0 when that is 0
     double data_rate(const FlvTrack& track) const;
 
-    // -> the value of that name in the first onMetaData, null when there is none
+    // -> the first onMetaData, and the value of that name in it; null when there is none
+    const FlvScript* meta_data() const;
     const AmfValue* metadata(std::string_view key) const;
 };
 
-// -> the name of a codec in tag headers, "codec 1" for one without a name
-std::string flv_audio_codec(uint8_t code);
-std::string flv_video_codec(uint8_t code);
+// -> frames per second as their time stamps tell; 0 when there are too few
+double video_frame_rate(const FlvReport& report);
 
-// Frames per second as their timestamps tell; 0 when there are too few.
-double frame_rate(const FlvTrack& track);
-
-// -> true when the file has errors: wrong size words, bytes of no tag, nothing the library accepts
+// -> true when the file has errors: wrong size words, bytes of no tag, nothing the library accepts,
+//    and what has_wrong_facts finds
 bool has_findings(const FlvReport& report);
 
 }  // namespace zvprobe

@@ -6,8 +6,8 @@
 #include <cstring>
 
 #include "base/bytes.h"
-#include "base/texts.h"
 #include "flv.h"
+#include "flv/flv_packets.h"
 
 namespace zvprobe {
 namespace {
@@ -17,8 +17,9 @@ constexpr size_t kSizeWord = ZV_FLV_PREVIOUS_TAG_SIZE;
 
 // How much of a body is kept: script data whole, as far as is sensible; the codecs' configuration;
 // of everything else what the codec headers and the first bytes of a picture need.
-constexpr uint32_t kScriptKept = uint32_t{1} << 20;
-constexpr uint32_t kConfigKept = 1024;
+constexpr uint32_t kScriptKept = uint32_t{4} << 20;
+constexpr uint32_t kTracksKept = uint32_t{1} << 20;
+constexpr uint32_t kConfigKept = 16 << 10;
 constexpr uint32_t kFrameKept = 64;
 
 constexpr uint8_t kReservedBits = 0xC0;
@@ -35,17 +36,17 @@ bool is_known_type(uint8_t first_byte) {
            (type == ZV_FLV_TAG_AUDIO || type == ZV_FLV_TAG_VIDEO || type == ZV_FLV_TAG_SCRIPT);
 }
 
+// start: of the tag, its header and two bytes of the body
 uint32_t body_kept(const FlvTag& tag, std::span<const uint8_t> start) {
-    constexpr uint8_t kAac = 10;
-    constexpr uint8_t kAvc = 7;
     uint32_t most = kFrameKept;
     if (tag.type == ZV_FLV_TAG_SCRIPT) most = kScriptKept;
-    if (start.size() > kHeaderSize + 1) {
-        const uint8_t codecs = start[kHeaderSize];
-        const bool is_config = start[kHeaderSize + 1] == 0;
-        const bool audio = tag.type == ZV_FLV_TAG_AUDIO && codecs >> 4 == kAac;
-        const bool video = tag.type == ZV_FLV_TAG_VIDEO && (codecs & 0x0F) == kAvc;
-        if (is_config && (audio || video)) most = kConfigKept;
+    const bool video = tag.type == ZV_FLV_TAG_VIDEO;
+    if ((video || tag.type == ZV_FLV_TAG_AUDIO) && start.size() > kHeaderSize) {
+        const auto body = start.subspan(kHeaderSize);
+        const FlvKept kept =
+            kept_for_packets(video, body.first(std::min<size_t>(body.size(), tag.data_len)));
+        if (kept == FlvKept::kConfig) most = kConfigKept;
+        if (kept == FlvKept::kTracks) most = kTracksKept;
     }
     return std::min(tag.data_len, most);
 }
@@ -96,7 +97,7 @@ bool FlvWalk::next(FlvTag& tag) {
     }
 }
 
-// While in step, other tag types are passed over, and a stream id is nobody's business.
+// While in step, other tag types are passed over, and a stream id is only counted.
 bool FlvWalk::is_tag(std::span<const uint8_t> header) const {
     const bool known = is_known_type(header[0]);
     const bool no_stream_id = big_endian(header.subspan(8, 3)) == 0;
@@ -114,9 +115,8 @@ bool FlvWalk::may_be_tag(std::span<const uint8_t> bytes) const {
         return false;
     const int64_t jump = int64_t{timestamp_of(bytes)} - last_timestamp_;
     if (jump < -kMaxJump || jump > kMaxJump) return false;
-    const uint8_t codecs = bytes[kHeaderSize];
     const bool is_video = (bytes[0] & kTypeBits) == ZV_FLV_TAG_VIDEO;
-    return !is_video || (codecs & 0x0F) != 0;
+    return !is_video || may_begin_video(bytes[kHeaderSize]);
 }
 
 bool FlvWalk::read_tag(FlvTag& tag) {
@@ -126,6 +126,8 @@ bool FlvWalk::read_tag(FlvTag& tag) {
     tag.filtered = (start[0] & kFilterBit) != 0;
     tag.timestamp = timestamp_of(start);
     tag.data_len = big_endian(start.subspan(1, 3));
+    tag.stream_id = big_endian(start.subspan(8, 3));
+    cursor_.prefetch(tag.size());
     tag.bytes.clear();
     cursor_.read(kHeaderSize + body_kept(tag, start), tag.bytes);
     cursor_.skip(tag.size() - tag.bytes.size());
@@ -139,6 +141,8 @@ bool FlvWalk::read_tag(FlvTag& tag) {
     check_size_word(cursor_.position(), tag.size(), tag.size_word);
     cursor_.skip(kSizeWord);
     ++reading_.tags;
+    if (tag.stream_id != 0 && ++reading_.stream_id_tags == 1)
+        tell({tag.offset, FlvFinding::Kind::kStreamId, tag.stream_id});
     reading_.tag_bytes += tag.size() + kSizeWord;
     reading_.bytes = cursor_.position();
     if (in_step_) last_timestamp_ = tag.timestamp;  // a damaged tag may have any
@@ -147,17 +151,18 @@ bool FlvWalk::read_tag(FlvTag& tag) {
 
 void FlvWalk::note_cut_off(const FlvTag& tag) {
     reading_.truncated = TruncatedTag{tag.offset, tag.type, tag.size() + kSizeWord};
-    if (findings_.next()) findings_.tell(tag.offset, "the tag is cut off");
+    tell({tag.offset, FlvFinding::Kind::kCutOff});
+}
+
+void FlvWalk::tell(const FlvFinding& finding) const {
+    if (on_finding_) on_finding_(finding);
 }
 
 void FlvWalk::check_size_word(uint64_t offset, uint32_t expected, uint32_t found) {
     in_step_ = found == expected;
     if (in_step_) return;
     reading_.mismatches.add({offset, expected, found});
-    if (findings_.next()) {
-        findings_.tell(offset, "size word " + std::to_string(found) + " behind a tag of " +
-                                   counted(expected, "byte", "bytes"));
-    }
+    tell({offset, FlvFinding::Kind::kSizeWord, found, expected});
 }
 
 void FlvWalk::find_tag() {
@@ -177,8 +182,7 @@ void FlvWalk::find_tag() {
     reading_.skipped_bytes += skipped;
     reading_.bytes = cursor_.position();
     reading_.losses.add({lost_at, skipped});
-    if (findings_.next())
-        findings_.tell(lost_at, "no tag, " + counted(skipped, "byte", "bytes") + " skipped");
+    tell({lost_at, FlvFinding::Kind::kNoTag, skipped});
 }
 
 // What a signal cut off is no damage, and not counted as read.

@@ -4,13 +4,13 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <span>
 #include <vector>
 
 #include "base/capped_list.h"
 #include "io/byte_cursor.h"
-#include "render/finding_log.h"
 
 namespace zvprobe {
 
@@ -24,6 +24,7 @@ struct FlvTag {
     bool filtered = false;   // the body is encrypted
     uint32_t timestamp = 0;  // ms, extension byte included
     uint32_t data_len = 0;
+    uint32_t stream_id = 0;      // always 0
     uint32_t size_word = 0;      // the one behind it
     std::vector<uint8_t> bytes;  // header, and of the body as much as its type calls for
 
@@ -51,7 +52,8 @@ struct FlvReading {
     uint32_t header_length = 0;
     uint64_t bytes = 0;
     uint64_t tags = 0;
-    uint64_t tag_bytes = 0;  // with their size words
+    uint64_t tag_bytes = 0;       // with their size words
+    uint64_t stream_id_tags = 0;  // that have a stream id
     CappedList<SizeMismatch> mismatches;
     CappedList<Gap> losses;      // places where no tag stands, up to the next one or the end
     uint64_t skipped_bytes = 0;  // of these
@@ -63,12 +65,36 @@ struct FlvReading {
     uint64_t accounted_bytes() const;
 };
 
+// One thing that is wrong, told where it is found.
+struct FlvFinding {
+    enum class Kind {
+        kSizeWord,  // says `found` after a tag of `expected` bytes
+        kNoTag,     // `found` bytes skipped
+        kCutOff,    // the last tag
+        kStreamId,  // the first tag with one, `found`
+        kStepBack,  // the time stamp `found` ms after `expected` of the same track
+        kJump,      // likewise, of all tracks
+        kWrap,      // likewise
+        kNoConfig,  // the first frame before its configuration
+        kConfigChanged,
+        kSecondMetaData,
+    };
+
+    uint64_t offset;
+    Kind kind;
+    uint64_t found = 0;
+    uint64_t expected = 0;
+};
+using FlvFindings = std::function<void(const FlvFinding&)>;
+
 // -> true when the bytes begin like an FLV file
 bool starts_like_flv(std::span<const uint8_t> bytes);
 
 class FlvWalk {
   public:
-    FlvWalk(ByteCursor& cursor, FindingLog& findings) : cursor_(cursor), findings_(findings) {}
+    // on_finding: is told what is wrong; may be empty
+    FlvWalk(ByteCursor& cursor, const FlvFindings& on_finding)
+        : cursor_(cursor), on_finding_(on_finding) {}
 
     // Reads the file header; the source must start like one.
     void begin();
@@ -85,10 +111,11 @@ class FlvWalk {
     void check_size_word(uint64_t offset, uint32_t expected, uint32_t found);
     void find_tag();
     void note_cut_off(const FlvTag& tag);
+    void tell(const FlvFinding& finding) const;
     void end(uint64_t trailing);
 
     ByteCursor& cursor_;
-    FindingLog& findings_;
+    const FlvFindings& on_finding_;
     FlvReading reading_;
     bool in_step_ = true;  // the last size word was right
     uint32_t last_timestamp_ = 0;

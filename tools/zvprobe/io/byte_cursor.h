@@ -21,6 +21,14 @@ class ByteCursor {
     // -> bytes passed since the start of the source
     uint64_t position() const { return position_; }
 
+    // Has the processor fetch the bytes at that distance, if they are at hand: whoever knows where it
+    // will look next, and has something else to do first, need not wait for them then.
+    void prefetch(uint64_t distance) const {
+        constexpr size_t kLine = 64;
+        for (uint64_t at = distance; at < window_.size() && at < distance + 2 * kLine; at += kLine)
+            __builtin_prefetch(&window_[static_cast<size_t>(at)]);
+    }
+
     // The bytes that follow: `count`, at most Source::kMaxKept, or fewer where the source ends.
     // Valid until the next call.
     std::span<const uint8_t> peek(size_t count);

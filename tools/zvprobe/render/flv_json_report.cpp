@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 // The JSON about an FLV source.
 #include "base/json.h"
-#include "flv/flv_report.h"
+#include "flv/flv_checks.h"
 #include "render/json_report.h"
 #include "render/text_parts.h"
 
@@ -72,22 +72,33 @@ Json config_json(const FlvConfig& config, const std::optional<Facts>& facts) {
     return out;
 }
 
-Json track_json(const FlvReport& report, const FlvTrack& track, const std::string& codec) {
-    return {{"codec_id", track.codec},
-            {"codec", codec},
-            {"frames", track.frames},
-            {"body_bytes", track.body_bytes},
-            {"data_rate_bps", report.data_rate(track) * 1000}};
+Json numbered(uint32_t number) {
+    return number == 0 ? Json(nullptr) : Json(number);
 }
 
-Json audio_json(const FlvReport& report) {
-    const FlvAudio& audio = report.audio;
+Json track_json(const FlvReport& report, const FlvTrack& track) {
+    return {{"codec_id", track.codec().code},
+            {"codec", track.codec().name()},
+            {"fourcc", text_or_null(track.codec().fourcc_text())},
+            {"frames", track.frames},
+            {"body_bytes", track.body_bytes},
+            {"data_rate_bps", report.data_rate(track) * 1000},
+            {"config", config_json<AacConfig>(track.config, std::nullopt)},
+            {"config_changes", track.config.changes},
+            {"frames_without_config", track.frames_without_config}};
+}
+
+Json audio_json(const FlvReport& report, const FlvAudio& audio) {
     if (audio.tags == 0) return nullptr;
-    Json out = track_json(report, audio, flv_audio_codec(audio.codec));
+    const FlvConfig none;
+    const bool is_aac = audio.codec().media() == FlvMedia::kAac;
+    Json out = track_json(report, audio);
+    out["sample_rate"] = numbered(audio.sound.sample_rate);
+    out["channels"] = numbered(audio.sound.channels);
     out["header_rate_code"] = audio.rate_code;
     out["header_sample_bits"] = audio.wide ? 16 : 8;
     out["header_stereo"] = audio.stereo;
-    out["aac_config"] = config_json(audio.config, audio.aac);
+    out["aac_config"] = config_json(is_aac ? audio.config : none, audio.aac);
     return out;
 }
 
@@ -96,15 +107,81 @@ Json size_json(const std::optional<PictureSize>& size) {
     return {{"width", size->width}, {"height", size->height}};
 }
 
-Json video_json(const FlvReport& report) {
-    const FlvVideo& video = report.video;
+Json picture_json(const std::optional<zv::survey::VideoDetails>& picture) {
+    if (!picture) return nullptr;
+    const bool told = picture->interlaced >= 0;
+    const char* const chroma = picture->chroma != nullptr ? picture->chroma : "";
+    return {{"profile", text_or_null(picture->profile)},
+            {"level", text_or_null(picture->level)},
+            {"bit_depth", numbered(picture->bit_depth)},
+            {"chroma", text_or_null(chroma)},
+            {"interlaced", told ? Json(picture->interlaced != 0) : Json(nullptr)}};
+}
+
+Json video_json(const FlvReport& report, const FlvVideo& video) {
     if (video.tags == 0) return nullptr;
-    Json out = track_json(report, video, flv_video_codec(video.codec));
+    const FlvConfig none;
+    const bool is_avc = video.codec().media() == FlvMedia::kAvc;
+    Json out = track_json(report, video);
     out["key_frames"] = video.key_frames;
-    out["frame_rate"] = frame_rate(video);
     out["size"] = size_json(video.size);
-    out["avc_config"] = config_json(video.config, video.avc);
+    out["picture"] = picture_json(video.picture);
+    out["avc_config"] = config_json(is_avc ? video.config : none, video.avc);
     return out;
+}
+
+Json first_video_json(const FlvReport& report) {
+    Json out = video_json(report, report.video);
+    if (!out.is_null()) out["frame_rate"] = video_frame_rate(report);
+    return out;
+}
+
+// The tracks beside the first ones.
+Json more_tracks_json(const FlvReport& report) {
+    Json out = {{"video", Json::array()}, {"audio", Json::array()}};
+    const auto add = [](Json& list, uint8_t id, Json track) {
+        track["track_id"] = id;
+        list.push_back(std::move(track));
+    };
+    for (const auto& [id, track] : report.more_video)
+        add(out["video"], id, video_json(report, track));
+    for (const auto& [id, track] : report.more_audio)
+        add(out["audio"], id, audio_json(report, track));
+    return out;
+}
+
+const char* step_name(FlvTimeStep::Kind kind) {
+    if (kind == FlvTimeStep::Kind::kBack) return "step_back";
+    return kind == FlvTimeStep::Kind::kJump ? "jump" : "wrap";
+}
+
+Json timestamps_json(const FlvTimes& times) {
+    const auto step_json = [](const FlvTimeStep& step) -> Json {
+        return {{"offset", step.offset},
+                {"kind", step_name(step.kind)},
+                {"from_ms", step.from},
+                {"to_ms", step.to}};
+    };
+    return {{"first_ms", times.empty() ? Json(nullptr) : Json(times.first())},
+            {"last_ms", times.empty() ? Json(nullptr) : Json(times.last())},
+            {"steps_back", times.back_steps()},
+            {"jumps", times.jumps()},
+            {"wraps", times.wraps()},
+            {"list", list_json(times.steps(), step_json)}};
+}
+
+Json checks_json(const FlvReport& report) {
+    Json differences = Json::array();
+    for (const MetadataDifference& difference : report.differences) {
+        differences.push_back({{"key", difference.key},
+                               {"stated", value_json(difference.stated)},
+                               {"measured", difference.measured},
+                               {"error", difference.is_error}});
+    }
+    return {{"header_flags_right", report.whole ? Json(flags_are_right(report)) : Json(nullptr)},
+            {"stream_id_tags", report.reading.stream_id_tags},
+            {"on_meta_data_tags", report.meta_data_tags},
+            {"metadata_differences", differences}};
 }
 
 Json size_words_json(const FlvReading& reading) {
@@ -128,8 +205,8 @@ Json truncated_json(const FlvReading& reading) {
 }
 
 Json tags_json(const FlvReport& report) {
-    return {{"total", report.reading.tags},     {"audio", report.audio.tags},
-            {"video", report.video.tags},       {"script", report.script_tags},
+    return {{"total", report.reading.tags},     {"audio", report.audio_tags},
+            {"video", report.video_tags},       {"script", report.script_tags},
             {"other", report.other_tags},       {"encrypted", report.filtered_tags},
             {"bytes", report.reading.tag_bytes}};
 }
@@ -152,8 +229,11 @@ Json to_json(const FlvReport& report) {
             {"bytes", reading.bytes},
             {"tags", tags_json(report)},
             {"duration_s", report.duration()},
-            {"video", video_json(report)},
-            {"audio", audio_json(report)},
+            {"timestamps", timestamps_json(report.times)},
+            {"checks", checks_json(report)},
+            {"video", first_video_json(report)},
+            {"audio", audio_json(report, report.audio)},
+            {"more_tracks", more_tracks_json(report)},
             {"script_data", scripts},
             {"size_words", size_words_json(reading)},
             {"sync", sync_json(reading)},

@@ -1,7 +1,9 @@
 // SPDX-License-Identifier: MIT
 // The text about an FLV source.
+#include <cmath>
+
 #include "base/texts.h"
-#include "flv/flv_report.h"
+#include "flv/flv_checks.h"
 #include "render/text_parts.h"
 #include "render/text_report.h"
 
@@ -56,13 +58,19 @@ class FlvPrinter {
         print_format();
         print_library();
         print_tags();
-        if (report_.video.tags != 0) print_video();
-        if (report_.audio.tags != 0) print_audio();
+        if (report_.video.tags != 0) print_video(report_.video, "video", video_frame_rate(report_));
+        if (report_.audio.tags != 0) print_audio(report_.audio, "audio");
+        for (const auto& [id, track] : report_.more_video)
+            print_video(track, "video " + std::to_string(id), 0);
+        for (const auto& [id, track] : report_.more_audio)
+            print_audio(track, "audio " + std::to_string(id));
         for (const FlvScript& script : report_.scripts)
             print_script(script);
         if (report_.script_tags > report_.scripts.size())
             line("script data") << "and " << report_.script_tags - report_.scripts.size()
                                 << " tags more\n";
+        print_checks();
+        print_times();
         print_damage();
     }
 
@@ -84,57 +92,77 @@ class FlvPrinter {
         if (library.info.empty()) out_ << "finds neither audio nor video";
         if (!library.accepted) out_ << ", " << style_.bad("not accepted");
         out_ << '\n';
-        if (report_.video.tags != 0)
+        if (report_.video_tags != 0)
             line("") << "(its frame rate and picture size are fixed values)\n";
     }
 
     void print_tags() const {
         line("tags") << reading_.tags << " in " << counted(reading_.bytes, "byte", "bytes") << ": "
-                     << report_.audio.tags << " audio, " << report_.video.tags << " video, "
+                     << report_.audio_tags << " audio, " << report_.video_tags << " video, "
                      << report_.script_tags << " script data";
         if (report_.other_tags != 0) out_ << ", " << report_.other_tags << " of other types";
         if (report_.filtered_tags != 0) out_ << "; " << report_.filtered_tags << " encrypted";
         out_ << '\n';
-        line("duration") << fixed(report_.duration(), 3) << " s, the largest timestamp\n";
+        line("duration") << fixed(report_.duration(), 3) << " s";
+        if (const int64_t first = report_.times.first(); first != 0)
+            out_ << ", from " << fixed(static_cast<double>(first) / 1000, 3) << " s on";
+        out_ << '\n';
     }
 
-    void print_track(const FlvTrack& track, std::string_view label,
-                     const std::string& codec) const {
-        line(label) << style_.heading(codec) << ", " << counted(track.frames, "frame", "frames")
-                    << ", " << fixed(report_.data_rate(track), 1) << " kbit/s";
+    void print_track(const FlvTrack& track, std::string_view label) const {
+        line(label) << style_.heading(printable(track.codec().name())) << ", "
+                    << counted(track.frames, "frame", "frames") << ", "
+                    << fixed(report_.data_rate(track), 1) << " kbit/s";
     }
 
-    void print_video() const {
-        const FlvVideo& video = report_.video;
-        print_track(video, "video", flv_video_codec(video.codec));
+    void print_video(const FlvVideo& video, const std::string& label, double rate) const {
+        print_track(video, label);
         out_ << ", " << counted(video.key_frames, "key frame", "key frames");
-        if (const double rate = frame_rate(video); rate > 0) out_ << ", " << fixed(rate, 2) << "/s";
+        if (rate > 0) out_ << ", " << fixed(rate, 2) << "/s";
         if (video.size) out_ << ", " << video.size->width << 'x' << video.size->height;
         out_ << '\n';
+        print_missing_config(video);
         if (video.config.tags == 0) return;
-        print_config("AVC config", video.config);
-        if (!video.avc) {
-            out_ << ", " << style_.bad("not readable") << '\n';
-            return;
-        }
-        out_ << ": " << video.avc->profile_name << ", level " << video.avc->level_name << '\n';
+        print_config(video.codec().name() + " config", video.config);
+        if (video.avc)
+            out_ << ": " << video.avc->profile_name << ", level " << video.avc->level_name << '\n';
+        else if (video.picture && video.picture->profile[0] != '\0')
+            out_ << ": " << video.picture->profile << ", level " << video.picture->level << '\n';
+        else
+            print_config_end(video.codec(), video.picture.has_value());
     }
 
-    void print_audio() const {
+    void print_audio(const FlvAudio& audio, const std::string& label) const {
         constexpr std::string_view kRates[] = {"5.5", "11", "22", "44.1"};
-        const FlvAudio& audio = report_.audio;
-        print_track(audio, "audio", flv_audio_codec(audio.codec));
-        out_ << "; tag header: " << kRates[audio.rate_code & 3] << " kHz, "
-             << (audio.wide ? "16" : "8") << " bits, " << (audio.stereo ? "stereo" : "mono")
-             << '\n';
+        print_track(audio, label);
+        if (audio.sound.sample_rate != 0) out_ << ", " << audio.sound.sample_rate << " Hz";
+        if (audio.sound.channels != 0)
+            out_ << ", " << counted(audio.sound.channels, "channel", "channels");
+        if (audio.codec().fourcc == 0)
+            out_ << "; tag header: " << kRates[audio.rate_code & 3] << " kHz, "
+                 << (audio.wide ? "16" : "8") << " bits, " << (audio.stereo ? "stereo" : "mono");
+        out_ << '\n';
+        print_missing_config(audio);
         if (audio.config.tags == 0) return;
-        print_config("AAC config", audio.config);
-        if (!audio.aac) {
-            out_ << ", " << style_.bad("not readable") << '\n';
-            return;
-        }
-        out_ << ": " << audio.aac->object_name << ", " << audio.aac->sample_rate << " Hz, "
-             << counted(audio.aac->channels, "channel", "channels") << '\n';
+        print_config(audio.codec().name() + " config", audio.config);
+        if (audio.aac)
+            out_ << ": " << audio.aac->object_name << ", " << audio.aac->sample_rate << " Hz, "
+                 << counted(audio.aac->channels, "channel", "channels") << '\n';
+        else
+            print_config_end(audio.codec(), audio.sound.channels != 0);
+    }
+
+    void print_config_end(const FlvCodec& codec, bool read) const {
+        const bool readable = needs_config(codec.media());
+        if (readable && !read) out_ << ", " << style_.bad("not readable");
+        out_ << '\n';
+    }
+
+    void print_missing_config(const FlvTrack& track) const {
+        if (track.frames_without_config != 0)
+            line("") << style_.bad(counted(track.frames_without_config, "frame", "frames") +
+                                   " before the configuration that decoding needs")
+                     << '\n';
     }
 
     void print_config(std::string_view label, const FlvConfig& config) const {
@@ -143,6 +171,7 @@ class FlvPrinter {
                     << hex_bytes(std::span(config.bytes).first(shown))
                     << (shown < config.length ? "..." : "");
         if (config.tags > 1) out_ << ", the first of " << config.tags;
+        if (config.changes != 0) out_ << " with " << counted(config.changes, "change", "changes");
     }
 
     void print_script(const FlvScript& script) const {
@@ -170,6 +199,42 @@ class FlvPrinter {
             }
             out_ << "  " << value_text(object.items[i]) << '\n';
         }
+    }
+
+    void print_checks() const {
+        for (const MetadataDifference& difference : report_.differences) {
+            const std::string stated = difference.key + " " + value_text(difference.stated);
+            line("metadata") << (difference.is_error ? style_.bad(stated) : stated) << ", found "
+                             << number_text(std::round(difference.measured * 1000) / 1000) << '\n';
+        }
+        if (report_.meta_data_tags > 1)
+            line("metadata") << report_.meta_data_tags
+                             << " tags onMetaData, the first one counts\n";
+        if (report_.whole && !flags_are_right(report_))
+            line("header flags") << style_.bad("wrong") << ", there is "
+                                 << (report_.audio_tags != 0 ? "audio" : "no audio") << " and "
+                                 << (report_.video_tags != 0 ? "video" : "no video") << '\n';
+        if (reading_.stream_id_tags != 0)
+            line("stream ids") << style_.bad(counted(reading_.stream_id_tags, "tag", "tags"))
+                               << " with one that is not 0\n";
+    }
+
+    void print_times() const {
+        const FlvTimes& times = report_.times;
+        if (times.steps().count() == 0) return;
+        line("time stamps") << style_.bad(counted(times.back_steps(), "step back", "steps back") +
+                                          ", " + counted(times.jumps(), "jump", "jumps") + ", " +
+                                          counted(times.wraps(), "wrap", "wraps"))
+                            << '\n';
+        print_first(out_, style_, times.steps(), [](const FlvTimeStep& step) {
+            const bool back = step.kind == FlvTimeStep::Kind::kBack;
+            const bool jump = step.kind == FlvTimeStep::Kind::kJump;
+            return "at byte " + std::to_string(step.offset) + ": " +
+                   (back   ? "back"
+                    : jump ? "jump"
+                           : "wrap") +
+                   " from " + std::to_string(step.from) + " to " + std::to_string(step.to) + " ms";
+        });
     }
 
     void print_damage() const {

@@ -1,0 +1,13 @@
+// SPDX-License-Identifier: MIT
+// What is wrong in an FLV source, in words, for whoever follows the reading on standard error.
+#pragma once
+
+#include "flv/flv_walk.h"
+#include "render/finding_log.h"
+
+namespace zvprobe {
+
+// -> what tells the log; the log must outlive it
+FlvFindings telling(FindingLog& log);
+
+}  // namespace zvprobe
