@@ -240,7 +240,7 @@ TEST_F(MpegAudio, IsFixedByARightInfoFrame) {
     EXPECT_EQ(audio["info"]["delay_samples"], 576);
     EXPECT_EQ(audio["info"]["padding_samples"], 0) << "the end is not the encoder's";
     const size_t table = 36 + 16;
-    for (const size_t percent : {0, 25, 50, 95}) {
+    for (const size_t percent : {0U, 25U, 50U, 95U}) {
         const size_t at = percent * 40 / 100;
         const size_t before = copy.size() - sound.size() + std::min<size_t>(at, 20) * kSize128 +
                               (at - std::min<size_t>(at, 20)) * kSize160;

@@ -190,7 +190,7 @@ bool MpegAudioWalk::skip_bare_ape() {
     return true;
 }
 
-// Its length stands behind it. What has no end was none.
+// Its length comes last. What has no end was none.
 bool MpegAudioWalk::skip_lyrics() {
     const uint64_t offset = cursor_.position();
     skip(std::string_view(kLyricsBegin).size());

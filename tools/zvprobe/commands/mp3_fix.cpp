@@ -7,7 +7,6 @@
 
 #include "audio/mpeg_audio_copy.h"
 #include "base/exit_status.h"
-#include "base/interrupt.h"
 #include "base/printable.h"
 #include "base/texts.h"
 #include "commands/commands.h"
@@ -35,8 +34,6 @@ class Mp3FixError : public std::runtime_error {
     ExitStatus status_;
 };
 
-constexpr char kChanged[] = "changed while it was read, nothing is written";
-
 // What the walk has lost sight of would be missing in the copy.
 void check_account(const MpegAudioReading& reading, uint64_t size) {
     if (reading.accounted_bytes() == size) return;
@@ -47,7 +44,7 @@ void check_account(const MpegAudioReading& reading, uint64_t size) {
 
 MpegAudioReport walk(const std::string& in, const Session& session, MpegAudioCopyList& list) {
     const auto source = open_source(in);
-    const auto first_window = source->next(0);
+    const auto first_window = first_window_of(*source);
     if (!std::holds_alternative<MpegAudioStart>(detect_format(first_window, source->at_end())))
         throw Mp3FixError(kExitUnknownFormat, "not MPEG audio");
     if (!source->size()) throw Mp3FixError(kExitCannotOpen, "not a file, which is read twice");
@@ -65,7 +62,7 @@ MpegAudioReport walk(const std::string& in, const Session& session, MpegAudioCop
     return report;
 }
 
-// Copies pieces of the source in their order.
+// Copies pieces of the source in their order; where that ends early, no more of them.
 class PieceCopy {
   public:
     PieceCopy(Source& source, OutFile& out, Progress& progress)
@@ -75,9 +72,9 @@ class PieceCopy {
     void add(const MpegAudioCopyList::Pieces& pieces, InfoCrc* crc) {
         for (const MpegAudioCopyList::Piece& piece : pieces) {
             cursor_.skip(piece.offset - cursor_.position());
-            for (uint64_t left = piece.length; left > 0 && !interrupted();) {
+            for (uint64_t left = piece.length; left > 0;) {
                 const auto bytes = cursor_.take(left);
-                if (bytes.empty() && !interrupted()) throw Mp3FixError(kExitCannotOpen, kChanged);
+                if (bytes.empty()) return;
                 out_.write(bytes);
                 if (crc != nullptr) crc->take(bytes);
                 left -= bytes.size();
@@ -104,7 +101,8 @@ void copy(const Mp3FixOptions& options, const Session& session, const MpegAudioC
     pieces.add(list.frames(), &crc);
     pieces.add(list.tags_after(), nullptr);
     check_reading(*source);
-    if (crc.value() != list.sound_crc()) throw Mp3FixError(kExitCannotOpen, kChanged);
+    if (out.written() != info.size() + list.bytes() || crc.value() != list.sound_crc())
+        throw Mp3FixError(kExitCannotOpen, "changed while it was read, nothing is written");
     out.commit();
     if (!session.quiet && !is_standard_output(options.out)) {
         std::cout << printable(options.out) << ": " << list.frame_count() << " frames"
