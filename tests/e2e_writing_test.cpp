@@ -77,7 +77,8 @@ TEST_F(Writing, ASignalAtAnyTimeLeavesOldFilesOrCompleteOnes) {
         for (const auto& [name, bytes] : complete)
             old[name] = "old";
         for (int i = 0; i < count; ++i) {
-            const int signal = std::array{SIGINT, SIGTERM, SIGHUP, SIGPIPE}[i % 4];
+            const int signal =
+                std::array{SIGINT, SIGTERM, SIGHUP, SIGPIPE}[static_cast<size_t>(i) % 4];
             for (const auto& [name, bytes] : old)
                 folder_.put(name, bytes);
             ToolProcess tool(dir_, command);
