@@ -77,7 +77,8 @@ TEST_F(Writing, ASignalAtAnyTimeLeavesOldFilesOrCompleteOnes) {
         for (const auto& [name, bytes] : complete)
             old[name] = "old";
         for (int i = 0; i < count; ++i) {
-            const int signal = std::array{SIGINT, SIGTERM, SIGHUP, SIGPIPE}[i % 4];
+            const int signal =
+                std::array{SIGINT, SIGTERM, SIGHUP, SIGPIPE}[static_cast<size_t>(i) % 4];
             for (const auto& [name, bytes] : old)
                 folder_.put(name, bytes);
             ToolProcess tool(dir_, command);
@@ -88,6 +89,9 @@ TEST_F(Writing, ASignalAtAnyTimeLeavesOldFilesOrCompleteOnes) {
             const std::string what = command[0] + ", signal " + std::to_string(signal);
             EXPECT_TRUE(status == 0 || status == 128 + signal) << what << ": " << status;
             EXPECT_TRUE(files() == (status == 0 ? complete : old) || files() == complete) << what;
+            // One that comes before the tool is ready for signals ends it without a word.
+            const std::string said = read_file(dir_ / "stderr");
+            EXPECT_TRUE(said.empty() || said.find("interrupted") != std::string::npos) << said;
             if (HasFailure()) return;
         }
     }
@@ -105,11 +109,19 @@ TEST_F(Writing, OneSignalIsEnoughWhileASourceNeverStops) {
             for (int i = 0; i < 10'000 && write(in.write_end, bytes.data(), 65536) > 0; ++i) {
             }
         });
-        std::this_thread::sleep_for(std::chrono::milliseconds(50));
+        EXPECT_TRUE(await([&] { return tool.counted("rchar") > 1'000'000; }));
         tool.send(SIGTERM);
         EXPECT_EQ(tool.wait(), 0) << command[0];
         feeder.join();
     }
+}
+
+// Nor does a device that takes everything.
+TEST_F(Writing, OneSignalIsEnoughWhileAnOutputNeverWaits) {
+    ToolProcess tool(dir_, {"build", "null", "--count", "4294967295", "/dev/null"});
+    EXPECT_TRUE(await([&] { return tool.counted("wchar") > 1'000'000; }));
+    tool.send(SIGHUP);
+    EXPECT_EQ(tool.wait(), 128 + SIGHUP);
 }
 
 // In the moment between a look for signals and the wait for input a signal must not get lost.
@@ -133,12 +145,13 @@ TEST_F(Writing, ASignalInTheMiddleOfASourceEndsInOrder) {
         {{"probe", "--json", "--strict", "-"}, "mpeg1-layer2.mp2"},
     };
     for (const auto& [command, source] : commands) {
+        const std::string bytes = read_file(media(source));
         for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
             const Pipe in;
             Pipe out;
             ToolProcess tool(dir_, command, in.read_end, out.write_end);
             Pipe::close_end(out.write_end);
-            in.write_all(read_file(media(source)));
+            in.write_all(bytes.substr(0, bytes.size() - 50));  // the last unit is cut off
             EXPECT_TRUE(await([&] { return in.fill() == 0; }));
             tool.send(signal);
             EXPECT_NE(out.read_all(), "") << command[0] << source;
@@ -231,14 +244,18 @@ TEST_F(Writing, ClosedDescriptorsAreNobodysElse) {
     EXPECT_EQ(shell("zvprobe build null --count 4 out <&- >&- 2>&-").status, 0);
     EXPECT_EQ(read_file(dir_ / "out").size(), 4u * 188);
 
-    const Loopback loopback;
+    const int listener = socket(AF_INET, SOCK_STREAM, 0);
+    const int port = bind_loopback(listener);
+    ASSERT_EQ(listen(listener, 1), 0);
     const std::string bytes = read_file(media("single.ts")).substr(0, 14 * 188);
-    shell("zvprobe -v pace " + file(bytes) +
-          " --to udp://127.0.0.1:" + std::to_string(loopback.port) + " <&- >&- 2>&-");
-    std::string all;
-    for (int i = 0; i < 3 && all.size() < bytes.size(); ++i)
-        all += loopback.receive();
-    EXPECT_TRUE(all == bytes) << "the report went to the peer";
+    // The source would be 1 and the socket 2, where -v tells what is found.
+    shell("zvprobe -v pace " + file(bytes) + " --to tcp://127.0.0.1:" + std::to_string(port) +
+          " >&- 2>&-");
+    Pipe peer;
+    Pipe::close_end(peer.read_end);
+    peer.read_end = accept(listener, nullptr, nullptr);
+    EXPECT_TRUE(peer.read_all() == bytes) << "the report went to the peer";
+    close(listener);
 }
 
 TEST_F(Writing, NamesMayBeAsLongAsTheSystemAllows) {
@@ -267,9 +284,9 @@ TEST_F(Writing, ALinkStaysALinkThoughItsTargetIsMissing) {
     EXPECT_EQ(outcome.status, 0) << outcome.err;
     EXPECT_EQ(read_file(dir_ / "b/file").size(), 2u * 188);
     EXPECT_EQ(shell("zvprobe build null loop").status, 3);
-    // A name in /dev/fd that leads to no file any more.
-    EXPECT_EQ(shell("exec 5>gone; rm gone; zvprobe build null /dev/fd/5; ls").out.find("gone"),
-              std::string::npos);
+    // A name in /dev/fd that leads to no file any more is not taken for another one's.
+    shell("exec 5>gone; rm gone; echo other > 'gone (deleted)'; zvprobe build null /dev/fd/5");
+    EXPECT_EQ(read_file(dir_ / "gone (deleted)"), "other\n");
 }
 
 TEST_F(Writing, AnEmptySourceIsOfNoFormat) {
@@ -282,6 +299,27 @@ TEST_F(Writing, AnEmptySourceIsOfNoFormat) {
         EXPECT_EQ(outcome.status, 4) << command;
         EXPECT_NE(outcome.err.find(": not a"), std::string::npos) << outcome.err;
         EXPECT_EQ(files().size(), 1u) << command;
+    }
+}
+
+// From too little memory to load the tool to enough.
+TEST_F(Writing, WithoutMemoryTheSourceIsNamedAndNothingLeft) {
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+    GTEST_SKIP() << "sanitizers reserve more than any limit";
+#endif
+    file(read_file(media("single.ts")));
+    const auto before = files();
+    for (const std::string& command :
+         {std::string("stream"), std::string("monitor stream"), "remap stream out " + kRemap}) {
+        bool said = false;
+        Outcome outcome = {-1, "", ""};
+        for (int limit = 4000; outcome.status != 0 && limit < 60000; limit += 250) {
+            EXPECT_EQ(files(), before) << command;
+            outcome = shell("ulimit -v " + std::to_string(limit) + "; zvprobe " + command);
+            said = said || outcome.err.find("zvprobe: stream: out of memory") != std::string::npos;
+        }
+        EXPECT_EQ(outcome.status, 0) << command;
+        EXPECT_TRUE(said) << command;
     }
 }
 

@@ -17,6 +17,8 @@
 #include <utility>
 #include <vector>
 
+#include "folder.h"
+
 namespace zvtest {
 
 // Polls until it is so. -> false when that took ten seconds
@@ -102,6 +104,13 @@ class ToolProcess {
     ToolProcess& operator=(const ToolProcess&) = delete;
 
     void send(int signal) const { kill(pid_, signal); }
+
+    // -> bytes that it has read ("rchar") or written ("wchar") so far
+    uint64_t counted(const std::string& what) const {
+        const std::string text = read_file("/proc/" + std::to_string(pid_) + "/io");
+        const size_t at = text.find(what + ": ");
+        return at == text.npos ? 0 : std::stoull(text.substr(at + what.size() + 2));
+    }
 
     // -> its exit status, 128 and the signal that ended it, or -1 when it does not end
     int wait() {

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <iostream>
+#include <new>
 #include <thread>
 #include <utility>
 
@@ -57,6 +58,8 @@ class SourceProbe {
             read(*source);
         } catch (const SourceError& error) {
             report_.failure = cannot_open(error.what());
+        } catch (const std::bad_alloc&) {
+            report_.failure = read_error("out of memory");
         }
         report_.interrupted = interrupted();
         return std::move(report_);

@@ -87,7 +87,7 @@ class Remap {
     ResolverAccount look() {
         const auto source = open_source(options_.in);
         if (!source->size()) throw SourceError("not a file, which is read twice");
-        const auto window = source->next(0);
+        const auto window = first_window_of(*source);
         const auto first = find_first_packet(window, source->at_end());
         if (!first) throw UnknownFormat("not a transport stream");
         Progress progress(2 * *source->size(), draw_);
@@ -111,7 +111,7 @@ class Remap {
 
     void write(const RemapPlan& plan) const {
         const auto source = open_source(options_.in);
-        const auto window = source->next(0);
+        const auto window = first_window_of(*source);
         const auto first = find_first_packet(window, source->at_end());
         if (!first) throw RemapError("changed while it was read");
         Progress progress(2 * source->size().value_or(0), draw_);

@@ -44,7 +44,7 @@ class TsProbe {
             const bool last = source.at_end();
             feed(window);
             if (options_.on_progress) options_.on_progress(survey_.totals().bytes);
-            if (last && !stopped()) return finish();
+            if (last && !source.stopped() && !stopped()) return finish();
             if (interrupted()) return;
             if (options_.is_report_due && options_.is_report_due()) options_.on_report(report());
             window = source.next(0);
