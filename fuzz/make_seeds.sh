@@ -140,6 +140,12 @@ seed zvprobe_copy flv-meta-rebase '\003' h264-aac.flv 0 6144
 seed zvprobe_copy mp3-fix '\040' mpeg1-layer3.mp3 0 4096
 seed zvprobe_copy mp3-fix-layer2 '\040' mpeg1-layer2.mp2 100 4096
 seed zvprobe_copy remap '\012' single.ts 0 7520
+# one bit of the mode: 16 bytes that choose the options, then bytes that steer a made stream, or packets
+renamed='\164\001\002\003\004\005\006\007\010\011\012\013\014\015\016\017'
+cut_out='\043\001\000\002\003\004\005\006\007\010\011\012\013\014\015\016'
+seed zvprobe_copy remap-made "\300$renamed\001\002\003"
+seed zvprobe_copy remap-cut-out "\300$cut_out\004\005\006"
+seed zvprobe_copy remap-packets "\100$cut_out" three-programs.ts 0 5640
 seed zvprobe_copy extract '\000' single.ts 0 7520
 seed zvprobe_copy extract-tables '\030' single.ts 0 7520
 seed zvprobe_copy made '\016\000\010\001\002\000\001\001\003\133\120\020\133\000\020\002\000'

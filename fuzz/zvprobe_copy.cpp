@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: MIT
 // The tool's commands that write files, over whole files: a command that fails leaves nothing, one
 // that succeeds leaves what it was asked for under its final name only, a copy that flv-meta or mp3-fix
-// has made is a sound file that it copies as it is, and what extract writes is of its source.
+// has made is a sound file that it copies as it is, and what extract writes is of its source. What
+// remap is to leave alone it leaves alone.
 #include <unistd.h>
 
 #include <filesystem>
@@ -15,6 +16,8 @@
 #include "flv.h"
 #include "input.h"
 #include "packets.h"
+#include "remap_check.h"
+#include "survey_maker.h"
 
 namespace {
 
@@ -123,9 +126,24 @@ void fix_mp3(const std::string& in) {
 
 void remap(const std::string& in, size_t streams) {
     const std::string pids = "0x201,0x202,0x203,0x204";
-    zvprobe::RemapOptions options{{in, folder() / "first"}, {}, "7", "0x1ffe", "0x201", {}};
+    zvprobe::RemapOptions options;
+    options.in = in;
+    options.out = folder() / "first";
+    options.programs = {"7"};
+    options.pmt = "0x1ffe";
+    options.pcr = "0x201";
     options.es = pids.substr(0, 6 * streams - 1);
     convert(options);
+}
+
+void remap_anything(const std::string& in, const std::vector<uint8_t>& stream,
+                    fuzz::RemapChoice choice) {
+    put(in, stream);
+    choice.options.in = in;
+    choice.options.out = folder() / "first";
+    if (!convert(choice.options)) return;
+    const std::string copy = get(choice.options.out);
+    fuzz::check_remap(choice, stream, {reinterpret_cast<const uint8_t*>(copy.data()), copy.size()});
 }
 
 // sections: tables, too; chosen: not all there is
@@ -167,6 +185,15 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     if (mode & 0x20) {
         put(source, in.rest());
         fix_mp3(source);
+        return 0;
+    }
+    if (mode & 0x40) {
+        const auto choices = in.take(16);
+        const auto stream = mode & 0x80 ? fuzz::make_survey_stream(in.rest())
+                            : mode & 4  ? fuzz::make_stream(in)
+                                        : fuzz::whole_packets(in.rest(), 188, true);
+        fuzz::ByteSource choose(choices);
+        remap_anything(source, stream, fuzz::choose_remap(choose, stream));
         return 0;
     }
     put(source, mode & 4 ? fuzz::make_stream(in) : fuzz::whole_packets(in.rest(), 188, true));

@@ -6,7 +6,6 @@
 
 #include "support/loopback.h"
 #include "support/tool_run.h"
-#include "ts/rs_parity.h"
 
 namespace {
 
@@ -19,120 +18,12 @@ int byte(const std::string& text, size_t at) {
     return static_cast<uint8_t>(text[at]);
 }
 
-// By PID: counter and payload of every packet that has a payload. One without repeats the counter.
-std::map<int, std::string> streams(const std::string& path, size_t size = 188, size_t before = 0) {
-    const std::string bytes = read_file(path);
-    std::map<int, std::string> found;
-    std::map<int, int> counters;
-    for (size_t at = before; at + 188 <= bytes.size(); at += size) {
-        const std::string packet = bytes.substr(at, 188);
-        const int control = byte(packet, 3);
-        const int pid = (byte(packet, 1) & 0x1F) << 8 | byte(packet, 2);
-        int& counter = counters.try_emplace(pid, control & 15).first->second;
-        const int before_it = std::exchange(counter, control & 15);
-        if ((control & 0x10) == 0) {
-            EXPECT_EQ(control & 15, before_it) << path << " " << pid;
-            continue;
-        }
-        const size_t head = control & 0x20 ? 5u + static_cast<size_t>(byte(packet, 4)) : 4;
-        found[pid] += static_cast<char>(control & 15) + packet.substr(head);
-    }
-    return found;
-}
-
 class Commands : public ToolTest {
   protected:
     json programme(const std::string& path) const {
         return account(path).at("mpegts").at("resolver").at("programs").at(0);
     }
 };
-
-TEST_F(Commands, RemapChangesIdentifiersAndNothingElseOfTheStreams) {
-    struct Sample {
-        const char* name;
-        size_t size, before;
-        int video, audio;
-    };
-    for (const auto& [name, size, before, video, audio] :
-         {Sample{"single.ts", 188, 0, 256, 257}, Sample{"single-192.m2ts", 192, 4, 0x1011, 0x1100},
-          Sample{"single-204.ts", 204, 0, 256, 257}}) {
-        // The new PIDs lack high bits that the old ones have, and have others.
-        const Outcome outcome = shell("zvprobe remap '" + media(name) +
-                                      "' new --program 0x1234 "
-                                      "--pmt 256 --pcr 0x0EEF --es 0x0EEF,4095 && "
-                                      "zvprobe --strict new");
-        EXPECT_EQ(outcome.status, 0) << outcome.err;
-        json expected = programme(media(name));
-        expected["program_number"] = 0x1234;
-        expected["pmt_pid"] = 256;
-        expected["pcr_pid"] = expected["streams"][0]["pid"] = 0x0EEF;
-        expected["streams"][1]["pid"] = 4095;
-        EXPECT_EQ(programme("new"), expected);
-        auto was = streams(media(name), size, before);
-        auto is = streams(dir_ / "new", size, before);
-        EXPECT_EQ(is[0x0EEF], was[video]) << name;
-        EXPECT_EQ(is[4095], was[audio]) << name;
-        EXPECT_EQ(is.count(audio), 0u);
-        for (const int table : {0, 17, 256})
-            EXPECT_EQ(is[table][185], 1) << "second packet";
-    }
-}
-
-TEST_F(Commands, RemapMovesTheClockToAPidOfItsOwnAndIntoAStream) {
-    const auto was = streams(media("single.ts"));
-    std::string in = media("single.ts");
-    for (const std::string pcr : {"0x300", "0x201", "0x200"}) {
-        const Outcome outcome = shell("zvprobe remap '" + in + "' " + pcr +
-                                      " --program 1 --pmt 99 "
-                                      "--es 0x200,0x201 --pcr " +
-                                      pcr + " && zvprobe --strict " + pcr);
-        EXPECT_EQ(outcome.status, 0) << outcome.err << outcome.out;
-        EXPECT_EQ(outcome.out.find("PMT does not name"), std::string::npos) << outcome.out;
-        auto is = streams(dir_ / pcr);
-        EXPECT_EQ(is[0x200], was.at(256)) << pcr;
-        EXPECT_EQ(is[0x201], was.at(257)) << pcr;
-        in = pcr;
-    }
-}
-
-TEST_F(Commands, RemapTakesOneProgrammeOfSeveralAndRefusesWhatCannotBe) {
-    const std::string in = "'" + media("three-programs.ts") + "'";
-    const std::string good = " --program 7 --pmt 99 --pcr 512 --es 512,256";
-    EXPECT_EQ(shell("zvprobe remap --from 2 " + in + " new" + good).status, 0);
-    EXPECT_EQ(programme("new")["service"]["name"], "Film");
-    EXPECT_EQ(streams(dir_ / "new").size(), 6u);  // three tables, two streams, null packets
-    for (const std::string& line :
-         {in + " bad" + good, "new bad --from 2" + good,
-          std::string("new bad --program 7 --pmt 9 --pcr 512 --es 512,256"),
-          std::string("new bad --program 7 --pmt 512 --pcr 512 --es 512,256"),
-          std::string("new bad --program 7 --pmt 99 --pcr 0x11 --es 512,256"),
-          std::string("new bad --program 7 --pmt 99 --pcr 512 --es 512")}) {
-        EXPECT_EQ(shell("zvprobe remap " + line).status, 2) << line;
-    }
-    EXPECT_FALSE(std::filesystem::exists(dir_ / "bad"));
-}
-
-TEST_F(Commands, RemapRenewsTheParityOfChangedPackets) {
-    std::string bytes = read_file(media("single-204.ts"));
-    for (size_t at = 0; at < bytes.size(); at += 204) {
-        const auto* packet = reinterpret_cast<const uint8_t*>(bytes.data() + at);
-        const auto parity = zvprobe::rs_parity(std::span<const uint8_t, 188>(packet, 188));
-        bytes.replace(at + 188, 16, reinterpret_cast<const char*>(parity.data()), 16);
-    }
-    shell("zvprobe remap " + file(bytes) + " new --program 7 --pmt 99 --pcr 98 --es 98,97");
-    const std::string now = read_file(dir_ / "new");
-    ASSERT_EQ(now.size(), bytes.size());
-    // A code word is 0 at 2^0..2^15 (ETSI EN 300 421); x^8 = x^4 + x^3 + x^2 + 1.
-    for (size_t at = 0; at < now.size(); at += 204 * 50) {
-        for (int root = 0; root < 16; ++root) {
-            int value = 0;
-            for (size_t i = 0; i < 204; value ^= byte(now, at + i++))
-                for (int k = 0; k < root; ++k)
-                    value = value << 1 ^ (value & 0x80 ? 0x11D : 0);
-            EXPECT_EQ(value, 0) << at << " " << root;
-        }
-    }
-}
 
 TEST_F(Commands, RtpCopiesPackets) {
     const std::string source = "'" + media("single.ts") + "'";

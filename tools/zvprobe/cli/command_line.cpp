@@ -234,26 +234,27 @@ void add_copy_files(CLI::App& command, CopyFiles& files, const std::string& what
 
 void add_remap(CLI::App& root, CommandLine& line) {
     const auto options = std::make_shared<RemapOptions>();
-    CLI::App& command =
-        *root.add_subcommand("remap", "Copy a programme under another number and other PIDs");
+    CLI::App& command = *root.add_subcommand(
+        "remap", "Copy a stream under other numbers and PIDs, or a part of it");
     add_copy_files(command, *options, "The transport stream, a file");
-    command.add_option("--program", options->program, "New programme number")
-        ->type_name("N")
-        ->required();
-    command.add_option("--pmt", options->pmt, "New PID of the PMT")->type_name("PID")->required();
-    command.add_option("--pcr", options->pcr, "New PID of the PCR: one of --es, or its own")
-        ->type_name("PID")
-        ->required();
-    command.add_option("--es", options->es, "New PIDs of the streams, in the order of the PMT")
-        ->type_name("PID,PID")
-        ->required();
     command
-        .add_option("--from", options->from,
-                    "The programme to take of several; others become null packets")
+        .add_option("--from", options->from, "Copy only this programme; others become null packets")
         ->type_name("N");
+    add_values(command, "--program", options->programs, "[OLD:]N",
+               "New programme number; repeat for more");
+    add_values(command, "--map", options->maps, "OLD:NEW", "New PID; repeat for more");
+    command.add_option("--pmt", options->pmt, "New PID of the programme's PMT")->type_name("PID");
+    command
+        .add_option("--pcr", options->pcr, "New PID of its PCR: one of its streams', or its own")
+        ->type_name("PID");
+    command.add_option("--es", options->es, "New PIDs of its streams, in the order of the PMT")
+        ->type_name("PID,PID");
+    add_values(command, "--drop", options->drops, "PID",
+               "Leave a PID out, in the tables as well; repeat for more");
+    command.add_flag("--drop-nulls", options->drop_nulls, "Leave null packets out");
     add_exit_help(command, {kExitOk, kExitUsage, kExitCannotOpen, kExitUnknownFormat},
-                  "PIDs and numbers are decimal, or hexadecimal behind 0x. Other packets, such as\n"
-                  "service information, are kept as they are.\n");
+                  "PIDs and numbers are decimal, or hexadecimal behind 0x. A number without\n"
+                  "OLD, and --pmt, --pcr, --es, are of the only programme, or that of --from.\n");
     when_named(command, line, options);
 }
 

@@ -67,8 +67,11 @@ struct FlvMetaOptions : CopyFiles {
 struct Mp3FixOptions : CopyFiles {};
 
 struct RemapOptions : CopyFiles {
-    std::string from;  // empty: the only programme
-    std::string program;
+    std::string from;                   // the programme to cut out; empty: all are copied
+    std::vector<std::string> programs;  // new number, or old:new
+    std::vector<std::string> maps;      // PIDs, old:new
+    std::vector<std::string> drops;     // PIDs
+    bool drop_nulls = false;
     std::string pmt;
     std::string pcr;
     std::string es;

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// `remap`: a copy of a file whose programme has another number and other PIDs. The file is read
-// twice: what is in it decides what can be done.
+// `remap`: a copy of a file whose programmes have other numbers and PIDs, or with one programme
+// only. The file is read twice: what is in it decides what can be done.
 #include <unistd.h>
 
 #include <iostream>
@@ -9,14 +9,14 @@
 #include "base/interrupt.h"
 #include "base/numbers.h"
 #include "base/printable.h"
+#include "base/texts.h"
 #include "commands/commands.h"
 #include "commands/copy_command.h"
 #include "render/complaint.h"
 #include "render/progress.h"
 #include "render/terminal.h"
-#include "ts/remap_writer.h"
-#include "ts/resolver.h"
-#include "ts/ts_packets.h"
+#include "ts/remap/remap_plan.h"
+#include "ts/remap/remap_writer.h"
 
 namespace zvprobe {
 namespace {
@@ -28,44 +28,46 @@ class UnknownFormat : public std::runtime_error {
     using std::runtime_error::runtime_error;
 };
 
-RemapWish wish_of(const RemapOptions& options) {
-    RemapWish wish = {std::nullopt,
-                      number_from(options.program, 1, kMostNumber, "programme"),
-                      pid_from(options.pmt, "PMT"),
-                      pid_from(options.pcr, "PCR"),
-                      {}};
-    if (!options.from.empty()) wish.from = number_from(options.from, 1, kMostNumber, "programme");
-    for (const std::string_view pid : split(options.es, ','))
-        wish.es_pids.push_back(pid_from(pid, "stream"));
-    return wish;
+uint16_t program_from(std::string_view text) {
+    return number_from(text, 1, kMostNumber, "programme");
 }
 
-// The resolver's input, in runs of packets: it settles the packet size on the first one.
-class ResolverInput {
-  public:
-    explicit ResolverInput(const std::string& name) : resolver_(name) {}
+// "N" is the new number of the one programme, "OLD:NEW" that of any.
+void add_program(const std::string& text, RemapWish& wish) {
+    const auto parts = split(text, ':');
+    if (parts.size() > 2) throw UsageError("programme \"" + text + "\" is not OLD:NEW");
+    const uint16_t last = program_from(parts.back());
+    if (parts.size() == 2) return wish.programs.emplace_back(program_from(parts[0]), last), void();
+    if (wish.program) throw UsageError("--program NUMBER is given twice");
+    wish.program = last;
+}
 
-    void take(std::span<const uint8_t> packet) {
-        run_.insert(run_.end(), packet.begin(), packet.end());
-        if (run_.size() >= kRun) pass_on();
+RemapWish::Pair pid_pair_from(const std::string& text) {
+    const auto parts = split(text, ':');
+    if (parts.size() != 2) throw UsageError("map \"" + text + "\" is not OLD:NEW");
+    return {pid_from(parts[0], "old"), pid_from(parts[1], "new")};
+}
+
+RemapWish wish_of(const RemapOptions& options) {
+    RemapWish wish;
+    if (!options.from.empty()) wish.from = program_from(options.from);
+    for (const std::string& text : options.programs)
+        add_program(text, wish);
+    for (const std::string& text : options.maps)
+        wish.pids.push_back(pid_pair_from(text));
+    for (const std::string& text : options.drops)
+        wish.dropped.push_back(pid_from(text, "dropped"));
+    if (!options.pmt.empty()) wish.pmt_pid = pid_from(options.pmt, "PMT");
+    if (!options.pcr.empty()) wish.pcr_pid = pid_from(options.pcr, "PCR");
+    if (!options.es.empty()) {
+        for (const std::string_view pid : split(options.es, ','))
+            wish.es_pids.push_back(pid_from(pid, "stream"));
     }
-
-    ResolverAccount account() {
-        pass_on();
-        return resolver_.account();
-    }
-
-  private:
-    static constexpr size_t kRun = 256 * kPacketSize;
-
-    void pass_on() {
-        resolver_.parse(run_, kPacketSize, ZV_TS_CHECK_CC);
-        run_.clear();
-    }
-
-    Resolver resolver_;
-    std::vector<uint8_t> run_;
-};
+    const bool lists = !wish.programs.empty() || !wish.pids.empty() || !wish.dropped.empty();
+    if (!wish.from && !wish.is_about_one() && !lists && !options.drop_nulls)
+        throw UsageError("nothing is to be changed");
+    return wish;
+}
 
 class Remap {
   public:
@@ -73,70 +75,66 @@ class Remap {
         : options_(options),
           wish_(wish_of(options)),
           draw_(!session.quiet && is_terminal(STDERR_FILENO)),
-          talk_(!session.quiet && !is_standard_output(options.out)) {}
+          talk_(!session.quiet && !is_standard_output(options.out)),
+          facts_(wish_.from) {}
 
     void run() {
-        const ResolverAccount account = look();
-        const RemapPlan plan = make_remap_plan(account, inventory_, wish_);
-        for (const std::string& warning : plan.warnings)
-            complain(options_.in, warning);
-        write(plan);
+        look();
+        const Identifiers identifiers = make_remap_plan(facts_, wish_);
+        write(identifiers);
     }
 
   private:
-    ResolverAccount look() {
+    void look() {
         const auto source = open_source(options_.in);
-        if (!source->size()) throw SourceError("not a file, which is read twice");
-        const auto window = first_window_of(*source);
-        const auto first = find_first_packet(window, source->at_end());
-        if (!first) throw UnknownFormat("not a transport stream");
+        if (!source->size() || options_.in == "-")
+            throw SourceError("not a file, which is read twice");
         Progress progress(2 * *source->size(), draw_);
-        TsPackets packets(*source, window, *first);
-        ResolverInput resolver(options_.in);
-        for (TsPacket packet; packets.next(packet) && !interrupted(); ++packets_) {
-            inventory_.see(packet.body.first<kPacketSize>());
-            resolver.take(packet.body);
-            progress.show(packets.bytes());
+        PacketReader reader(*source);
+        while (!interrupted() && reader.next()) {
+            facts_.see(reader.packet());
+            progress.show(reader.bytes());
         }
         check_reading(*source);
-        warn_of_damage(*source->size(), packets_ * first->packet_size);
-        return resolver.account();
-    }
-
-    void warn_of_damage(uint64_t bytes, uint64_t in_packets) const {
-        if (bytes > in_packets)
+        if (facts_.packets() == 0) throw UnknownFormat("not a transport stream");
+        if (reader.left_out() > 0)
             complain(options_.in,
-                     std::to_string(bytes - in_packets) + " bytes of no packet are left out");
+                     std::to_string(reader.left_out()) + " bytes of no packet are left out");
     }
 
-    void write(const RemapPlan& plan) const {
+    void write(const Identifiers& identifiers) const {
         const auto source = open_source(options_.in);
-        const auto window = first_window_of(*source);
-        const auto first = find_first_packet(window, source->at_end());
-        if (!first) throw RemapError("changed while it was read");
-        Progress progress(2 * source->size().value_or(0), draw_);
-        TsPackets packets(*source, window, *first);
+        const uint64_t size = source->size().value_or(0);
+        Progress progress(2 * size, draw_);
+        PacketReader reader(*source);
         OutFile out(options_.out);
-        RemapWriter writer(plan, out);
+        RemapWriter writer(identifiers, facts_, options_.drop_nulls, out);
         uint64_t count = 0;
-        for (TsPacket packet; packets.next(packet) && !interrupted(); ++count) {
-            writer.take(packet);
-            progress.show(source->size().value_or(0) + packets.bytes());
+        for (; !interrupted() && reader.next(); ++count) {
+            writer.take(reader.packet());
+            progress.show(size + reader.bytes());
         }
         check_reading(*source);
-        if (count != packets_) throw RemapError("changed while it was read");
+        if (count != facts_.packets()) throw RemapError("changed while it was read");
+        writer.finish();
         out.commit();
-        if (!talk_) return;
-        std::cout << printable(options_.out) << ": programme " << plan.old_program_number
-                  << " is now " << wish_.program_number << ", " << writer.packets() << " packets\n";
+        if (talk_) tell(identifiers, writer.packets());
+    }
+
+    void tell(const Identifiers& identifiers, uint64_t packets) const {
+        std::cout << printable(options_.out) << ": ";
+        if (identifiers.only && identifiers.numbers.empty())
+            std::cout << "programme " << *identifiers.only << ", ";
+        for (const auto& [from, to] : identifiers.numbers)
+            if (from != to) std::cout << "programme " << from << " is now " << to << ", ";
+        std::cout << counted(packets, "packet", "packets") << '\n';
     }
 
     const RemapOptions& options_;
     const RemapWish wish_;
     const bool draw_;
     const bool talk_;
-    PidInventory inventory_;
-    uint64_t packets_ = 0;  // of the first reading
+    StreamFacts facts_;
 };
 
 int remap(const RemapOptions& options, const Session& session) {

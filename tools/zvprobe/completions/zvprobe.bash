@@ -54,7 +54,7 @@ _zvprobe() {
         monitor) options="--interval --json-lines --resolver --stats $limits" ;;
         extract) options="--pid --program --sections" ;;
         pace) options="--to --by" ;;
-        remap) options="--program --pmt --pcr --es --from" ;;
+        remap) options="--from --program --map --pmt --pcr --es --drop --drop-nulls" ;;
         flv-meta) options="--update --rebase" ;;
         build)
             case $(_zvprobe_first_of $kinds) in
