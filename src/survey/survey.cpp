@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// Implementation of survey.h. see_packet is the whole way of an ordinary packet: its header and one
-// record.
+// Implementation of survey.h. pass_ordinary is the whole way of ordinary packets: a header and one
+// record each.
 #include "survey/survey.h"
 
 #include <algorithm>
@@ -161,20 +161,29 @@ void Survey::tell_byte_error(uint64_t offset, uint8_t found) {
     timing_.tell({.kind = event_of(Indicator::kSyncByteError), .offset = offset, .a = found});
 }
 
-// Called from one loop, and worth that: a call would cost as much as the rest.
-[[gnu::always_inline]] inline void Survey::see_packet(const uint8_t* bytes, uint64_t offset) {
-    const Packet packet(bytes);
-    PidRecord& record = pids_[packet.pid()];
-    const uint8_t counter = packet.head().continuity_counter();
-    const unsigned off = (record.continuity_counter + 1u - counter) & record.counter_bits;
-    const bool ordinary = record.ordinary && record.input == input_number_ &&
-                          timing_.same_segment(record, offset) &&
-                          packet.head().continues_payload() && off == 0;
-    if (!ordinary) return see_other(packet, record, offset);
-    ++record.packets;
-    record.last_offset = offset;
-    record.last_packet = bytes;
-    record.continuity_counter = counter;
+// The whole way of ordinary packets. What does not change between two of them is read once.
+// from    in  number of the first packet of the step that is looked at
+// offset  in  of the step's first packet
+// -> number of the first that needs a second look; step.count when none does
+inline size_t Survey::pass_ordinary(const Framer::Step& step, size_t from, uint64_t offset) {
+    const size_t packet_size = framer_.counts().packet_size;
+    const uint64_t stretch_now = stretch();
+    const uint64_t gap_bytes = timing_.gap_bytes();
+    PidRecord* const records = &pids_[0];
+    const uint8_t* at = step.packets + from * packet_size;
+    offset += from * packet_size;
+    for (; from < step.count; ++from, at += packet_size, offset += packet_size) {
+        const HeaderWord head = {load_be32(at)};
+        PidRecord& record = records[head.pid()];
+        const bool ordinary = record.ordinary_in == stretch_now && record.just_continues(head) &&
+                              offset - record.last_offset <= gap_bytes;
+        if (!ordinary) break;
+        ++record.packets;
+        record.last_offset = offset;
+        record.last_packet = at;
+        record.note_counter(head);
+    }
+    return from;
 }
 
 void Survey::see_run(const Framer::Step& step, uint64_t offset) {
@@ -184,8 +193,10 @@ void Survey::see_run(const Framer::Step& step, uint64_t offset) {
         timing_.begin(packet_size, offset);
     }
     last_packet_ = offset + (step.count - 1) * packet_size;
-    for (size_t i = 0; i < step.count; ++i)
-        see_packet(step.packets + i * packet_size, offset + i * packet_size);
+    for (size_t i = 0; (i = pass_ordinary(step, i, offset)) < step.count; ++i) {
+        const Packet packet(step.packets + i * packet_size);
+        see_other(packet, pids_[packet.pid()], offset + i * packet_size);
+    }
     if (see_packets_) see_packets_(step.packets, packet_size, step.count, offset);
 }
 
@@ -242,7 +253,7 @@ void Survey::see_es(const Packet& packet, PidDetail& detail, uint64_t offset) {
     }
     detail.es->take(packet.payload(), packet.starts_unit());
     if (detail.es->full()) read_codec_now(packet.pid(), detail, offset);
-    if (detail.es && !detail.es->paused()) pids_[packet.pid()].ordinary = false;
+    if (detail.es && !detail.es->paused()) pids_[packet.pid()].look_again();
 }
 
 // -> true when nothing more is gathered
@@ -349,13 +360,16 @@ void Survey::note_coming(PidRecord& record, const Packet& packet, uint64_t offse
     if (record.packets++ == 0 || !record.segment_open || !timing_.same_segment(record, offset))
         timing_.begin_segment(packet.pid(), offset);
     record.last_offset = offset;
+    const bool came_before =
+        record.last_packet && record.last_packet != record.detail->kept.data();
+    if (!came_before) came_.push_back(packet.pid());
     record.last_packet = packet.bytes();
-    record.continuity_counter = packet.head().continuity_counter();
+    record.note_counter(packet.head());
+    if (packet.pid() == kPidNull) record.judged_bits = kContinuingBits;
     // Only a packet with payload tells whether what follows is scrambled.
-    record.ordinary =
+    const bool ordinary =
         !record.detail->watched && !record.repeated && packet.has_payload() && !packet.scrambled();
-    record.counter_bits = packet.pid() == kPidNull ? 0 : 15;
-    if (std::exchange(record.input, input_number_) != input_number_) came_.push_back(packet.pid());
+    record.ordinary_in = ordinary ? stretch() : PidRecord::kNeverOrdinary;
 }
 
 // -> false when what the packet carries is known already
@@ -367,7 +381,7 @@ bool Survey::see_continuity(const Packet& packet, PidRecord& record, uint64_t of
                       .pid = packet.pid(),
                       .offset = offset,
                       .a = packet.head().continuity_counter(),
-                      .b = record.continuity_counter});
+                      .b = record.continuity_counter()});
     } else if (step == Continuity::kSignalled || step == Continuity::kRestarted) {
         timing_.tell(
             {.kind = EventKind::kDiscontinuitySignalled, .pid = packet.pid(), .offset = offset});

@@ -21,7 +21,7 @@ enum class Continuity {
 inline Continuity judge_continuity(const Packet& packet, PidRecord& record,
                                    ContinuityCounts& counts) {
     const uint8_t counter = packet.head().continuity_counter();
-    const uint8_t last = record.continuity_counter;
+    const uint8_t last = record.continuity_counter();
     const bool due =
         record.packets == 0 || counter == (packet.has_payload() ? ((last + 1) & 15) : last);
     const bool repeats = !due && packet.has_payload() && counter == last;

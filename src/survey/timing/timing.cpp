@@ -142,7 +142,7 @@ void Timing::end_segment(uint16_t pid) {
     PidRecord& record = pids_[pid];
     if (record.segment != segment_ || !record.segment_open) return;
     record.segment_open = false;
-    record.ordinary = false;
+    record.look_again();
     push(Segment{record.last_offset, pid, record.segment_first});
 }
 

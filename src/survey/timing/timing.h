@@ -53,6 +53,10 @@ class Timing {
     // The packets of a PID so far belong together; others follow.
     void end_segment(uint16_t pid);
 
+    // -> the number of the segment of time at hand, one more for each; and the gap that could matter
+    uint64_t segment() const { return segment_; }
+    uint64_t gap_bytes() const { return gap_bytes_; }
+
     // -> true when a packet of a PID belongs to the segment of those before
     bool same_segment(const PidRecord& record, uint64_t offset) const {
         return record.segment == segment_ && offset - record.last_offset <= gap_bytes_;
