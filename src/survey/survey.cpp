@@ -342,7 +342,7 @@ void Survey::see_time_stamps(const Packet& packet, PidDetail& detail, uint64_t o
     detail.pts.dts_count += stamps->dts.has_value();
     detail.pts.waited_for = detail.has(Role::kPts);
     PtsCame came = {offset, packet.pid(), stamps->decoding(), std::nullopt};
-    if (const auto pcr_pid = model_.pcr_pid_for(packet.pid())) {
+    if (const auto pcr_pid = model_.pcr_pid_for(packet.pid(), detail)) {
         const PidDetail& clock = pids_.detail(*pcr_pid);
         if (clock.pcr) came.reference = PcrReference{*pcr_pid, clock.pcr->last_value()};
     }
@@ -360,8 +360,7 @@ void Survey::note_coming(PidRecord& record, const Packet& packet, uint64_t offse
     if (record.packets++ == 0 || !record.segment_open || !timing_.same_segment(record, offset))
         timing_.begin_segment(packet.pid(), offset);
     record.last_offset = offset;
-    const bool came_before =
-        record.last_packet && record.last_packet != record.detail->kept.data();
+    const bool came_before = record.last_packet && record.last_packet != record.detail->kept.data();
     if (!came_before) came_.push_back(packet.pid());
     record.last_packet = packet.bytes();
     record.note_counter(packet.head());

@@ -13,6 +13,12 @@ constexpr double kPcrHz = 27e6;
 constexpr uint64_t kPcrRange = (uint64_t{1} << 33) * 300;
 constexpr uint64_t kLongestPcrStep = 27'000'000;  // on by more than a second is a jump
 
+// -> ticks modulo the range of a PCR; a division is for values that are hardly ever met
+inline uint64_t wrap_pcr(uint64_t ticks) {
+    if (ticks < kPcrRange) return ticks;
+    return ticks < 2 * kPcrRange ? ticks - kPcrRange : ticks % kPcrRange;
+}
+
 // How a PCR follows the one before on its PID.
 struct PcrStep {
     bool first = false;
