@@ -318,7 +318,7 @@ void Survey::see_scrambled(const Packet& packet, PidDetail& detail, uint64_t off
     if (std::exchange(detail.pts.waited_for, false)) timing_.push(PtsInterrupted{offset, pid});
 }
 
-void Survey::see_pcr(const Packet& packet, PidDetail& detail, uint64_t offset) {
+inline void Survey::see_pcr(const Packet& packet, PidDetail& detail, uint64_t offset) {
     if (!detail.pcr) detail.pcr = std::make_unique<PcrValues>();
     const PcrStep step = detail.pcr->add(packet.pcr(), offset, packet.discontinuity());
     const bool out_of_order =
@@ -334,7 +334,7 @@ void Survey::see_pcr(const Packet& packet, PidDetail& detail, uint64_t offset) {
     timing_.pcr(packet.pid(), offset, step);
 }
 
-void Survey::see_time_stamps(const Packet& packet, PidDetail& detail, uint64_t offset) {
+inline void Survey::see_time_stamps(const Packet& packet, PidDetail& detail, uint64_t offset) {
     const auto stamps = read_time_stamps(packet.payload());
     if (!stamps) return;
     if (detail.pts.count++ == 0) detail.pts.first = stamps->pts;
@@ -356,7 +356,7 @@ void Survey::see_transport_error(uint16_t pid, uint64_t offset) {
 }
 
 // Takes over what the next packet of the PID is compared with.
-void Survey::note_coming(PidRecord& record, const Packet& packet, uint64_t offset) {
+inline void Survey::note_coming(PidRecord& record, const Packet& packet, uint64_t offset) {
     if (record.packets++ == 0 || !record.segment_open || !timing_.same_segment(record, offset))
         timing_.begin_segment(packet.pid(), offset);
     record.last_offset = offset;
@@ -372,7 +372,7 @@ void Survey::note_coming(PidRecord& record, const Packet& packet, uint64_t offse
 }
 
 // -> false when what the packet carries is known already
-bool Survey::see_continuity(const Packet& packet, PidRecord& record, uint64_t offset) {
+inline bool Survey::see_continuity(const Packet& packet, PidRecord& record, uint64_t offset) {
     PidDetail& detail = *record.detail;
     const Continuity step = judge_continuity(packet, record, detail.continuity);
     if (step == Continuity::kError) {
@@ -392,7 +392,7 @@ bool Survey::see_continuity(const Packet& packet, PidRecord& record, uint64_t of
     return step != Continuity::kDuplicate;
 }
 
-void Survey::see_scrambling(const Packet& packet, PidDetail& detail, uint64_t offset) {
+inline void Survey::see_scrambling(const Packet& packet, PidDetail& detail, uint64_t offset) {
     if (!packet.has_payload()) return;
     const bool changed = detail.scrambled && *detail.scrambled != packet.scrambled();
     detail.scrambled = packet.scrambled();
