@@ -7,7 +7,6 @@
 #include <utility>
 
 #include "survey/codecs/video/parameters.h"
-#include "survey/records/continuity.h"
 #include "survey/records/splice_event.h"
 #include "survey/records/table_rules.h"
 
@@ -186,6 +185,24 @@ inline size_t Survey::pass_ordinary(const Framer::Step& step, size_t from, uint6
     return from;
 }
 
+// Takes over what the next packet of the PID is compared with. Called from
+// two places, and short in both of them.
+[[gnu::always_inline]] inline void Survey::note_coming(PidRecord& record, const Packet& packet,
+                                                       uint64_t offset) {
+    if (record.packets++ == 0 || !record.segment_open || !timing_.same_segment(record, offset))
+        timing_.begin_segment(packet.pid(), offset);
+    record.last_offset = offset;
+    const bool came_before = record.last_packet && record.last_packet != record.detail->kept.data();
+    if (!came_before) came_.push_back(packet.pid());
+    record.last_packet = packet.bytes();
+    record.note_counter(packet.head());
+    if (packet.pid() == kPidNull) record.judged_bits = kContinuingBits;
+    // Only a packet with payload tells whether what follows is scrambled.
+    const bool ordinary =
+        !record.detail->watched && !record.repeated && packet.has_payload() && !packet.scrambled();
+    record.ordinary_in = ordinary ? stretch() : PidRecord::kNeverOrdinary;
+}
+
 void Survey::see_run(const Framer::Step& step, uint64_t offset) {
     const size_t packet_size = framer_.counts().packet_size;
     if (!begun_) {
@@ -195,7 +212,12 @@ void Survey::see_run(const Framer::Step& step, uint64_t offset) {
     last_packet_ = offset + (step.count - 1) * packet_size;
     for (size_t i = 0; (i = pass_ordinary(step, i, offset)) < step.count; ++i) {
         const Packet packet(step.packets + i * packet_size);
-        see_other(packet, pids_[packet.pid()], offset + i * packet_size);
+        PidRecord& record = pids_[packet.pid()];
+        const uint64_t place = offset + i * packet_size;
+        if (record.is_ordinary() && record.just_continues(packet.head()))
+            note_coming(record, packet, place);  // first of its stretch, or after a gap
+        else
+            see_other(packet, record, place);
     }
     if (see_packets_) see_packets_(step.packets, packet_size, step.count, offset);
 }
@@ -355,41 +377,31 @@ void Survey::see_transport_error(uint16_t pid, uint64_t offset) {
     timing_.tell({.kind = event_of(Indicator::kTransportError), .pid = pid, .offset = offset});
 }
 
-// Takes over what the next packet of the PID is compared with.
-inline void Survey::note_coming(PidRecord& record, const Packet& packet, uint64_t offset) {
-    if (record.packets++ == 0 || !record.segment_open || !timing_.same_segment(record, offset))
-        timing_.begin_segment(packet.pid(), offset);
-    record.last_offset = offset;
-    const bool came_before = record.last_packet && record.last_packet != record.detail->kept.data();
-    if (!came_before) came_.push_back(packet.pid());
-    record.last_packet = packet.bytes();
-    record.note_counter(packet.head());
-    if (packet.pid() == kPidNull) record.judged_bits = kContinuingBits;
-    // Only a packet with payload tells whether what follows is scrambled.
-    const bool ordinary =
-        !record.detail->watched && !record.repeated && packet.has_payload() && !packet.scrambled();
-    record.ordinary_in = ordinary ? stretch() : PidRecord::kNeverOrdinary;
-}
-
 // -> false when what the packet carries is known already
 inline bool Survey::see_continuity(const Packet& packet, PidRecord& record, uint64_t offset) {
-    PidDetail& detail = *record.detail;
-    const Continuity step = judge_continuity(packet, record, detail.continuity);
+    const Continuity step = judge_continuity(packet, record, record.detail->continuity);
+    if (step == Continuity::kInOrder) return true;
+    if (step == Continuity::kDuplicate) return false;
+    see_discontinuity(step, packet, record, offset);
+    return true;
+}
+
+// A packet that is not the one that was due, or says that it need not be.
+void Survey::see_discontinuity(Continuity step, const Packet& packet, const PidRecord& record,
+                               uint64_t offset) {
     if (step == Continuity::kError) {
         timing_.tell({.kind = event_of(Indicator::kContinuityCountError),
                       .pid = packet.pid(),
                       .offset = offset,
                       .a = packet.head().continuity_counter(),
                       .b = record.continuity_counter()});
-    } else if (step == Continuity::kSignalled || step == Continuity::kRestarted) {
+    } else {
         timing_.tell(
             {.kind = EventKind::kDiscontinuitySignalled, .pid = packet.pid(), .offset = offset});
     }
-    if (step == Continuity::kError || step == Continuity::kRestarted) {
-        detail.sections.drop();
-        if (detail.es) detail.es->lose();
-    }
-    return step != Continuity::kDuplicate;
+    if (step == Continuity::kSignalled) return;
+    record.detail->sections.drop();
+    if (record.detail->es) record.detail->es->lose();
 }
 
 inline void Survey::see_scrambling(const Packet& packet, PidDetail& detail, uint64_t offset) {

@@ -13,6 +13,7 @@
 #include "survey/model/model.h"
 #include "survey/packets/joined_input.h"
 #include "survey/packets/packet.h"
+#include "survey/records/continuity.h"
 #include "survey/records/events.h"
 #include "survey/records/pids.h"
 #include "survey/records/tables.h"
@@ -92,6 +93,8 @@ class Survey {
     void see_transport_error(uint16_t pid, uint64_t offset);
     void note_coming(PidRecord& record, const Packet& packet, uint64_t offset);
     bool see_continuity(const Packet& packet, PidRecord& record, uint64_t offset);
+    void see_discontinuity(Continuity step, const Packet& packet, const PidRecord& record,
+                           uint64_t offset);
     void see_scrambling(const Packet& packet, PidDetail& detail, uint64_t offset);
     void see_scrambled(const Packet& packet, PidDetail& detail, uint64_t offset);
     void see_pcr(const Packet& packet, PidDetail& detail, uint64_t offset);

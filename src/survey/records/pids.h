@@ -79,7 +79,7 @@ struct alignas(64) PidRecord {
     std::unique_ptr<PidDetail> detail;     // there once a packet came or a table named the PID
     uint64_t segment_first = 0;            // offset of the first packet since times were told last
     uint64_t segment = 0;                  // number of the segment of time when a packet came last
-    // In this stretch of input and time, packets that just continue need no second look.
+    // Packets that just continue need no second look, in this stretch of input and time none at all.
     uint64_t ordinary_in = kNeverOrdinary;
     // What the bits of such a packet's header are; the counter of null packets says nothing.
     uint32_t judged_bits = kContinuingBits | kCounterBits;
@@ -90,6 +90,7 @@ struct alignas(64) PidRecord {
     static constexpr uint64_t kNeverOrdinary = 0;
 
     void look_again() { ordinary_in = kNeverOrdinary; }
+    bool is_ordinary() const { return ordinary_in != kNeverOrdinary; }
 
     bool just_continues(HeaderWord head) const {
         return ((head.word ^ due_bits) & judged_bits) == 0;
