@@ -214,8 +214,8 @@ void Survey::see_run(const Framer::Step& step, uint64_t offset) {
         const Packet packet(step.packets + i * packet_size);
         PidRecord& record = pids_[packet.pid()];
         const uint64_t place = offset + i * packet_size;
-        if (record.is_ordinary() && record.just_continues(packet.head()))
-            note_coming(record, packet, place);  // first of its stretch, or after a gap
+        if (record.is_ordinary() && record.continues_or_starts_unit(packet.head()))
+            see_payload_only(packet, record, place);
         else
             see_other(packet, record, place);
     }
@@ -231,6 +231,17 @@ void Survey::keep_last_packets() {
     }
     came_.clear();
     ++input_number_;
+}
+
+// A packet in order of a clear stream that is not watched, without an adaptation field: a unit start, or
+// the first of its stretch, or one after a gap.
+inline void Survey::see_payload_only(const Packet& packet, PidRecord& record, uint64_t offset) {
+    PidDetail& detail = *record.detail;
+    note_coming(record, packet, offset);
+    detail.unit_starts += packet.starts_unit();
+    if (!packet.starts_unit() || packet.pid() == kPidNull) return;
+    see_time_stamps(packet, detail, offset);
+    if (detail.es) see_es(packet, detail, offset);
 }
 
 void Survey::see_other(const Packet& packet, PidRecord& record, uint64_t offset) {

@@ -89,6 +89,7 @@ class Survey {
     size_t read(std::span<const uint8_t> bytes, bool last);
     void see_run(const Framer::Step& step, uint64_t offset);
     size_t pass_ordinary(const Framer::Step& step, size_t from, uint64_t offset);
+    void see_payload_only(const Packet& packet, PidRecord& record, uint64_t offset);
     void see_other(const Packet& packet, PidRecord& record, uint64_t offset);
     void see_transport_error(uint16_t pid, uint64_t offset);
     void note_coming(PidRecord& record, const Packet& packet, uint64_t offset);

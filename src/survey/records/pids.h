@@ -70,6 +70,7 @@ struct PidDetail {
 // The bits of a header that say: no error, no unit start, not scrambled, payload only; and the counter.
 constexpr uint32_t kContinuingBits = 0x00C000F0;
 constexpr uint32_t kCounterBits = 0x0000000F;
+constexpr uint32_t kUnitStartBit = 0x00400000;
 
 // What every packet of a PID touches: one cache line.
 struct alignas(64) PidRecord {
@@ -94,6 +95,9 @@ struct alignas(64) PidRecord {
 
     bool just_continues(HeaderWord head) const {
         return ((head.word ^ due_bits) & judged_bits) == 0;
+    }
+    bool continues_or_starts_unit(HeaderWord head) const {
+        return ((head.word ^ due_bits) & judged_bits & ~kUnitStartBit) == 0;
     }
     void note_counter(HeaderWord head) {
         due_bits = static_cast<uint8_t>(kAfcPayloadOnly << 4 | ((head.word + 1) & kCounterBits));
