@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// Implementation of survey.h. see_packet is the whole way of an ordinary packet: its header and one
-// record.
+// Implementation of survey.h. pass_ordinary is the whole way of ordinary packets: a header and one
+// record each.
 #include "survey/survey.h"
 
 #include <algorithm>
@@ -160,20 +160,47 @@ void Survey::tell_byte_error(uint64_t offset, uint8_t found) {
     timing_.tell({.kind = event_of(Indicator::kSyncByteError), .offset = offset, .a = found});
 }
 
-// Called from one loop, and worth that: a call would cost as much as the rest.
-[[gnu::always_inline]] inline void Survey::see_packet(const uint8_t* bytes, uint64_t offset) {
-    const Packet packet(bytes);
-    PidRecord& record = pids_[packet.pid()];
-    const uint8_t counter = packet.head().continuity_counter();
-    const unsigned off = (record.continuity_counter + 1u - counter) & record.counter_bits;
-    const bool ordinary = record.ordinary && record.input == input_number_ &&
-                          timing_.same_segment(record, offset) &&
-                          packet.head().continues_payload() && off == 0;
-    if (!ordinary) return see_other(packet, record, offset);
-    ++record.packets;
+// The whole way of ordinary packets. What does not change between two of them is read once.
+// from    in  number of the first packet of the step that is looked at
+// offset  in  of the step's first packet
+// -> number of the first that needs a second look; step.count when none does
+inline size_t Survey::pass_ordinary(const Framer::Step& step, size_t from, uint64_t offset) {
+    const size_t packet_size = framer_.counts().packet_size;
+    const uint64_t stretch_now = stretch();
+    const uint64_t gap_bytes = timing_.gap_bytes();
+    PidRecord* const records = &pids_[0];
+    const uint8_t* at = step.packets + from * packet_size;
+    offset += from * packet_size;
+    for (; from < step.count; ++from, at += packet_size, offset += packet_size) {
+        const HeaderWord head = {load_be32(at)};
+        PidRecord& record = records[head.pid()];
+        const bool ordinary = record.ordinary_in == stretch_now && record.just_continues(head) &&
+                              offset - record.last_offset <= gap_bytes;
+        if (!ordinary) break;
+        ++record.packets;
+        record.last_offset = offset;
+        record.last_packet = at;
+        record.note_counter(head);
+    }
+    return from;
+}
+
+// Takes over what the next packet of the PID is compared with. Called from
+// two places, and short in both of them.
+[[gnu::always_inline]] inline void Survey::note_coming(PidRecord& record, const Packet& packet,
+                                                       uint64_t offset) {
+    if (record.packets++ == 0 || !record.segment_open || !timing_.same_segment(record, offset))
+        timing_.begin_segment(packet.pid(), offset);
     record.last_offset = offset;
-    record.last_packet = bytes;
-    record.continuity_counter = counter;
+    const bool came_before = record.last_packet && record.last_packet != record.detail->kept.data();
+    if (!came_before) came_.push_back(packet.pid());
+    record.last_packet = packet.bytes();
+    record.note_counter(packet.head());
+    if (packet.pid() == kPidNull) record.judged_bits = kContinuingBits;
+    // Only a packet with payload tells whether what follows is scrambled.
+    const bool ordinary =
+        !record.detail->watched && !record.repeated && packet.has_payload() && !packet.scrambled();
+    record.ordinary_in = ordinary ? stretch() : PidRecord::kNeverOrdinary;
 }
 
 void Survey::see_run(const Framer::Step& step, uint64_t offset) {
@@ -183,8 +210,15 @@ void Survey::see_run(const Framer::Step& step, uint64_t offset) {
         timing_.begin(packet_size, offset);
     }
     last_packet_ = offset + (step.count - 1) * packet_size;
-    for (size_t i = 0; i < step.count; ++i)
-        see_packet(step.packets + i * packet_size, offset + i * packet_size);
+    for (size_t i = 0; (i = pass_ordinary(step, i, offset)) < step.count; ++i) {
+        const Packet packet(step.packets + i * packet_size);
+        PidRecord& record = pids_[packet.pid()];
+        const uint64_t place = offset + i * packet_size;
+        if (record.is_ordinary() && record.continues_or_starts_unit(packet.head()))
+            see_payload_only(packet, record, place);
+        else
+            see_other(packet, record, place);
+    }
     if (see_packets_) see_packets_(step.packets, packet_size, step.count, offset);
 }
 
@@ -197,6 +231,17 @@ void Survey::keep_last_packets() {
     }
     came_.clear();
     ++input_number_;
+}
+
+// A packet in order of a clear stream that is not watched, without an adaptation field: a unit start, or
+// the first of its stretch, or one after a gap.
+inline void Survey::see_payload_only(const Packet& packet, PidRecord& record, uint64_t offset) {
+    PidDetail& detail = *record.detail;
+    note_coming(record, packet, offset);
+    detail.unit_starts += packet.starts_unit();
+    if (!packet.starts_unit() || packet.pid() == kPidNull) return;
+    see_time_stamps(packet, detail, offset);
+    if (detail.es) see_es(packet, detail, offset);
 }
 
 void Survey::see_other(const Packet& packet, PidRecord& record, uint64_t offset) {
@@ -241,7 +286,7 @@ void Survey::see_es(const Packet& packet, PidDetail& detail, uint64_t offset) {
     }
     detail.es->take(packet.payload(), packet.starts_unit());
     if (detail.es->full()) read_codec_now(packet.pid(), detail, offset);
-    if (detail.es && !detail.es->paused()) pids_[packet.pid()].ordinary = false;
+    if (detail.es && !detail.es->paused()) pids_[packet.pid()].look_again();
 }
 
 // -> true when nothing more is gathered
@@ -306,7 +351,7 @@ void Survey::see_scrambled(const Packet& packet, PidDetail& detail, uint64_t off
     if (std::exchange(detail.pts.waited_for, false)) timing_.push(PtsInterrupted{offset, pid});
 }
 
-void Survey::see_pcr(const Packet& packet, PidDetail& detail, uint64_t offset) {
+inline void Survey::see_pcr(const Packet& packet, PidDetail& detail, uint64_t offset) {
     if (!detail.pcr) detail.pcr = std::make_unique<PcrValues>();
     const PcrStep step = detail.pcr->add(packet.pcr(), offset, packet.discontinuity());
     const bool out_of_order =
@@ -322,7 +367,7 @@ void Survey::see_pcr(const Packet& packet, PidDetail& detail, uint64_t offset) {
     timing_.pcr(packet.pid(), offset, step);
 }
 
-void Survey::see_time_stamps(const Packet& packet, PidDetail& detail, uint64_t offset) {
+inline void Survey::see_time_stamps(const Packet& packet, PidDetail& detail, uint64_t offset) {
     const auto stamps = read_time_stamps(packet.payload());
     if (!stamps) return;
     if (detail.pts.count++ == 0) detail.pts.first = stamps->pts;
@@ -330,7 +375,7 @@ void Survey::see_time_stamps(const Packet& packet, PidDetail& detail, uint64_t o
     detail.pts.dts_count += stamps->dts.has_value();
     detail.pts.waited_for = detail.has(Role::kPts);
     PtsCame came = {offset, packet.pid(), stamps->decoding(), std::nullopt};
-    if (const auto pcr_pid = model_.pcr_pid_for(packet.pid())) {
+    if (const auto pcr_pid = model_.pcr_pid_for(packet.pid(), detail)) {
         const PidDetail& clock = pids_.detail(*pcr_pid);
         if (clock.pcr) came.reference = PcrReference{*pcr_pid, clock.pcr->last_value()};
     }
@@ -343,45 +388,37 @@ void Survey::see_transport_error(uint16_t pid, uint64_t offset) {
     timing_.tell({.kind = event_of(Indicator::kTransportError), .pid = pid, .offset = offset});
 }
 
-// Takes over what the next packet of the PID is compared with.
-void Survey::note_coming(PidRecord& record, const Packet& packet, uint64_t offset) {
-    if (record.packets++ == 0 || !record.segment_open || !timing_.same_segment(record, offset))
-        timing_.begin_segment(packet.pid(), offset);
-    record.last_offset = offset;
-    record.last_packet = packet.bytes();
-    record.continuity_counter = packet.head().continuity_counter();
-    // Only a packet with payload tells whether what follows is scrambled.
-    record.ordinary =
-        !record.detail->watched && !record.repeated && packet.has_payload() && !packet.scrambled();
-    record.counter_bits = packet.pid() == kPidNull ? 0 : 15;
-    if (std::exchange(record.input, input_number_) != input_number_) came_.push_back(packet.pid());
+// -> false when what the packet carries is known already
+inline bool Survey::see_continuity(const Packet& packet, PidRecord& record, uint64_t offset) {
+    PacketBefore before = {record.packets == 0 ? nullptr : record.last_packet,
+                           record.continuity_counter(), record.repeated};
+    const Continuity step = judge_continuity(packet, before, record.detail->continuity);
+    record.repeated = before.repeated;
+    if (step == Continuity::kInOrder) return true;
+    if (step == Continuity::kDuplicate) return false;
+    see_discontinuity(step, packet, record, offset);
+    return true;
 }
 
-// -> false when what the packet carries is known already
-bool Survey::see_continuity(const Packet& packet, PidRecord& record, uint64_t offset) {
-    PidDetail& detail = *record.detail;
-    PacketBefore before = {record.packets == 0 ? nullptr : record.last_packet,
-                           record.continuity_counter, record.repeated};
-    const Continuity step = judge_continuity(packet, before, detail.continuity);
-    record.repeated = before.repeated;
+// A packet that is not the one that was due, or says that it need not be.
+void Survey::see_discontinuity(Continuity step, const Packet& packet, const PidRecord& record,
+                               uint64_t offset) {
     if (step == Continuity::kError) {
         timing_.tell({.kind = event_of(Indicator::kContinuityCountError),
                       .pid = packet.pid(),
                       .offset = offset,
                       .a = packet.head().continuity_counter(),
-                      .b = record.continuity_counter});
-    } else if (step == Continuity::kSignalled || step == Continuity::kRestarted) {
+                      .b = record.continuity_counter()});
+    } else {
         timing_.tell(
             {.kind = EventKind::kDiscontinuitySignalled, .pid = packet.pid(), .offset = offset});
     }
-    if (step == Continuity::kError || step == Continuity::kRestarted) {
-        detail.sections.drop();
-        if (detail.es) detail.es->lose();
-    }
-    return step != Continuity::kDuplicate;
+    if (step == Continuity::kSignalled) return;
+    record.detail->sections.drop();
+    if (record.detail->es) record.detail->es->lose();
 }
 
-void Survey::see_scrambling(const Packet& packet, PidDetail& detail, uint64_t offset) {
+inline void Survey::see_scrambling(const Packet& packet, PidDetail& detail, uint64_t offset) {
     if (!packet.has_payload()) return;
     const bool changed = detail.scrambled && *detail.scrambled != packet.scrambled();
     detail.scrambled = packet.scrambled();

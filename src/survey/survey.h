@@ -11,6 +11,7 @@
 
 #include "mpeg/ts_packet/framing.h"
 #include "survey/model/model.h"
+#include "survey/packets/continuity.h"
 #include "survey/packets/joined_input.h"
 #include "survey/packets/packet.h"
 #include "survey/records/events.h"
@@ -87,11 +88,14 @@ class Survey {
     bool has(Needs needs) const;
     size_t read(std::span<const uint8_t> bytes, bool last);
     void see_run(const Framer::Step& step, uint64_t offset);
-    void see_packet(const uint8_t* bytes, uint64_t offset);
+    size_t pass_ordinary(const Framer::Step& step, size_t from, uint64_t offset);
+    void see_payload_only(const Packet& packet, PidRecord& record, uint64_t offset);
     void see_other(const Packet& packet, PidRecord& record, uint64_t offset);
     void see_transport_error(uint16_t pid, uint64_t offset);
     void note_coming(PidRecord& record, const Packet& packet, uint64_t offset);
     bool see_continuity(const Packet& packet, PidRecord& record, uint64_t offset);
+    void see_discontinuity(Continuity step, const Packet& packet, const PidRecord& record,
+                           uint64_t offset);
     void see_scrambling(const Packet& packet, PidDetail& detail, uint64_t offset);
     void see_scrambled(const Packet& packet, PidDetail& detail, uint64_t offset);
     void see_pcr(const Packet& packet, PidDetail& detail, uint64_t offset);
@@ -110,6 +114,9 @@ class Survey {
     void see_loss(std::span<const uint8_t> rest, uint64_t offset);
     void tell_byte_error(uint64_t offset, uint8_t found);
     void keep_last_packets();
+
+    // -> a number that another one follows when the input or the segment of time ends
+    uint64_t stretch() const { return input_number_ + timing_.segment(); }
 
     uint64_t bytes_ = 0;
     uint64_t transport_errors_ = 0;

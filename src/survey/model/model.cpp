@@ -270,14 +270,10 @@ const Program* Model::first_program(uint16_t pid, bool as_stream) const {
     return first;
 }
 
-std::optional<uint16_t> Model::pcr_pid_for(uint16_t pid) {
-    PidDetail& detail = pids_.detail(pid);
-    if (detail.reference_generation != generation_) {
-        const Program* const first = first_program(pid, false);
-        detail.reference_pid = first ? first->pcr_pid() : std::nullopt;
-        detail.reference_generation = generation_;
-    }
-    return detail.reference_pid;
+void Model::find_reference(uint16_t pid, PidDetail& detail) const {
+    const Program* const first = first_program(pid, false);
+    detail.reference_pid = first ? first->pcr_pid() : std::nullopt;
+    detail.reference_generation = generation_;
 }
 
 std::optional<DeclaredStream> Model::declared_stream(uint16_t pid) const {

@@ -74,7 +74,10 @@ class Model {
     }
 
     // -> the PCR_PID of the first programme in the PAT's order that names a PID
-    std::optional<uint16_t> pcr_pid_for(uint16_t pid);
+    std::optional<uint16_t> pcr_pid_for(uint16_t pid, PidDetail& detail) {
+        if (detail.reference_generation != generation_) find_reference(pid, detail);
+        return detail.reference_pid;
+    }
 
     // -> a stream as the first programme in the PAT's order declares it that lists it
     std::optional<DeclaredStream> declared_stream(uint16_t pid) const;
@@ -117,6 +120,7 @@ class Model {
     void begin_program(const Program& program, uint64_t offset);
     void end_program(const Program& program, uint64_t offset);
     const Program* find_program(uint16_t number) const;
+    void find_reference(uint16_t pid, PidDetail& detail) const;
     const Program* first_program(uint16_t pid, bool as_stream) const;
 
     Pids& pids_;

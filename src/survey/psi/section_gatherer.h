@@ -120,6 +120,7 @@ class SectionGatherer {
     }
 
     void forget() {
+        if (!is_open()) return;
         budget_.left += held_;
         held_ = 0;
         gathered_ = {};

@@ -61,6 +61,11 @@ struct PidDetail {
     std::array<uint8_t, kTsPacketSize> kept;
 };
 
+// The bits of a header that say: no error, no unit start, not scrambled, payload only; and the counter.
+constexpr uint32_t kContinuingBits = 0x00C000F0;
+constexpr uint32_t kCounterBits = 0x0000000F;
+constexpr uint32_t kUnitStartBit = 0x00400000;
+
 // What every packet of a PID touches: one cache line.
 struct alignas(64) PidRecord {
     uint64_t packets = 0;
@@ -68,13 +73,30 @@ struct alignas(64) PidRecord {
     const uint8_t* last_packet = nullptr;  // in the input at hand, or detail->kept
     std::unique_ptr<PidDetail> detail;     // there once a packet came or a table named the PID
     uint64_t segment_first = 0;            // offset of the first packet since times were told last
-    uint64_t input = 0;                    // number of the input at hand when a packet came last
-    uint64_t segment = 0;                  // number of the segment of time then
-    uint8_t continuity_counter = 0;
-    uint8_t counter_bits = 15;  // 0 for null packets, whose counter says nothing
-    bool ordinary = false;      // packets that continue a payload need no second look
-    bool repeated = false;      // the latest packet had the counter of the one before
+    uint64_t segment = 0;                  // number of the segment of time when a packet came last
+    // Packets that just continue need no second look, in this stretch of input and time none at all.
+    uint64_t ordinary_in = kNeverOrdinary;
+    // What the bits of such a packet's header are; the counter of null packets says nothing.
+    uint32_t judged_bits = kContinuingBits | kCounterBits;
+    uint8_t due_bits = 0;
+    bool repeated = false;  // the latest packet had the counter of the one before
     bool segment_open = false;
+
+    static constexpr uint64_t kNeverOrdinary = 0;
+
+    void look_again() { ordinary_in = kNeverOrdinary; }
+    bool is_ordinary() const { return ordinary_in != kNeverOrdinary; }
+
+    bool just_continues(HeaderWord head) const {
+        return ((head.word ^ due_bits) & judged_bits) == 0;
+    }
+    bool continues_or_starts_unit(HeaderWord head) const {
+        return ((head.word ^ due_bits) & judged_bits & ~kUnitStartBit) == 0;
+    }
+    void note_counter(HeaderWord head) {
+        due_bits = static_cast<uint8_t>(kAfcPayloadOnly << 4 | ((head.word + 1) & kCounterBits));
+    }
+    uint8_t continuity_counter() const { return (due_bits - 1u) & kCounterBits; }
 };
 
 class Pids {
@@ -86,15 +108,14 @@ class Pids {
 
     // -> the large part, made when it is not there yet
     PidDetail& detail(uint16_t pid) {
-        auto& detail = records_[pid].detail;
-        if (!detail) detail = std::make_unique<PidDetail>(section_budget_);
-        return *detail;
+        PidDetail* const detail = records_[pid].detail.get();
+        return detail ? *detail : make_detail(pid);
     }
 
     // Gathers the sections of a PID from the next packet on.
     void watch(uint16_t pid) {
         detail(pid).watched = true;
-        records_[pid].ordinary = false;
+        records_[pid].look_again();
     }
 
     // Calls see(pid, detail) for each PID that has one, ascending.
@@ -107,7 +128,7 @@ class Pids {
     // Reads the codec of a stream anew, from the next unit on.
     void read_codec_of(uint16_t pid) {
         detail(pid).es = std::make_unique<EsGatherer>(es_budget_);
-        records_[pid].ordinary = false;
+        records_[pid].look_again();
     }
 
     // Did any packet come, if only one with transport_error_indicator?
@@ -127,6 +148,12 @@ class Pids {
     uint64_t sections_left_out() const { return section_budget_.refused; }
 
   private:
+    // Once a PID: kept out of the code of those who only look.
+    [[gnu::noinline]] PidDetail& make_detail(uint16_t pid) {
+        records_[pid].detail = std::make_unique<PidDetail>(section_budget_);
+        return *records_[pid].detail;
+    }
+
     SectionBudget section_budget_;
     EsBudget es_budget_;
     std::vector<PidRecord> records_;

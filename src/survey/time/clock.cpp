@@ -34,20 +34,41 @@ double rate_of(uint64_t bytes, uint64_t ticks) {
     return static_cast<double>(bytes) / static_cast<double>(ticks);
 }
 
+double deviation_of(double rate, double mean) {
+    return std::abs(rate / mean - 1);
+}
+
+// Is a rate near the mean, by more than what rounding could change? Spares most rates the division.
+bool surely_near(double rate, double mean) {
+    constexpr double kSure = kConstantRateDeviation * (1 - 1e-9);
+    return std::abs(rate - mean) < kSure * mean;
+}
+
 }  // namespace
 
 void RateSpread::add(uint64_t bytes, uint64_t ticks) {
     bytes_ += bytes;
     ticks_ += ticks;
-    if (count_++ < kMostKept) return kept_.push_back({bytes, ticks});
-    for (const Interval& kept : std::exchange(kept_, {}))
+    const double rate = rate_of(bytes, ticks);
+    if (count_++ < kMostKept) return keep(rate);
+    so_far_ = {};
+    for (const double kept : std::exchange(kept_, {}))
         add_to_bins(kept);
-    add_to_bins({bytes, ticks});
+    add_to_bins(rate);
 }
 
-void RateSpread::add_to_bins(const Interval& interval) {
-    const auto rate = std::clamp(static_cast<float>(rate_of(interval.bytes, interval.ticks)),
-                                 kLowestRate, kHighestRate);
+void RateSpread::keep(double rate) {
+    SoFar now = {bytes_, ticks_, rate, rate};
+    if (!so_far_.empty()) {
+        now.least = std::min(now.least, so_far_.back().least);
+        now.most = std::max(now.most, so_far_.back().most);
+    }
+    kept_.push_back(rate);
+    so_far_.push_back(now);
+}
+
+void RateSpread::add_to_bins(double interval_rate) {
+    const float rate = std::clamp(static_cast<float>(interval_rate), kLowestRate, kHighestRate);
     const size_t bin = bin_of(rate) - kFirstBin;
     if (bins_.size() <= bin) bins_.resize(bin + 1);
     Bin& at = bins_[bin];
@@ -58,27 +79,23 @@ std::optional<bool> RateSpread::constant(uint64_t intervals) const {
     if (intervals < kFewestIntervals || ticks_ == 0) return std::nullopt;
     if (!bins_.empty()) return constant_by_bins();
     const auto first = std::span(kept_).first(std::min<size_t>(intervals, kept_.size()));
-    uint64_t bytes = 0;
-    uint64_t ticks = 0;
-    for (const Interval& interval : first) {
-        bytes += interval.bytes;
-        ticks += interval.ticks;
-    }
-    if (ticks == 0) return std::nullopt;
+    const SoFar& so_far = so_far_[first.size() - 1];
+    if (so_far.ticks == 0) return std::nullopt;
+    const double mean = rate_of(so_far.bytes, so_far.ticks);
+    if (surely_near(so_far.least, mean) && surely_near(so_far.most, mean)) return true;
     size_t near = 0;
+    for (const double rate : first)
+        near += surely_near(rate, mean) || deviation_of(rate, mean) < kConstantRateDeviation;
+    if (2 * near != first.size()) return 2 * near > first.size();
     double farthest_near = 0;
     double nearest_far = std::numeric_limits<double>::infinity();
-    for (const Interval& interval : first) {
-        const double rate = rate_of(interval.bytes, interval.ticks);
-        const double deviation = std::abs(rate / rate_of(bytes, ticks) - 1);
-        if (deviation < kConstantRateDeviation) {
-            ++near;
+    for (const double rate : first) {
+        const double deviation = deviation_of(rate, mean);
+        if (deviation < kConstantRateDeviation)
             farthest_near = std::max(farthest_near, deviation);
-        } else {
+        else
             nearest_far = std::min(nearest_far, deviation);
-        }
     }
-    if (2 * near != first.size()) return 2 * near > first.size();
     return (farthest_near + nearest_far) / 2 < kConstantRateDeviation;
 }
 
@@ -89,7 +106,7 @@ bool RateSpread::constant_by_bins() const {
     const size_t last = bin_of(static_cast<float>(mean * (1 + kConstantRateDeviation))) - kFirstBin;
     uint64_t near = 0;
     for (size_t bin = first; bin <= last && bin < bins_.size(); ++bin) {
-        const double deviation = std::abs(static_cast<double>(bins_[bin].mean) / mean - 1);
+        const double deviation = deviation_of(static_cast<double>(bins_[bin].mean), mean);
         if (deviation < kConstantRateDeviation) near += bins_[bin].count;
     }
     return 2 * near > count_;

@@ -13,6 +13,12 @@ constexpr double kPcrHz = 27e6;
 constexpr uint64_t kPcrRange = (uint64_t{1} << 33) * 300;
 constexpr uint64_t kLongestPcrStep = 27'000'000;  // on by more than a second is a jump
 
+// -> ticks modulo the range of a PCR; a division is for values that are hardly ever met
+inline uint64_t wrap_pcr(uint64_t ticks) {
+    if (ticks < kPcrRange) return ticks;
+    return ticks < 2 * kPcrRange ? ticks - kPcrRange : ticks % kPcrRange;
+}
+
 // How a PCR follows the one before on its PID.
 struct PcrStep {
     bool first = false;
@@ -59,19 +65,24 @@ class RateSpread {
     bool took_time() const { return ticks_ > 0; }
 
   private:
-    struct Interval {
+    // Of the intervals up to one of those that are kept.
+    struct SoFar {
         uint64_t bytes;
         uint64_t ticks;
+        double least;  // of their rates
+        double most;
     };
     struct Bin {
         uint32_t count = 0;
         float mean = 0;  // of its rates
     };
 
-    void add_to_bins(const Interval& interval);
+    void keep(double rate);
+    void add_to_bins(double rate);
     bool constant_by_bins() const;
 
-    std::vector<Interval> kept_;
+    std::vector<double> kept_;  // rates of the first intervals; none once there is a histogram
+    std::vector<SoFar> so_far_;
     std::vector<Bin> bins_;  // from kFirstBin on
     uint64_t count_ = 0;
     uint64_t bytes_ = 0;

@@ -10,7 +10,7 @@ PcrStep PcrValues::add(uint64_t value, uint64_t offset, bool signalled) {
     PcrStep step;
     step.first = count_++ == 0;
     step.signalled = signalled;
-    step.ticks = step.first ? 0 : (value + kPcrRange - last_value_) % kPcrRange;
+    step.ticks = step.first ? 0 : wrap_pcr(value + kPcrRange - last_value_);
     step.bytes = step.first ? 0 : offset - last_offset_;
     signalled_ += !step.first && signalled;
     jumps_ += step.jumps();

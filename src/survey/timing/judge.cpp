@@ -23,7 +23,7 @@ uint32_t sub_table_key(const SectionDone& done) {
 
 // Signed and wrapped: how far a time stamp is ahead of the PCR, in seconds.
 double seconds_ahead(uint64_t decoding, uint64_t pcr, double since_pcr_s) {
-    const uint64_t ticks = (decoding * kPtsToPcr + kPcrRange - pcr) % kPcrRange;
+    const uint64_t ticks = wrap_pcr(decoding * kPtsToPcr + kPcrRange - pcr);
     const double signed_ticks = ticks > kPcrRange / 2 ? -static_cast<double>(kPcrRange - ticks)
                                                       : static_cast<double>(ticks);
     return signed_ticks / kPcrHz - since_pcr_s;

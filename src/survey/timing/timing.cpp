@@ -2,7 +2,6 @@
 // Implementation of timing.h.
 #include "survey/timing/timing.h"
 
-#include <type_traits>
 #include <utility>
 
 namespace zv::survey {
@@ -39,27 +38,7 @@ void Timing::tick(double now_s, uint64_t offset) {
     judge_.tick(now_s, offset);
 }
 
-void Timing::judge(const Timed& timed, const TimeLine& line) {
-    const auto seconds_at = [&line](uint64_t offset) { return line.at(offset) / kPcrHz; };
-    std::visit(
-        [&](const auto& entry) {
-            if constexpr (std::is_same_v<decltype(entry), const Segment&>)
-                judge_.see_segment(entry, seconds_at(entry.first), seconds_at(entry.offset));
-            else
-                judge_.see(entry, seconds_at(entry.offset));
-        },
-        timed);
-}
-
-void Timing::push(const Timed& timed) {
-    if (arrival_s_) return judge(timed, arrival_line());
-    if (!make_room(offset_of(timed))) return drop(timed);
-    waiting_.push_back(timed);
-}
-
-// -> false when too much waits for the first clock
-bool Timing::make_room(uint64_t offset) {
-    if (waiting_.size() < kMostWaiting) return true;
+bool Timing::settle_what_waits(uint64_t offset) {
     if (!clock_.rate_known()) return false;
     settle(*clock_.onward(), offset);
     clock_.hold(offset);
@@ -83,7 +62,7 @@ void Timing::pcr(uint16_t pid, uint64_t offset, const PcrStep& step) {
     const auto line = clock_.see(pid, offset, step);
     const PcrCame came = {offset, pid, step, clock_.intervals()};
     if (has_room)
-        waiting_.push_back(came);
+        waiting_.emplace_back(came);
     else
         drop(came);
     if (!line) return;
@@ -98,16 +77,14 @@ void Timing::pcr(uint16_t pid, uint64_t offset, const PcrStep& step) {
 // Everything up to a place lies on the line.
 void Timing::settle(const TimeLine& line, uint64_t offset) {
     // After a loss of sync a place may lie beyond packets that were found since: it waits on.
-    for (size_t left = waiting_.size(); left > 0; --left) {
-        const Timed timed = waiting_.front();
-        waiting_.pop_front();
-        if (offset_of(timed) > offset) {
-            waiting_.push_back(timed);
-            continue;
-        }
-        judge(timed, line);
-        judged_s_ = line.at(offset_of(timed)) / kPcrHz;
+    auto kept = waiting_.begin();
+    for (const Timed& timed : waiting_) {
+        if (offset_of(timed) > offset)
+            *kept++ = timed;
+        else
+            judged_s_ = std::visit([&](const auto& entry) { return judge(entry, line); }, timed);
     }
+    waiting_.erase(kept, waiting_.end());
     settle_segments(line);
     if (see_line_) see_line_(line, offset);
     const Dropped dropped = std::exchange(dropped_, {});
@@ -142,7 +119,7 @@ void Timing::end_segment(uint16_t pid) {
     PidRecord& record = pids_[pid];
     if (record.segment != segment_ || !record.segment_open) return;
     record.segment_open = false;
-    record.ordinary = false;
+    record.look_again();
     push(Segment{record.last_offset, pid, record.segment_first});
 }
 
@@ -155,10 +132,11 @@ void Timing::finish(uint64_t last_offset) {
         settle(*line, UINT64_MAX);
         return judge_.end(line->at(last_offset) / kPcrHz, last_offset);
     }
-    for (; !waiting_.empty(); waiting_.pop_front()) {
-        if (const auto* const found = std::get_if<FoundEvent>(&waiting_.front()))
+    for (const Timed& timed : waiting_) {
+        if (const auto* const found = std::get_if<FoundEvent>(&timed))
             events_.settle(found->place, found->event);
     }
+    waiting_.clear();
 }
 
 }  // namespace zv::survey

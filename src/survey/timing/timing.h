@@ -5,9 +5,10 @@
 #pragma once
 
 #include <cstdint>
-#include <deque>
 #include <functional>
 #include <optional>
+#include <type_traits>
+#include <variant>
 #include <vector>
 
 #include "survey/time/clock.h"
@@ -35,8 +36,17 @@ class Timing {
     void arrive(double now_s);
     bool live() const { return arrival_s_.has_value(); }
 
-    // Takes what came.
-    void push(const Timed& timed);
+    // Takes what came: one of the entries of timed.h.
+    template <typename Entry>
+    void push(const Entry& entry) {
+        if (arrival_s_) {
+            judge(entry, arrival_line());
+        } else if (make_room(entry.offset)) {
+            waiting_.emplace_back(std::in_place_type<Entry>, entry);
+        } else {
+            drop(entry);
+        }
+    }
     void tell(const Event& event) {
         push(FoundEvent{event.offset, event, events_.found(event), clock_.intervals(), false});
     }
@@ -52,6 +62,10 @@ class Timing {
 
     // The packets of a PID so far belong together; others follow.
     void end_segment(uint16_t pid);
+
+    // -> the number of the segment of time at hand, one more for each; and the gap that could matter
+    uint64_t segment() const { return segment_; }
+    uint64_t gap_bytes() const { return gap_bytes_; }
 
     // -> true when a packet of a PID belongs to the segment of those before
     bool same_segment(const PidRecord& record, uint64_t offset) const {
@@ -76,10 +90,24 @@ class Timing {
     uint64_t unjudged() const { return unjudged_; }
 
   private:
-    void judge(const Timed& timed, const TimeLine& line);
+    // -> the time of the entry
+    template <typename Entry>
+    double judge(const Entry& entry, const TimeLine& line) {
+        const double now_s = line.at(entry.offset) / kPcrHz;
+        if constexpr (std::is_same_v<Entry, Segment>)
+            judge_.see_segment(entry, line.at(entry.first) / kPcrHz, now_s);
+        else
+            judge_.see(entry, now_s);
+        return now_s;
+    }
+
     void settle(const TimeLine& line, uint64_t offset);
     void settle_segments(const TimeLine& line);
-    bool make_room(uint64_t offset);
+    // -> false when too much waits for the first clock
+    bool make_room(uint64_t offset) {
+        return waiting_.size() < kMostWaiting || settle_what_waits(offset);
+    }
+    bool settle_what_waits(uint64_t offset);
     void drop(const Timed& timed);
     TimeLine arrival_line() const { return {0, *arrival_s_ * kPcrHz, 0}; }
 
@@ -89,7 +117,7 @@ class Timing {
     Clock clock_;
     Judge judge_;
     std::optional<double> arrival_s_;
-    std::deque<Timed> waiting_;
+    std::vector<Timed> waiting_;
     std::vector<uint16_t> active_;  // PIDs with packets in the segment
     uint64_t segment_ = 1;
     uint64_t gap_bytes_;
