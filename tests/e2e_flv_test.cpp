@@ -160,8 +160,10 @@ TEST_F(Flv, TellsPictureAndSoundOfEveryCodec) {
         const json flv = report_of(tag, video ? kVideo : kAudio);
         const json& track = flv[video ? "video" : "audio"];
         EXPECT_EQ(track["codec"], test.codec);
-        const json size = track["size"].is_null() ? json::object() : track["size"];
-        const json facts = video ? json({size.value("width", 0), size.value("height", 0)})
+        const auto size = [&track](const char* side) {
+            return track.value(json::json_pointer(std::string("/size/") + side), json());
+        };
+        const json facts = video ? json({size("width"), size("height")})
                                  : json({track["sample_rate"], track["channels"]});
         EXPECT_EQ(facts, test.facts) << test.codec;
     }

@@ -62,7 +62,7 @@ void compare_video(Comparison& comparison, const FlvReport& report) {
     }
     if (video.frames >= kEnoughFrames)
         comparison.relative("framerate", video_frame_rate(report), kFrameRate);
-    comparison.relative("videodatarate", report.data_rate(video), kAimedRate, false);
+    comparison.relative("videodatarate", report.metadata_rate(video), kAimedRate, false);
 }
 
 void compare_audio(Comparison& comparison, const FlvReport& report) {
@@ -72,7 +72,7 @@ void compare_audio(Comparison& comparison, const FlvReport& report) {
     const AmfValue* const rate = report.metadata("audiosamplerate");
     const bool core = audio.aac && rate != nullptr && rate->number == audio.aac->core_rate;
     if (!core) comparison.relative("audiosamplerate", audio.sound.sample_rate, kRate);
-    comparison.relative("audiodatarate", report.data_rate(audio), kAimedRate, false);
+    comparison.relative("audiodatarate", report.metadata_rate(audio), kAimedRate, false);
 }
 
 }  // namespace

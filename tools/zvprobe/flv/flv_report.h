@@ -100,6 +100,8 @@ struct FlvReport {
 
     // -> kbit/s of the bodies of a track over the whole duration; 0 when that is 0
     double data_rate(const FlvTrack& track) const;
+    // -> the same as onMetaData has it: other writers, and those who check, take 1024 bits a kbit
+    double metadata_rate(const FlvTrack& track) const { return data_rate(track) * 1000 / 1024; }
 
     // -> the first onMetaData, and the value of that name in it; null when there is none
     const FlvScript* meta_data() const;

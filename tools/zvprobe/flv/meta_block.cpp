@@ -39,7 +39,7 @@ void fill_video(FLVMetadata& out, const FlvReport& report) {
     const FlvVideo& video = report.video;
     const double measured = video_frame_rate(report);
     out.videocodecid = video.codec().metadata_id();
-    out.videodatarate = report.data_rate(video);
+    out.videodatarate = report.metadata_rate(video);
     out.framerate = measured > 0 ? measured : old_number(report, "framerate");
     out.width = video.size ? video.size->width : old_number(report, "width");
     out.height = video.size ? video.size->height : old_number(report, "height");
@@ -48,7 +48,7 @@ void fill_video(FLVMetadata& out, const FlvReport& report) {
 void fill_audio(FLVMetadata& out, const FlvReport& report) {
     const FlvAudio& audio = report.audio;
     out.audiocodecid = audio.codec().metadata_id();
-    out.audiodatarate = report.data_rate(audio);
+    out.audiodatarate = report.metadata_rate(audio);
     out.audiosamplerate = audio.sound.sample_rate;
     out.audiosamplesize = audio.wide || audio.codec().fourcc != 0 ? 16 : 8;
     out.stereo = audio.sound.channels > 1 ? 1 : 0;
