@@ -28,12 +28,15 @@ Arguments remap(const std::string& in, const std::string& out) {
 class Writing : public ToolTest {
   protected:
     Writing() {
-        std::string ts, flv = read_file(media("h264-aac.flv"));
+        std::string ts, mp2, flv = read_file(media("h264-aac.flv"));
         const std::string tags = flv.substr(13);
         while (ts.size() < 4'000'000)
             ts += read_file(media("single.ts"));
         while (flv.size() < 4'000'000)
             flv += tags;
+        while (mp2.size() < 4'000'000)
+            mp2 += read_file(media("mpeg1-layer2.mp2"));
+        in_.put("in.mp2", mp2);
         in_.put("in.ts", ts);
         in_.put("in.flv", flv);
     }
@@ -43,6 +46,8 @@ class Writing : public ToolTest {
         return {remap(ts_, "out"),
                 {"flv-meta", flv_, "out"},
                 {"build", "null", "--count", "100000", "out"},
+                {"extract", ts_, "."},
+                {"mp3-fix", mp2_, "out"},
                 {"rtp", ts_, "out"}};
     }
 
@@ -61,6 +66,7 @@ class Writing : public ToolTest {
     const Folder in_;
     const std::string ts_ = in_ / "in.ts";
     const std::string flv_ = in_ / "in.flv";
+    const std::string mp2_ = in_ / "in.mp2";
 };
 
 // ZV_SIGNALS: how many a command; the more, the more moments are met.
@@ -208,9 +214,9 @@ TEST_F(Writing, AReaderThatIsSlowGetsEverything) {
 
 // The reader of the output makes the source shorter, which the tool has read only the first of.
 TEST_F(Writing, ASourceThatShrinksIsReported) {
-    for (const std::string& command :
-         {"remap '" + ts_ + "' - " + kRemap, "flv-meta '" + flv_ + "' -"}) {
-        const std::string in = command[0] == 'r' ? ts_ : flv_;
+    for (const std::string& command : {"remap '" + ts_ + "' - " + kRemap,
+                                       "flv-meta '" + flv_ + "' -", "mp3-fix '" + mp2_ + "' -"}) {
+        const std::string in = command[0] == 'r' ? ts_ : command[0] == 'f' ? flv_ : mp2_;
         const Outcome outcome = shell("(zvprobe " + command +
                                       "; echo $? > status) | (head -c 1000 > part; truncate -s "
                                       "1000000 '" +

@@ -121,8 +121,9 @@ void add_probe_options(CLI::App& app, ProbeSettings& settings, const char* detai
         ->option_text("[=pts]")
         ->check(check_pace);
     app.add_option("--jobs", options.jobs, "Read so many sources at a time (all cores)")
-        ->type_name("N")
-        ->check(CLI::Range(1u, kMostJobs));
+        ->option_text(" N")
+        ->check(CLI::Range(1u, kMostJobs))
+        ->group(detail_group);
     app.add_option("--indicators", settings.indicators,
                    "With --strict: these count as errors, too (1,2.3)")
         ->type_name("LIST")
