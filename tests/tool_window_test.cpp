@@ -65,8 +65,7 @@ TEST(ByteCursor, IsWhereItSaysAfterAnyTwoMovesOverAnyWindows) {
 }
 
 zvprobe::FlvReading walk_flv(zvprobe::Source& source) {
-    zvprobe::FindingLog findings("flv", false);
-    return zvprobe::probe_flv(findings, source, source.next(0), {}).reading;
+    return zvprobe::probe_flv(source, source.next(0), {}).reading;
 }
 
 void expect_all_found(const zvprobe::FlvReading& reading, size_t size, uint64_t tags) {
