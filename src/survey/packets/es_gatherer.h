@@ -56,7 +56,7 @@ class EsGatherer {
     void forget() {
         budget_.left += held_;
         held_ = read_size_ = 0;
-        bytes_ = {};
+        bytes_ = std::vector<uint8_t>();  // = {} would keep the room
     }
 
     EsBudget& budget_;

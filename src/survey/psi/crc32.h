@@ -26,6 +26,7 @@ inline constexpr auto kCrcTables = [] {
     }
     return tables;
 }();
+inline constexpr const auto& kCrcTable = kCrcTables[0];  // of one byte
 
 // -> 0 when the last four of the bytes are the CRC_32 of those before
 inline uint32_t crc32(std::span<const uint8_t> bytes) {
@@ -38,7 +39,7 @@ inline uint32_t crc32(std::span<const uint8_t> bytes) {
               t[3][p[4]] ^ t[2][p[5]] ^ t[1][p[6]] ^ t[0][p[7]];
     }
     for (const uint8_t byte : bytes)
-        crc = (crc << 8) ^ t[0][(crc >> 24) ^ byte];
+        crc = (crc << 8) ^ kCrcTable[(crc >> 24) ^ byte];
     return crc;
 }
 

@@ -123,7 +123,7 @@ class SectionGatherer {
         if (!is_open()) return;
         budget_.left += held_;
         held_ = 0;
-        gathered_ = {};
+        gathered_ = std::vector<uint8_t>();  // = {} would keep the room
     }
 
     SectionBudget& budget_;

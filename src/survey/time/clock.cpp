@@ -51,7 +51,7 @@ void RateSpread::add(uint64_t bytes, uint64_t ticks) {
     ticks_ += ticks;
     const double rate = rate_of(bytes, ticks);
     if (count_++ < kMostKept) return keep(rate);
-    so_far_ = {};
+    so_far_ = std::vector<SoFar>();
     for (const double kept : std::exchange(kept_, {}))
         add_to_bins(kept);
     add_to_bins(rate);

@@ -12,6 +12,9 @@ namespace {
 constexpr double kGapSeconds = 0.5;
 constexpr uint64_t kGapBytesWithoutClock = 2048;
 
+// Entries: room for what waits for the first clock, or a slow one, is not held for good.
+constexpr size_t kMostKeptRoom = 8192;
+
 uint64_t offset_of(const Timed& timed) {
     return std::visit([](const auto& entry) { return entry.offset; }, timed);
 }
@@ -85,6 +88,8 @@ void Timing::settle(const TimeLine& line, uint64_t offset) {
             judged_s_ = std::visit([&](const auto& entry) { return judge(entry, line); }, timed);
     }
     waiting_.erase(kept, waiting_.end());
+    if (waiting_.empty() && waiting_.capacity() > kMostKeptRoom)
+        waiting_ = std::vector<Timed>();  // = {} would keep the room
     settle_segments(line);
     if (see_line_) see_line_(line, offset);
     const Dropped dropped = std::exchange(dropped_, {});
@@ -136,7 +141,7 @@ void Timing::finish(uint64_t last_offset) {
         if (const auto* const found = std::get_if<FoundEvent>(&timed))
             events_.settle(found->place, found->event);
     }
-    waiting_.clear();
+    waiting_ = std::vector<Timed>();
 }
 
 }  // namespace zv::survey
