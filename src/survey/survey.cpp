@@ -233,8 +233,8 @@ void Survey::keep_last_packets() {
     ++input_number_;
 }
 
-// A packet in order of a clear stream that is not watched, without an adaptation field: a unit start, or
-// the first of its stretch, or one after a gap.
+// A packet in order of a clear stream that is not watched, without an adaptation field: a unit
+// start, or the first of its stretch, or one after a gap.
 inline void Survey::see_payload_only(const Packet& packet, PidRecord& record, uint64_t offset) {
     PidDetail& detail = *record.detail;
     note_coming(record, packet, offset);

@@ -61,7 +61,8 @@ struct PidDetail {
     std::array<uint8_t, kTsPacketSize> kept;
 };
 
-// The bits of a header that say: no error, no unit start, not scrambled, payload only; and the counter.
+// The bits of a header that say: no error, no unit start, not scrambled, payload only; and those of
+// the counter.
 constexpr uint32_t kContinuingBits = 0x00C000F0;
 constexpr uint32_t kCounterBits = 0x0000000F;
 constexpr uint32_t kUnitStartBit = 0x00400000;
@@ -74,7 +75,8 @@ struct alignas(64) PidRecord {
     std::unique_ptr<PidDetail> detail;     // there once a packet came or a table named the PID
     uint64_t segment_first = 0;            // offset of the first packet since times were told last
     uint64_t segment = 0;                  // number of the segment of time when a packet came last
-    // Packets that just continue need no second look, in this stretch of input and time none at all.
+    // Packets that just continue need no second look; in this stretch of input and time not even
+    // a new segment.
     uint64_t ordinary_in = kNeverOrdinary;
     // What the bits of such a packet's header are; the counter of null packets says nothing.
     uint32_t judged_bits = kContinuingBits | kCounterBits;

@@ -63,7 +63,7 @@ class Timing {
     // The packets of a PID so far belong together; others follow.
     void end_segment(uint16_t pid);
 
-    // -> the number of the segment of time at hand, one more for each; and the gap that could matter
+    // -> the number of the current segment of time, one more for each; and the gap that could matter
     uint64_t segment() const { return segment_; }
     uint64_t gap_bytes() const { return gap_bytes_; }
 
