@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: MIT
 // RTP datagrams: the header reader on blocks of the datagram's length, and the packets put in
-// order, where every packet must be accounted for.
+// order by the library's rules and by others, where every packet must be accounted for.
 #include <numeric>
 #include <vector>
 
 #include "input.h"
-#include "mpeg/ts_tools/rtp_header.h"
 #include "mpeg/ts_tools/rtp_order.h"
+#include "rtp/rtp_header.h"
 
 namespace {
 
@@ -23,8 +23,39 @@ void count(void* user, std::span<const uint8_t> payload) {
                         [](uint8_t sum, uint8_t byte) { return static_cast<uint8_t>(sum ^ byte); });
 }
 
+// Slots by other rules: one is delivered once for each time that it was filled.
+class Slots {
+  public:
+    explicit Slots(int window) : sequence_({window, 3000, 512, true}), full_(sequence_.slots()) {
+        sequence_.deliver_to(empty, this);
+    }
+    void put(const zv::RtpPacket& packet) {
+        if (const auto slot = sequence_.put(packet.sequence, packet.ssrc)) full_.at(*slot) = true;
+        sequence_.deliver_ready();
+        if (packet.payload.size() % 8 == 7) sequence_.give_up_gap();
+    }
+    void finish() {
+        sequence_.flush();
+        const auto& counts = sequence_.counts();
+        fuzz::require(delivered_ + counts.repeated + counts.late == counts.packets,
+                      "every packet is delivered, repeated or late by other rules, too");
+    }
+
+  private:
+    static void empty(void* self, size_t slot) {
+        auto& slots = *static_cast<Slots*>(self);
+        fuzz::require(slots.full_.at(slot), "what is delivered has come");
+        slots.full_[slot] = false;
+        ++slots.delivered_;
+    }
+
+    zv::RtpSequence sequence_;
+    std::vector<bool> full_;
+    uint64_t delivered_ = 0;
+};
+
 // Puts a datagram in order; its header is the fuzzer's, or mended to follow the one before.
-void put(zv::RtpOrder& order, std::span<const uint8_t> bytes) {
+void put(zv::RtpOrder& order, Slots& slots, std::span<const uint8_t> bytes) {
     fuzz::ExactBytes datagram(bytes);
     const auto packet = zv::parse_rtp(datagram.span());
     if (!packet) return;
@@ -34,6 +65,7 @@ void put(zv::RtpOrder& order, std::span<const uint8_t> bytes) {
                                     packet->payload.data() + packet->payload.size() <= end),
         "the payload lies in the datagram");
     order.put(*packet);
+    slots.put(*packet);
 }
 
 std::vector<uint8_t> read_datagram(fuzz::ByteSource& in, uint16_t& sequence) {
@@ -61,8 +93,10 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
 
     fuzz::ByteSource in(data, size);
     uint16_t sequence = in.u16();
+    Slots slots(sequence % 1025);
     while (!in.empty())
-        put(*order, read_datagram(in, sequence));
+        put(*order, slots, read_datagram(in, sequence));
+    slots.finish();
     order->flush();
     const auto& counts = order->counts();
     fuzz::require(delivered.packets + counts.repeated + counts.late == counts.packets,

@@ -79,7 +79,8 @@ TEST_F(Terminal, ColoursAreForTerminalsThatWantThem) {
         EXPECT_GT(plain.size(), 200u) << command;
         EXPECT_EQ(shell("zvprobe " + command).out.find('\x1b'), std::string::npos) << command;
     }
-    EXPECT_NE(typed("rtp " + ts, "NO_COLOR=1").find("\n  PAT          period "), std::string::npos);
+    EXPECT_NE(typed("--stats " + ts, "NO_COLOR=1").find("\n  PAT          period "),
+              std::string::npos);
 }
 
 // Thirty programmes with long names, and packets on every PID there is.

@@ -2,8 +2,8 @@
 // RTP: headers and the order of sequence numbers. e2e_commands_test.cpp has the tool on datagrams.
 #include <gtest/gtest.h>
 
-#include "mpeg/ts_tools/rtp_header.h"
 #include "mpeg/ts_tools/rtp_order.h"
+#include "rtp/rtp_header.h"
 #include "support/guarded_buffer.h"
 #include "support/ts_builder.h"
 
@@ -33,7 +33,20 @@ TEST(RtpHeader, FindsThePayloadBetweenListsExtensionAndPadding) {
     EXPECT_EQ(packet->sequence, 0xFFFE);
     EXPECT_EQ(packet->ssrc, 0xA1B2C3D4);
     EXPECT_EQ(Bytes(packet->payload.begin(), packet->payload.end()), payload);
+    EXPECT_EQ(packet->payload_type, 33);
+    EXPECT_EQ(packet->time_stamp, 0x01020304u);
     EXPECT_TRUE(zv::parse_rtp(rtp(0x80, 1, {}))->payload.empty());
+    const auto head = zv::make_rtp_head(*packet);
+    EXPECT_EQ(Bytes(head.begin(), head.end()), rtp(0x80, 0xFFFE, {}, 0xA1B2C3D4));
+}
+
+TEST(RtpHeader, TellsRtcpByTheSecondByteWhateverTheMarker) {
+    for (int second = 0; second < 256; ++second) {
+        const Bytes datagram{0x81, static_cast<uint8_t>(second), 0, 6};
+        EXPECT_EQ(zv::is_rtcp(datagram), second >= 192 && second <= 223) << second;
+    }
+    EXPECT_FALSE(zv::is_rtcp(Bytes{0x41, 200, 0, 6}));  // version 1
+    EXPECT_FALSE(zv::is_rtcp(Bytes{0x81, 200, 0}));
 }
 
 TEST(RtpHeader, RefusesWhatItDoesNotHoldAndReadsNothingBeyond) {
@@ -73,8 +86,9 @@ Ordered put_in_order(const Numbers& arrivals) {
         order->put({static_cast<uint16_t>(sequence), 7, payload});
     }
     order->flush();
-    const auto& [packets, lost, repeated, reordered, late] = order->counts();
-    for (const uint64_t count : {packets, lost, repeated, reordered, late})
+    const auto& counts = order->counts();
+    for (const uint64_t count :
+         {counts.packets, counts.lost, counts.repeated, counts.reordered, counts.late})
         result.counts.push_back(static_cast<int>(count));
     return result;
 }

@@ -9,6 +9,7 @@
 #include "mpeg/ts_tools/pes_payload.h"
 #include "support/folder.h"
 #include "support/log_recorder.h"
+#include "support/loopback.h"
 #include "support/manual_clock.h"
 #include "support/test_media.h"
 #include "support/ts_builder.h"
@@ -180,6 +181,38 @@ TEST(Tools, TellWhyTheyFailed) {
     EXPECT_EQ(names_in(folder), (Names{"empty", "kept", "none"}));
     EXPECT_EQ(log.opened[0], "/var/log/tavrix/tsMonitor.txt");
     EXPECT_EQ(log.opened[1], "/var/log/tavrix/rtpDemux.txt");
+}
+
+TEST(RtpDemux, PutsDatagramsInOrderAndCountsThem) {
+    LogRecorder log;
+    const Folder folder;
+    const std::string media = read_file(ZV_TEST_MEDIA "/single.ts");
+    std::vector<std::string> datagrams;
+    std::string arrived;
+    for (size_t i = 0; i < 60; ++i) {
+        const std::string payload = media.substr(i * 7 * 188, 7 * 188);
+        if (i == 9) continue;
+        arrived += payload;
+        datagrams.push_back(rtp_datagram(i, payload));
+    }
+    std::swap(datagrams[20], datagrams[21]);
+    datagrams.insert(datagrams.begin() + 30, datagrams[29]);
+    datagrams.insert(datagrams.begin() + 40, "no RTP");
+    // RTCP, whose length stands where RTP has its number.
+    datagrams.insert(datagrams.begin() + 50,
+                     std::string("\x80\xC8\x00\x20", 4) + "a sender's report");
+    Loopback loopback;
+    loopback.give_port_away();
+    std::thread sender([&] {
+        loopback.await_tool();
+        for (const std::string& datagram : datagrams)
+            loopback.send(datagram);
+    });
+    const std::string url = "rtp://127.0.0.1:" + std::to_string(loopback.port) + "?timeout=300";
+    EXPECT_EQ(mpegts_api_rtpDemux(3, url.c_str(), (folder / "out.ts").c_str()), 0);
+    sender.join();
+    EXPECT_EQ(log.count("[RTP]packets,lost,repeated,reordered,late,bad:60,1,1,1,0,2"), 1);
+    EXPECT_TRUE(folder.get("out.ts") == arrived);
 }
 
 TEST(Monitor, ReportsOnTheBeatAndAtTheEndWithTheDamage) {

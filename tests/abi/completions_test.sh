@@ -24,6 +24,7 @@ zvprobe --limits sam => sample.ts
 zvprobe monitor --li => --limit --limits
 zvprobe -q extract sam => sample.ts
 zvprobe pace --by p => pcr pts
+zvprobe rtp --re => --reorder-ms --reorder-packets
 zvprobe --log probe mon => monitor
 zvprobe --log=build -q build --log pat pm => pmt
 zvprobe build p => pat pmt

@@ -87,4 +87,14 @@ inline uint64_t load_pcr(const uint8_t* field) {
     return base * 300 + extension;
 }
 
+// The other way round; the reserved bits stay as they are.
+inline void store_pcr(uint8_t* field, uint64_t ticks) {
+    const uint64_t base = ticks / 300 & 0x1FFFFFFFF;
+    const uint64_t extension = ticks % 300;
+    for (int i = 0; i < 4; ++i)
+        field[i] = static_cast<uint8_t>(base >> (25 - 8 * i));
+    field[4] = static_cast<uint8_t>((base & 1) << 7 | (field[4] & 0x7E) | extension >> 8);
+    field[5] = static_cast<uint8_t>(extension);
+}
+
 }  // namespace zv

@@ -45,6 +45,15 @@ inline uint64_t pes_time_stamp(const uint8_t* b) {
            (static_cast<uint64_t>(b[3]) << 7) | (b[4] >> 1);
 }
 
+// The other way round; prefix and marker bits stay as they are.
+inline void store_pes_time_stamp(uint8_t* b, uint64_t ticks) {
+    b[0] = static_cast<uint8_t>((b[0] & 0xF1) | (ticks >> 29 & 0x0E));
+    b[1] = static_cast<uint8_t>(ticks >> 22);
+    b[2] = static_cast<uint8_t>((b[2] & 0x01) | (ticks >> 14 & 0xFE));
+    b[3] = static_cast<uint8_t>(ticks >> 7);
+    b[4] = static_cast<uint8_t>((b[4] & 0x01) | (ticks << 1 & 0xFE));
+}
+
 }  // namespace zv
 
 extern "C" {

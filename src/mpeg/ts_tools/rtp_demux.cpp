@@ -76,7 +76,8 @@ void RtpDemux::take_piece(Bytes piece) {
         take_stream(piece);
         return;
     }
-    const std::optional<zv::RtpPacket> packet = zv::parse_rtp(piece);
+    // RTCP has no sequence number; its length must not pass for one.
+    const auto packet = zv::is_rtcp(piece) ? std::nullopt : zv::parse_rtp(piece);
     if (!packet || !put_in_order(*packet)) ++bad_;
 }
 

@@ -3,7 +3,6 @@
 #include "base/interrupt.h"
 
 #include <atomic>
-#include <csignal>
 
 namespace zvprobe {
 namespace {
@@ -28,12 +27,6 @@ void note_interrupt(int signal) {
 
 void forget_interrupts() {
     first_signal.store(0);
-}
-
-void leave_signals_to_others() {
-    sigset_t all;
-    sigfillset(&all);
-    pthread_sigmask(SIG_BLOCK, &all, nullptr);
 }
 
 }  // namespace zvprobe

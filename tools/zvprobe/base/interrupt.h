@@ -17,7 +17,4 @@ void note_interrupt(int signal);
 // Forgets what came before.
 void forget_interrupts();
 
-// For threads that only help: signals go to the thread that waits.
-void leave_signals_to_others();
-
 }  // namespace zvprobe

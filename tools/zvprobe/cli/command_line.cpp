@@ -61,8 +61,16 @@ std::string check_pace(const std::string& text) {
 // -> what is wrong with it
 std::string check_destination(const std::string& url) {
     const int index = zvptc_api_getPtcindex(url.c_str(), 0, 0);
-    const bool known = index == ZVPTC_INDEX_UDP || index == ZVPTC_INDEX_TCP;
-    return known ? "" : "\"" + url + "\" is neither udp://host:port nor tcp://host:port";
+    const bool known =
+        index == ZVPTC_INDEX_UDP || index == ZVPTC_INDEX_RTP || index == ZVPTC_INDEX_TCP;
+    return known ? "" : "\"" + url + "\" is no udp://, rtp:// or tcp://host:port";
+}
+
+// -> what is wrong with it; the command line library says "true" when no value is given
+std::string check_loop(const std::string& text) {
+    const auto times = parse_number(text, UINT32_MAX);
+    const bool known = text == "true" || (times && *times > 0);
+    return known ? "" : "\"" + text + "\" is no number from 1 to 4294967295";
 }
 
 // -> what is wrong with it; "nan" is a number, and in no range
@@ -206,6 +214,16 @@ void add_rtp(CLI::App& root, CommandLine& line) {
         *root.add_subcommand("rtp", "Take a transport stream out of RTP, and count losses");
     command.add_option("SOURCE", options->source, "URL such as rtp://@239.1.1.1:5004")->required();
     command.add_option("OUT", options->out, "File for the transport stream; - for standard output");
+    command
+        .add_option("--reorder-packets", options->window.packets,
+                    "Packets that may overtake one in time (default 128)")
+        ->type_name("N")
+        ->check(CLI::Range(0, RtpWindow::kMostPackets));
+    command
+        .add_option("--reorder-ms", options->window.time_ms,
+                    "How long a packet is waited for, in ms (default 200)")
+        ->type_name("MS")
+        ->check(CLI::Range(0, RtpWindow::kMostTime_ms));
     add_exit_help(command, {kExitOk, kExitUsage, kExitCannotOpen, kExitUnknownFormat});
     when_named(command, line, options);
 }
@@ -216,13 +234,17 @@ void add_pace(CLI::App& root, CommandLine& line) {
     command.add_option("SOURCE", options->source, "File, URL, or - for standard input")->required();
     command
         .add_option("--to", options->to,
-                    "udp://host:port for datagrams of seven packets, or\n"
+                    "udp:// or rtp://host:port for datagrams of seven packets, or\n"
                     "tcp://host:port; without it standard output, if no terminal")
         ->type_name("URL")
         ->check(check_destination);
     command.add_option("--by", options->by, "The clock to follow: pcr (default) or pts")
         ->option_text(" CLOCK")
         ->check(CLI::IsMember({"pcr", "pts"}));
+    command
+        .add_flag("--loop", options->loop, "Send a file N times, or without an end, as one stream")
+        ->option_text("[=N]")
+        ->check(check_loop);
     add_exit_help(command, {kExitOk, kExitUsage, kExitCannotOpen, kExitUnknownFormat});
     when_named(command, line, options);
 }

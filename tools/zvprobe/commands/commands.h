@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "commands/session.h"
+#include "io/rtp_stream.h"
 #include "ts/indicator_choice.h"
 #include "zvsurvey.h"
 
@@ -46,12 +47,14 @@ struct ExtractOptions {
 struct RtpOptions {
     std::string source;
     std::string out;  // empty: only count
+    RtpWindow window = {};
 };
 
 struct PaceOptions {
     std::string source;
     std::string to;  // empty: standard output, if no terminal
     std::string by = "pcr";
+    std::string loop = "1";  // how often, or "true" for without an end
 };
 
 struct CopyFiles {

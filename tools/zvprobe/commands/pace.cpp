@@ -1,121 +1,184 @@
 // SPDX-License-Identifier: MIT
-// `pace`: plays a transport stream in real time, by its own clock.
+// `pace`: plays a transport stream in real time, by its own clock, once or again and again.
+#include <sys/prctl.h>
 #include <unistd.h>
 
 #include <chrono>
+#include <ctime>
 #include <iostream>
 #include <optional>
-#include <thread>
 
 #include "base/exit_status.h"
 #include "base/interrupt.h"
+#include "base/numbers.h"
 #include "base/texts.h"
 #include "commands/commands.h"
 #include "commands/ts_probe.h"
 #include "io/packet_sink.h"
 #include "io/source.h"
 #include "render/complaint.h"
-#include "ts/clock_pacer.h"
-#include "ts/survey_run.h"
-#include "ts/ts_sync.h"
+#include "ts/stream_play.h"
 
 namespace zvprobe {
 namespace {
 
 using Clock = std::chrono::steady_clock;
+using Seconds = std::chrono::duration<double>;
 
-void print_summary(std::ostream& out, uint64_t packets, Clock::duration time) {
-    const double seconds = std::chrono::duration<double>(time).count();
-    const double bits = static_cast<double>(packets * kPacketSize) * 8;
-    out << counted(packets, "packet", "packets") << " in " << fixed(seconds, 3) << " s, "
-        << fixed(seconds > 0 ? bits / seconds / 1000 : 0, 1) << " kbit/s\n";
+// The deadline is a place on the clock, so that what one sleep is late does not delay the next. A
+// signal ends the sleep; one that comes just before it must not wait longer than a piece.
+// -> false when a signal came
+bool sleep_until(Clock::time_point due) {
+    constexpr std::chrono::milliseconds kLongestPiece{50};
+    for (auto now = Clock::now(); now < due && !interrupted(); now = Clock::now()) {
+        const auto until = std::min(due, now + kLongestPiece).time_since_epoch();
+        const auto whole = std::chrono::duration_cast<std::chrono::seconds>(until);
+        const timespec time = {whole.count(), std::chrono::nanoseconds(until - whole).count()};
+        clock_nanosleep(CLOCK_MONOTONIC, TIMER_ABSTIME, &time, nullptr);
+    }
+    return !interrupted();
 }
 
-// -> where the packets go: a terminal is no place for them
-std::string sink_of(const PaceOptions& options) {
-    if (!options.to.empty()) return options.to;
-    return isatty(STDOUT_FILENO) ? "" : "-";
-}
-
-// Stream time 0 is when the first packet goes. -> false when a signal came
 class RealTime {
   public:
+    // The kernel may otherwise let sleeps of several processes end together, 50 us late.
+    RealTime() { prctl(PR_SET_TIMERSLACK, 1UL, 0UL, 0UL, 0UL); }
+
+    // The first time asked for is now. -> false when a signal came
     bool wait_until(double stream_time_s) {
-        if (!begin_) begin_ = Clock::now();
-        const auto due = *begin_ + std::chrono::duration_cast<Clock::duration>(
-                                       std::chrono::duration<double>(stream_time_s));
-        for (auto now = Clock::now(); now < due && !interrupted(); now = Clock::now())
-            std::this_thread::sleep_for(std::min<Clock::duration>(due - now, kLongestSleep));
-        return !interrupted();
+        const auto since_zero = std::chrono::duration_cast<Clock::duration>(Seconds(stream_time_s));
+        if (!zero_) zero_ = Clock::now() - since_zero;
+        return sleep_until(*zero_ + since_zero);
     }
 
   private:
-    static constexpr std::chrono::milliseconds kLongestSleep{50};  // a signal must not wait longer
-    std::optional<Clock::time_point> begin_;
+    std::optional<Clock::time_point> zero_;
 };
 
-// By the survey's clock: the PCRs of one PID, whatever the tables say.
-void play_by_clock(Source& source, std::span<const uint8_t> window, const Session& session,
-                   const std::string& name, PacketSink& sink) {
-    RealTime time;
-    ClockPacer pacer([&sink](std::span<const uint8_t> packets,
-                             size_t packet_size) { sink.take(packets, packet_size); },
-                     [&time](double stream_time_s) { return time.wait_until(stream_time_s); });
-    const FindingLog findings(name, session.verbosity > 0);
-    SurveyRun survey({[&findings](const ZvSurveyEvent& event) { findings.tell(event); },
-                      [&pacer](std::span<const uint8_t> packets, size_t packet_size,
-                               uint64_t offset) { pacer.take(packets, packet_size, offset); },
-                      [&pacer](const ZvSurveyTimeLine& line) { pacer.take(line); }});
-    while (!interrupted()) {
-        const bool last = source.at_end();
-        survey.feed(window, false);
-        if (last) break;
-        window = source.next(0);
-    }
-    survey.finish();
-    pacer.finish();
-}
+// Opened when there are packets to send.
+class Destination {
+  public:
+    explicit Destination(const PaceOptions& options) : name_(name_of(options)) {}
 
-// By the library, which sleeps to the time stamps of one stream.
-void play_by_time_stamps(Source& source, std::span<const uint8_t> window, const Session& session,
-                         const std::string& name, PacketSink& sink) {
-    TsProbeOptions probe;
-    probe.pace = Pace::kPts;
-    probe.on_packets = [&sink](std::span<const uint8_t> packets, size_t packet_size) {
-        sink.take(packets, packet_size);
-    };
-    const FindingLog findings(name, session.verbosity > 0);
-    probe_transport_stream(findings, source, window, probe);
-}
+    void take(std::span<const uint8_t> packets, double time_s) {
+        if (!sink_) {
+            sink_.emplace(name_);
+            begin_ = Clock::now();
+        }
+        sink_->take(packets, time_s);
+    }
+    void take_now(std::span<const uint8_t> packet) {
+        take(packet, sink_ ? Seconds(Clock::now() - begin_).count() : 0);
+    }
 
-int play(const PaceOptions& options, const Session& session) {
-    const auto source = open_source(options.source);
-    const auto first_window = source->next(0);
-    const bool known = find_first_packet(first_window, source->at_end()).has_value();
-    if (known) {
-        const std::string to = sink_of(options);
-        PacketSink sink(to);
-        const auto begin = Clock::now();
-        const auto play_by = options.by == "pts" ? play_by_time_stamps : play_by_clock;
-        play_by(*source, first_window, session, options.source, sink);
-        sink.flush();
-        if (!session.quiet)
-            print_summary(to == "-" ? std::cerr : std::cout, sink.packets(), Clock::now() - begin);
+    // Sends what is left, and tells what was sent.
+    void finish(bool quiet) {
+        if (!sink_) return;
+        sink_->flush();
+        if (quiet) return;
+        const double seconds = Seconds(Clock::now() - begin_).count();
+        const double bits = static_cast<double>(sink_->packets() * zv::kTsPacketSize) * 8;
+        (name_ == "-" ? std::cerr : std::cout)
+            << counted(sink_->packets(), "packet", "packets") << " in " << fixed(seconds, 3)
+            << " s, " << fixed(seconds > 0 ? bits / seconds / 1000 : 0, 1) << " kbit/s\n";
     }
-    if (!source->error().empty()) {
-        complain(options.source, source->error());
-        return kExitCannotOpen;
+
+  private:
+    // A terminal is no place for packets.
+    static std::string name_of(const PaceOptions& options) {
+        if (!options.to.empty()) return options.to;
+        return isatty(STDOUT_FILENO) ? "" : "-";
     }
-    if (known || interrupted()) return kExitOk;
-    complain(options.source, "not a transport stream");
-    return kExitUnknownFormat;
-}
+
+    const std::string name_;
+    std::optional<PacketSink> sink_;
+    Clock::time_point begin_;
+};
+
+class Pacing {
+  public:
+    Pacing(const PaceOptions& options, const Session& session)
+        : options_(options),
+          quiet_(session.quiet),
+          endless_(options.loop == "true"),
+          passes_(parse_number(options.loop, UINT32_MAX).value_or(1)),
+          findings_(options.source, session.verbosity > 0),
+          destination_(options) {}
+
+    int run() {
+        if (options_.by == "pts" && repeats()) throw UsageError("--loop goes by the PCR only");
+        const bool known = options_.by == "pts" ? play_by_time_stamps() : play_by_clock();
+        destination_.finish(quiet_);
+        if (interrupted() && !endless_) throw SourceError("interrupted, not all is sent");
+        if (known || interrupted()) return kExitOk;
+        complain(options_.source, "not a transport stream");
+        return kExitUnknownFormat;
+    }
+
+  private:
+    bool repeats() const { return endless_ || passes_ > 1; }
+
+    std::unique_ptr<Source> open() const {
+        auto source = open_source(options_.source);
+        if (repeats() && (options_.source == "-" || !source->size()))
+            throw SourceError("not a file, which can be read again: --loop is not possible");
+        return source;
+    }
+
+    // By the survey's clock: the PCRs of one PID, whatever the tables say.
+    bool play_by_clock() {
+        RealTime time;
+        StreamPlay play(
+            {[this](auto packets, double time_s) { destination_.take(packets, time_s); },
+             [&time](double time_s) { return time.wait_until(time_s); }, interrupted,
+             [this](const ZvSurveyEvent& event) { findings_.tell(event); }});
+        bool any = false;
+        for (uint32_t pass = 0;;) {
+            const auto source = open();
+            const bool known = play.play(*source);
+            any |= known;
+            if (interrupted()) return any;
+            const bool last = !known || (!endless_ && ++pass == passes_);
+            const bool goes_on = !last && source->error().empty() && play.prepare_next();
+            if (goes_on) continue;
+            play.finish();
+            if (!source->error().empty()) throw SourceError(source->error());
+            if (last) return any;
+            throw SourceError("has no clock that could go on: sent once");
+        }
+    }
+
+    // By the library, which sleeps to the time stamps of one stream.
+    bool play_by_time_stamps() {
+        const auto source = open();
+        TsProbeOptions probe;
+        probe.pace = Pace::kPts;
+        probe.on_packets = [this](std::span<const uint8_t> packets, size_t packet_size) {
+            for (size_t at = 0; at < packets.size(); at += packet_size)
+                destination_.take_now(packets.subspan(at, zv::kTsPacketSize));
+        };
+        const auto first_window = source->next(0);
+        const TsReport report = probe_transport_stream(findings_, *source, first_window, probe);
+        if (!source->error().empty()) throw SourceError(source->error());
+        return report.has_packets();
+    }
+
+    const PaceOptions& options_;
+    const bool quiet_;
+    const bool endless_;
+    const uint32_t passes_;
+    const FindingLog findings_;
+    Destination destination_;
+};
 
 }  // namespace
 
 int run_command(const PaceOptions& options, const Session& session) {
     try {
-        return play(options, session);
+        return Pacing(options, session).run();
+    } catch (const UsageError& error) {
+        complain(options.source, error.what());
+        return kExitUsage;
     } catch (const SourceError& error) {
         complain(options.source, error.what());
     } catch (const OutputError& error) {

@@ -39,11 +39,11 @@ _zvprobe() {
             return
             ;;
         --to | --to=)
-            mapfile -t COMPREPLY < <(compgen -W "udp:// tcp://" -- "$current")
+            mapfile -t COMPREPLY < <(compgen -W "udp:// rtp:// tcp://" -- "$current")
             return
             ;;
         --indicators | --jobs | --limit | --interval | --pid | --program | --pmt | --pcr | --es | --from | --stream | --service | --provider \
-            | --name | --count | *=) return ;;
+            | --name | --count | --reorder-packets | --reorder-ms | *=) return ;;
     esac
 
     # The lists are meant to be split.
@@ -53,7 +53,8 @@ _zvprobe() {
         probe) options=$probe ;;
         monitor) options="--interval --json-lines --resolver --stats $limits" ;;
         extract) options="--pid --program --sections" ;;
-        pace) options="--to --by" ;;
+        rtp) options="--reorder-packets --reorder-ms" ;;
+        pace) options="--to --by --loop" ;;
         remap) options="--from --program --map --pmt --pcr --es --drop --drop-nulls" ;;
         flv-meta) options="--update --rebase" ;;
         build)

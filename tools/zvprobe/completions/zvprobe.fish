@@ -58,7 +58,10 @@ complete -c zvprobe -n $extract -x -l pid -d 'Only this PID'
 complete -c zvprobe -n $extract -x -l program -d 'Only this programme'
 complete -c zvprobe -n $extract -l sections -d 'Tables as well'
 
-complete -c zvprobe -n "__zvprobe_seen pace" -x -l to -a 'udp:// tcp://' -d 'Where to'
+complete -c zvprobe -n "__zvprobe_seen pace" -x -l to -a 'udp:// rtp:// tcp://' -d 'Where to'
+complete -c zvprobe -n "__zvprobe_seen pace" -f -l loop -d 'Again and again, or so often'
+complete -c zvprobe -n "__zvprobe_seen rtp" -x -l reorder-packets -d 'Packets that may overtake one'
+complete -c zvprobe -n "__zvprobe_seen rtp" -x -l reorder-ms -d 'How long a packet is waited for'
 complete -c zvprobe -n "__zvprobe_seen pace" -x -l by -a 'pcr pts' -d 'Clock to follow'
 
 set -l remap "__zvprobe_seen remap"

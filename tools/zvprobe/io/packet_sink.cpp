@@ -2,75 +2,71 @@
 // Implementation of packet_sink.h.
 #include "io/packet_sink.h"
 
-#include <unistd.h>
-
 #include <cerrno>
+#include <cmath>
 #include <cstring>
+#include <random>
 
 #include "base/interrupt.h"
-#include "ts/ts_sync.h"
+#include "mpeg/ts_packet/packet_fields.h"
 
 namespace zvprobe {
 namespace {
 
-// What an Ethernet frame carries.
-constexpr size_t kDatagramSize = 7 * kPacketSize;
+constexpr size_t kTogether = 7;  // packets that an Ethernet frame carries
 
 }  // namespace
 
-PacketSink::PacketSink(const std::string& url) : to_stdout_(url == "-") {
-    pending_.reserve(kDatagramSize);
-    if (!url.empty() && !to_stdout_) open(url);
-}
-
-PacketSink::~PacketSink() {
-    if (handler_ == nullptr) return;
-    handler_->close(&context_);
-    zvptc_api_deinit();
-}
-
-void PacketSink::open(const std::string& url) {
-    if (url.size() >= sizeof context_.url) throw OutputError(std::strerror(ENAMETOOLONG));
-    url.copy(context_.url, url.size());
-    context_.open_flags = ZVPTC_OPEN_WRITE;
-    const ZvptcHandler* const handler =
-        zvptc_api_matchByPtcindex(zvptc_api_getPtcindex(url.c_str(), 0, 0));
-    if (handler == nullptr) throw OutputError("unknown protocol");
-    zvptc_api_init();
-    const int opened = handler->open(&context_);
-    if (opened < 0) {
-        zvptc_api_deinit();
-        throw OutputError(std::strerror(-opened));
+PacketSink::PacketSink(const std::string& url) {
+    if (url == "-") {
+        stdout_.emplace(url);
+    } else if (!url.empty()) {
+        const std::string error = url_.open(url, UrlHandle::For::kWriting);
+        if (!error.empty()) throw OutputError(error);
     }
-    handler_ = handler;
+    if (!url_.is_open() || url_.protocol() != ZVPTC_INDEX_RTP) return;
+    // All three begin at random (RFC 3550, 5.1).
+    std::random_device random;
+    rtp_ = zv::RtpPacket{static_cast<uint16_t>(random()), random(), {}};
+    first_time_stamp_ = random();
 }
 
-void PacketSink::take(std::span<const uint8_t> packets, size_t packet_size) {
-    for (size_t at = 0; at + kPacketSize <= packets.size(); at += packet_size) {
-        const auto packet = packets.subspan(at, kPacketSize);
+void PacketSink::take(std::span<const uint8_t> packets, double time_s) {
+    for (; !packets.empty(); packets = packets.subspan(zv::kTsPacketSize)) {
+        if (pending_packets_ == 0) begin_datagram(time_s);
+        const auto packet = packets.first(zv::kTsPacketSize);
         pending_.insert(pending_.end(), packet.begin(), packet.end());
         ++packets_;
-        if (pending_.size() == kDatagramSize) flush();
+        if (++pending_packets_ == kTogether) flush();
     }
 }
 
-int PacketSink::write_some(std::span<const uint8_t> bytes) {
-    if (handler_ != nullptr)
-        return handler_->write(&context_, bytes.data(), static_cast<int>(bytes.size()));
-    if (!to_stdout_) return static_cast<int>(bytes.size());
-    const ssize_t written = ::write(STDOUT_FILENO, bytes.data(), bytes.size());
-    return written < 0 ? -errno : static_cast<int>(written);
+void PacketSink::begin_datagram(double time_s) {
+    if (!rtp_) return;
+    const auto ticks = static_cast<uint64_t>(std::llround(time_s * zv::kRtpHz));
+    rtp_->time_stamp = first_time_stamp_ + static_cast<uint32_t>(ticks);
+    const auto head = zv::make_rtp_head(*rtp_);
+    pending_.assign(head.begin(), head.end());
+    ++rtp_->sequence;
 }
 
 void PacketSink::flush() {
-    std::span<const uint8_t> rest = pending_;
-    while (!rest.empty()) {
-        const int written = write_some(rest);
+    write(pending_);
+    pending_.clear();
+    pending_packets_ = 0;
+}
+
+void PacketSink::write(std::span<const uint8_t> bytes) {
+    if (stdout_) {
+        stdout_->write(bytes);
+        return stdout_->flush();
+    }
+    while (url_.is_open() && !bytes.empty()) {
+        const int written = url_.write(bytes);
         if (written < 0 && (written != -EINTR || interrupted()))
             throw OutputError(std::strerror(-written));
-        if (written > 0) rest = rest.subspan(static_cast<size_t>(written));
+        if (written > 0) bytes = bytes.subspan(static_cast<size_t>(written));
     }
-    pending_.clear();
 }
 
 }  // namespace zvprobe

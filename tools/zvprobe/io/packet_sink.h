@@ -1,27 +1,31 @@
 // SPDX-License-Identifier: MIT
-// Where packets go one by one as their time comes: datagrams of seven, standard output, or nowhere.
+// Where packets go as their time comes: datagrams of seven, with or without RTP (RFC 2250), a
+// connection, or standard output.
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <span>
 #include <string>
 #include <vector>
 
 #include "io/out_file.h"
-#include "zvprotocol.h"
+#include "io/url_handle.h"
+#include "rtp/rtp_header.h"
 
 namespace zvprobe {
 
 class PacketSink {
   public:
-    // url: "udp://..." or "tcp://..."; "-" is standard output, "" nowhere. Throws OutputError.
+    // url: "udp://...", "rtp://..." or "tcp://..."; "-" is standard output, "" nowhere. Throws
+    // OutputError.
     explicit PacketSink(const std::string& url);
-    ~PacketSink();
     PacketSink(const PacketSink&) = delete;
     PacketSink& operator=(const PacketSink&) = delete;
 
-    // Takes packets of any size, of which 188 bytes each go on. Throws OutputError.
-    void take(std::span<const uint8_t> packets, size_t packet_size);
+    // Takes packets of 188 bytes. Throws OutputError.
+    // time_s: when the first of them is due, for the time stamp of RTP
+    void take(std::span<const uint8_t> packets, double time_s);
 
     // Sends what does not fill a datagram. Throws OutputError.
     void flush();
@@ -29,13 +33,15 @@ class PacketSink {
     uint64_t packets() const { return packets_; }
 
   private:
-    void open(const std::string& url);
-    int write_some(std::span<const uint8_t> bytes);
+    void begin_datagram(double time_s);
+    void write(std::span<const uint8_t> bytes);
 
-    ZvptcUrlContext context_{};
-    const ZvptcHandler* handler_ = nullptr;
-    bool to_stdout_ = false;
+    UrlHandle url_;
+    std::optional<OutFile> stdout_;
+    std::optional<zv::RtpPacket> rtp_;  // the head of the next datagram
+    uint32_t first_time_stamp_ = 0;
     uint64_t packets_ = 0;
+    size_t pending_packets_ = 0;
     std::vector<uint8_t> pending_;
 };
 

@@ -3,25 +3,22 @@
 #pragma once
 
 #include "io/read_source.h"
-#include "zvprotocol.h"
+#include "io/url_handle.h"
 
 namespace zvprobe {
 
 class StreamSource : public ReadSource {
   public:
     explicit StreamSource(const std::string& url);  // throws SourceError
-    ~StreamSource() override;
-
     Origin origin() const override { return Origin::kNetwork; }
     std::optional<uint64_t> size() const override { return std::nullopt; }
 
   protected:
     int read_once(std::span<uint8_t> room) override;
-    std::string text_of(int error) const override;
+    std::string text_of(int error) const override { return url_.text_of(error); }
 
   private:
-    ZvptcUrlContext context_{};
-    const ZvptcHandler* handler_ = nullptr;
+    UrlHandle url_;
 };
 
 }  // namespace zvprobe

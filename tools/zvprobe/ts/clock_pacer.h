@@ -20,18 +20,25 @@ class ClockPacer {
     // Packets that go on together: what a datagram carries.
     static constexpr size_t kTogether = 7;
 
-    using Send = std::function<void(std::span<const uint8_t> packets, size_t packet_size)>;
+    // time_s: when the first of them is due
+    using Send = std::function<void(std::span<const uint8_t> packets, double time_s)>;
     // -> false to send no more
     using WaitUntil = std::function<bool(double stream_time_s)>;
     ClockPacer(Send send, WaitUntil wait_until)
         : send_(std::move(send)), wait_until_(std::move(wait_until)) {}
 
-    // Takes packets and lines of time, as the survey gives them, and sends what is due.
-    void take(std::span<const uint8_t> packets, size_t packet_size, uint64_t offset);
+    // Takes packets of 188 bytes, and sends what is due.
+    // offset   in  place of the first, on the lines of time
+    // spacing  in  from one's place to the next one's
+    void take(std::span<const uint8_t> packets, uint64_t offset, size_t spacing);
+
+    // Takes the next line of time.
     void take(const ZvSurveyTimeLine& line) { lines_.push_back(line); }
 
     // Sends what is held: at its time where that is known.
     void finish();
+
+    bool stopped() const { return stopped_; }
 
   private:
     struct Run {
@@ -39,16 +46,17 @@ class ClockPacer {
         std::vector<uint8_t> bytes;
     };
 
-    void send_due();
-    bool send_front(double time_s);
+    void hold(std::span<const uint8_t> packet, uint64_t offset);
+    void send_due(bool last);
+    void send_front();
     void send_all_now();
 
     Send send_;
     WaitUntil wait_until_;
-    std::deque<Run> held_;  // at most kTogether packets each
+    std::deque<Run> held_;  // all but the last are full
     std::deque<ZvSurveyTimeLine> lines_;
-    size_t packet_size_ = 0;
     size_t held_bytes_ = 0;
+    double time_s_ = 0;  // of what was sent last
     bool stopped_ = false;
 };
 

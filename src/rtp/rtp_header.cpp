@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 // Where each part of the head lies, and that none runs out of the datagram.
-#include "mpeg/ts_tools/rtp_header.h"
+#include "rtp/rtp_header.h"
 
-#include "mpeg/ts_packet/ts_packet.h"
+#include "mpeg/ts_packet/packet_fields.h"
 
 namespace zv {
 namespace {
@@ -11,10 +11,21 @@ constexpr uint8_t kVersion = 2;
 constexpr uint8_t kPaddingBit = 0x20;
 constexpr uint8_t kExtensionBit = 0x10;
 constexpr uint8_t kCsrcCountMask = 0x0F;
-constexpr size_t kFixedSize = 12;
 constexpr size_t kCsrcSize = 4;
 constexpr size_t kExtensionHeadSize = 4;
 constexpr size_t kExtensionWordSize = 4;
+constexpr uint8_t kPayloadTypeMask = 0x7F;
+constexpr uint8_t kFirstRtcpType = 192;
+constexpr uint8_t kLastRtcpType = 223;
+
+bool is_version_2(std::span<const uint8_t> datagram) {
+    return !datagram.empty() && datagram[0] >> 6 == kVersion;
+}
+
+void store_be(uint8_t* to, uint32_t value, int bytes) {
+    for (int i = 0; i < bytes; ++i)
+        to[i] = static_cast<uint8_t>(value >> (8 * (bytes - 1 - i)));
+}
 
 // -> bytes of padding, its own count included; more than there are when the count is wrong
 size_t padding_of(std::span<const uint8_t> payload) {
@@ -25,9 +36,9 @@ size_t padding_of(std::span<const uint8_t> payload) {
 }  // namespace
 
 std::optional<RtpPacket> parse_rtp(std::span<const uint8_t> datagram) {
-    if (datagram.size() < kFixedSize || datagram[0] >> 6 != kVersion) return std::nullopt;
+    if (datagram.size() < kRtpHeadSize || !is_version_2(datagram)) return std::nullopt;
     const uint8_t flags = datagram[0];
-    size_t head = kFixedSize + (flags & kCsrcCountMask) * kCsrcSize;
+    size_t head = kRtpHeadSize + (flags & kCsrcCountMask) * kCsrcSize;
     if (flags & kExtensionBit) {
         if (datagram.size() < head + kExtensionHeadSize) return std::nullopt;
         const uint16_t words = load_be16(datagram.data() + head + 2);
@@ -40,7 +51,22 @@ std::optional<RtpPacket> parse_rtp(std::span<const uint8_t> datagram) {
         if (padding > payload.size()) return std::nullopt;
         payload = payload.first(payload.size() - padding);
     }
-    return RtpPacket{load_be16(datagram.data() + 2), load_be32(datagram.data() + 8), payload};
+    return RtpPacket{load_be16(datagram.data() + 2), load_be32(datagram.data() + 8), payload,
+                     static_cast<uint8_t>(datagram[1] & kPayloadTypeMask),
+                     load_be32(datagram.data() + 4)};
+}
+
+bool is_rtcp(std::span<const uint8_t> datagram) {
+    return datagram.size() >= 4 && is_version_2(datagram) && datagram[1] >= kFirstRtcpType &&
+           datagram[1] <= kLastRtcpType;
+}
+
+std::array<uint8_t, kRtpHeadSize> make_rtp_head(const RtpPacket& packet) {
+    std::array<uint8_t, kRtpHeadSize> head = {kVersion << 6, packet.payload_type};
+    store_be(&head[2], packet.sequence, 2);
+    store_be(&head[4], packet.time_stamp, 4);
+    store_be(&head[8], packet.ssrc, 4);
+    return head;
 }
 
 }  // namespace zv
