@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Four fixed inputs for instruction counting: scripts/instruction_counts.sh runs each under
+// Fixed inputs for instruction counting: scripts/instruction_counts.sh runs each under
 // callgrind and counts what happens inside `counted`, which is the same on every run.
 #include <cstdio>
 #include <cstring>
@@ -9,6 +9,7 @@
 #include "samples.h"
 #include "synth_stream.h"
 #include "zvlog.h"
+#include "zvsurvey.h"
 
 namespace {
 
@@ -28,6 +29,16 @@ unsigned parse(const Bytes& stream, size_t chunk) {
     return sum;
 }
 
+unsigned survey(const Bytes& stream) {
+    ZvSurvey* const survey = zvsurvey_new(nullptr);
+    zvsurvey_feed(survey, stream.data(), stream.size());
+    zvsurvey_finish(survey);
+    ZvSurveyTotals totals = {};
+    zvsurvey_totals(survey, &totals, sizeof totals);
+    zvsurvey_free(survey);
+    return static_cast<unsigned>(totals.packets);
+}
+
 unsigned walk_flv(const Bytes& file) {
     FLVProbe probe = {};
     return zvbench::walk_flv(file, probe);
@@ -35,14 +46,18 @@ unsigned walk_flv(const Bytes& file) {
 
 // Counting is switched on while this function runs.
 [[gnu::noinline]] unsigned counted(const char* name, const Bytes& input) {
-    if (strcmp(name, "one") == 0) return parse(input, kLargeChunk);
     if (strcmp(name, "thirty") == 0) return parse(input, zvbench::kDatagram);
     if (strcmp(name, "flv") == 0) return walk_flv(input);
-    return zvbench::check_mpeg_audio(input);
+    if (strcmp(name, "mp3") == 0) return zvbench::check_mpeg_audio(input);
+    if (strncmp(name, "survey", strlen("survey")) == 0) return survey(input);
+    return parse(input, kLargeChunk);
 }
 
 Bytes input_of(const char* name) {
-    if (strcmp(name, "one") == 0) return zvbench::make_stream({}, kStreamBytes).bytes;
+    const bool is_sample = strcmp(name, "single") == 0 || strcmp(name, "survey_single") == 0;
+    if (is_sample) return zvbench::repeat_sample("single.ts", kStreamBytes);
+    if (strcmp(name, "one") == 0 || strcmp(name, "survey") == 0)
+        return zvbench::make_stream({}, kStreamBytes).bytes;
     if (strcmp(name, "thirty") == 0)
         return zvbench::make_stream({.programs = 30, .streams = 4}, kStreamBytes).bytes;
     return zvbench::load_sample(strcmp(name, "flv") == 0 ? "h264-aac.flv" : "mpeg1-layer3.mp3");
@@ -52,7 +67,7 @@ Bytes input_of(const char* name) {
 
 int main(int argc, char** argv) {
     if (argc != 2) {
-        fprintf(stderr, "usage: %s one|thirty|flv|mp3\n", argv[0]);
+        fprintf(stderr, "usage: %s one|thirty|single|survey|survey_single|flv|mp3\n", argv[0]);
         return 2;
     }
     zvlog_api_setLoglevel(0);

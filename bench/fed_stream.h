@@ -4,6 +4,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <vector>
 
 #include "bitStream.h"
 #include "synth_stream.h"
@@ -11,15 +12,24 @@
 namespace zvbench {
 
 constexpr size_t kBeyondCaches = size_t{600} << 20;
-constexpr size_t kInL2 = size_t{1} << 20;
+constexpr size_t kInL2 = size_t{512} << 10;  // some cores have no more than 1 MB
 constexpr size_t kMegabyte = size_t{1} << 20;
 
 struct ParseCase {
     const char* name;
     StreamShape shape;
     size_t bytes;
-    size_t chunk_bytes;  // about this many bytes a call, in whole packets; 0: all at once
+    size_t chunk_bytes;            // about this many bytes a call, in whole packets; 0: all at once
+    const char* sample = nullptr;  // a file of tests/media that is repeated instead of a shape
 };
+
+// -> the stream of a case; the large ones would not all fit a small machine, so one is kept
+SynthStream& stream_of(const ParseCase& test);
+
+// -> seconds that touching one cache line of each packet took
+double touch(const SynthStream& stream, int packet_size);
+
+double median(std::vector<double> values);
 
 // A context that is fed one case, again and again.
 class FedStream {
@@ -33,8 +43,7 @@ class FedStream {
 
     // -> seconds a pass over the stream took
     double parse(uint32_t options);
-    // -> seconds that touching one cache line of each packet took
-    double touch() const;
+    double touch() const { return zvbench::touch(stream_, test_.shape.packet_size); }
 
   private:
     void feed(void* context, size_t chunk_bytes, uint32_t options) const;

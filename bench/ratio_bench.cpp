@@ -29,12 +29,6 @@ const Comparison kComparisons[] = {
     {{"lossy", {.lost_percent = 1}, kBeyondCaches, 0}, {"one", {}, kBeyondCaches, 0}, 1.5},
 };
 
-double median(std::vector<double>& values) {
-    const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
-    std::nth_element(values.begin(), middle, values.end());
-    return *middle;
-}
-
 // Both streams are fed from the same memory: which pages a stream happens to get is worth more
 // than most of what is compared here.
 class Stage {

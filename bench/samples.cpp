@@ -32,6 +32,15 @@ Bytes load_sample(const char* name) {
     return bytes;
 }
 
+Bytes repeat_sample(const char* name, size_t min_bytes) {
+    const Bytes once = load_sample(name);
+    Bytes bytes;
+    bytes.reserve(min_bytes + once.size());
+    while (bytes.size() < min_bytes)
+        bytes.insert(bytes.end(), once.begin(), once.end());
+    return bytes;
+}
+
 unsigned walk_flv(const Bytes& file, FLVProbe& probe) {
     constexpr size_t kStart = ZV_FLV_FILE_HEADER_SIZE + ZV_FLV_PREVIOUS_TAG_SIZE;
     constexpr size_t kAroundBody = ZV_FLV_TAG_HEADER_SIZE + ZV_FLV_PREVIOUS_TAG_SIZE;

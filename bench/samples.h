@@ -2,6 +2,7 @@
 // The sample files of tests/media, and the walks over them that are timed and counted.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <vector>
 
@@ -13,6 +14,9 @@ using Bytes = std::vector<uint8_t>;
 
 // The process ends when the file is missing.
 Bytes load_sample(const char* name);
+
+// A sample of 188-byte packets, again and again: at least min_bytes in whole repetitions.
+Bytes repeat_sample(const char* name, size_t min_bytes);
 
 // Offers every tag of a file to the probe, as a host that walks a file does. -> tags offered
 unsigned walk_flv(const Bytes& file, FLVProbe& probe);

@@ -23,15 +23,21 @@ struct StreamShape {
     int tables_every = 4000;    // packets between two rounds of PAT, PMTs and SDT
     int null_percent = 0;
     int lost_percent = 0;  // share of stream packets left out, each seen as a continuity error
+    int unannounced = 0;   // PIDs that no table names, in turn with the streams
 };
 
 struct SynthStream {
     std::vector<uint8_t> bytes;
     size_t packets = 0;
-    size_t losses = 0;  // gaps in continuity
+    size_t losses = 0;               // gaps in continuity, where the stream was made
+    std::vector<size_t> pcr_fields;  // where the six bytes of each PCR are
+    uint64_t ticks = 0;              // 90 kHz, from the first byte to the last
 };
 
 // At least min_bytes, in whole packets; ends so that feeding it again continues every counter.
 SynthStream make_stream(const StreamShape& shape, size_t min_bytes);
+
+// Moves every PCR on, so that feeding the stream again continues its clocks, too.
+void continue_clocks(SynthStream& stream);
 
 }  // namespace zvbench

@@ -1,7 +1,7 @@
 # SPDX-License-Identifier: MIT
 # Run by cpack on the finished packages: takes out the maintainer scripts that cpack adds wherever a
 # shared library is. All they do is renew the dynamic linker's cache, which the trigger of
-# ZvPackage.cmake does, and with them a removed package leaves itself behind in dpkg's books.
+# ZvPackage.cmake does, and with them dpkg keeps a record of a package that was removed.
 foreach(package ${CPACK_PACKAGE_FILES})
     set(tree ${CPACK_TEMPORARY_DIRECTORY}/unscripted)
     file(REMOVE_RECURSE ${tree})

@@ -90,7 +90,7 @@ Describes MPEG transport streams, FLV files and MPEG audio, from files, pipes
 and the network, as text or JSON. Monitors live streams, extracts elementary
 streams, unpacks RTP, builds tables and sends streams in real time.")
 
-# Copyright, changelog and compression of documents, as Debian wants them.
+# Copyright, changelog and compression of documents, as Debian's policy asks.
 set(CPACK_PRE_BUILD_SCRIPTS ${PROJECT_SOURCE_DIR}/cmake/DebDocuments.cmake)
 set(CPACK_POST_BUILD_SCRIPTS ${PROJECT_SOURCE_DIR}/cmake/DebScripts.cmake)
 set(CPACK_RESOURCE_FILE_LICENSE ${PROJECT_SOURCE_DIR}/LICENSE)

@@ -8,7 +8,7 @@ string(REGEX REPLACE "([0-9]+)" "0\\1" version ${PROJECT_VERSION})
 string(REGEX REPLACE "0([0-9][0-9])" "\\1" version ${version})
 target_compile_definitions(zv_build_flags INTERFACE ZV_VERSION_TEXT="${version}")
 target_compile_options(zv_build_flags INTERFACE
-    -Wall -Wextra -Wconversion -Wshadow
+    -Wall -Wextra -Wconversion -Wsign-conversion -Wshadow
     $<$<BOOL:${ZV_WERROR}>:-Werror>)
 if(ZV_SANITIZE)
     target_compile_options(zv_build_flags INTERFACE

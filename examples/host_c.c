@@ -10,7 +10,7 @@ enum { CHUNK = 1024 * 188 };
 
 static void print_report(const AVParser* resolver, void* context) {
     StreamInfo* info = calloc(1, sizeof *info);
-    char* text = calloc(1, 16 * 1024);
+    char* text = calloc(1, ZV_TS_STREAM_INFO_MAX);
     if (info && text && resolver->updateInfo(context, info) == 1 &&
         mpegts_api_getStreamInfo(info, text, 1))
         puts(text);

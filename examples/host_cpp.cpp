@@ -37,7 +37,7 @@ int main(int argc, char** argv) {
         return 3;
     }
     Analysis analysis(argv[1]);
-    std::vector<char> chunk(1024 * 188);
+    std::vector<char> chunk(size_t{1024} * 188);
     while (file.read(chunk.data(), static_cast<std::streamsize>(chunk.size())), file.gcount() > 0) {
         if (!analysis.feed(chunk, static_cast<size_t>(file.gcount()))) break;
     }

@@ -33,20 +33,20 @@ static void describe_flv(void) {
     FLVProbe probe = {0};
     while (read_exactly(tag, ZV_FLV_TAG_HEADER_SIZE)) {
         const uint32_t body = (uint32_t)tag[1] << 16 | (uint32_t)tag[2] << 8 | tag[3];
-        const uint32_t behind_header = body + ZV_FLV_PREVIOUS_TAG_SIZE;
-        const uint32_t size = ZV_FLV_TAG_HEADER_SIZE + behind_header;
-        if (size > sizeof tag || !read_exactly(tag + ZV_FLV_TAG_HEADER_SIZE, behind_header)) break;
+        const uint32_t after_header = body + ZV_FLV_PREVIOUS_TAG_SIZE;
+        const uint32_t size = ZV_FLV_TAG_HEADER_SIZE + after_header;
+        if (size > sizeof tag || !read_exactly(tag + ZV_FLV_TAG_HEADER_SIZE, after_header)) break;
         if (!flv_api_check(&probe, tag, size)) break;
     }
-    char text[2048] = "";
+    char text[ZV_FLV_INFO_MAX] = "";
     flv_api_getInfo(&probe, text);
     puts(text);
 }
 
 static void describe_mpeg_audio(const uint8_t* head) {
     MP3HeaderInfo info = {0};
-    char text[128] = "MPEG audio";
-    if (mp3_api_check(&info, head, 4))
+    char text[sizeof "MPEG audio" + ZV_MP3_INFO_MAX] = "MPEG audio";
+    if (mp3_api_check(&info, head, ZV_MP3_HEADER_SIZE))
         puts(mp3_api_getInfo(&info, text));
     else
         puts("neither FLV nor MPEG audio");

@@ -21,7 +21,7 @@ size_t first_difference(const void* a, const void* b, size_t size) {
 std::unique_ptr<uint8_t[]> comparable(const MPEGTSContext& context) {
     auto bytes = std::make_unique<uint8_t[]>(kDocumentedSize);
     memcpy(bytes.get(), &context, kDocumentedSize);
-    // Behind the header's last member is padding, which unoptimised code leaves as it finds it.
+    // The padding after the header's last member is not written by unoptimised code.
     bytes[offsetof(MPEGTSContext, ts_head) + offsetof(ts_head, continuity_counter) + 1] = 0;
     const ptrdiff_t offset = context.btc_es == nullptr
                                  ? 0

@@ -7,7 +7,7 @@
 
 namespace {
 
-constexpr size_t kInfoRoom = 2048;
+constexpr size_t kInfoRoom = ZV_FLV_INFO_MAX;
 constexpr unsigned kShortestHeader = 185;
 
 void describe(const FLVProbe& probe) {

@@ -27,10 +27,10 @@ seed ts_parse whole-192 "\023\007$quiet$sizes" single-192.m2ts 4 5760
 seed ts_parse whole-204 "\043\024$quiet$sizes" single-204.ts 0 6120
 seed ts_parse three-programs "\003\027$logged$sizes" three-programs.ts 0 5640
 
-# log, mode, option word, packets in the first call
-seed ts_reference media "$quiet\001\024\012" single.ts 0 7520
-seed ts_reference media-logged "$logged\001\027\003" three-programs.ts 0 5640
-seed ts_reference made "$logged\000\027\004\000\010\001\002\000\001\001\003\133\120\020\007\020\000\000\000\133\000\020\010\000\000\000\000\000\000\000\000\000\002\377\020\000\003\101\020\003\102\020\013\301\020\001"
+# log, mode, option word, other options in turn (mode 4), piece sizes
+seed ts_reference media "$quiet\001\024$sizes" single.ts 0 7520
+seed ts_reference media-logged "$logged\015\027\024$sizes" three-programs.ts 0 5640
+seed ts_reference made "$logged\000\027$sizes\000\010\001\002\000\001\001\003\133\120\020\007\020\000\000\000\133\000\020\010\000\000\000\000\000\000\000\000\000\002\377\020\000\003\101\020\003\102\020\013\301\020\001"
 
 # mode, log, programme number, PMT PID, PCR PID, four stream PIDs, piece sizes
 target='\000\007\001\101\001\000\001\001\001\002\000\000\000\000'
@@ -45,7 +45,7 @@ pmt='\001\030\000\022\016\000\001\305\000\000\341\001\360\000\033\341\001\360\00
 sdt='\002\030\000\043\037\000\001\305\000\000\377\001\377\000\001\374\200\022\110\020\001\010provider\005names'
 seed psi tables "$logged\004$pat$pmt$sdt$pat$pmt$sdt"
 
-# mode, log, piece sizes; the probe starts behind the file header
+# mode, log, piece sizes; the probe starts after the file header
 seed flv_check avc-pieces "\000$quiet$sizes" h264-aac.flv 13 2048
 seed flv_check avc-tags "\002$logged$sizes" h264-aac.flv 13 4096
 seed flv_check h263-tags "\002$quiet$sizes" h263-mp3.flv 13 4096

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "packets.h"
 
-#include "mpeg/mpegts/section.h"
+#include "mpeg/mpegts/stages/section.h"
 #include "mpeg/ts_packet/ts_packet.h"
 
 namespace fuzz {

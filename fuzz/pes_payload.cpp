@@ -29,7 +29,7 @@ void take_any_packets(fuzz::ByteSource& in) {
     }
 }
 
-// -> the elementary stream behind a PES header with `stuffing` bytes of optional fields
+// -> the elementary stream after a PES header with `stuffing` bytes of optional fields
 std::vector<uint8_t> make_pes(std::span<const uint8_t> stream, uint8_t stuffing, bool is_bounded) {
     const size_t length = is_bounded ? 3 + stuffing + stream.size() : 0;
     std::vector<uint8_t> pes = {
@@ -40,7 +40,7 @@ std::vector<uint8_t> make_pes(std::span<const uint8_t> stream, uint8_t stuffing,
     return pes;
 }
 
-// -> a packet that holds all of a payload of 1..184 bytes behind as much stuffing as it takes
+// -> a packet that holds all of a payload of 1..184 bytes after as much stuffing as it takes
 fuzz::ExactBytes make_packet(std::span<const uint8_t> payload, uint8_t counter, bool starts) {
     fuzz::ExactBytes packet(zv::kTsPacketSize);
     memset(packet.data(), 0xFF, packet.size());
@@ -68,7 +68,7 @@ void pack_and_take(fuzz::ByteSource& in) {
     for (fuzz::ByteSource rest(pes); !rest.empty(); ++counter) {
         const uint8_t size = sizes.next();
         const bool starts = rest.size() == pes.size();
-        auto packet = make_packet(rest.take(1 + size % zv::kTsBodySize), counter, starts);
+        auto packet = make_packet(rest.take(1U + size % zv::kTsBodySize), counter, starts);
         for (int times = size >= 0xF0 ? 2 : 1; times > 0; --times) {
             const auto payload = reader.take(packet.data());
             got.insert(got.end(), payload.begin(), payload.end());

@@ -97,7 +97,7 @@ void require_whole_pcr_pids(const std::vector<uint16_t>& before, const MPEGTSCon
                       "a PCR PID is read whole or not at all");
 }
 
-// The name of a context stands behind the bytes that are gathered for the SDT.
+// The name of a context follows the bytes that are gathered for the SDT.
 void require_same_services(const MPEGTSContext& one, const MPEGTSContext& other) {
     fuzz::require(memcmp(&one.sdt, &other.sdt, sizeof one.sdt) == 0,
                   "services are read from the gathered bytes only");

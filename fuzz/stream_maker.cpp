@@ -39,7 +39,14 @@ class StreamMaker {
   private:
     using Table = std::array<uint8_t, kBuilderRoom>;
 
-    uint16_t stream_pid() { return static_cast<uint16_t>(kFirstStreamPid + (in_.u8() & 0x0F)); }
+    // Mostly one of sixteen; a PMT may name any other PID, too.
+    uint16_t stream_pid() {
+        const uint8_t choice = in_.u8();
+        if (choice == 0xFF) return zv::kPidNull;
+        if (choice == 0xFE) return zv::kPidSdt;
+        if (choice == 0xFD) return zv::kPidPat;
+        return static_cast<uint16_t>(kFirstStreamPid + (choice & 0x0F));
+    }
 
     void choose_programs() {
         const uint8_t count = in_.u8();
@@ -79,12 +86,25 @@ class StreamMaker {
     }
 
     void add_pmt(size_t index) {
+        Table table = pmt(index);
+        add_table(table);
+    }
+
+    // A PMT that is no longer what it was: another table, another programme, a wrong CRC.
+    void add_damaged_pmt(size_t index) {
+        Table table = pmt(index);
+        const size_t at = zv::kTsHeaderSize + in_.u8() % 24;
+        table[at] = static_cast<uint8_t>(table[at] ^ in_.u8());
+        add_table(table);
+    }
+
+    Table pmt(size_t index) const {
         Table table;
         const Program& program = programs_[index % programs_.size()];
         mpegts_api_buildPmtEs(table.data(), zv::kAfcPayloadOnly, program.number, program.pmt_pid,
                               program.pcr_pid, program.streams_used, program.streams,
                               zv::kTsPacketSize);
-        add_table(table);
+        return table;
     }
 
     void add_sdt(size_t index) {
@@ -105,6 +125,8 @@ class StreamMaker {
                 return add_pmt(what >> 3);
             case 2:
                 return add_sdt(what >> 3);
+            case 3:
+                return add_damaged_pmt(what >> 3);
             default:
                 return add_stream_packet(what);
         }
@@ -126,11 +148,14 @@ class StreamMaker {
         add(packet);
     }
 
-    // A PES header at a place that may run over the packet's end.
+    // A PES header, half of them where they belong, the others at any place up to the packet's end.
     void add_pes_header(uint8_t* packet, uint8_t place) {
-        const uint8_t header[] = {0,        0, 1,        0xE0, 0,    0, 0x80, 0xC0,     10, 0x31,
-                                  in_.u8(), 1, in_.u8(), 1,    0x11, 0, 1,    in_.u8(), 1};
-        const size_t at = zv::kTsHeaderSize + place % zv::kTsBodySize;
+        const uint8_t length = in_.u8();
+        const uint8_t flags = in_.u8();
+        const uint8_t header[] = {0,     0,  1,    0xE0,     length, length,   0x80,
+                                  flags, 10, 0x31, in_.u8(), 1,      in_.u8(), 1,
+                                  0x11,  0,  1,    in_.u8(), 1};
+        const size_t at = zv::kTsHeaderSize + (place & 0x80 ? size_t{place} % zv::kTsBodySize : 0);
         std::copy_n(header, std::min(sizeof header, zv::kTsPacketSize - at), packet + at);
     }
 

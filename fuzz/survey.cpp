@@ -40,7 +40,7 @@ class TableMaker {
     void add_section() {
         const uint16_t on = pid();
         std::vector<uint8_t> section = {in_.u8(), in_.u8(), 0};
-        const size_t size = in_.u8() * (section[1] & 0x40 ? 16 : 1);
+        const size_t size = in_.u8() * (section[1] & 0x40 ? size_t{16} : size_t{1});
         const auto body = in_.take(size);
         section.insert(section.end(), body.begin(), body.end());
         const size_t length = section.size() - 3 + 4;

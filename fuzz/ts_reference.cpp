@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 // The parse loop with its short cuts against a plain one that asks every filter about every packet:
-// same results, same context, same log lines, on streams whose tables are valid.
+// same results, same context, same log lines, whatever the calls' sizes and option words, on streams
+// whose tables are valid.
 #include "analyser.h"
 #include "bitStream/log.h"
 #include "clock_double.h"
@@ -50,15 +51,22 @@ int parse_plainly(MPEGTSContext* ctx, std::span<uint8_t> bytes, uint32_t options
 
 struct Feed {
     std::vector<uint8_t> packets;
-    uint32_t options;
-    size_t packets_in_first_call;
+    uint8_t options;
+    uint8_t other_options;  // that come and go from call to call
+    fuzz::PieceSizes sizes;
 };
 
 Feed read_feed(fuzz::ByteSource& in) {
     const uint8_t mode = in.u8();
-    Feed feed = {.packets = {}, .options = in.u8(), .packets_in_first_call = in.u8()};
+    const uint8_t options = in.u8();
+    const uint8_t other_options = mode & 4 ? in.u8() : uint8_t{0};
+    Feed feed = {.packets = {},
+                 .options = options,
+                 .other_options = other_options,
+                 .sizes = fuzz::PieceSizes(in)};
     // These look at every packet and so take the short cuts away.
     DBG_COMMON = DBG_TSHEAD_MODE = DBG_AV = 0;
+    if (!(mode & 8)) DBG_PES = DBG_PES_PTSDTS = 0;
     flag_printLineFunc = 0;  // it would tell the two loops apart
     feed.packets =
         mode & 1 ? fuzz::whole_packets(in.rest(), zv::kTsPacketSize, true) : fuzz::make_stream(in);
@@ -69,15 +77,21 @@ Feed read_feed(fuzz::ByteSource& in) {
     return feed;
 }
 
+// -> a number that tells results and log lines apart
 template <typename Parse>
 uint64_t run(Analyser& analyser, const Feed& feed, Parse parse) {
     analyser.context()->pkt_size = zv::kTsPacketSize;
     fuzz::reset_log_digest();
-    const size_t first = feed.packets_in_first_call * size_t{zv::kTsPacketSize};
-    fuzz::ByteSource in(feed.packets);
-    const int result = parse(in.take(first)) * 8 + parse(in.rest());
+    fuzz::PieceSizes sizes = feed.sizes;
+    uint8_t options = feed.options;
+    uint64_t results = 0;
+    for (fuzz::ByteSource in(feed.packets); !in.empty();) {
+        const size_t bytes = (1 + sizes.next()) * size_t{zv::kTsPacketSize};
+        results = results * 3 + static_cast<uint64_t>(parse(in.take(bytes), options) + 1);
+        options ^= feed.other_options;
+    }
     analyser.report();
-    return fuzz::log_digest() ^ static_cast<uint64_t>(result);
+    return fuzz::log_digest() ^ results;
 }
 
 }  // namespace
@@ -88,13 +102,14 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     const Feed feed = read_feed(in);
 
     Analyser plain("fuzz");
-    const uint64_t expected = run(plain, feed, [&](std::span<const uint8_t> bytes) {
-        fuzz::ExactBytes block(bytes);
-        return parse_plainly(plain.context(), block.span(), feed.options);
-    });
+    const uint64_t expected =
+        run(plain, feed, [&](std::span<const uint8_t> bytes, uint32_t options) {
+            fuzz::ExactBytes block(bytes);
+            return parse_plainly(plain.context(), block.span(), options);
+        });
     Analyser fast("fuzz");
-    const uint64_t got = run(fast, feed, [&](std::span<const uint8_t> bytes) {
-        return fast.parse(bytes, feed.options);
+    const uint64_t got = run(fast, feed, [&](std::span<const uint8_t> bytes, uint32_t options) {
+        return fast.parse(bytes, options);
     });
     plain.require_same_context(fast);
     plain.require_same_report(fast);

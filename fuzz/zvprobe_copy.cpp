@@ -85,8 +85,8 @@ bool convert(const Options& options) {
     return done;
 }
 
-// The first copy may still take its duration from the onMetaData that it replaces; what stands
-// behind that must not change any more.
+// The first copy may still take its duration from the onMetaData that it replaces; what follows
+// that must not change any more.
 void copy_flv(const std::string& in) {
     const std::string first = folder() / "first", second = folder() / "second";
     const auto copy = [](const std::string& from, const std::string& to) {

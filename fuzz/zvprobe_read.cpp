@@ -53,7 +53,7 @@ class Capture {
     std::streambuf* before_;
 };
 
-// -> what the command prints, its exit status behind it
+// -> what the command prints, then its exit status
 std::string probe(zvprobe::ProbeOptions options, const std::string& source) {
     options.sources = {source};
     const Capture out(std::cout);

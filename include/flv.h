@@ -18,10 +18,13 @@ ZV_BEGIN_DECLS
 /* Bytes of the parts of a file that have a fixed size. */
 #define ZV_FLV_FILE_HEADER_SIZE 9
 #define ZV_FLV_TAG_HEADER_SIZE 11
-#define ZV_FLV_PREVIOUS_TAG_SIZE 4 /* the word behind the file header and behind every tag */
+#define ZV_FLV_PREVIOUS_TAG_SIZE 4 /* the word after the file header and after every tag */
 
 /* Room that flv_api_setFlvHeaderScript needs at most. */
 #define ZV_FLV_HEADER_SCRIPT_MAX 453
+
+/* Room that flv_api_getInfo needs at most, the terminator included. */
+#define ZV_FLV_INFO_MAX 2048
 
 /* Capacities: what lies beyond is read, but not stored. */
 #define ZV_FLV_AMF_ENTRIES 256
@@ -82,7 +85,7 @@ typedef struct FLVContext {
     int8_t flags_hasaudio;  /* 0 or 1 */
     int8_t flags_hasvideo;  /* 0 or 1 */
     uint32_t headerlen;     /* bytes */
-    uint32_t tagsize0;      /* the word behind the file header */
+    uint32_t tagsize0;      /* the word after the file header */
     int8_t flags_hasfilter; /* 1: the tag is encrypted */
     uint8_t flags_tagtype;  /* ZV_FLV_TAG_* */
     uint32_t data_len;      /* bytes of the tag's body */
@@ -93,7 +96,7 @@ typedef struct FLVContext {
         FLVVideoTag video;
         AMFTable script;
     } payload;                             /* by flags_tagtype */
-    uint32_t tagsizex;                     /* the word behind the current tag */
+    uint32_t tagsizex;                     /* the word after the current tag */
     FLVMetadata metadata;                  /* of script data */
     uint8_t aac_config[ZV_FLV_CONFIG_MAX]; /* AAC sequence header */
     uint8_t avc_config[ZV_FLV_CONFIG_MAX]; /* AVC sequence header */
@@ -131,12 +134,12 @@ ZV_API extern int32_t FLVVIDEOCodeid;
 ZV_API extern int32_t FLVSOUNDFormat;
 
 /* Decides over successive calls whether bytes are a usable FLV stream, and what it carries.
- * At most one tag is looked at per call, and bytes behind the end of a tag are dropped, so pass
+ * At most one tag is looked at per call, and bytes after the end of a tag are dropped, so pass
  * each tag with its trailing size word and no more. A tag may arrive in pieces: only the first is
  * decoded, as far as it goes. Of a later piece (taggot not 0) the size alone matters: each but the
  * last is counted in num_datacheck and sets timestamp to 0, one of size 0 too.
  * probe  in/out  progress, and the description found so far
- * data   in      the first call starts behind the 13 bytes of file header and first size word; a
+ * data   in      the first call starts after the 13 bytes of file header and first size word; a
  *                call with taggot 0 starts at a tag header, of which all 11 bytes should be
  *                there (missing ones read as 0). May be null for a later piece, which is not read.
  *                Borrowed for the call
@@ -153,7 +156,8 @@ ZV_API int flv_api_check(FLVProbe* probe, const uint8_t* data, uint32_t size);
 /* Appends the stream's description, for example "video:AVC(H.264),29.97,720X480,audio:AAC,44100".
  * Frame rate and picture size are fixed values of the probe, not read from the stream.
  * probe  in      filled by flv_api_check or by the host; a codec without a name prints an empty one
- * out    in/out  NUL-terminated text with room for 2 KiB more; untouched when an argument is null
+ * out    in/out  NUL-terminated text with room for ZV_FLV_INFO_MAX bytes more; untouched when an
+ *                argument is null
  * Any thread. */
 ZV_API void flv_api_getInfo(const FLVProbe* probe, char* out);
 

@@ -10,10 +10,27 @@
 
 ZV_BEGIN_DECLS
 
+/* Values of MP3HeaderInfo.version. */
+#define ZV_MP3_VERSION_RESERVED 0
+#define ZV_MP3_VERSION_2_5 1
+#define ZV_MP3_VERSION_2 2
+#define ZV_MP3_VERSION_1 3
+
+/* Values of MP3HeaderInfo.layer. */
+#define ZV_MP3_LAYER_RESERVED 0
+#define ZV_MP3_LAYER_III 1
+#define ZV_MP3_LAYER_II 2
+#define ZV_MP3_LAYER_I 3
+
+/* Bytes of a frame header, and the room that mp3_api_getInfo needs at most, the terminator
+ * included. */
+#define ZV_MP3_HEADER_SIZE 4
+#define ZV_MP3_INFO_MAX 80
+
 /* One decoded frame header. */
 typedef struct MP3HeaderInfo {
-    uint32_t version;        /* 1 = MPEG-2.5, 2 = MPEG-2, 3 = MPEG-1, 0 = reserved */
-    uint32_t layer;          /* 1 = Layer III, 2 = Layer II, 3 = Layer I, 0 = reserved */
+    uint32_t version;        /* ZV_MP3_VERSION_* */
+    uint32_t layer;          /* ZV_MP3_LAYER_* */
     uint8_t protection;      /* 1: no CRC follows the header */
     int32_t bitrate;         /* kbit/s; -1 for the "free" and "bad" indices */
     int32_t samplerate;      /* Hz; only the upper bit of the index counts, 48000 reads as 44100 */
@@ -35,7 +52,8 @@ ZV_API unsigned mp3_api_check(MP3HeaderInfo* info, const uint8_t* data, int len)
 
 /* Appends the header's description, for example ",mpeg1/L3,128 kb/s,44100 Hz,stereo".
  * info  in      filled by mp3_api_check or by the host; values without a name add nothing
- * out   in/out  NUL-terminated text with room for 80 characters more; untouched when info is null
+ * out   in/out  NUL-terminated text with room for ZV_MP3_INFO_MAX bytes more; untouched when info
+ *               is null
  * -> out. Any thread. */
 ZV_API char* mp3_api_getInfo(const MP3HeaderInfo* info, char* out);
 

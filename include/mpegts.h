@@ -23,6 +23,14 @@ ZV_BEGIN_DECLS
 #define ZV_TS_MAX_PROGRAMS 30
 #define ZV_TS_MAX_STREAMS 4 /* elementary streams of one programme */
 
+/* What an elementary stream carries: `kind` of MPEGTSStream and StreamInfoEs. */
+#define ZV_TS_KIND_OTHER 0
+#define ZV_TS_KIND_VIDEO 1
+#define ZV_TS_KIND_AUDIO 2
+
+/* Room that mpegts_api_getStreamInfo needs at most, the terminator included. */
+#define ZV_TS_STREAM_INFO_MAX 16384
+
 /* Continuity state of one PID; all zero before its first packet. */
 typedef struct CCState {
     uint8_t started;  /* 1 once a packet was checked */
@@ -66,7 +74,7 @@ typedef struct MPEGTSStream {
     uint8_t stream_type;    /* of the PMT */
     uint16_t es_info_len;   /* 0..128 */
     uint8_t es_info[128];   /* descriptors */
-    uint32_t kind;          /* 1 video, 2 audio, 0 anything else */
+    uint32_t kind;          /* ZV_TS_KIND_* */
     char type_name[64];     /* "h264", "aac", ... */
     CCState cc_state;       /* of the stream's packets */
     int32_t numPcr_noInPmt; /* packets with a PCR although no PMT names this PID as PCR_PID */
@@ -77,14 +85,14 @@ typedef struct MPEGTSStream {
 typedef struct MPEGTSContext MPEGTSContext;
 
 /* One elementary stream as updateInfo reports it. The library fills everything up to and including
- * numPcr_noInPmt; the media details behind it are the host's to fill and are printed when present.
+ * numPcr_noInPmt; the media details after it are the host's to fill and are printed when present.
  */
 typedef struct StreamInfoEs {
     uint16_t pid;           /* 0x10..0x1FFE */
     uint8_t stream_type;    /* of the PMT */
     uint16_t es_info_len;   /* 0..128 */
     uint8_t es_info[128];   /* descriptors */
-    int32_t kind;           /* 1 video, 2 audio, 0 anything else */
+    int32_t kind;           /* ZV_TS_KIND_* */
     char type_name[64];     /* not terminated when all 64 bytes are used */
     CCState cc_state;       /* of the stream's packets */
     int32_t numPcr_noInPmt; /* packets with a PCR although no PMT names this PID as PCR_PID */
@@ -138,7 +146,8 @@ typedef struct RemapTarget {
 
 /* Appends one line that describes the stream.
  * info        in/out  filled by updateInfo; report_program_count is set when 0
- * out         in/out  NUL-terminated text; room for 16 KiB more is always enough
+ * out         in/out  NUL-terminated text; room for ZV_TS_STREAM_INFO_MAX bytes more is always
+ *                     enough
  * withFormat  in      non-zero: begin with "format[...],pktSize[...]"
  * -> 1 appended, 0 no programme known or a null argument (out untouched)
  * Programmes are described in detail only when the stream holds exactly one.
@@ -146,7 +155,7 @@ typedef struct RemapTarget {
 ZV_API int mpegts_api_getStreamInfo(StreamInfo* info, char* out, int withFormat);
 
 /* Paces the caller by a stream clock: sleeps until as much system time as stream time has passed
- * since the anchor, less 100 us. The first call, a stream or system time at or behind the anchor,
+ * since the anchor, less 100 us. The first call, a stream or system time at or before the anchor,
  * and the call after two drifts of two seconds or more in a row set the anchor anew instead.
  * name, tag      in      texts for the messages, e.g. the source (256 characters of it are printed)
  *                        and "pcr"; null reads as ""
@@ -195,12 +204,12 @@ ZV_API int8_t mpegts_api_remap(const RemapTarget* target, MPEGTSContext* context
 /* Builds one packet that holds a whole PAT: section with pointer_field 0, version 2, transport
  * stream 1 and CRC_32, continuity counter 0. So do the other builders with their tables.
  * buffer                    out  188 bytes are always written (0xFF where nothing else goes); a
- *                                table too long for the packet runs on behind it: keep to the
+ *                                table too long for the packet runs on after it: keep to the
  *                                limits below, or have room for 192 bytes more than the section's
  *                                real size. Null: nothing is done
  * buffer_size               in   above 188: that many bytes are cleared first. No capacity
  * adaptation_field_control  in   1: the section starts at byte 4.
- *                                3: it ends with the packet, behind stuffing; its section_length
+ *                                3: it ends with the packet, after stuffing; its section_length
  *                                must be 179 or less (180..184 overwrites the header, beyond that
  *                                nothing is written).
  *                                Else: no section

@@ -58,6 +58,13 @@ ZV_API int mpegts_api_isMpeg(const char* format, uint16_t flag);
  * -> 1 when mpegts_api_isMpeg holds with flag 0, or format is "rtp"; else 0. Any thread. */
 ZV_API int mpegts_api_isMpeg2(const char* format);
 
+/* Results of the stream tools. */
+#define ZV_TS_TOOL_DONE 0
+#define ZV_TS_TOOL_MISSING_ARGUMENT (-1)
+#define ZV_TS_TOOL_CANNOT_OPEN (-2)
+#define ZV_TS_TOOL_CANNOT_READ (-3)
+#define ZV_TS_TOOL_CANNOT_WRITE (-4)
+
 /* The stream tools. Each opens a source, runs the analyser over it and returns when the source has
  * ended: at its last byte, when nothing came for the protocol's time-out, or when a signal
  * interrupted the wait. They find the first packet and, where the stream is damaged, the next one.
@@ -66,12 +73,13 @@ ZV_API int mpegts_api_isMpeg2(const char* format);
  * of every table and stream.
  * log_level  in  0 (silent) .. 6; 3 shows the reports
  * url        in  borrowed
- * -> 0 the source was read to its end, as above
- *    -1 url is null
- *    -2 the scheme is unknown, the source cannot be opened, or memory is short
- *    -3 nothing could be read, or reading failed before the end; also when a signal interrupted the
- *       wait while files were written, unless the source sends datagrams, which end no other way
- *    -4 the output cannot be written
+ * -> ZV_TS_TOOL_DONE the source was read to its end, as above
+ *    ZV_TS_TOOL_MISSING_ARGUMENT url is null
+ *    ZV_TS_TOOL_CANNOT_OPEN the scheme is unknown, the source cannot be opened, or memory is short
+ *    ZV_TS_TOOL_CANNOT_READ nothing could be read, or reading failed before the end; also when a
+ *       signal interrupted the wait while files were written, unless the source sends datagrams,
+ *       which end no other way
+ *    ZV_TS_TOOL_CANNOT_WRITE the output cannot be written
  * Each failure is logged. Files are written under a temporary name and get their own name when
  * complete: after a failure there are none, and files of an earlier run are as they were. (Of
  * several files, some may have their names when giving a name fails.)
@@ -100,7 +108,7 @@ ZV_API int mpegts_api_tsMonitor(int log_level, const char* url, unsigned interva
  *     packets    datagrams with a sound RTP header
  *     lost       never came, or came after more than 16 later ones
  *     repeated   had come before; left out
- *     reordered  came behind a later one, and were put in their place
+ *     reordered  came after a later one, and were put in their place
  *     late       came too late (counted as lost as well) or before the first; left out
  *     bad        not RTP version 2, claims beyond its bytes, or no whole transport packets; left
  *                out

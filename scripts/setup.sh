@@ -3,8 +3,8 @@
 # Installs what is needed on Debian 12, and does nothing when it is all there.
 # usage: scripts/setup.sh [checks]
 #   (nothing)  what building and testing need
-#   checks     also what only some checks use: fuzzing, instruction counts, the ABI, the reference,
-#              shells whose completions are tried, Python for its host
+#   checks     also what only some checks use: lint, fuzzing, instruction counts, the ABI, the
+#              reference, shells whose completions are tried, Python for its host
 set -eu
 
 packages="g++ cmake ninja-build pkg-config libcli11-dev nlohmann-json3-dev libcurl4-openssl-dev
@@ -12,7 +12,7 @@ packages="g++ cmake ninja-build pkg-config libcli11-dev nlohmann-json3-dev libcu
 case ${1:-} in
 '') ;;
 checks)
-    packages="$packages clang libclang-rt-14-dev valgrind abigail-tools doxygen jq zsh fish
+    packages="$packages clang clang-format clang-tidy libclang-rt-14-dev valgrind abigail-tools doxygen jq zsh fish
               python3"
     ;;
 *)

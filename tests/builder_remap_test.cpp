@@ -85,7 +85,7 @@ TEST(Builders, SumTheStreamLoopInEightBitsAndStayInsideTheDescriptors) {
     });
     EXPECT_EQ(pmt[7], static_cast<uint8_t>(2 * (0xCF + 5) + 13));  // the carry is gone
     EXPECT_EQ(pmt[6], 0xB0);
-    EXPECT_EQ(part(pmt, 22 + 126, 4), (Bytes{0x11, 0x11, 0xFF, 0xFF}));  // behind es_info[127]
+    EXPECT_EQ(part(pmt, 22 + 126, 4), (Bytes{0x11, 0x11, 0xFF, 0xFF}));  // after es_info[127]
     EXPECT_EQ(pmt[22 + 0xCF], 0x1B);  // the second entry, at its real position
 }
 

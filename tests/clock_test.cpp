@@ -201,6 +201,14 @@ TEST_F(Pes, HeaderCutByThePacketsEndReadsAsZeroOrIsNotFound) {
     EXPECT_EQ(log.hex_dumps[0].length, 184);
 }
 
+TEST_F(Pes, AStartCodeWithoutTheMarkerIsPassedOverForTheNextHeader) {
+    Bytes payload = {0, 0, 1, 0xE0, 0, 0, 0x40, 0x80, 5};
+    append(payload, PesHeader(0xE0).pts(90'000));
+    ts.parse(TsPacket(kVideoPid).start().payload(payload), ZV_TS_PES_TIMING);
+    EXPECT_EQ(video().pts_us, 990'000u);
+    EXPECT_EQ(video().pes_data_recvd, 184 - 9 - 19);
+}
+
 TEST_F(Pes, HeadersAreDescribedWhenAsked) {
     DBG_PES = DBG_PES_PTSDTS = 1;
     ts.parse(pes(PesHeader(0xE0).pts(180'000).dts(180'000)), ZV_TS_PES_TIMING);

@@ -248,7 +248,7 @@ TEST_F(Commands, MonitorAndRtpReadDatagramsUntilInterrupted) {
 
 TEST_F(Commands, MonitorCountsEachIntervalAndTheWholeWatch) {
     std::string bytes = read_file(media("single.ts"));
-    for (const size_t packet : {1500, 300, 200})
+    for (const size_t packet : {1500U, 300U, 200U})
         bytes.erase(packet * 188, 188);
     const std::string command = "(head -c 188000 " + file(bytes) +
                                 "; sleep 0.8; tail -c +188001 stream) | zvprobe monitor "

@@ -5,6 +5,7 @@
 
 #include <set>
 
+#include "support/tool_process.h"
 #include "support/tool_run.h"
 
 namespace {
@@ -70,57 +71,25 @@ TEST_F(Fault, ALogThatCannotBeWrittenCostsTheLogOnly) {
         expect_same("zvprobe -v --log " + log + " ", "--json " + kIn);
 }
 
-// The source is a pipe that stays open, so the signal comes in the middle of the work.
-TEST_F(Fault, ASignalInTheMiddleEndsInOrder) {
-    const std::pair<std::string, std::string> commands[] = {
-        {"probe --json --strict pipe", "single.ts"},
-        {"monitor pipe", "single.ts"},
-        {"probe --json --strict pipe", "h264-aac.flv"},
-        {"probe --json --strict pipe", "mpeg1-layer2.mp2"},
-    };
-    for (const auto& [command, source] : commands) {
-        const std::string feed =
-            "{ cat '" + media(source) + "'; exec sleep 30; } > pipe & feeder=$!; ";
-        for (const char* signal : {"INT", "TERM"}) {
-            ASSERT_EQ(mkfifo((dir_ / "pipe").c_str(), 0600), 0);
-            const Outcome outcome = shell(
-                feed + "'" ZV_PROBE_BINARY "' " + command + " > out & tool=$!; sleep 1; kill -" +
-                signal + " $tool; wait $tool; status=$?; kill $feeder; cat out; exit $status");
-            EXPECT_EQ(outcome.status, 0) << command << outcome.err;
-            EXPECT_FALSE(outcome.out.empty()) << command;
-            for (const char* name : {"pipe", "out"})
-                std::filesystem::remove(dir_ / name);
-        }
-    }
-}
-
 // What is copied of a source that has not ended gets no name; with the report so far, and a word.
 TEST_F(Fault, ASignalInTheMiddleLeavesNoCopy) {
     file("kept");
-    for (const std::string command : {"extract pipe es", "rtp pipe stream"}) {
-        ASSERT_EQ(mkfifo((dir_ / "pipe").c_str(), 0600), 0);
-        const Outcome outcome =
-            shell("{ cat " + kIn + "; exec sleep 30; } > pipe & feeder=$!; '" ZV_PROBE_BINARY "' " +
-                  command +
-                  " & tool=$!; sleep 1; kill -TERM $tool; wait $tool; status=$?; "
-                  "kill $feeder; exit $status");
-        EXPECT_EQ(outcome.status, 3) << command << outcome.err;
-        EXPECT_NE(outcome.err.find("pipe: interrupted, nothing is written"), outcome.err.npos);
-        EXPECT_NE(outcome.out.find("* packets,skippedBytes,syncLosses:1679,0,0"), outcome.out.npos);
-        EXPECT_EQ(names(), (Names{"stream", "pipe"}));
+    for (const std::vector<std::string>& command :
+         {std::vector<std::string>{"extract", "-", "es"}, {"rtp", "-", "stream"}}) {
+        const Pipe in;
+        Pipe out;
+        ToolProcess tool(dir_, command, in.read_end, out.write_end);
+        Pipe::close_end(out.write_end);
+        in.write_all(read_file(media("single.ts")));
+        EXPECT_TRUE(await([&] { return in.fill() == 0; }));
+        tool.send(SIGTERM);
+        EXPECT_NE(out.read_all(), "") << command[0];
+        EXPECT_EQ(tool.wait(), 128 + SIGTERM) << command[0];
+        EXPECT_NE(read_file(dir_ / "stderr").find("-: interrupted, nothing is written"),
+                  std::string::npos);
+        EXPECT_EQ(names(), Names{"stream"});
         EXPECT_EQ(read_file(dir_ / "stream"), "kept");
-        std::filesystem::remove(dir_ / "pipe");
     }
-}
-
-// The signal finds the tool in a write that nobody takes.
-TEST_F(Fault, ASignalEndsAWriteIntoAFullPipe) {
-    ASSERT_EQ(mkfifo((dir_ / "pipe").c_str(), 0600), 0);
-    const Outcome outcome =
-        shell("exec 3<>pipe; timeout --foreground --preserve-status -s INT -k 5 1 '" ZV_PROBE_BINARY
-              "' remap " +
-              kIn + "pipe " + kNewPids);
-    EXPECT_EQ(outcome.status, 3) << outcome.err;
 }
 
 }  // namespace

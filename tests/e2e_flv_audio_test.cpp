@@ -10,7 +10,7 @@ using nlohmann::json;
 using namespace zvtest;
 
 constexpr size_t kFirstTag = 13;
-constexpr size_t kSecondTag = kFirstTag + 308;  // of the sample files, behind onMetaData
+constexpr size_t kSecondTag = kFirstTag + 308;  // of the sample files, after onMetaData
 
 std::string text_of(const Bytes& bytes) {
     return {bytes.begin(), bytes.end()};
@@ -216,7 +216,7 @@ TEST_F(MpegAudio, IsReadByTheToolBesideWhatTheLibrarySays) {
 
 TEST_F(MpegAudio, IsFollowedAcrossTagsAndDamage) {
     const std::string whole = read_file(media("mpeg1-layer2.mp2"));
-    for (const size_t at : {576 * 40, 576 * 40 + 1, 576 * 40 + 575}) {
+    for (const size_t at : {576U * 40, 576U * 40 + 1, 576U * 40 + 575}) {
         std::string bytes = whole;
         const json audio = probe_bytes(bytes.insert(at, 37, '\xFF'));
         EXPECT_EQ(audio["stray"]["runs"], 1) << at;

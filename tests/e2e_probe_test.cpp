@@ -58,7 +58,7 @@ TEST_F(Probe, DescribesSamplesOfEveryPacketSize) {
         "1/4096/256 News: 256 h264 video 0; 257 aac audio 0;\n"
         "2/4097/258 Film: 258 mpeg2video video 0; 259 mp2 audio 0;\n"
         "3/4098/260 Radio: 260 ac3 audio 0;\n";
-    // The last packet of 192 bytes counts, though the time code behind it never comes.
+    // The last packet of 192 bytes counts, though the time code after it never comes.
     for (const auto& [name, packet_size, packets, first_sync, programs] :
          {Sample{"single.ts", 188, 1679, 0, bars}, Sample{"single-204.ts", 204, 1000, 0, bars},
           Sample{"single-192.m2ts", 192, 800, 4, camera},

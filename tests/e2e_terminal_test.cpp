@@ -170,7 +170,7 @@ TEST_F(Terminal, FindingsOfOtherFormatsNameTheByte) {
               "zvprobe: stream: byte 9829: the frame is cut off\n");
 }
 
-// Three sections behind each other: 1500 bytes in nine packets, the next two in the last of them.
+// Three sections in a row: 1500 bytes in nine packets, the next two in the last of them.
 TEST_F(Terminal, SectionsAreFollowedOverPackets) {
     Bytes sections;
     for (const size_t size : {1500u, 30u, 900u})
@@ -204,7 +204,7 @@ TEST_F(Terminal, SectionsAreFollowedOverPackets) {
     }
 }
 
-// Each fault alone, so that none hides behind another.
+// Each fault alone, so that none hides another.
 TEST_F(Terminal, StrictFindsDamagedTablesAndLostOnes) {
     const std::string whole = read_file(media("three-programs.ts"));
     EXPECT_EQ(shell("zvprobe --strict '" + media("three-programs.ts") + "'").status, 0);

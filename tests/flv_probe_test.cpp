@@ -30,7 +30,7 @@ Bytes slice(const Bytes& bytes, size_t from, size_t count = SIZE_MAX) {
 }
 
 std::string info(const FLVProbe& probe) {
-    char out[2048] = "";
+    char out[ZV_FLV_INFO_MAX] = "";
     flv_api_getInfo(&probe, out);
     return out;
 }

@@ -94,7 +94,7 @@ Bytes repeated(const Bytes& pattern, size_t size) {
     const size_t first = std::min(size, pattern.size());
     std::copy_n(pattern.begin(), first, bytes.begin());
     for (size_t done = first; done < size; done *= 2)
-        std::copy_n(bytes.begin(), std::min(done, size - done), bytes.begin() + done);
+        std::copy_n(bytes.data(), std::min(done, size - done), bytes.data() + done);
     return bytes;
 }
 
@@ -163,7 +163,7 @@ TEST_F(LinearTime, SearchForPackets) {
 }
 
 TEST_F(LinearTime, SearchForAPesHeaderThatNeverCompletes) {
-    constexpr int kReadBehind = 32;  // the caller vouches for a header behind the last offset
+    constexpr int kReadBehind = 32;  // the caller guarantees a header at the last offset
     const Bytes start_codes[] = {{0, 0, 1}, {0, 0, 1, 0xE0}, {1}, {0, 0, 1, 0xE0, 0, 0}};
     for (const Bytes& pattern : start_codes) {
         const auto find = [](const Bytes& bytes) {
@@ -212,7 +212,9 @@ TEST_F(LinearTime, ScriptValuesWithoutEnd) {
                                               {{}, {0, 0, 8, 0x7F, 0xFF, 0xFF, 0xFF}}};
     for (const auto& [head, pattern] : bodies) {
         SCOPED_TRACE(testing::PrintToString(head) + testing::PrintToString(pattern));
-        const auto make = [&](size_t size) { return script_tag(head, pattern, size); };
+        const auto make = [&head = head, &pattern = pattern](size_t size) {
+            return script_tag(head, pattern, size);
+        };
         expect_linear(make, read_script, "script");
     }
     expect_linear([](size_t size) { return repeated(script_tag({}, {5}, 64), size); },

@@ -38,7 +38,7 @@ TEST(ProtocolDatagram, AStreamOfEmptyOnesDoesNotOutlastTheTimeOut) {
     ASSERT_EQ(in.open(), 0);
     const int fd = socket(AF_INET, SOCK_DGRAM, 0);
     const sockaddr_in to = loopback(port);
-    for (const size_t size : {0, 0, 3})
+    for (const size_t size : {0U, 0U, 3U})
         sendto(fd, "abc", size, 0, reinterpret_cast<const sockaddr*>(&to), sizeof to);
     ::close(fd);
     EXPECT_EQ(in.read(10), -ETIMEDOUT);
@@ -117,7 +117,7 @@ TEST(ProtocolTcp, StopsAtTheTimeOutAndAtASignal) {
     ASSERT_EQ(interrupted.open(), 0);
     const Thread interrupter = interrupt_soon();
     EXPECT_EQ(interrupted.text(5), "abc");
-    EXPECT_EQ(interrupted.read(5), -EINTR) << "not lost behind the bytes that came before";
+    EXPECT_EQ(interrupted.read(5), -EINTR) << "not lost after the bytes that came before";
 }
 
 TEST(ProtocolTcp, ReportsAPeerThatIsNotThereOrGone) {
@@ -157,6 +157,12 @@ void serve_http(int fd) {
         return send_all(fd, "HTTP/1.1 302 Found\r\nLocation: /empty\r\nContent-Length: 0\r\n\r\n");
     if (asks("/away"))
         return send_all(fd, "HTTP/1.1 302 Found\r\nLocation: ftp://127.0.0.1:1/\r\n\r\n");
+    if (asks("/icy")) return send_all(fd, "ICY 200 OK\r\nicy-name: radio\r\n\r\nsound");
+    if (asks("/bare")) return send_all(fd, "no header at all");
+    if (asks("/chunks"))
+        return send_all(fd,
+                        "HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n"
+                        "3\r\nabc\r\nno size\r\n");
     if (asks("/stall")) {
         send_all(fd, ok + "100\r\n\r\nabc");
         return wait_for_hang_up(fd);
@@ -191,7 +197,9 @@ TEST_F(ProtocolHttp, StreamsABodyLargerThanItsBuffer) {
 TEST_F(ProtocolHttp, TellsRefusalsFromEmptyPages) {
     EXPECT_EQ(open_result(local("http", server.port, "/none")), -ENOENT);
     EXPECT_EQ(open_result("http:///x"), -EINVAL);
-    EXPECT_EQ(open_result(local("http", server.port, "/away")), -EINVAL);
+    EXPECT_EQ(open_result(local("http", server.port, "/away")), -EPROTONOSUPPORT);
+    EXPECT_EQ(open_result(local("http", server.port, "/icy")), -EPROTO);
+    EXPECT_EQ(open_result(local("http", server.port, "/bare")), -EPROTO);
     EXPECT_EQ(open_result(local("http", server.port, "/moved")), 0);
     EXPECT_EQ(open_result(local("http", server.port, "/x"), ZVPTC_OPEN_WRITE), -EOPNOTSUPP);
     EXPECT_EQ(open_result(local("http", free_port(SOCK_STREAM))), -ECONNREFUSED);
@@ -205,6 +213,10 @@ TEST_F(ProtocolHttp, ReportsABodyThatBreaksOffStallsOrIsInterrupted) {
     ASSERT_EQ(cut.open(), 0);
     EXPECT_EQ(cut.text(9), "abc");
     EXPECT_EQ(cut.read(9), -ECONNRESET);
+    Source damaged(local("http", server.port, "/chunks"));
+    ASSERT_EQ(damaged.open(), 0);
+    EXPECT_EQ(damaged.text(9), "abc");
+    EXPECT_EQ(damaged.read(9), -EBADMSG);
     Source stalled(local("http", server.port, "/stall"), 0, 150);
     ASSERT_EQ(stalled.open(), 0);
     EXPECT_EQ(stalled.text(9), "abc");

@@ -26,7 +26,7 @@ class Tables : public testing::Test {
         return mpegts_innerapi_filterSdt(ts.get(), place(packet), flags);
     }
     static TsPacket pmt_packet(const Bytes& section) { return TsPacket(kPmtPid).section(section); }
-    // -> the filter's result for each packet of a section that begins behind a pointer field
+    // -> the filter's result for each packet of a section that begins after a pointer field
     std::vector<uint32_t> gather_sdt(const Bytes& section) {
         Bytes rest{0};
         append(rest, section);
@@ -263,7 +263,7 @@ TEST_F(Pmt, RefusesInvalidPidsButKeepsWhatCameBefore) {
     EXPECT_EQ(log.count("unvalid epid 8191,out of range(16~8190)"), 1);
     EXPECT_EQ(ts->program[0].es_count, 1);
     EXPECT_EQ(ts->program[0].pmt_parsed, 1);
-    EXPECT_EQ(pmt_filter(pmt_packet(pmt(9, 0x100, {{2, 0x100}}))), 0u);  // nobody's programme
+    EXPECT_EQ(pmt_filter(pmt_packet(pmt(9, 0x100, {{2, 0x100}}))), 0u);  // not in the PAT
     EXPECT_EQ(pmt_filter(TsPacket(0x1234).section(pmt(1, 0x100, {{2, 0x100}}))), 0u);
 }
 

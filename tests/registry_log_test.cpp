@@ -133,7 +133,7 @@ TEST(Context, KeepsANameOf255CharactersAndCutsOneOf256) {
     EXPECT_EQ(fits->name, whole);
     EXPECT_EQ(nameless->name[0], '\0');
     EXPECT_EQ(log.text(), "There is a bug that buf1 (256 < 257)(" + over + "),please fix!!");
-    cut->is_getAllInfo = 0xFF;  // stands right behind the name
+    cut->is_getAllInfo = 0xFF;  // the member after the name
     for (const int cc : {1, 5})
         cut.parse(pat_packet({{1, kPmtPid}}).cc(cc), ZV_TS_CHECK_CC);
     EXPECT_EQ(log.count("[" + over + "-Pid0(PAT)]Continuity check failed!"), 1);

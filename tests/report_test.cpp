@@ -13,7 +13,7 @@ namespace {
 using namespace zvtest;
 
 std::string report(StreamInfo& info, bool with_format = true) {
-    std::string out(16384, '\0');
+    std::string out(ZV_TS_STREAM_INFO_MAX, '\0');
     EXPECT_EQ(mpegts_api_getStreamInfo(&info, out.data(), with_format), 1);
     return out.c_str();
 }
@@ -132,7 +132,7 @@ TEST_F(Reports, SurviveRecordsWithoutEndsAndAppendToWhatIsThere) {
     info->programs[0].es_count = 127;
     EXPECT_EQ(mpegts_api_getStreamInfo(info.get(), out, 1), 1);
     EXPECT_EQ(std::string(out).substr(0, 5 + 7 + 128), "have:format[" + std::string(128, 'x'));
-    EXPECT_LT(strlen(out), 16384u);
+    EXPECT_LT(strlen(out), size_t{ZV_TS_STREAM_INFO_MAX});
 }
 
 TEST_F(Reports, CutATypeNameThatFillsItsField) {

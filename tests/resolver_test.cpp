@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include "mpeg/mpegts/filters.h"
+#include "mpeg/mpegts/pid_dispatch.h"
 #include "support/analyser.h"
 #include "support/log_recorder.h"
 #include "support/manual_clock.h"
@@ -90,7 +91,7 @@ TEST(ParseLoop, ToldToStopAsksForNoBufferOnceAllTablesAreKnown) {
     EXPECT_EQ(log.text(), "dbuf is null|dbuf is null");
 }
 
-TEST(Continuity, AcceptsAPacketBehindThePcrAndFiltersByTag) {
+TEST(Continuity, AcceptsAPacketAfterThePcrAndFiltersByTag) {
     Analyser ts;
     ts.parse(one_programme());
     LogRecorder log(2, "zvsi");
@@ -110,6 +111,15 @@ TEST(Continuity, AcceptsAPacketBehindThePcrAndFiltersByTag) {
     EXPECT_EQ(ts->program[0].streams[0].cc_state.errnum, 2u);
 }
 
+TEST(Continuity, AsksForTheLogLevelOnceWhenTheWarningIsSuppressed) {
+    Analyser ts;
+    ts.parse(one_programme().add(kVideoPid, 2).bytes(), ZV_TS_CHECK_CC);
+    LogRecorder log(1);
+    ts.parse(TsPacket(kVideoPid).cc(9), ZV_TS_CHECK_CC);
+    EXPECT_EQ(ts->program[0].streams[0].cc_state.errnum, 1u);
+    EXPECT_EQ(log.level_questions, 1);
+}
+
 TEST(ContinuityDeathTest, TrapSpringsOnOnePidAndOnlyWhenArmed) {
     Analyser ts;
     ts.parse(pat_packet({{1, kPmtPid}}));
@@ -126,7 +136,20 @@ TEST(ContinuityDeathTest, TrapSpringsOnOnePidAndOnlyWhenArmed) {
     DBG_CC = 0;
 }
 
-TEST(ParseLoop, FollowsTablesThatAHostChangedAndThatChangeWithinACall) {
+TEST(ParseLoop, TellsProgrammesThatShareAPmtPidApart) {
+    Analyser ts;
+    TsStream stream;
+    stream.add(pat_packet({{1, kPmtPid}, {2, kPmtPid}}));
+    for (const int programme : {1, 2, 2})
+        stream.add(TsPacket(kPmtPid).section(pmt(programme, 0x100, {{0x1B, 0x100 + programme}})));
+    ts.parse(stream.bytes());
+    EXPECT_EQ(ts->num_pmtInfo, 2);
+    EXPECT_EQ(ts->program[1].streams[0].pid, 0x102);
+    EXPECT_EQ(ts->program[0].period.last, 0u);
+    EXPECT_NE(ts->program[1].period.last, 0u);
+}
+
+TEST(ParseLoop, FollowsTablesThatChangeWithinACall) {
     LogRecorder log;
     Analyser ts;
     ts.parse(one_programme().add(kVideoPid, 2).bytes());
@@ -135,6 +158,7 @@ TEST(ParseLoop, FollowsTablesThatAHostChangedAndThatChangeWithinACall) {
     ts->program[1].es_count = 1;
     ts->program[1].streams[0].pid = 0x2150;  // no packet can have it
     ts->totalnum_program = 2;
+    zv::forget_dispatch(*ts.get());
 
     TsStream more;
     more.add(kVideoPid, 1).add(TsPacket(0x1001).section(pmt(2, 0x200, {{0x1B, 0x200}})));

@@ -150,7 +150,7 @@ TEST(SurveyFraming, SaysTheSameOfTheSamplesHoweverTheyAreCut) {
         }
         const Bytes long_one = load_media(name);
         const std::string of_all = SurveyRun().feed(long_one).finish().text();
-        for (const size_t piece : {7, 188, 191, 1316, 70'000})
+        for (const size_t piece : {7U, 188U, 191U, 1316U, 70'000U})
             EXPECT_EQ(SurveyRun().feed(long_one, piece).finish().text(), of_all) << piece;
     }
 }

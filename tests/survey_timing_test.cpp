@@ -341,7 +341,7 @@ void expect_limit(const Limit& limit, double seconds) {
     const double found = 0.602 + seconds + (at_end ? kPlace : 0);
     EXPECT_NEAR(over.at("first_s").get<double>(), found, 1e-6);
     EXPECT_NEAR(over.at("last_s").get<double>(), found, 1e-6);
-    if (at_end || std::string(limit.id) == "3.4.a") return;  // these want the second packet
+    if (at_end || std::string(limit.id) == "3.4.a") return;  // these need the second packet
     for (const double gap : {seconds, seconds + kPlace}) {
         const Json survey = survey_with(options, gap_story(limit, gap, false));
         EXPECT_EQ(count(survey, limit.id), gap > seconds ? 1 : 0);
@@ -540,7 +540,7 @@ void expect_bounded(int million_sections) {
     EXPECT_EQ(CountedNew::most_held, held_early);
     ZvSurveyTotals totals;
     ASSERT_EQ(zvsurvey_totals(*run, &totals, sizeof totals), 1);
-    EXPECT_GT(totals.unjudged, (million_sections - 1) * uint64_t{1'000'000});
+    EXPECT_GT(totals.unjudged, (static_cast<uint64_t>(million_sections) - 1) * 1'000'000);
     testing::Test::RecordProperty("most_held", std::to_string(CountedNew::most_held - before));
 }
 

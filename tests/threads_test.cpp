@@ -35,7 +35,7 @@ std::string analyse(const Bytes& stream, size_t datagram) {
     }
     info->pat_period = info->sdt_period = 0;
     info->programs[0].pmt_period = info->programs[0].pcr_period = 0;
-    std::vector<char> text(16 * 1024);
+    std::vector<char> text(ZV_TS_STREAM_INFO_MAX);
     mpegts_api_getStreamInfo(info.get(), text.data(), 1);
     ffurl_mpegts_parser.deinit(&context);
     return text.data();

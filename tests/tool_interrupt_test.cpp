@@ -26,7 +26,7 @@ namespace {
 
 using namespace zvprobe;
 
-// A pipe with a reader that sends the signal once the command has begun to write.
+// A pipe with a reader that makes a signal come once the command has begun to write.
 class InterruptingPipe {
   public:
     explicit InterruptingPipe(const std::string& path) : path_(path) {
@@ -42,7 +42,7 @@ class InterruptingPipe {
         const int fd = open(path_.c_str(), O_RDONLY);
         char bytes[4096];
         EXPECT_EQ(read(fd, bytes, 1), 1);
-        raise(SIGINT);  // to this thread: the command's write is not cut short
+        note_interrupt(SIGINT);
         while (read(fd, bytes, sizeof bytes) > 0) {
         }
         close(fd);
@@ -86,7 +86,7 @@ void expect_old_files_only(const Command& command, const std::function<void(std:
     out.put("1_0x101_aac.es", "old");
     out.put("keep.ts", "old");
     const auto before = out.files();
-    catch_interrupts();
+    forget_interrupts();
     const Listener errors(std::cerr);
     const Listener report(std::cout, [&] { fault(in); });
     EXPECT_EQ(command(in, out), kExitCannotOpen);
@@ -111,14 +111,14 @@ TEST(CutShort, ByAShrinkingSourceExtractAndRtpNameNothing) {
 
 TEST(CutShort, ByASignalExtractAndRtpNameNothing) {
     for (const int signal : {SIGINT, SIGTERM}) {
-        const auto interrupt = [signal](const std::string&) { raise(signal); };
+        const auto interrupt = [signal](const std::string&) { note_interrupt(signal); };
         expect_old_files_only(run_extract, interrupt, "interrupted, nothing is written");
         expect_old_files_only(run_rtp, interrupt, "interrupted, nothing is written");
     }
 }
 
 TEST(Interrupt, EndsFlvMetaWithoutAFile) {
-    catch_interrupts();
+    forget_interrupts();
     const zvtest::Folder folder;
     // The tags of the sample twice: more than the tool keeps before it writes.
     const std::string sample = zvtest::read_file(ZV_TEST_MEDIA "/h264-aac.flv");

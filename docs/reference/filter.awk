@@ -1,6 +1,6 @@
 # SPDX-License-Identifier: MIT
 # Turns the comments of the public headers into Doxygen's, a file at a time. Ours say by their shape
-# what Doxygen wants as commands: "name  in  text", "-> result", deeper lines.
+# what Doxygen takes as commands: "name  in  text", "-> result", deeper lines.
 
 # Nothing in a text is a command. Names of functions become links: Doxygen reports dead ones.
 function plain(text) {

@@ -95,7 +95,7 @@ ZV_API void zvlog_innerapi_bufHex(const char* label, const void* data, int lengt
  * -> buf. Any thread. */
 ZV_API char* zvlog_innerapi_num2str(char* buf, int64_t value);
 
-/* Prints a message on stderr, behind time and level name, when the threshold lets it through. Weak
+/* Prints a message on stderr, after time and level name, when the threshold lets it through. Weak
  * in our library: a host that defines its own av_log gets the messages instead.
  * context  in  ignored
  * level    in  0..16 error, ..24 warning, ..32 information, ..40 debug, ..48 verbose, above: trace

@@ -36,7 +36,7 @@ typedef void (*ZvlogObserver)(void* user, const char* text, size_t length);
 
 /* Has a function see every text that is written from now on, whether or not there is a log file.
  * While it is set, a log file that cannot be opened is not reported on stderr.
- * observer  in  null: nobody; takes the place of the one before, which is not called any more when
+ * observer  in  null: none; replaces the previous one, which is not called any more when
  *               this returns
  * user      in  passed on to it
  * Any thread, but not from within the observer. */

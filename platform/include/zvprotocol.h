@@ -17,7 +17,7 @@
  * the library was built with libcurl. "@" in front of the address of a datagram source stands for
  * "listen here" and may be left out; "udp://source@group:port" accepts that one sender only.
  *
- * Options behind the "?" of a udp, rtp or tcp URL, joined by "&" (unknown ones are ignored):
+ * Options after the "?" of a udp, rtp or tcp URL, joined by "&" (unknown ones are ignored):
  *     timeout=ms                    longest wait of one call, 0 not at all, -1 for ever
  *     localaddr=x, interface=x      interface for multicast, by name or address; an address is
  *                                   also where datagrams are sent from, and where a URL without
@@ -101,7 +101,7 @@ typedef struct ZvptcUrlInfo {
     int32_t port;       /* 1..65535; 0 when absent; 80 and 443 for http and https */
     int32_t ptc_index;  /* ZVPTC_INDEX_*, -1 for an unknown scheme */
     char path[1024];    /* files: the path to open, otherwise from the first "/" on */
-    char query[1024];   /* behind the "?", without it and without a "#fragment"; empty for files */
+    char query[1024];   /* after the "?", without it and without a "#fragment"; empty for files */
 } ZvptcUrlInfo;
 
 /* Operations of one protocol. Every member is set. All of them take a null context, and answer it
@@ -118,7 +118,9 @@ typedef struct ZvptcHandler {
      *    -ENAMETOOLONG the URL fills its member without a NUL or a part is longer than its member
      *    -EBUSY the context is open already
      *    -EISDIR a directory; -ENOENT, -EACCES, ... as the system says; of an http server 404 and
-     *      410 are -ENOENT, 401 and 403 -EACCES, any other refusal -EIO
+     *      410 are -ENOENT, 401 and 403 -EACCES, any other refusal -EIO;
+     *      -EPROTO the server does not answer in HTTP/1 or later, -EPROTONOSUPPORT it redirects to
+     *      something else than http
      *    -EHOSTUNREACH the name does not resolve or no route leads there; -ECONNREFUSED
      *    -ENODEV the interface does not exist
      *    -ETIMEDOUT, -EINTR as for read (a name look-up is outside the time-out)
@@ -137,6 +139,7 @@ typedef struct ZvptcHandler {
      *           returned first, then -EINTR by the next call; reading may go on
      *    -EMSGSIZE the datagram was longer than `size`; the rest of it is lost
      *    -EBADF not open, open for writing only, or open under another handler
+     *    -EBADMSG http: the reply is damaged, as by a wrong chunk size
      *    -EINVAL null buffer or size < 1; -ECONNRESET, -EIO, ... as the system says */
     int (*read)(ZvptcUrlContext* context, uint8_t* buffer, int size);
 

@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: MIT
-// Implementation of leak_report.h. It allocates nothing: places are gathered in a table of fixed
-// size, and what finds no room there is summed up in one more line.
-
-#include "zvcommon/leak_report.h"
+// The report of blocks that are still allocated. It allocates nothing: places are gathered in a
+// table of fixed size, and what finds no room there is summed up in one more line.
 
 #include <algorithm>
 #include <array>

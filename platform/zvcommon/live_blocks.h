@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // The record in front of every allocated block, and the list of all of them. Allocating and freeing
-// is memory.cpp's, printing is leak_report.h's.
+// is left to memory.cpp; leak_report.cpp prints what is left at the end.
 #pragma once
 
 #include <cstddef>
@@ -15,7 +15,7 @@ constexpr size_t kTagSize = 24;
 constexpr size_t kFileSize = 36;
 
 // The texts are copies: a report at the end of the process may outlive the module that a tag came
-// from. The alignment keeps that of the block behind the record.
+// from. The alignment keeps that of the block after the record.
 struct alignas(std::max_align_t) Block {
     Block* previous;
     Block* next;
@@ -54,5 +54,8 @@ class LiveBlocks {
 
 // All blocks of the process.
 LiveBlocks& live_blocks();
+
+// Prints on stderr one line in all and one per place of allocation; nothing when no block lives.
+void print_leak_report();
 
 }  // namespace zvmem

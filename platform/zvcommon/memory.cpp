@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // Tagged memory: the system's malloc with a record in front of each block. The list of blocks is
-// live_blocks.h's, the report leak_report.h's.
+// in live_blocks.h, the report in leak_report.cpp.
 
 #include <cstddef>
 #include <cstdint>
@@ -10,7 +10,6 @@
 #include <new>
 
 #include "zvcommon.h"
-#include "zvcommon/leak_report.h"
 #include "zvcommon/live_blocks.h"
 #include "zvmem_ext.h"
 
@@ -25,7 +24,7 @@ void copy_text(char (&to)[N], const char* from) {
     if (from != nullptr) std::memcpy(to, from, ::strnlen(from, N - 1));
 }
 
-// Of a long path the end tells more than the beginning.
+// Of a long path the end is kept: it says more than the beginning.
 const char* last_part(const char* path) {
     if (path == nullptr) return nullptr;
     const size_t length = std::strlen(path);

@@ -11,7 +11,7 @@
 
 namespace {
 
-// Takes off what may surround an address literal: '@', brackets and the zone behind '%'.
+// Takes off what may surround an address literal: '@', brackets and the zone after '%'.
 std::string_view bare_address(std::string_view host) {
     if (host.starts_with('@')) host.remove_prefix(1);
     if (host.size() >= 2 && host.starts_with('[') && host.ends_with(']')) {

@@ -27,7 +27,7 @@ void zvlog_api_deinit(void) {
     zvlog::log_file().close();
 }
 
-// Leaves errno alone: callers log on their way out of a failure.
+// Keeps errno: callers log while they report a failure.
 void zvlog_innerapi_file(const char* format, ...) {
     if (!zvlog::log_file().has_reader()) return;
     const int saved_errno = errno;

@@ -45,7 +45,7 @@ Rotation with_environment(Rotation rotation) {
     return rotation;
 }
 
-// One write(2), unless the system takes the text in pieces.
+// One write(2), unless the system accepts only a part of the text.
 bool write_all(int fd, const char* text, size_t length) {
     while (length > 0) {
         const ssize_t written = ::write(fd, text, length);
@@ -81,7 +81,7 @@ bool LogFile::open_path() {
     return reopen();
 }
 
-// Opens path_ and only then lets go of the file that was open before.
+// Opens path_, and closes the file that was open before only when that succeeded.
 bool LogFile::reopen() {
     const int fd = ::open(path_, kOpenFlags, kFileMode);
     if (fd < 0) return false;
@@ -135,7 +135,7 @@ void LogFile::append(const char* text, size_t length) {
     }
 }
 
-// A file that another process has rotated (or somebody has removed) is only opened anew. Whatever
+// A file that another process has rotated or removed is only opened again. Whatever
 // fails here, the open file stays in use, and the next attempt comes max_bytes later.
 void LogFile::rotate() {
     struct stat by_path {};
@@ -150,7 +150,7 @@ void LogFile::rotate() {
     reopen();
 }
 
-// False when the file is where and what it was.
+// False when path_ still names the open file.
 bool LogFile::shift_generations() {
     if (active_.generations == 0) return ::truncate(path_, 0) == 0;
     GenerationPath older;

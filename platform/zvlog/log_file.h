@@ -26,10 +26,10 @@ class LogFile {
     void close();
     void set_rotation(Rotation rotation);
 
-    // Returns when no call of the observer before is under way any more.
+    // Returns when no call of the previous observer is still running.
     void set_observer(ZvlogObserver observer, void* user);
 
-    // Is there a file or an observer? A hint that costs no lock; write() decides.
+    // Whether there is a file or an observer: a hint that takes no lock; write() checks again.
     bool has_reader() const { return is_open() || observed_.load(std::memory_order_relaxed); }
 
     // Writes one text, rotating before it when it would not fit.

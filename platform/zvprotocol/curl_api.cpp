@@ -18,7 +18,7 @@ void* open_library() noexcept {
     return nullptr;
 }
 
-// Finds functions by name; one that is missing spoils the whole.
+// Finds functions by name; when one is missing, all are unusable.
 class Finder {
   public:
     explicit Finder(void* library) noexcept : library_(library) {}

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // libcurl, loaded when the first http source is opened: linked in, its thirty libraries would cost
-// every start of every program ten milliseconds (measured), with or without http.
+// every program ten milliseconds at its start (measured), whether it uses http or not.
 #pragma once
 
 #include <curl/curl.h>

@@ -10,7 +10,7 @@
 namespace zvptc {
 namespace {
 
-// A second of an 8 Mbit/s stream: what a receiver needs that stops for a disk or for its log.
+// A second of an 8 Mbit/s stream: enough for a receiver that has to wait for a disk or its log.
 constexpr int kDefaultReceiveBuffer = 1024 * 1024;
 
 struct DatagramState {
@@ -24,7 +24,7 @@ struct DatagramState {
 // Both names share this state: a context may be opened as udp and closed as rtp.
 constexpr const void* kOwner = &kUdpHandler;
 
-// With no address in the URL, an interface given by its address is where to listen.
+// Without an address in the URL, an interface that is given by address is listened on.
 SocketAddress listening_address(const ZvptcUrlContext& context, const SocketAddress& address,
                                 const SocketOptions& options) noexcept {
     SocketAddress local;
@@ -115,9 +115,9 @@ int read_datagram(ZvptcUrlContext* context, uint8_t* buffer, int size) noexcept 
         const ssize_t length = recv(state->fd.get(), buffer, static_cast<size_t>(size), MSG_TRUNC);
         if (length > size) return failure(EMSGSIZE);
         if (length > 0) return static_cast<int>(length);
-        // Readiness is a hint: the kernel drops a datagram with a bad checksum only here.
+        // A ready socket may still have nothing: bad checksums are found only by this read.
         if (length < 0 && errno != EAGAIN && errno != EWOULDBLOCK) return failure(errno);
-        // Empty ones, too, may come without end, and poll would find each in no time.
+        // Empty datagrams may come without end, and poll returns at once for each of them.
         if (deadline.remaining_ms() == 0) return failure(ETIMEDOUT);
     }
 }

@@ -31,7 +31,7 @@ class FdStream {
     UniqueFd fd_;
     int timeout_ms_;
     bool may_wait_;
-    // An error that met a call with some bytes done; the next call reports it.
+    // An error after some bytes of a call were moved; the next call reports it.
     int read_error_ = 0;
     int write_error_ = 0;
 };

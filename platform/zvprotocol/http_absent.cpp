@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // Stands in for the http handlers where the library is built without libcurl: the schemes are
-// known, and opening one says why it cannot work.
+// known, and opening one reports why it cannot work.
 #include <cstdio>
 
 #include "zvprotocol/handlers.h"

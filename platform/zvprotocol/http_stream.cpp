@@ -36,11 +36,11 @@ int curl_error(CURLcode code) noexcept {
         case CURLE_OPERATION_TIMEDOUT:
             return ETIMEDOUT;
         case CURLE_URL_MALFORMAT:
-        case CURLE_UNSUPPORTED_PROTOCOL:
             return EINVAL;
+        case CURLE_WEIRD_SERVER_REPLY:
+            return EPROTO;
         case CURLE_OUT_OF_MEMORY:
             return ENOMEM;
-        case CURLE_RECV_ERROR:
         case CURLE_SEND_ERROR:
         case CURLE_GOT_NOTHING:
         case CURLE_PARTIAL_FILE:
@@ -116,7 +116,7 @@ int HttpStream::read(uint8_t* buffer, int size) noexcept {
     return partial_result(static_cast<int>(done), result, pending_error_);
 }
 
-// Lets the transfer go on, and waits for the network when that brought nothing.
+// Continues the transfer, and waits for the network when that brought no bytes.
 // -> 0, -ETIMEDOUT or -EINTR
 int HttpStream::pump(const Deadline& deadline) noexcept {
     run();
@@ -153,10 +153,24 @@ void HttpStream::run() noexcept {
 
 int HttpStream::transfer_error() const noexcept {
     if (result_ == CURLE_OK) return 0;
-    if (result_ != CURLE_HTTP_RETURNED_ERROR) return -curl_error(result_);
-    long status = 0;
-    curl().easy_getinfo(easy_, CURLINFO_RESPONSE_CODE, &status);
-    return -http_status_error(status);
+    switch (result_) {
+        case CURLE_HTTP_RETURNED_ERROR:
+            return -http_status_error(number(CURLINFO_RESPONSE_CODE));
+        case CURLE_UNSUPPORTED_PROTOCOL:
+            // Without a status the server has answered in another protocol, or HTTP/0.9.
+            return number(CURLINFO_RESPONSE_CODE) == 0 ? -EPROTO : -EPROTONOSUPPORT;
+        case CURLE_RECV_ERROR:
+            // Where the system has no complaint the bytes are at fault, as in a wrong chunk size.
+            return number(CURLINFO_OS_ERRNO) == 0 ? -EBADMSG : -ECONNRESET;
+        default:
+            return -curl_error(result_);
+    }
+}
+
+long HttpStream::number(CURLINFO what) const noexcept {
+    long value = 0;
+    curl().easy_getinfo(easy_, what, &value);
+    return value;
 }
 
 size_t HttpStream::on_body(char* data, size_t one, size_t length, void* self) noexcept {

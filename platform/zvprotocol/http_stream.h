@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Owns one http transfer: turns libcurl's pushing into pulling, with a bounded buffer between.
+// Owns one http transfer: libcurl pushes bytes into a bounded buffer, and read takes them out.
 #pragma once
 
 #include <cstdint>
@@ -35,6 +35,7 @@ class HttpStream {
     int pump(const Deadline& deadline) noexcept;
     void run() noexcept;
     int transfer_error() const noexcept;
+    long number(CURLINFO what) const noexcept;
 
     int timeout_ms_;
     std::unique_ptr<uint8_t[]> buffer_;

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // Owns the smallest pieces of waiting I/O: file descriptors that close themselves, deadlines,
-// readiness, and the shield against SIGPIPE. Knows nothing of protocols.
+// readiness, and the guard against SIGPIPE. Knows nothing of protocols.
 #pragma once
 
 #include <cerrno>
@@ -15,7 +15,7 @@ inline int failure(int error) noexcept {
     return -error;
 }
 
-// What a call returns that moved `done` bytes before it met `error` (0 or a negated errno): the
+// The result of a call that moved `done` bytes before `error` (0 or a negated errno) occurred: the
 // bytes, with the error kept in `pending_error` for the next call. A time-out is not kept: by then
 // there may be more.
 int partial_result(int done, int error, int& pending_error) noexcept;
@@ -50,7 +50,7 @@ class Deadline {
     std::chrono::steady_clock::time_point end_;
 };
 
-// Waits until one of the poll `events` (or an error, which the next I/O call will name) is there.
+// Waits for one of the poll `events`, or for an error, which the next I/O call reports.
 // -> 0, -ETIMEDOUT, -EINTR or another negated errno
 int wait_ready(int fd, short events, const Deadline& deadline) noexcept;
 

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // Owns addresses and socket set-up: resolving, interfaces, multicast membership. What is then sent
-// or received is the handlers' business.
+// or received is decided by the handlers.
 #pragma once
 
 #include <netdb.h>

@@ -45,7 +45,7 @@ int zvptc_api_init(void) {
     return 0;
 }
 
-// Nothing is left to be done: the handlers are constants, and the http client starts when used.
+// Nothing to do: the handlers are constants, and the http client starts when it is first used.
 int zvptc_api_register(void) {
     return 0;
 }

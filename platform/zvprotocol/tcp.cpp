@@ -33,7 +33,7 @@ int accept_on(const SocketAddress& local, const SocketOptions& options, const De
     UniqueFd listener;
     int result = make_socket(local.family(), SOCK_STREAM, listener);
     if (result < 0) return result;
-    // Else the port stays taken for minutes after the last connection.
+    // Without it the port stays in use for minutes after the last connection.
     set_socket_option(listener.get(), SOL_SOCKET, SO_REUSEADDR, 1);
     if (options.receive_buffer > 0)
         set_socket_option(listener.get(), SOL_SOCKET, SO_RCVBUF, options.receive_buffer);

@@ -28,7 +28,7 @@ bool split_scheme(std::string_view url, UrlParts& parts, std::string_view& rest)
 // -> 0 or -EINVAL; scheme and index are set in either case.
 int split_url(std::string_view url, UrlParts& parts) noexcept;
 
-// Whole text as a number within [minimum, maximum], no sign tricks, no trailing characters.
+// Whole text as a number within [minimum, maximum]: no sign, no trailing characters.
 bool parse_number(std::string_view text, int minimum, int maximum, int& value) noexcept;
 
 // Protocol index of a scheme in any case, -1 when unknown (registry.cpp).

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// What the library says of itself.
+// The library's description and version.
 #include <cstring>
 
 #include "bitStream.h"

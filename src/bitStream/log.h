@@ -3,6 +3,7 @@
 // then the coloured console echo. Levels, filter and switches belong to the log library.
 #pragma once
 
+#include <cstdint>
 #include <cstdio>
 
 #include "zvlog.h"
@@ -25,11 +26,18 @@ enum LogLevel : unsigned {
     kLogVerbose = 5,
 };
 
-// The level test comes first: a suppressed line costs one call, the tag search runs behind it.
+// The level test comes first: a suppressed line costs one call and no search for tags.
 inline bool log_enabled(unsigned level, const char* tag) {
     if (zvlog_api_getLoglevel() < level) return false;
     return strfilterTags[0] == '\0' || zvlog_api_strCasestrNum(strfilterTags, tag, 1, 1) != 0;
 }
+
+// A 64-bit number in a message or report, rendered by the log library.
+struct NumberText {
+    explicit NumberText(int64_t value) { zvlog_innerapi_num2str(text, value); }
+    explicit NumberText(uint64_t value) : NumberText(static_cast<int64_t>(value)) {}
+    char text[32];
+};
 
 }  // namespace zv
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The process-wide, append-only list of resolvers. What a resolver does is its own module's affair.
+// The process-wide, append-only list of resolvers. What a resolver does is left to its module.
 #include "bitStream/registry.h"
 
 #include <cstddef>
@@ -41,7 +41,7 @@ int ffurl_register_resolver(AVParser* desc, int size) {
     while (*link != nullptr)
         link = &(*link)->next;
     *link = added;
-    // Registering one object twice cuts the list behind it; hosts rely on it.
+    // Registering one object twice cuts the list after it; hosts rely on it.
     added->next = nullptr;
     return 0;
 }

@@ -23,7 +23,7 @@ class UrlRecord {
 
     ZvptcUrlContext* get() { return reinterpret_cast<ZvptcUrlContext*>(record_.raw); }
 
-    // A url that fills all of it is still ended by the zero behind it.
+    // A url that fills all of it is still ended by the zero after it.
     char (&url())[kUrlSize] { return reinterpret_cast<char(&)[kUrlSize]>(record_.raw[kUrlAt]); }
     const char* protocol() const { return text_at(kProtocolAt); }
     const char* hostname() const { return text_at(kHostnameAt); }

@@ -15,7 +15,7 @@ namespace {
 constexpr int kMaxNesting = 32;
 constexpr size_t kMaxKey = 31;
 
-// The extent when a caller vouches for the bytes; small enough that sums stay within 32 bits.
+// The extent when no length is given; small enough that sums stay within 32 bits.
 constexpr size_t kVouched = size_t{1} << 30;
 
 class ScriptParser {
@@ -83,8 +83,8 @@ void ScriptParser::boolean(int32_t index) {
     store(index, kAmfBoolean, &byte, sizeof byte);
 }
 
-// Deeper nesting than anyone writes is passed over by its type byte, as unknown values are: the
-// input must not choose how much stack is used.
+// Nesting that is deeper than in any real file is skipped by its type byte, like unknown values:
+// the input must not choose how much stack is used.
 void ScriptParser::nested(AmfType type, int32_t remaining) {
     if (nesting_ == kMaxNesting) return;
     ++nesting_;

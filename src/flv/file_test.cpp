@@ -16,7 +16,7 @@ constexpr int kReadBufferSize = 10240;
 constexpr int kTagsPrinted = 21;
 constexpr size_t kWriterBufferSize = 2048;
 
-// Static, because it is too large for many a stack; the process ends with its first use.
+// Static, because it is too large for some stacks; the process ends after its first use.
 FLVContext context;
 uint8_t buffer[kReadBufferSize];
 
@@ -32,7 +32,7 @@ bool read_head(zv::HandledUrl& source, int size) {
     return false;
 }
 
-// Reads a piece of a tag; one that the buffer cannot take is refused unread.
+// Reads a piece of a tag; one that is larger than the buffer is refused without reading.
 bool read_piece(zv::HandledUrl& source, int size) {
     const int got = size <= kReadBufferSize ? source.read(buffer, size) : 0;
     if (got == size) return true;

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // The FLV module's own operations: the container reader, the payload decoders, the AMF0 parser and
-// the bit writer. Where no length is given, the caller vouches for the bytes.
+// the bit writer. Where no length is given, the caller guarantees the bytes.
 #pragma once
 
 #include <cstdint>
@@ -17,14 +17,14 @@ void flv_innerapi_getpretagsize(FLVContext* context, const uint8_t* size_word); 
 int8_t flv_innerapi_getbodytag(FLVContext* context, const uint8_t* tag_header,   // 11 bytes
                                uint8_t print);
 
-// Decodes a body of context->data_len bytes; with check 1 its size word stands behind it and is
+// Decodes a body of context->data_len bytes; with check 1 its size word stands after it and is
 // compared first. -> 0, or 255 when the size word is wrong and nothing was decoded.
 uint8_t flv_innerapi_getbodypayload(FLVContext* context, const uint8_t* body, uint8_t print,
                                     uint8_t check);
 
 // --- payloads of context->data_len bytes.
 
-// -> the first byte behind the codec header.
+// -> the first byte after the codec header.
 const uint8_t* flv_innerapi_getpayload_aduio(FLVContext* context, const uint8_t* body,
                                              uint8_t print);
 const uint8_t* flv_innerapi_getpayload_video(FLVContext* context, const uint8_t* body,

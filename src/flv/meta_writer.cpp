@@ -123,7 +123,7 @@ void write_body(MetaWriter* w, const FLVProbe& probe) {
     write_file_properties(w, probe.metadata);
     if (probe.hasvideo == 1) write_video_properties(w, probe.metadata);
     if (probe.hasaudio == 1) write_audio_properties(w, probe.metadata);
-    w->be(kAmfObjectEnd, 3);  // behind an empty key
+    w->be(kAmfObjectEnd, 3);  // after an empty key
 }
 
 }  // namespace

@@ -73,7 +73,7 @@ const char* label(const char* const (&labels)[N], uint8_t value) {
     return value < N ? labels[value] : "";
 }
 
-// Keeps what the tag claims, what is there and what the record can hold, whichever is least.
+// Keeps the smallest of: the size that the tag claims, the bytes there, the room of the record.
 void keep_config(ByteReader body, uint32_t claimed, uint8_t (&config)[ZV_FLV_CONFIG_MAX],
                  uint32_t* config_len) {
     const auto bytes = body.take(std::min<uint32_t>(claimed, ZV_FLV_CONFIG_MAX));

@@ -98,7 +98,7 @@ void note_tag(FLVProbe* probe, const TagHeader& header, ByteReader body, bool de
     count_piece(probe, header.timestamp);
 }
 
-// Books a piece of a tag. -> false when the piece ended the tag, or ran over its end
+// Counts a piece of a tag. -> false when the piece ended the tag, or ran over its end
 bool tag_goes_on(FLVProbe* probe, uint32_t size) {
     const uint64_t got = uint64_t{probe->taggot} + size;
     if (got < uint64_t{probe->taglen} + kTagOverhead) {

@@ -25,10 +25,10 @@ struct TagHeader {
 
 TagHeader read_tag_header(const uint8_t* header);  // 11 bytes
 
-// Compares the size word behind a body of data_len bytes; a wrong one is logged.
+// Compares the size word after a body of data_len bytes; a wrong one is logged.
 bool size_word_matches(ByteReader body, uint32_t data_len, uint32_t* size_word);
 
-// Each reads the codec header at the reader's position and leaves the reader behind it. Members
+// Each reads the codec header at the reader's position and leaves the reader after it. Members
 // that belong to one codec only are left alone for the others.
 void read_audio_header(ByteReader* body, FLVAudioTag* tag);
 void read_video_header(ByteReader* body, FLVVideoTag* tag);

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // Checks and decodes the four bytes of an MPEG audio frame header. Where to look for one is the
-// caller's business.
+// caller's decision.
 #include <cstddef>
 
 #include "bitStream/log.h"
@@ -8,11 +8,7 @@
 
 namespace {
 
-// Codes of MP3HeaderInfo.
-enum Version : uint32_t { kVersionReserved = 0, kMpeg25 = 1, kMpeg2 = 2, kMpeg1 = 3 };
-enum Layer : uint32_t { kLayerReserved = 0, kLayerIII = 1, kLayerI = 3 };
 constexpr uint32_t kJointStereo = 1;
-constexpr int kHeaderSize = 4;
 
 #ifdef __LP64__
 static_assert(sizeof(MP3HeaderInfo) == 36);
@@ -33,29 +29,30 @@ uint8_t bit(uint8_t byte, unsigned mask) {
 }  // namespace
 
 unsigned mp3_innerapi_getVersion(MP3HeaderInfo* info, const uint8_t* header) {
-    static constexpr uint32_t kVersions[4] = {kMpeg25, kVersionReserved, kMpeg2, kMpeg1};
+    static constexpr uint32_t kVersions[4] = {ZV_MP3_VERSION_2_5, ZV_MP3_VERSION_RESERVED,
+                                              ZV_MP3_VERSION_2, ZV_MP3_VERSION_1};
     info->version = kVersions[(header[1] >> 3) & 3];
-    return info->version != kVersionReserved;
+    return info->version != ZV_MP3_VERSION_RESERVED;
 }
 
 unsigned mp3_innerapi_getLayerVer(MP3HeaderInfo* info, const uint8_t* header) {
     info->layer = (header[1] >> 1) & 3u;
-    return info->layer != kLayerReserved;
+    return info->layer != ZV_MP3_LAYER_RESERVED;
 }
 
 unsigned mp3_innerapi_getBitRate(MP3HeaderInfo* info, const uint8_t* header) {
-    if (info->version == kVersionReserved || info->version > kMpeg1) return 0;
-    if (info->layer == kLayerReserved || info->layer > kLayerI) return 0;
-    const uint32_t first_column = info->version == kMpeg1 ? 0 : 3;
-    info->bitrate = mp3_tables_bitrate[header[2] >> 4][first_column + kLayerI - info->layer];
+    if (info->version == ZV_MP3_VERSION_RESERVED || info->version > ZV_MP3_VERSION_1) return 0;
+    if (info->layer == ZV_MP3_LAYER_RESERVED || info->layer > ZV_MP3_LAYER_I) return 0;
+    const uint32_t first_column = info->version == ZV_MP3_VERSION_1 ? 0 : 3;
+    info->bitrate = mp3_tables_bitrate[header[2] >> 4][first_column + ZV_MP3_LAYER_I - info->layer];
     return 1;
 }
 
 unsigned mp3_innerapi_getSimpleRate(MP3HeaderInfo* info, const uint8_t* header) {
-    if (info->version == kVersionReserved || info->version > kMpeg1) return 0;
+    if (info->version == ZV_MP3_VERSION_RESERVED || info->version > ZV_MP3_VERSION_1) return 0;
     // The mask drops the index's low bit: hosts know that 48000 Hz reads as 44100 Hz.
     const int row = (header[2] >> 2) & 2;
-    info->samplerate = mp3_tables_samplerate[row][kMpeg1 - info->version];
+    info->samplerate = mp3_tables_samplerate[row][ZV_MP3_VERSION_1 - info->version];
     return 1;
 }
 
@@ -67,7 +64,7 @@ unsigned mp3_innerapi_getChannelMode(MP3HeaderInfo* info, const uint8_t* header)
 }
 
 unsigned mp3_api_check(MP3HeaderInfo* info, const uint8_t* data, int len) {
-    const bool is_cut = len > 0 && len < kHeaderSize;
+    const bool is_cut = len > 0 && len < ZV_MP3_HEADER_SIZE;
     if (info == nullptr || data == nullptr || is_cut || !has_sync_word(data)) return 0;
     if (!mp3_innerapi_getVersion(info, data)) {
         LOG(zv::kLogError, "MP3", "[mpa]check  version   falied");

@@ -86,16 +86,17 @@ void add_left_out(Json& object, uint64_t count) {
     if (count > 0) object.add("left_out", count);
 }
 
-Json sync_json(const FramingCounts& framing) {
+Json sync_json(const Survey& survey) {
+    const FramingCounts& framing = survey.framing();
     Json losses = Json::array();
-    for (const SyncLoss& loss : framing.loss_list)
+    for (const SyncLoss& loss : survey.sync_loss_list())
         losses.push_back({{"offset", loss.offset}, {"skipped_bytes", loss.skipped_bytes}});
     Json sync = {{"first_sync_offset", framing.first_sync_offset},
                  {"skipped_bytes", framing.skipped_bytes},
                  {"byte_errors", framing.byte_errors},
                  {"losses", framing.losses},
                  {"loss_list", losses}};
-    add_left_out(sync, framing.losses - framing.loss_list.size());
+    add_left_out(sync, framing.losses - survey.sync_loss_list().size());
     return sync;
 }
 
@@ -248,7 +249,7 @@ class SurveyWriter {
         out_.member("trailing_bytes", framing.trailing_bytes);
         out_.member("null_packets", survey_.null_packets());
         out_.member("transport_errors", survey_.transport_errors());
-        out_.member("sync", sync_json(framing));
+        out_.member("sync", sync_json(survey_));
         out_.member("clock", clock_json(survey_));
     }
 

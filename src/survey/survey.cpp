@@ -137,15 +137,24 @@ size_t Survey::read(std::span<const uint8_t> bytes, bool last) {
         } else if (step.what == Framer::What::kByteError) {
             tell_byte_error(offset, rest[0]);
         } else if (step.what == Framer::What::kLoss) {
-            const size_t second = framer_.counts().packet_size;
-            tell_byte_error(offset, rest[0]);
-            tell_byte_error(offset + second, rest[second]);
-            timing_.tell({.kind = event_of(Indicator::kTsSyncLoss), .offset = offset});
+            see_loss(rest, offset);
+        } else if (framer_.counts().losses > 0 &&
+                   framer_.counts().losses == sync_loss_list_.size()) {
+            sync_loss_list_.back().skipped_bytes = framer_.counts().loss_skipped_bytes;
         }
         taken += step.taken;
     }
     keep_last_packets();
     return taken;
+}
+
+// Two places in a row lack their sync byte.
+void Survey::see_loss(std::span<const uint8_t> rest, uint64_t offset) {
+    const size_t second = framer_.counts().packet_size;
+    tell_byte_error(offset, rest[0]);
+    tell_byte_error(offset + second, rest[second]);
+    timing_.tell({.kind = event_of(Indicator::kTsSyncLoss), .offset = offset});
+    if (sync_loss_list_.size() < kMostSyncLosses) sync_loss_list_.push_back({offset, 0});
 }
 
 void Survey::tell_byte_error(uint64_t offset, uint8_t found) {
@@ -178,15 +187,16 @@ void Survey::keep_last_packets() {
 void Survey::see_packet(const uint8_t* bytes, uint64_t offset) {
     const Packet packet(bytes);
     PidRecord& record = pids_[packet.pid()];
-    const uint8_t due = (record.continuity_counter + 1) & 15;
-    const bool ordinary =
-        record.ordinary && record.input == input_number_ && timing_.same_segment(record, offset) &&
-        packet.head().continues_payload() && packet.head().continuity_counter() == due;
+    const uint8_t counter = packet.head().continuity_counter();
+    const unsigned off = (record.continuity_counter + 1u - counter) & record.counter_bits;
+    const bool ordinary = record.ordinary && record.input == input_number_ &&
+                          timing_.same_segment(record, offset) &&
+                          packet.head().continues_payload() && off == 0;
     if (!ordinary) return see_other(packet, record, offset);
     ++record.packets;
     record.last_offset = offset;
     record.last_packet = bytes;
-    record.continuity_counter = due;
+    record.continuity_counter = counter;
 }
 
 void Survey::see_other(const Packet& packet, PidRecord& record, uint64_t offset) {
@@ -341,8 +351,9 @@ void Survey::note_coming(PidRecord& record, const Packet& packet, uint64_t offse
     record.last_packet = packet.bytes();
     record.continuity_counter = packet.head().continuity_counter();
     // Only a packet with payload tells whether what follows is scrambled.
-    record.ordinary = packet.pid() != kPidNull && !record.detail->watched && !record.repeated &&
-                      packet.has_payload() && !packet.scrambled();
+    record.ordinary =
+        !record.detail->watched && !record.repeated && packet.has_payload() && !packet.scrambled();
+    record.counter_bits = packet.pid() == kPidNull ? 0 : 15;
     if (std::exchange(record.input, input_number_) != input_number_) came_.push_back(packet.pid());
 }
 

@@ -9,8 +9,8 @@
 #include <span>
 #include <vector>
 
+#include "mpeg/ts_packet/framing.h"
 #include "survey/model/model.h"
-#include "survey/packets/framing.h"
 #include "survey/packets/joined_input.h"
 #include "survey/packets/packet.h"
 #include "survey/records/events.h"
@@ -26,6 +26,11 @@ struct CrcError {
     uint8_t table_id;
 };
 
+struct SyncLoss {
+    uint64_t offset;  // of the first of the two places without a sync byte
+    uint64_t skipped_bytes;
+};
+
 // Gets each run of packets in sync.
 using SeePackets =
     std::function<void(const uint8_t* packets, size_t packet_size, size_t count, uint64_t offset)>;
@@ -33,6 +38,7 @@ using SeePackets =
 class Survey {
   public:
     static constexpr size_t kMostCrcErrors = 1000;
+    static constexpr size_t kMostSyncLosses = 1000;
 
     Survey(EventLog::Tell tell, SeePackets see_packets, const Limits& limits, SeeTimeLine see_line);
 
@@ -50,6 +56,7 @@ class Survey {
     uint64_t crc_errors() const { return crc_errors_; }
     const std::vector<CrcError>& crc_error_list() const { return crc_error_list_; }
     const FramingCounts& framing() const { return framer_.counts(); }
+    const std::vector<SyncLoss>& sync_loss_list() const { return sync_loss_list_; }
     const Pids& pids() const { return pids_; }
     const Tables& tables() const { return tables_; }
     const Model& model() const { return model_; }
@@ -100,6 +107,7 @@ class Survey {
     void check_table_id(uint16_t pid, uint8_t table_id, uint64_t offset);
     double seconds_since_first(uint64_t now_us);
     void see_section(uint16_t pid, const Section& section, uint64_t first_offset, uint64_t offset);
+    void see_loss(std::span<const uint8_t> rest, uint64_t offset);
     void tell_byte_error(uint64_t offset, uint8_t found);
     void keep_last_packets();
 
@@ -107,6 +115,7 @@ class Survey {
     uint64_t transport_errors_ = 0;
     uint64_t crc_errors_ = 0;
     std::vector<CrcError> crc_error_list_;
+    std::vector<SyncLoss> sync_loss_list_;
     bool finished_ = false;
 
     SeePackets see_packets_;

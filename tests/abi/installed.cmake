@@ -18,6 +18,18 @@ if(NOT ZV_SANITIZE AND NOT CMAKE_CROSSCOMPILING)
         ENVIRONMENT CMAKE_GENERATOR=${CMAKE_GENERATOR})
 endif()
 
+# A project that holds this one as a subdirectory gets no program and no test that it did not ask for.
+if(NOT CMAKE_CROSSCOMPILING)
+    set(embed ${CMAKE_COMMAND} -S ${CMAKE_CURRENT_SOURCE_DIR}/embedder -G ${CMAKE_GENERATOR}
+        -DZV_SOURCE=${PROJECT_SOURCE_DIR})
+    add_test(NAME abi_subproject_makes_libraries_alone
+        COMMAND ${embed} --fresh -B ${CMAKE_CURRENT_BINARY_DIR}/embedder)
+    add_test(NAME abi_subproject_check_notices_the_tool
+        COMMAND ${embed} --fresh -B ${CMAKE_CURRENT_BINARY_DIR}/embedder_of_tool -DZV_BUILD_TOOLS=ON)
+    set_tests_properties(abi_subproject_check_notices_the_tool PROPERTIES
+        PASS_REGULAR_EXPRESSION "programs or tests in a subproject: zvprobe")
+endif()
+
 if(ZV_BUILD_TOOLS)
     set(manual_check ${CMAKE_CURRENT_SOURCE_DIR}/manual_check.sh)
     set(manual ${PROJECT_SOURCE_DIR}/docs/zvprobe.1)

@@ -29,7 +29,7 @@ export PATH="$bin:$PATH" NO_COLOR=1
 
 fault() { echo "$document: $*" | tee -a "$work/faults"; }
 
-# session FILE: runs the lines behind "$ " -> the session as it goes today
+# session FILE: runs the lines after "$ " -> the session as it goes today
 session() {
     sed -n 's/^\$ //p' "$1" | while IFS= read -r command; do
         printf '$ %s\n' "$command"

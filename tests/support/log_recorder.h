@@ -42,6 +42,7 @@ class LogRecorder {
 
     std::vector<LogLine> lines;
     std::vector<HexDump> hex_dumps;
+    int level_questions = 0;  // calls of zvlog_api_getLoglevel
     // The file names given to zvlog_api_init, as "dir/file"; an empty name for the console.
     std::vector<std::string> opened;
 };

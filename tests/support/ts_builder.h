@@ -101,7 +101,7 @@ class TsPacket {
     Bytes payload_;
 };
 
-// A table section from its bytes behind section_length; length and CRC are added.
+// A table section from its bytes after section_length; length and CRC are added.
 class Section {
   public:
     Section(int table_id, Bytes body) : table_id_(table_id), body_(std::move(body)) {}

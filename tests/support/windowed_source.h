@@ -27,7 +27,7 @@ class WindowedSource : public zvprobe::Source {
         end_ = std::min(bytes_.size(), end_ + size_);
         size_ = later_size_;
         window_ =
-            std::make_unique<std::vector<uint8_t>>(bytes_.begin() + begin, bytes_.begin() + end_);
+            std::make_unique<std::vector<uint8_t>>(bytes_.data() + begin, bytes_.data() + end_);
         return *window_;
     }
     uint64_t skip(uint64_t count) override {

@@ -22,12 +22,12 @@ constexpr uint8_t kServiceTypeDigitalTv = 0x01;
 constexpr uint16_t kReservedNibble = 0xF000;  // in front of a 12-bit length
 constexpr int kProgramCountMask = 0x3FFF;
 
-// What stands in section_length: everything behind it.
-constexpr int size_behind_length(int header_size, int loop_size) {
+// What stands in section_length: everything after it.
+constexpr int size_after_length(int header_size, int loop_size) {
     return header_size - zv::kSectionHeadSize + loop_size + zv::kCrcSize;
 }
 
-// Writes a section byte by byte behind its pointer_field.
+// Writes a section byte by byte after its pointer_field.
 class SectionWriter {
   public:
     // at: where the pointer_field goes
@@ -95,7 +95,7 @@ void mpegts_api_buildPat(uint8_t* buffer, uint8_t adaptation_field_control, uint
     const bool has_programs = program_numbers != nullptr && pmt_pids != nullptr;
     const int program_count = has_programs ? count & kProgramCountMask : 0;
     const auto length = static_cast<uint16_t>(
-        size_behind_length(zv::kPatHeaderSize, program_count * zv::kPatEntrySize));
+        size_after_length(zv::kPatHeaderSize, program_count * zv::kPatEntrySize));
     uint8_t* at = start_packet(buffer, buffer_size, zv::kPidPat, adaptation_field_control, length);
     if (at == nullptr) return;
     SectionWriter section(at);
@@ -119,7 +119,7 @@ void mpegts_api_buildPmtEs(uint8_t* buffer, uint8_t adaptation_field_control,
     for (int i = 0; i < es_count; ++i)
         loop_size =
             static_cast<uint8_t>(loop_size + (streams[i].es_info_len & 0xFF) + zv::kPmtEntrySize);
-    const auto length = static_cast<uint16_t>(size_behind_length(zv::kPmtHeaderSize, loop_size));
+    const auto length = static_cast<uint16_t>(size_after_length(zv::kPmtHeaderSize, loop_size));
     uint8_t* at = start_packet(buffer, buffer_size, pmt_pid, adaptation_field_control, length);
     if (at == nullptr) return;
     SectionWriter section(at);
@@ -146,7 +146,7 @@ void mpegts_api_buildSdt(uint8_t* buffer, uint8_t adaptation_field_control, uint
     const uint8_t name_len = text_length(service_name);
     const int descriptor_size = zv::kServiceDescriptorFixedSize + provider_len + name_len;
     const auto length = static_cast<uint16_t>(
-        size_behind_length(zv::kSdtHeaderSize, zv::kSdtEntrySize + descriptor_size));
+        size_after_length(zv::kSdtHeaderSize, zv::kSdtEntrySize + descriptor_size));
     uint8_t* at = start_packet(buffer, buffer_size, zv::kPidSdt, adaptation_field_control, length);
     if (at == nullptr) return;
     SectionWriter section(at);

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// The analyser's memory: one flat record a stream, the name tables and debug switches of the
-// module, and the look-ups over the record. Which filter writes what stands beside the member.
+// The analyser's memory: one flat record for each analysed stream, the name tables and debug switches
+// of the module, and the functions over the record that several files call.
 #pragma once
 
 #include <cstddef>
@@ -20,15 +20,17 @@ constexpr int kServiceTextSize = 256;
 constexpr int kSdtBufferSize = 1024;
 
 // MPEGTSStream::kind
-constexpr uint32_t kKindOther = 0;
-constexpr uint32_t kKindVideo = 1;
-constexpr uint32_t kKindAudio = 2;
+constexpr uint32_t kKindOther = ZV_TS_KIND_OTHER;
+constexpr uint32_t kKindVideo = ZV_TS_KIND_VIDEO;
+constexpr uint32_t kKindAudio = ZV_TS_KIND_AUDIO;
 
 // What the parse loop knows of a PID once all tables are known; see pid_dispatch.h.
 struct PidDispatch {
-    uint64_t tables_stamp;  // of the tables this was derived from; 0 when it must be derived
+    uint8_t is_derived;  // 0: must be derived from the tables before it is used
     uint16_t entry[kPidCount];
-    MPEGTSStream ignored;  // takes the null packets, so that they cost no branch of their own
+    uint16_t pcr_pid[kMaxPrograms];  // of each programme, beside one another; 0 where not valid
+    MPEGTSStream
+        ignored;  // takes the packets of no stream, so that they cost no branch of their own
 };
 
 }  // namespace zv
@@ -92,11 +94,11 @@ struct MPEGTSContext {
     Period period_pat;
     Period period_sdt;
 
-    // Derived for speed, never the only truth.
+    // Derived from the members above, for speed.
     zv::PidDispatch dispatch;
 };
 
-// debug_switches.cpp: one a topic. The self test turns the table ones and DBG_PCR on; nothing else does.
+// One a topic. The self test turns the table ones and DBG_PCR on; nothing else changes them.
 extern uint8_t DBG_PAT;
 extern uint8_t DBG_SDT;
 extern uint8_t DBG_PMT;
@@ -141,16 +143,16 @@ MPEGTSStream* mpegts_innerapi_getBtcEs(MPEGTSContext* ctx);
 // -> 1 when every programme of the PAT has its PMT; counts them in num_pmtInfo
 int mpegts_innerapi_isGetAllInfo(MPEGTSContext* ctx);
 
-// period.cpp: stamps an arrival with the present time
+// clock.cpp: stamps an arrival with the present time
 void mpegts_innerapi_getPeriod(Period* period);
 
-// The resolver's operations: lifecycle.cpp, resolver.cpp, update_info.cpp
+// The resolver's operations: context.cpp, resolver.cpp, update_info.cpp
 void mpegts_init(MPEGTSContext** slot, const char* name, void* reserved);
 int mpegts_parse(MPEGTSContext* ctx, const uint8_t* buf, int len, uint32_t flags);
 int mpegts_updateInfo(MPEGTSContext* ctx, StreamInfo* info);
 void mpegts_deinit(MPEGTSContext** slot);
 
-// statistics.cpp: a block of counters of every table and stream at level 3
+// report.cpp: a block of counters of every table and stream at level 3
 void mpegts_innerapi_showStatistics(MPEGTSContext* ctx);
 
 }  // extern "C"

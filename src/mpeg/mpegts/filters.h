@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
-// The stages that the parse loop and remapping offer each packet to. Each stage reads the packet's
-// decoded header from the context, owns exactly the packet's 188 bytes, and knows no other stage.
-// flags is the low byte of the option word (ZV_TS_* of mpegts.h).
+// The stages that the parse loop and remapping offer each packet to. Each reads the packet's decoded
+// header from the context and no byte but the packet's 188, and calls no other stage, except that the
+// ES stage calls PES timing. flags is the low byte of the option word (ZV_TS_* of mpegts.h).
 #pragma once
 
 #include <cstdint>
@@ -10,7 +10,7 @@
 
 extern "C" {
 
-// section.cpp: where a table's section starts.
+// stages/section.cpp: where a table's section starts.
 // body  packet byte 4 onward, 184 bytes
 // -> offset of the table_id byte from body; -1 when the packet starts no such table (reported)
 int mpegts_innerapi_isTargstTable(const char* table_name, MPEGTSContext* ctx, const uint8_t* body,
@@ -43,3 +43,19 @@ void mpegts_innerapi_filterPes(MPEGTSContext* ctx, MPEGTSStream* es, const uint8
                                uint8_t pace);
 
 }  // extern "C"
+
+// What a stage does once it is known whose packet it has. The parse loop knows that from the PID.
+namespace zv {
+
+// first  the first programme whose PMT has the packet's PID; otherwise like mpegts_innerapi_filterPmt
+uint32_t take_pmt(MPEGTSContext& ctx, MPEGTSProgram& first, uint8_t* pkt, uint8_t flags,
+                  uint16_t new_pid, uint16_t new_program_number);
+
+// pkt carries a PCR of the programme.
+void take_pcr(MPEGTSContext& ctx, MPEGTSProgram& program, const uint8_t* pkt, uint8_t flags);
+
+// Continuity and PES timing of a packet of the stream, as flags ask for them.
+void take_stream_packet(MPEGTSContext& ctx, MPEGTSStream& es, const uint8_t* pkt, uint8_t flags,
+                        int8_t is_pcr);
+
+}  // namespace zv

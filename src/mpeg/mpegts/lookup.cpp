@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// Plain look-ups over the programme table, most of them by the PID in hand. The parse loop has a
-// faster way for ordinary packets (pid_dispatch.h); these are the truth it is derived from.
+// Plain look-ups over the programme table, most of them by the PID of the packet at hand. The parse
+// loop has a faster way once all tables are known: pid_dispatch.h.
 #include <algorithm>
 
 #include "bitStream/log.h"
@@ -19,21 +19,11 @@ MPEGTSProgram* mpegts_innerapi_findPmt_byPCRPid(MPEGTSContext* ctx) {
 MPEGTSProgram* mpegts_innerapi_findPmt_byPid(MPEGTSContext* ctx, uint16_t program_number) {
     const uint16_t pid = ctx->ts_head.pid;
     if (!zvsi_api_isValidPid(pid)) return nullptr;
-    for (MPEGTSProgram& program : zv::programs(*ctx)) {
-        const bool same_number =
-            program.program_number == 0 || program.program_number == program_number;
-        if (program.pmt_pid == pid && same_number) return &program;
-    }
-    return nullptr;
+    return zv::find_program(*ctx, ctx->program, pid, program_number);
 }
 
 int mpegts_innerapi_isPmt_byPid(MPEGTSContext* ctx) {
-    const uint16_t pid = ctx->ts_head.pid;
-    if (!zvsi_api_isValidPid(pid)) return 0;
-    for (const MPEGTSProgram& program : zv::programs(*ctx)) {
-        if (program.pmt_pid == pid) return 1;
-    }
-    return 0;
+    return zv::find_program_on(*ctx, ctx->ts_head.pid) != nullptr;
 }
 
 MPEGTSStream* mpegts_innerapi_findEs(MPEGTSContext* ctx, int* prog_idx_out, int* es_idx_out) {

@@ -13,24 +13,31 @@ class PacketWalk {
 
     int count() const { return count_; }
 
-    // Also asks the memory for the header of a packet further on: without that every loop over a
-    // large buffer waits for one cache miss a packet (measured: 2.4 times the time). A prefetch
-    // never faults, so it may point behind the buffer: that is where the next call often begins.
+    // Also prefetches the first two cache lines of a packet further on, where headers and tables are:
+    // without that every loop over a large buffer waits for one cache miss a packet (measured: 2.4
+    // times the time), and for two where PES packets begin. A prefetch never faults, so it may point
+    // past the buffer: that is where the next call often begins.
     const uint8_t* packet(int index) const {
         const uint8_t* pkt = at(index);
-        __builtin_prefetch(
-            reinterpret_cast<const void*>(reinterpret_cast<uintptr_t>(pkt) + ahead_));
+        prefetch(reinterpret_cast<uintptr_t>(pkt) + ahead_);
         return pkt;
     }
 
     // Decodes a packet's header into the context. -> false, reported, when the sync byte is missing
     bool open(MPEGTSContext& ctx, int index) const;
 
-    // The header in hand is that of the last packet before `end`, however that packet went by.
+    // Leaves the header of the last packet before `end` in the context: not every packet is decoded
+    // on the way.
     void settle(MPEGTSContext& ctx, int end) const;
 
   private:
     static constexpr int kLookAhead = 32;
+    static constexpr uintptr_t kCacheLine = 64;
+
+    static void prefetch(uintptr_t at) {
+        __builtin_prefetch(reinterpret_cast<const void*>(at));
+        __builtin_prefetch(reinterpret_cast<const void*>(at + kCacheLine));
+    }
 
     const uint8_t* at(int index) const {
         return buf_ + static_cast<size_t>(index) * static_cast<size_t>(size_);
@@ -44,8 +51,8 @@ class PacketWalk {
 };
 
 // Null packets and the reserved adaptation_field_control concern no stage.
-inline bool is_skipped(const struct ts_head& head) {
-    return head.pid == kPidNull || head.adaptation_field_control == kAfcReserved;
+inline bool is_skipped(HeaderWord head) {
+    return head.pid() == kPidNull || head.adaptation_field_control() == kAfcReserved;
 }
 
 }  // namespace zv

@@ -18,6 +18,27 @@ inline std::span<const MPEGTSProgram> programs(const MPEGTSContext& ctx) {
     return {ctx.program, std::min<size_t>(ctx.totalnum_program, kMaxPrograms)};
 }
 
+// -> the first programme whose valid pmt_pid is the PID, else null
+inline MPEGTSProgram* find_program_on(MPEGTSContext& ctx, uint16_t pid) {
+    if (!zvsi_api_isValidPid(pid)) return nullptr;
+    for (MPEGTSProgram& program : programs(ctx)) {
+        if (program.pmt_pid == pid) return &program;
+    }
+    return nullptr;
+}
+
+// -> the first programme from `first` on with that PMT PID whose number is 0 or equal, else null
+inline MPEGTSProgram* find_program(MPEGTSContext& ctx, MPEGTSProgram* first, uint16_t pmt_pid,
+                                   uint16_t program_number) {
+    const auto all = programs(ctx);
+    for (MPEGTSProgram* program = first; program < all.data() + all.size(); ++program) {
+        const bool same_number =
+            program->program_number == 0 || program->program_number == program_number;
+        if (program->pmt_pid == pmt_pid && same_number) return program;
+    }
+    return nullptr;
+}
+
 inline size_t stream_count(const MPEGTSProgram& program) {
     return static_cast<size_t>(std::clamp<int>(program.es_count, 0, kMaxStreams));
 }

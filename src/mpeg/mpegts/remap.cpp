@@ -35,8 +35,8 @@ int8_t mpegts_api_remap(const RemapTarget* target, MPEGTSContext* context, uint8
     int running = length;
     for (int i = 0; i < walk.count(); ++i) {
         if (!walk.open(*context, i)) return -1;
-        if (zv::is_skipped(context->ts_head)) continue;
         uint8_t* pkt = buffer + static_cast<size_t>(i) * context->pkt_size;
+        if (zv::is_skipped({zv::load_be32(pkt)})) continue;
         if (!rewrite_packet(*target, *context, pkt)) continue;
         // The next packet moves into this slot and is not looked at; the last slots are looked at
         // again with what the moves left there. Hosts know this order of the pass.

@@ -4,11 +4,7 @@
 #include "bitStream/log.h"
 #include "mpeg/ts_packet/ts_packet.h"
 
-namespace {
-
-constexpr int kMaxAdaptationFieldLength = 183;  // when the field fills the packet
-
-}  // namespace
+using zv::kMaxAdaptationFieldLength;
 
 uint8_t zvsi_api_getAdaptationFieldLen(uint8_t adaptation_field_control, const uint8_t* af) {
     switch (adaptation_field_control) {
@@ -48,17 +44,18 @@ uint8_t* zvsi_api_setAdaptationFieldLen(uint8_t adaptation_field_control, uint16
 
 int zvsi_api_isPcrData(ts_head header, const uint8_t* af) {
     const uint8_t control = header.adaptation_field_control;
-    if (control != zv::kAfcAdaptationOnly && control != zv::kAfcBoth) return 0;
+    if (control == zv::kAfcBoth) return zv::adaptation_field_has_pcr(af);
+    if (control != zv::kAfcAdaptationOnly) return 0;
     const uint8_t length = af[0];
     if (length < zv::kMinAdaptationLengthWithPcr || length > kMaxAdaptationFieldLength) return 0;
-    if (control == zv::kAfcAdaptationOnly && length != kMaxAdaptationFieldLength) {
+    if (length != kMaxAdaptationFieldLength) {
         LOG(zv::kLogError, "zvsi",
             "[Pid%#x]What shift do you send, when the adaptation_field_ctr is %#x,but the "
             "adaptation_field_len isnot 183(%d)",
             header.pid, control, length);
         return 0;
     }
-    return (af[1] & zv::kPcrFlag) != 0;
+    return zv::adaptation_field_has_pcr(af);
 }
 
 uint64_t zvsi_api_getPcr(const uint8_t* p) {

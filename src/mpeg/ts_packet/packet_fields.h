@@ -10,7 +10,7 @@ namespace zv {
 constexpr uint8_t kTsSyncByte = 0x47;
 constexpr int kTsPacketSize = 188;
 constexpr int kTimeCodedPacketSize = 192;  // 4 bytes of time code in front of each packet
-constexpr int kParityPacketSize = 204;     // 16 bytes of Reed-Solomon parity behind each packet
+constexpr int kParityPacketSize = 204;     // 16 bytes of Reed-Solomon parity after each packet
 // The sizes that a stream may have. Ties go to the first.
 inline constexpr int kPacketSizes[] = {kTsPacketSize, kTimeCodedPacketSize, kParityPacketSize};
 constexpr int kTsHeaderSize = 4;
@@ -24,7 +24,7 @@ constexpr uint16_t kPidEit = 0x0012;
 constexpr uint16_t kPidRst = 0x0013;
 constexpr uint16_t kPidTdt = 0x0014;
 constexpr uint16_t kLastReservedPid = 0x001F;  // EN 300 468, table 1
-constexpr uint16_t kPidPsip = 0x1FFB;  // ATSC A/65
+constexpr uint16_t kPidPsip = 0x1FFB;          // ATSC A/65
 constexpr uint16_t kPidNull = 0x1FFF;
 constexpr uint16_t kPidFirstValid = 0x0010;
 constexpr uint16_t kPidLastValid = 0x1FFE;
@@ -38,6 +38,13 @@ constexpr uint8_t kAfcBoth = 3;
 // An adaptation field has a PCR when its flags say so and its length covers flags and PCR.
 constexpr uint8_t kPcrFlag = 0x10;
 constexpr int kMinAdaptationLengthWithPcr = 7;
+constexpr int kMaxAdaptationFieldLength = 183;  // when the field fills the packet
+
+// Does the adaptation field at af, packet byte 4, carry a PCR?
+inline bool adaptation_field_has_pcr(const uint8_t* af) {
+    return af[0] >= kMinAdaptationLengthWithPcr && af[0] <= kMaxAdaptationFieldLength &&
+           (af[1] & kPcrFlag);
+}
 
 inline uint32_t load_be32(const uint8_t* p) {
     return (static_cast<uint32_t>(p[0]) << 24) | (static_cast<uint32_t>(p[1]) << 16) |

@@ -1,9 +1,11 @@
 // SPDX-License-Identifier: MIT
 // Fields of a PES packet header (ISO/IEC 13818-1, 2.4.3.6), read from a pointer at its start code.
-// The caller vouches for the bytes: up to p[18] for the time stamps.
+// The caller guarantees the bytes: up to p[18] for the time stamps.
 #pragma once
 
 #include <cstdint>
+
+#include "mpeg/ts_packet/packet_fields.h"
 
 namespace zv {
 
@@ -77,7 +79,7 @@ inline uint64_t pes_get_dts(const uint8_t* p) {
 
 // -> 1 at a start code of program_stream_map (0xBC) or above
 inline uint32_t pes_validate(const uint8_t* p) {
-    return p[0] == 0 && p[1] == 0 && p[2] == 1 && p[3] >= 0xBC;
+    return zv::load_be32(p) - 0x1BC <= 0x1FF - 0x1BC;
 }
 
 // -> 1 when the optional header's '10' marker is there

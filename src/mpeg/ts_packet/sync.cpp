@@ -40,7 +40,7 @@ int zvsi_api_getPktSize(const uint8_t* buf, uint32_t len) {
 
 int zvsi_api_tsOffsetInBuf(const uint8_t* buf, int len) {
     if (buf == nullptr || len <= 0) return -1;
-    // An offset fits when every start behind it does, so only the last starts of the buffer can
+    // An offset fits when every start after it does, so only the last starts of the buffer can
     // begin a run: one walk for each size and residue class, at most three reads a byte in all.
     int first = len;
     for (const int size : zv::kPacketSizes) {

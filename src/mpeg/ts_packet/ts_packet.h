@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 // The transport packet layer of ISO/IEC 13818-1 as the resolver and its tools use it: header,
-// continuity, sync and packet size, adaptation field and PCR. Functions over one packet; no context,
-// no allocation. The fields themselves are in packet_fields.h.
+// continuity, sync and packet size, adaptation field and PCR. Functions over one packet, without a
+// context; some report through the log. The fields themselves are in packet_fields.h.
 #pragma once
 
 #include <cstdint>
@@ -86,12 +86,20 @@ uint64_t zvsi_api_getPcr(const uint8_t* p);
 
 namespace zv {
 
-// Would zvsi_api_CCCheck accept cc without a message? The per-packet path asks this first.
-inline bool continuity_in_order(const CCState& st, uint8_t cc, uint8_t mode) {
-    if (!st.started) return true;
-    if (cc == ((st.last_cc + 1) & 15)) return true;
-    return mode == 1 && cc == ((st.alt_cc + 1) & 15);
+// Takes cc over when zvsi_api_CCCheck accepts it without a message; else leaves st alone.
+// counter_bits  15; 0 takes any counter, without a branch for packets that have no order
+inline bool accept_continuity(CCState& st, uint8_t cc, uint8_t mode, unsigned counter_bits = 15) {
+    const bool in_order = ((st.last_cc + 1u - cc) & counter_bits) == 0 || !st.started ||
+                          (mode == 1 && cc == ((st.alt_cc + 1) & 15));
+    if (!in_order) return false;
+    st.started = 1;
+    st.last_cc = cc;
+    return true;
 }
+
+// Counts what accept_continuity did not take, a repeat or a discontinuity, without a message.
+// -> packets lost; -1 for a repeat
+int count_discontinuity(CCState& st, uint8_t cc);
 
 // The fields of a packet in sync.
 inline ts_head decode_header(const uint8_t* pkt) {

@@ -29,14 +29,12 @@ class Analysis {
     MPEGTSContext& context() { return *context_; }
 
   private:
-    static constexpr size_t kLineSize = 16384;
-
     void log_stream_info();
 
     MPEGTSContext* context_ = nullptr;
     uint32_t options_ = 0;
     StreamInfo info_ = {};
-    char line_[kLineSize];
+    char line_[ZV_TS_STREAM_INFO_MAX];
 };
 
 }  // namespace zv

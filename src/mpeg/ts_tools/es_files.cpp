@@ -1,8 +1,7 @@
 // SPDX-License-Identifier: MIT
-// Who owns a PID, what a stream's file is called, and when it is opened and named.
+// Which stream a PID belongs to, what its file is called, and when it is opened and named.
 #include "mpeg/ts_tools/es_files.h"
 
-#include <algorithm>
 #include <cstdio>
 #include <cstring>
 
@@ -12,15 +11,12 @@
 namespace zv {
 namespace {
 
-// "1_0x100_h264.es". Names have blanks, which stay; a slash would be another directory.
+// "1_0x100_h264.es". The names of stream types have blanks at times, which stay, but no slash.
 // -> false when it does not fit
 bool make_path(const char* directory, uint16_t program_number, uint16_t pid,
                const char (&type_name)[64], char (&path)[PATH_MAX]) {
-    char name[sizeof type_name + 1];
-    snprintf(name, sizeof name, "%.64s", type_name);
-    std::replace(name, name + strlen(name), '/', '_');
-    const int length =
-        snprintf(path, sizeof path, "%s/%u_0x%x_%s.es", directory, program_number, pid, name);
+    const int length = snprintf(path, sizeof path, "%s/%u_0x%x_%.64s.es", directory, program_number,
+                                pid, type_name);
     return length > 0 && static_cast<size_t>(length) < sizeof path;
 }
 

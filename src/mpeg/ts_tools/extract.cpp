@@ -75,7 +75,7 @@ bool Extraction::finish() {
     return write_all() && write_backlog();
 }
 
-zv::ToolResult extract(Extraction& extraction) {
+int extract(Extraction& extraction) {
     zv::StreamTool& tool = extraction.tool;
     bool is_written = true;
     while (is_written) {
@@ -86,11 +86,10 @@ zv::ToolResult extract(Extraction& extraction) {
     }
     is_written = is_written && extraction.finish();
     tool.analysis.report(tool.feed.counts());
-    if (!is_written) return zv::kToolCannotWrite;
-    const zv::ToolResult result =
-        extraction.files.wanted() ? tool.source.copy_result() : tool.source.result();
-    if (result != zv::kToolDone) return result;
-    return extraction.files.commit() ? zv::kToolDone : zv::kToolCannotWrite;
+    if (!is_written) return ZV_TS_TOOL_CANNOT_WRITE;
+    const int result = extraction.files.wanted() ? tool.source.copy_result() : tool.source.result();
+    if (result != ZV_TS_TOOL_DONE) return result;
+    return extraction.files.commit() ? ZV_TS_TOOL_DONE : ZV_TS_TOOL_CANNOT_WRITE;
 }
 
 }  // namespace
@@ -99,7 +98,7 @@ int mpegts_api_tsExtract(int log_level, const char* url, const char* out_dir) {
     if (url == nullptr) return zv::missing_argument();
     const zv::PlatformSession session(log_level, "tsExtract.txt");
     zv::Owned<Extraction> extraction(zv::kStreamToolTag);
-    if (!extraction || !extraction->open(url, out_dir)) return zv::kToolCannotOpen;
-    if (out_dir != nullptr && !zv::is_writable_directory(out_dir)) return zv::kToolCannotWrite;
+    if (!extraction || !extraction->open(url, out_dir)) return ZV_TS_TOOL_CANNOT_OPEN;
+    if (out_dir != nullptr && !zv::is_writable_directory(out_dir)) return ZV_TS_TOOL_CANNOT_WRITE;
     return extract(*extraction);
 }

@@ -16,7 +16,7 @@ class ReportClock {
     bool is_due() {
         if (interval_us_ == 0) return false;
         const uint64_t elapsed_us = zvtime_api_upUs() - last_us_;
-        // The next report keeps the beat of the first, however late this one is.
+        // Reports stay at multiples of the interval, however late one of them is.
         last_us_ += elapsed_us / interval_us_ * interval_us_;
         return elapsed_us >= interval_us_;
     }
@@ -44,7 +44,7 @@ int mpegts_api_tsMonitor(int log_level, const char* url, unsigned interval_ms) {
     if (url == nullptr) return zv::missing_argument();
     const zv::PlatformSession session(log_level, "tsMonitor.txt");
     zv::Owned<zv::StreamTool> tool(zv::kStreamToolTag);
-    if (!tool || !tool->open(url, ZV_TS_CHECK_CC)) return zv::kToolCannotOpen;
+    if (!tool || !tool->open(url, ZV_TS_CHECK_CC)) return ZV_TS_TOOL_CANNOT_OPEN;
     monitor(*tool, interval_ms);
     return tool->source.result();
 }

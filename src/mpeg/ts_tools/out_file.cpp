@@ -29,8 +29,8 @@ void log_failure(const char* path, int error) {
     LOG(kLogError, "MPEGTS", "Write %s failed:%s", path, strerror(error));
 }
 
-// A reader that went away is an error of the write, not the end of the host: holds SIGPIPE back in
-// this thread, and takes away the one that a write in its life raised.
+// A reader that has closed its end must fail the write, not end the host: blocks SIGPIPE in
+// this thread, and removes the signal that a write during its lifetime raised.
 class BrokenPipeGuard {
   public:
     BrokenPipeGuard() {
@@ -78,7 +78,7 @@ bool OutFile::open(const char* path) {
 }
 
 // What a link leads to is written, not the link. A file that exists and is not regular has readers
-// of its own, so it keeps its place; it need not have a path, as a pipe behind /dev/stdout.
+// of its own, so it keeps its place; it need not have a path: /dev/stdout may lead to a pipe.
 bool OutFile::open_state(const char* path) {
     struct stat status;
     const bool exists = stat(path, &status) == 0;
@@ -136,7 +136,7 @@ bool OutFile::finish() {
     const int fd = state_->fd;
     state_->fd = -1;
     state_->is_finished = true;
-    // Some file systems tell only now that there was no room.
+    // Some file systems report only now that there was no room.
     return ::close(fd) == 0 || fail(errno);
 }
 

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // A file that appears under its name only when it is complete: written under another name in the
-// same directory, renamed at the end, removed when it comes to no end. What is not a regular file
+// same directory, renamed at the end, removed when it was not finished. What is not a regular file
 // (a pipe, a device) is written directly.
 #pragma once
 
@@ -25,7 +25,7 @@ class OutFile {
     bool write(std::span<const uint8_t> bytes);
     // Writes what is left; after that only the name is missing.
     bool finish();
-    // Finishes, when that is not done yet, and gives the file its name.
+    // Calls finish, unless that was done, and gives the file its name.
     bool commit();
 
     // Removes what was written, unless it was committed.

@@ -73,7 +73,7 @@ bool PesPayload::is_repeat(uint8_t continuity_counter, std::span<const uint8_t> 
     return false;
 }
 
-// The head may go on in the next packet. -> what lies behind it
+// The head may go on in the next packet. -> what follows it
 std::span<const uint8_t> PesPayload::read_head(std::span<const uint8_t> payload) {
     while (!payload.empty() && state_ == State::kInHead) {
         head_[head_filled_++] = payload[0];

@@ -30,7 +30,7 @@ class RtpDemux {
     // -> false, logged, when the file cannot be written; without a path nothing is
     bool write_to(const char* path) { return path == nullptr || out_.open(path); }
 
-    zv::ToolResult run();
+    int run();
 
   private:
     enum class Framing { kUnknown, kRtp, kPlain };
@@ -98,7 +98,7 @@ void RtpDemux::report() {
         static_cast<unsigned long long>(counts.late), static_cast<unsigned long long>(bad_));
 }
 
-zv::ToolResult RtpDemux::run() {
+int RtpDemux::run() {
     while (is_written_) {
         const Bytes piece = tool_.source.next();
         if (piece.empty()) break;
@@ -106,13 +106,13 @@ zv::ToolResult RtpDemux::run() {
     }
     finish();
     report();
-    if (!is_written_) return zv::kToolCannotWrite;
+    if (!is_written_) return ZV_TS_TOOL_CANNOT_WRITE;
     if (!out_.is_open()) return tool_.source.result();
-    const zv::ToolResult result = tool_.source.copy_result();
+    const int result = tool_.source.copy_result();
     // A file of no packets would take the place of one that may have some.
     const bool has_packets = tool_.feed.counts().packets > 0;
-    if (result != zv::kToolDone || !has_packets) return result;
-    return out_.commit() ? zv::kToolDone : zv::kToolCannotWrite;
+    if (result != ZV_TS_TOOL_DONE || !has_packets) return result;
+    return out_.commit() ? ZV_TS_TOOL_DONE : ZV_TS_TOOL_CANNOT_WRITE;
 }
 
 }  // namespace
@@ -121,7 +121,7 @@ int mpegts_api_rtpDemux(int log_level, const char* url, const char* ts_out) {
     if (url == nullptr) return zv::missing_argument();
     const zv::PlatformSession session(log_level, "rtpDemux.txt");
     zv::Owned<RtpDemux> demux(zv::kStreamToolTag);
-    if (!demux || !demux->open(url)) return zv::kToolCannotOpen;
-    if (!demux->write_to(ts_out)) return zv::kToolCannotWrite;
+    if (!demux || !demux->open(url)) return ZV_TS_TOOL_CANNOT_OPEN;
+    if (!demux->write_to(ts_out)) return ZV_TS_TOOL_CANNOT_WRITE;
     return demux->run();
 }

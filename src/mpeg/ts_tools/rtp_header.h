@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // The head of an RTP datagram (RFC 3550, 5.1): which sequence number it has and where its payload
-// lies, behind CSRC list and header extension and in front of padding.
+// lies, after CSRC list and header extension and before padding.
 #pragma once
 
 #include <cstdint>

@@ -75,7 +75,7 @@ void RtpOrder::hold(const RtpPacket& packet) {
 
 // Moves on by so many packets, whether they have come or not.
 void RtpOrder::give_up(int packets) {
-    const int looked_at = std::min(packets, kWindow + 1);  // behind these nothing is held
+    const int looked_at = std::min(packets, kWindow + 1);  // nothing is held beyond these
     for (int i = 0; i < looked_at; ++i)
         step();
     const int rest = packets - looked_at;

@@ -19,7 +19,7 @@ class RtpOrder {
         uint64_t packets = 0;    // put in
         uint64_t lost = 0;       // never came, or came too late
         uint64_t repeated = 0;   // had come before; dropped
-        uint64_t reordered = 0;  // came behind a later one, in time to be put in its place
+        uint64_t reordered = 0;  // came after a later one, in time to be put in its place
         uint64_t late = 0;       // came when it had been given up, or before the first; dropped
     };
 

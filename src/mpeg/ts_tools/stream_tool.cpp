@@ -27,7 +27,7 @@ void StreamTool::parse_all() {
 
 int missing_argument() {
     LOG(kLogError, "MPEGTS", "dbuf is null");
-    return kToolMissingArgument;
+    return ZV_TS_TOOL_MISSING_ARGUMENT;
 }
 
 }  // namespace zv

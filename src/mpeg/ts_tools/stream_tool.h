@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// What the stream tools have in common: the host's libraries up and down around a run, and the line
+// What the stream tools have in common: starting and ending the host's libraries, and the line
 // source -> packet feed -> analyser.
 #pragma once
 

@@ -46,18 +46,18 @@ std::span<const uint8_t> UrlSource::next() {
     return {piece_, static_cast<size_t>(last_read_)};
 }
 
-ToolResult UrlSource::result() const {
-    if (any_ && is_end(last_read_)) return kToolDone;
+int UrlSource::result() const {
+    if (any_ && is_end(last_read_)) return ZV_TS_TOOL_DONE;
     return fail();
 }
 
-ToolResult UrlSource::copy_result() const {
+int UrlSource::copy_result() const {
     return last_read_ == -EINTR && !has_datagrams_ ? fail() : result();
 }
 
-ToolResult UrlSource::fail() const {
+int UrlSource::fail() const {
     LOG(kLogError, "MPEGTS", "url_read %s failed(len:%d)", url_, last_read_);
-    return kToolCannotRead;
+    return ZV_TS_TOOL_CANNOT_READ;
 }
 
 }  // namespace zv

@@ -7,7 +7,7 @@
 #include <span>
 
 #include "bitStream/url_record.h"
-#include "mpeg/ts_tools/tool_result.h"
+#include "ts_tools.h"
 
 namespace zv {
 
@@ -24,15 +24,16 @@ class UrlSource {
 
     bool has_datagrams() const { return has_datagrams_; }
 
-    // -> kToolDone when the source ended after at least one byte; else kToolCannotRead, logged
-    ToolResult result() const;
+    // -> ZV_TS_TOOL_DONE when the source ended after at least one byte; else
+    //    ZV_TS_TOOL_CANNOT_READ, logged
+    int result() const;
 
-    // The same for who copies the source: cut short by a signal, one that has an end is not whole.
-    // Datagrams end no other way.
-    ToolResult copy_result() const;
+    // The same for a caller that copies the source: a file or stream that a signal cut short is not
+    // whole. Datagrams end no other way.
+    int copy_result() const;
 
   private:
-    ToolResult fail() const;
+    int fail() const;
 
     HandledUrl source_;
     const char* url_ = nullptr;

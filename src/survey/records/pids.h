@@ -77,8 +77,9 @@ struct alignas(64) PidRecord {
     uint64_t input = 0;                    // number of the input at hand when a packet came last
     uint64_t segment = 0;                  // number of the segment of time then
     uint8_t continuity_counter = 0;
-    bool ordinary = false;  // packets that continue a payload need no second look
-    bool repeated = false;  // the latest packet had the counter of the one before
+    uint8_t counter_bits = 15;  // 0 for null packets, whose counter says nothing
+    bool ordinary = false;      // packets that continue a payload need no second look
+    bool repeated = false;      // the latest packet had the counter of the one before
     bool segment_open = false;
 };
 

@@ -17,16 +17,16 @@ using Frame = MpegAudioWalk::Frame;
 uint32_t library_version(MpegAudioHeader::Version version) {
     switch (version) {
         case MpegAudioHeader::Version::k1:
-            return 3;
+            return ZV_MP3_VERSION_1;
         case MpegAudioHeader::Version::k2:
-            return 2;
+            return ZV_MP3_VERSION_2;
         default:
-            return 1;
+            return ZV_MP3_VERSION_2_5;
     }
 }
 
 void ask_library(MpegAudioReport& report, const Frame& frame) {
-    constexpr size_t kRoom = 256;  // it needs 80
+    constexpr size_t kRoom = ZV_MP3_INFO_MAX;
     MP3HeaderInfo info = {};
     if (mp3_api_check(&info, frame.bytes.data(), MpegAudioHeader::kSize) == 0) return;
     std::string text(kRoom, '\0');

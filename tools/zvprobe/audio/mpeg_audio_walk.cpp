@@ -8,7 +8,6 @@
 #include <utility>
 
 #include "base/bytes.h"
-#include "base/interrupt.h"
 #include "base/texts.h"
 
 namespace zvprobe {
@@ -96,7 +95,7 @@ std::optional<MpegAudioWalk::Frame> MpegAudioWalk::next() {
         if (const auto frame = read_frame()) return frame;
         if (cursor_.peek(1).empty()) break;
         if (skip_tag()) continue;
-        if (interrupted() && cursor_.peek(Source::kMaxKept).size() < Source::kMaxKept)
+        if (cursor_.peek(Source::kMaxKept).size() < Source::kMaxKept && cursor_.stopped())
             break;  // a signal cut them off: no damage, and too few to judge
         if (!read_cut_frame()) skip_stray();
     }

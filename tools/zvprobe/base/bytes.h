@@ -16,7 +16,7 @@ inline uint32_t big_endian(std::span<const uint8_t> bytes) {
     return value;
 }
 
-// -> where the value stands first, at `from` or behind it; bytes.size() when it does not
+// -> where the value stands first, at `from` or later; bytes.size() when it does not
 inline size_t find_byte(std::span<const uint8_t> bytes, uint8_t value, size_t from) {
     if (from >= bytes.size()) return bytes.size();
     const void* const at = std::memchr(bytes.data() + from, value, bytes.size() - from);

@@ -2,38 +2,38 @@
 // Implementation of interrupt.h.
 #include "base/interrupt.h"
 
+#include <atomic>
 #include <csignal>
 
 namespace zvprobe {
 namespace {
 
-volatile std::sig_atomic_t interrupt_seen = 0;
-
-extern "C" void note_interrupt(int) {
-    interrupt_seen = 1;
-}
+std::atomic<int> first_signal{0};
+static_assert(std::atomic<int>::is_always_lock_free, "signal handlers may use no other");
 
 }  // namespace
 
-void catch_interrupts() {
-    interrupt_seen = 0;
-    struct sigaction action {};
-    action.sa_handler = note_interrupt;
-    action.sa_flags = static_cast<int>(SA_RESETHAND);  // and no SA_RESTART: reads must return
-    sigemptyset(&action.sa_mask);
-    sigaction(SIGINT, &action, nullptr);
-    sigaction(SIGTERM, &action, nullptr);
+bool interrupted() {
+    return first_signal.load() != 0;
+}
+
+int interrupting_signal() {
+    return first_signal.load();
+}
+
+void note_interrupt(int signal) {
+    int none = 0;
+    first_signal.compare_exchange_strong(none, signal);
+}
+
+void forget_interrupts() {
+    first_signal.store(0);
 }
 
 void leave_signals_to_others() {
     sigset_t all;
     sigfillset(&all);
-    sigdelset(&all, SIGBUS);  // of a mapped file
     pthread_sigmask(SIG_BLOCK, &all, nullptr);
-}
-
-bool interrupted() {
-    return interrupt_seen != 0;
 }
 
 }  // namespace zvprobe

@@ -4,6 +4,7 @@
 
 #include <charconv>
 
+#include "base/printable.h"
 #include "base/texts.h"
 
 namespace zvprobe {
@@ -29,14 +30,14 @@ std::optional<uint32_t> parse_number(std::string_view text, uint32_t most) {
 uint16_t number_from(std::string_view text, uint32_t least, uint32_t most, const char* what) {
     const auto value = parse_number(text, most);
     if (value && *value >= least) return static_cast<uint16_t>(*value);
-    throw UsageError(std::string(what) + " \"" + std::string(text) + "\" is no number from " +
+    throw UsageError(std::string(what) + " " + in_quotes(text) + " is no number from " +
                      std::to_string(least) + " to " + std::to_string(most));
 }
 
 uint16_t pid_from(std::string_view text, const char* what) {
     const auto value = parse_number(text, kLastPid);
     if (value && *value >= kFirstPid) return static_cast<uint16_t>(*value);
-    throw UsageError(std::string(what) + " \"" + std::string(text) + "\" is no PID from " +
+    throw UsageError(std::string(what) + " " + in_quotes(text) + " is no PID from " +
                      hex(kFirstPid) + " to " + hex(kLastPid));
 }
 

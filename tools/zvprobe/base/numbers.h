@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Numbers of the command line: decimal, or hexadecimal behind "0x". A leading 0 is no octal.
+// Numbers of the command line: decimal, or hexadecimal after "0x". A leading 0 is no octal.
 #pragma once
 
 #include <cstdint>

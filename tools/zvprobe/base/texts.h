@@ -38,7 +38,7 @@ std::string number_text(double value);
 // -> "0:01:23.456": hours, minutes, seconds of stream time
 std::string time_text(double seconds);
 
-// -> the value with that many digits behind the point
+// -> the value with that many digits after the point
 std::string fixed(double value, int digits);
 
 }  // namespace zvprobe

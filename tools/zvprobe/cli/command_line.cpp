@@ -8,6 +8,7 @@
 #include <memory>
 
 #include "base/numbers.h"
+#include "base/printable.h"
 #include "bitStream.h"
 #include "cli/help.h"
 #include "commands/commands.h"
@@ -23,7 +24,25 @@ constexpr double kShortestInterval_s = 0.1;
 constexpr double kLongestInterval_s = 86400;
 
 template <typename Options>
+std::string subject_of(const Options& options) {
+    if constexpr (requires { options.sources; })
+        return options.sources.front();
+    else if constexpr (requires { options.source; })
+        return options.source;
+    else if constexpr (requires { options.in; })
+        return options.in;
+    else
+        return options.out;
+}
+
+template <typename Options>
+constexpr bool kOnlyReports =
+    std::is_same_v<Options, ProbeOptions> || std::is_same_v<Options, MonitorOptions>;
+
+template <typename Options>
 void choose(CommandLine& line, const std::shared_ptr<Options>& options) {
+    line.subject = subject_of(*options);
+    line.writes = !kOnlyReports<Options>;
     line.command = [options](const Session& session) { return run_command(*options, session); };
 }
 
@@ -320,6 +339,16 @@ void add_commands(CLI::App& root, CommandLine& line) {
     add_flv_meta(root, line);
 }
 
+// Help and version go to standard output. What is wrong may name arguments, and they hold anything.
+ExitStatus say(const CLI::App& root, const CLI::ParseError& error) {
+    if (error.get_exit_code() == 0) {
+        root.exit(error);
+        return kExitOk;
+    }
+    std::cerr << printable(error.what()) << "\nRun with --help for more information.\n";
+    return kExitUsage;
+}
+
 }  // namespace
 
 CommandLine read_command_line(int argc, const char* const* argv) {
@@ -331,10 +360,10 @@ CommandLine read_command_line(int argc, const char* const* argv) {
     try {
         root.parse(argc, argv);
     } catch (const CLI::ParseError& error) {
-        line.status = root.exit(error) == 0 ? kExitOk : kExitUsage;
+        line.status = say(root, error);
         line.command = nullptr;
     } catch (const UsageError& error) {
-        std::cerr << "zvprobe: " << error.what() << '\n';
+        std::cerr << "zvprobe: " << error.what() << '\n';  // made to be printed
         line.status = kExitUsage;
         line.command = nullptr;
     }

@@ -14,6 +14,8 @@ struct CommandLine {
     Session session;
     std::function<int(const Session&)> command;  // -> exit status; empty: nothing is to be done
     ExitStatus status = kExitOk;                 // of a line with nothing to do
+    std::string subject;                         // what the command is about, for its complaints
+    bool writes = false;  // what it writes is no report: cut short it is worth nothing
 };
 
 // Help, version and what is wrong with the line are printed here.

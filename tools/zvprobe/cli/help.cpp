@@ -39,7 +39,7 @@ class ShortFormatter : public CLI::Formatter {
         return is_root(app) ? std::string() : CLI::Formatter::make_positionals(app);
     }
 
-    // Names and types only: what else there is to say follows behind the description.
+    // Names and types only: the rest follows the description.
     std::string make_option_opts(const CLI::Option* option) const override {
         if (option->get_positional()) return {};
         if (!option->get_option_text().empty()) return option->get_option_text();

@@ -1,34 +1,57 @@
 // SPDX-License-Identifier: MIT
 // zvprobe: what is in this stream? Runs the command that the command line names.
+#include <cstring>
 #include <exception>
 #include <iostream>
 
+#include "base/descriptors.h"
 #include "base/interrupt.h"
 #include "cli/command_line.h"
+#include "cli/signals.h"
+#include "cli/standard_output.h"
 #include "render/complaint.h"
 #include "zvlog.h"
 
+namespace zvprobe {
 namespace {
 
-int run(const zvprobe::CommandLine& line) {
-    zvprobe::start_log(line.session);
-    zvprobe::catch_interrupts();
+int run(const CommandLine& line) {
+    start_log(line.session);
     const int status = line.command(line.session);
-    zvlog_api_deinit();
-    if (std::cout.flush()) return status;
-    zvprobe::complain("standard output", "cannot be written");
-    return zvprobe::kExitCannotOpen;
+    stop_log();
+    return status;
+}
+
+int run_guarded(const CommandLine& line) {
+    try {
+        return run(line);
+    } catch (const std::bad_alloc&) {
+        complain(line.subject, "out of memory");
+    } catch (const std::exception& error) {
+        complain(line.subject, error.what());
+    }
+    return kExitCannotOpen;
+}
+
+// -> the status of the process, whose report may not have got through
+int tell(StandardOutput& output, int status) {
+    if (std::cout.flush() && output.error() == 0) return status;
+    complain("standard output", std::string("cannot be written: ") + std::strerror(output.error()));
+    return kExitCannotOpen;
 }
 
 }  // namespace
+}  // namespace zvprobe
 
 int main(int argc, char** argv) {
-    const zvprobe::CommandLine line = zvprobe::read_command_line(argc, argv);
-    if (!line.command) return line.status;
-    try {
-        return run(line);
-    } catch (const std::exception& error) {
-        std::cerr << "zvprobe: " << error.what() << '\n';
-        return zvprobe::kExitCannotOpen;
-    }
+    using namespace zvprobe;
+    occupy_standard_descriptors();
+    StandardOutput output;
+    catch_signals();
+    const CommandLine line = read_command_line(argc, argv);
+    const int status = tell(output, line.command ? run_guarded(line) : line.status);
+    // Who started a command that writes sees that it was cut short by what ended it.
+    if (line.writes && status != kExitOk && interrupted())
+        end_by_signal(interrupting_signal());
+    return status;
 }

@@ -5,7 +5,9 @@
 #include <vector>
 
 #include "base/exit_status.h"
+#include "base/interrupt.h"
 #include "base/numbers.h"
+#include "base/printable.h"
 #include "commands/commands.h"
 #include "io/out_file.h"
 #include "render/complaint.h"
@@ -30,7 +32,7 @@ void read_descriptors(std::string_view digits, MPEGTSStream& stream) {
 MPEGTSStream stream_of(const std::string& text) {
     const auto parts = split(text, ':');
     if (parts.size() < 2 || parts.size() > 3)
-        throw UsageError("stream \"" + text + "\" is not TYPE:PID[:DESCRIPTORS]");
+        throw UsageError("stream " + in_quotes(text) + " is not TYPE:PID[:DESCRIPTORS]");
     MPEGTSStream stream{};
     stream.stream_type = static_cast<uint8_t>(number_from(parts[0], 0, 0xFF, "stream type"));
     stream.pid = pid_from(parts[1], "stream");
@@ -40,7 +42,7 @@ MPEGTSStream stream_of(const std::string& text) {
 
 ProgramEntry program_of(const std::string& text) {
     const auto parts = split(text, ':');
-    if (parts.size() != 2) throw UsageError("programme \"" + text + "\" is not NUMBER:PID");
+    if (parts.size() != 2) throw UsageError("programme " + in_quotes(text) + " is not NUMBER:PID");
     return {number_from(parts[0], 0, kMostNumber, "programme"), pid_from(parts[1], "PMT")};
 }
 
@@ -68,8 +70,10 @@ Packet packet_of(const BuildSdtOptions& options) {
 
 void write_packets(const std::string& out_name, const Packet& packet, uint32_t count) {
     OutFile out(out_name);
-    for (uint32_t i = 0; i < count; ++i)
+    for (uint32_t i = 0; i < count; ++i) {
+        if (interrupted()) throw OutputError("interrupted");
         out.write(packet);
+    }
     out.commit();
 }
 
@@ -108,7 +112,9 @@ int run_command(const BuildSdtOptions& options, const Session&) {
 int run_command(const BuildNullOptions& options, const Session&) {
     return run_build(options.out, [&] {
         const auto count = parse_number(options.count, UINT32_MAX);
-        if (!count) throw UsageError("count \"" + options.count + "\" is no number");
+        if (!count)
+            throw UsageError("count " + in_quotes(options.count) +
+                             " is no number from 0 to 4294967295");
         write_packets(options.out, build_null_packet(), *count);
     });
 }

@@ -20,6 +20,12 @@ int run_copy(const CopyFiles& files, const std::function<int()>& work) {
     return kExitCannotOpen;
 }
 
+std::span<const uint8_t> first_window_of(Source& source) {
+    const auto window = source.next(0);
+    if (source.stopped()) check_reading(source);
+    return window;
+}
+
 void check_reading(const Source& source) {
     if (!source.error().empty()) throw SourceError(source.error());
     if (interrupted()) throw SourceError("interrupted, nothing is written");

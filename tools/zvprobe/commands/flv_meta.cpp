@@ -6,7 +6,6 @@
 #include <iostream>
 
 #include "base/exit_status.h"
-#include "base/interrupt.h"
 #include "base/printable.h"
 #include "commands/commands.h"
 #include "commands/copy_command.h"
@@ -44,7 +43,7 @@ void check_account(const FlvReading& reading, uint64_t size) {
 FlvReport walk(const std::string& in, const Session& session, FlvCopyList& list) {
     const auto source = open_source(in);
     if (!source->size()) throw FlvMetaError(kExitCannotOpen, "not a file, which is read twice");
-    const auto first_window = source->next(0);
+    const auto first_window = first_window_of(*source);
     if (!starts_like_flv(first_window)) throw FlvMetaError(kExitUnknownFormat, "not an FLV file");
     FlvProbeOptions options;
     options.on_tag = [&list](const FlvTag& tag) { list.add(tag); };
@@ -62,20 +61,21 @@ class TagCopy {
   public:
     TagCopy(Source& source, OutFile& out) : cursor_(source, source.next(0)), out_(out) {}
 
-    void add(const FlvCopyList::Piece& piece) {
+    // -> false where the source ends before the piece does
+    bool add(const FlvCopyList::Piece& piece) {
         cursor_.skip(piece.offset - cursor_.position());
-        for (uint64_t left = piece.length; left > 0 && !interrupted();) {
+        for (uint64_t left = piece.length; left > 0;) {
             const auto bytes = cursor_.take(left);
-            if (bytes.empty() && !interrupted())
-                throw FlvMetaError(kExitCannotOpen, "changed while it was read");
+            if (bytes.empty()) return false;
             write(bytes);
             left -= bytes.size();
         }
-        if (!piece.size_word) return;
+        if (!piece.size_word) return true;
         uint8_t word[ZV_FLV_PREVIOUS_TAG_SIZE];
         for (size_t i = 0; i < sizeof word; ++i)
             word[i] = static_cast<uint8_t>(*piece.size_word >> (24 - 8 * i));
         write(word);
+        return true;
     }
 
     // Are these the tags that were walked?
@@ -105,7 +105,7 @@ void copy(const FlvMetaOptions& options, const Session& session, const FlvReport
     TagCopy tags(*source, out);
     out.write(make_flv_start(report, list.bytes()));
     for (const FlvCopyList::Piece& piece : list.pieces()) {
-        tags.add(piece);
+        if (!tags.add(piece)) break;
         progress.show(out.written());
     }
     check_reading(*source);

@@ -9,7 +9,7 @@
 namespace zvprobe {
 
 DetectedFormat detect_format(std::span<const uint8_t> first_bytes, bool whole) {
-    // A signature at the very start: packets are also looked for behind bytes out of sync, and
+    // A signature at the very start: packets are also looked for after bytes out of sync, and
     // among an FLV file's payload some bytes may line up.
     if (starts_like_flv(first_bytes)) return FlvStart{};
     if (find_first_packet(first_bytes, whole)) return TransportStream{};

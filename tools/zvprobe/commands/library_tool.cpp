@@ -17,12 +17,11 @@
 #include "render/progress.h"
 #include "render/report_lines.h"
 #include "render/terminal.h"
+#include "ts_tools.h"
 #include "zvprotocol.h"
 
 namespace zvprobe {
 namespace {
-
-enum ToolResult : int { kDone = 0, kCannotOpen = -2, kCannotRead = -3, kCannotWrite = -4 };
 
 // The report's line about packets; one that begins otherwise is another.
 bool has_no_packets(std::string_view line) {
@@ -81,15 +80,15 @@ ExitStatus status_of(const LibraryTool& tool, const Run& run, const LibraryLog& 
         complain(name, message);
         return kExitCannotOpen;
     };
-    if (run.result == kCannotWrite)
+    if (run.result == ZV_TS_TOOL_CANNOT_WRITE)
         return fail(tool.output, "cannot be written: " + why_not_written(log.last_error()));
     if (!run.read_error.empty()) return fail(tool.source, run.read_error);
     // The tool may have taken the end that the signal made for that of the source.
     if (interrupted() && !tool.output.empty() && !sends_datagrams(tool.source))
         return fail(tool.source, "interrupted, nothing is written");
-    if (run.result == kCannotRead)
+    if (run.result == ZV_TS_TOOL_CANNOT_READ)
         return fail(tool.source, "nothing came, or reading stopped early");
-    if (run.result != kDone) return fail(tool.source, why_not_open(tool.source));
+    if (run.result != ZV_TS_TOOL_DONE) return fail(tool.source, why_not_open(tool.source));
     if (!unknown_format) return kExitOk;
     complain(tool.source, "not a known format");
     return kExitUnknownFormat;

@@ -96,7 +96,7 @@ class SourceProbe {
         return probe_flv(findings_, source, first_window, options);
     }
 
-    // Behind a large tag there may be anything.
+    // After a large tag there may be anything.
     void read_mpeg_audio(Source& source, std::span<const uint8_t> first_window) {
         Progress progress = make_progress(source);
         MpegAudioReport report = probe_mpeg_audio(

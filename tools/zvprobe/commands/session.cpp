@@ -3,14 +3,26 @@
 #include "commands/session.h"
 
 #include <algorithm>
+#include <iostream>
 
+#include "base/printable.h"
+#include "render/progress.h"
 #include "zvlog.h"
+#include "zvlog_ext.h"
 
 namespace zvprobe {
 namespace {
 
 constexpr int kLogInformation = 3;
 constexpr int kLogEverything = 6;
+
+// Names out of the stream stand in it, which may hold anything.
+void show_line(void*, const char* text, size_t length) {
+    std::string_view line(text, length);
+    line = line.substr(0, line.find_last_not_of("\r\n") + 1);
+    wipe_progress();
+    std::cerr << printable(line) << '\n';
+}
 
 }  // namespace
 
@@ -25,11 +37,20 @@ int wanted_log_level(const Session& session) {
 void start_log(const Session& session) {
     const int level = wanted_log_level(session);
     if (level == 0) {
-        zvlog_api_setLoglevel(0);  // nobody listens: no message is made
+        zvlog_api_setLoglevel(0);  // no message is made
         return;
     }
-    const bool to_file = !session.log_file.empty();
-    zvlog_api_init(level, nullptr, to_file ? session.log_file.c_str() : "/dev/stderr", 0);
+    if (!session.log_file.empty()) {
+        zvlog_api_init(level, nullptr, session.log_file.c_str(), 0);
+        return;
+    }
+    zvlog_api_init(level, nullptr, "/dev/null", 0);
+    zvlog_ext_setObserver(show_line, nullptr);
+}
+
+void stop_log() {
+    zvlog_ext_setObserver(nullptr, nullptr);
+    zvlog_api_deinit();
 }
 
 }  // namespace zvprobe

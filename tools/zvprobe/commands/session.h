@@ -12,10 +12,11 @@ struct Session {
     std::string log_file;
 };
 
-// -> the level of the library's messages that the options ask for; 0 when nobody listens
+// -> the level of the library's messages that the options ask for; 0 for none
 int wanted_log_level(const Session& session);
 
 // Starts the library's log as the options say: to the file, to standard error, or nowhere.
 void start_log(const Session& session);
+void stop_log();
 
 }  // namespace zvprobe

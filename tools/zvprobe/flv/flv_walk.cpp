@@ -6,7 +6,6 @@
 #include <cstring>
 
 #include "base/bytes.h"
-#include "base/interrupt.h"
 #include "base/texts.h"
 #include "flv.h"
 
@@ -132,7 +131,7 @@ bool FlvWalk::read_tag(FlvTag& tag) {
     cursor_.skip(tag.size() - tag.bytes.size());
     const auto word = cursor_.peek(kSizeWord);
     if (word.size() < kSizeWord || cursor_.position() - tag.offset < tag.size()) {
-        if (!interrupted()) note_cut_off(tag);
+        if (!cursor_.stopped()) note_cut_off(tag);
         end(cursor_.position() - tag.offset + word.size());
         return false;
     }
@@ -184,7 +183,7 @@ void FlvWalk::find_tag() {
 
 // What a signal cut off is no damage, and not counted as read.
 void FlvWalk::end(uint64_t trailing) {
-    if (interrupted()) return;
+    if (cursor_.stopped()) return;
     reading_.trailing_bytes += trailing;
     cursor_.skip(cursor_.peek(kSizeWord + kHeaderSize).size());
     reading_.bytes = cursor_.position();

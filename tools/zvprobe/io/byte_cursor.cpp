@@ -4,12 +4,10 @@
 
 #include <algorithm>
 
-#include "base/interrupt.h"
-
 namespace zvprobe {
 
 bool ByteCursor::has_more() const {
-    return !source_.at_end() && !interrupted();
+    return !source_.at_end();
 }
 
 std::span<const uint8_t> ByteCursor::peek(size_t count) {

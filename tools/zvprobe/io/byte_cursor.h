@@ -15,6 +15,9 @@ class ByteCursor {
     ByteCursor(Source& source, std::span<const uint8_t> first_window)
         : source_(source), window_(first_window) {}
 
+    // -> true when the user's wish ended the source here, not its end
+    bool stopped() const { return source_.stopped(); }
+
     // -> bytes passed since the start of the source
     uint64_t position() const { return position_; }
 

@@ -1,29 +1,32 @@
 // SPDX-License-Identifier: MIT
-// Chooses the reader: regular files are mapped, everything else is read through the protocol
-// library.
+// Chooses the reader: files and standard input are read by the tool itself, everything else through
+// the protocol library.
 #include "io/source.h"
 
-#include <sys/stat.h>
+#include <unistd.h>
 
 #include <cerrno>
 #include <cstring>
 
-#include "io/mapped_source.h"
+#include "io/file_source.h"
 #include "io/stream_source.h"
 #include "zvprotocol.h"
 
 namespace zvprobe {
 namespace {
 
-constexpr char kStandardInput[] = "-";
+constexpr std::string_view kFileScheme = "file:";
 
-// -> the path when `name` is a path or a file URL. Names too long for a URL can only be paths.
-std::optional<std::string> path_of(const std::string& name) {
-    if (name == kStandardInput) return std::nullopt;
+bool names_scheme(const std::string& name) {
+    return name.size() >= kFileScheme.size() &&
+           strncasecmp(name.c_str(), kFileScheme.data(), kFileScheme.size()) == 0;
+}
+
+// Plain paths may be longer than a URL.
+std::string path_of_url(const std::string& url) {
     ZvptcUrlInfo info{};
-    const int split = zvptc_api_urlSplit_urlinfo(&info, name.c_str());
-    if (split == -ENAMETOOLONG) return name;
-    if (split < 0 || info.ptc_index != ZVPTC_INDEX_FILE) return std::nullopt;
+    const int split = zvptc_api_urlSplit_urlinfo(&info, url.c_str());
+    if (split < 0) throw SourceError(std::strerror(-split));
     return info.path;
 }
 
@@ -36,16 +39,10 @@ std::string Source::error() const {
 }
 
 std::unique_ptr<Source> open_source(const std::string& name) {
-    if (const auto path = path_of(name)) {
-        struct stat status {};
-        if (stat(path->c_str(), &status) != 0) throw SourceError(std::strerror(errno));
-        if (S_ISDIR(status.st_mode)) throw SourceError(std::strerror(EISDIR));
-        // Files that claim to be empty may still have bytes to read, as below /proc.
-        if (S_ISREG(status.st_mode) && status.st_size > 0) {
-            if (auto mapped = MappedSource::open(*path)) return mapped;
-        }
-    }
-    return std::make_unique<StreamSource>(name);
+    if (name == "-") return std::make_unique<FileSource>(STDIN_FILENO);
+    if (name.empty() || zvptc_api_getPtcindex(name.c_str(), 0, 0) != ZVPTC_INDEX_FILE)
+        return std::make_unique<StreamSource>(name);
+    return std::make_unique<FileSource>(names_scheme(name) ? path_of_url(name) : name);
 }
 
 }  // namespace zvprobe

@@ -26,8 +26,8 @@ class Source {
 
     virtual ~Source() = default;
 
-    // The next window: the last `keep` bytes of the previous one (at most kMaxKept) with new bytes
-    // behind them. It is valid until the next call. At the end there are no new bytes.
+    // The next window: the last `keep` bytes of the previous one (at most kMaxKept) followed by new
+    // bytes. It is valid until the next call. At the end there are no new bytes.
     virtual std::span<const uint8_t> next(size_t keep) = 0;
 
     // The reader will pass over much of what follows: better not to fetch all of it.
@@ -37,12 +37,16 @@ class Source {
     // new bytes when a signal came or nothing else did for long.
     virtual void expect_live() {}
 
-    // Passes over bytes behind the current window without reading them. Then next(0) goes on.
+    // Passes over the bytes after the current window without reading them. Then next(0) goes on.
     // -> bytes passed: `count`, fewer at the end; 0 where all must be read
     virtual uint64_t skip(uint64_t /*count*/) { return 0; }
 
     // -> true when nothing follows the current window
     virtual bool at_end() const = 0;
+
+    // -> true when the user's wish ended the reading here: more may have followed, and what the
+    //    last window cuts off is no damage of the source
+    virtual bool stopped() const { return false; }
 
     // -> where and why reading ended early, for the user; empty when it did not
     std::string error() const;

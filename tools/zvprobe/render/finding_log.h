@@ -22,7 +22,7 @@ class FindingLog {
 
     const std::string& source() const { return source_; }
 
-    // -> false when nobody listens at all
+    // -> false when findings are not told at all
     bool told() const { return told_; }
 
     // Counts a finding. -> true when it is to be told, so that only then a text is made

@@ -10,7 +10,7 @@ namespace {
 
 constexpr size_t kPrintedItems = 8;
 constexpr size_t kPrintedConfig = 24;
-constexpr size_t kWidestKey = 40;  // behind a wider one the value begins a line
+constexpr size_t kWidestKey = 40;  // after a wider one the value begins a line
 
 std::string value_text(const AmfValue& value);
 

@@ -22,7 +22,7 @@ std::ostream& begin_line(std::ostream& out, const Style& style, std::string_view
 
 std::string marked(const Style& style, bool good, std::string_view text);
 
-// -> the printable text with spaces behind it up to that many columns
+// -> the printable text followed by spaces up to that many columns
 std::string padded(std::string_view text, size_t width);
 
 // Lines of columns, each as wide as its longest text; the last one may hold anything.

@@ -50,9 +50,9 @@ ResolverAccount Resolver::account() {
 
 const char* kind_name(int32_t kind) {
     switch (kind) {
-        case 1:
+        case ZV_TS_KIND_VIDEO:
             return "video";
-        case 2:
+        case ZV_TS_KIND_AUDIO:
             return "audio";
         default:
             return "other";

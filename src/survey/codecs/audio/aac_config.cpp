@@ -117,7 +117,7 @@ uint8_t read_program_config_channels(BitReader& reader) {
     uint32_t channels = lfe;
     for (const uint32_t count : counts) {  // front, side, back
         for (uint32_t i = 0; i < count; ++i) {
-            channels += reader.flag() ? 2 : 1;
+            channels += reader.flag() ? 2U : 1U;
             reader.skip(4);
         }
     }

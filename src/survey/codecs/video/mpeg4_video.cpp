@@ -39,7 +39,7 @@ void set_profile(uint8_t indication, VideoDetails& details) {
     for (const NamedProfile& profile : kProfiles) {
         if (indication < profile.first || indication > profile.last) continue;
         set_text(details.profile, profile.name);
-        const unsigned level = profile.first_level + indication - profile.first;
+        const unsigned level = profile.first_level + (unsigned{indication} - profile.first);
         snprintf(details.level, sizeof details.level, "%u", level);
     }
 }

@@ -13,7 +13,7 @@ namespace {
 class ResolverText {
   public:
     ResolverText(std::ostream& out, const TsReport& report, const TextOptions& options)
-        : out_(out), report_(report), account_(report.resolver), options_(options) {}
+        : out_(out), account_(report.resolver), options_(options) {}
 
     void print() const {
         out_ << '\n';
@@ -70,7 +70,6 @@ class ResolverText {
     }
 
     std::ostream& out_;
-    const TsReport& report_;
     const ResolverAccount& account_;
     const TextOptions& options_;
 };

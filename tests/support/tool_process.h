@@ -1,0 +1,118 @@
+// SPDX-License-Identifier: MIT
+// The tool as a process of its own, for what a shell cannot time: signals when it has read or
+// written so much, and descriptors of any kind in the place of the standard ones.
+#pragma once
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/ioctl.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <csignal>
+#include <functional>
+#include <string>
+#include <thread>
+#include <utility>
+#include <vector>
+
+namespace zvtest {
+
+// Polls until it is so. -> false when that took ten seconds
+inline bool await(const std::function<bool()>& condition) {
+    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+    while (!condition()) {
+        if (std::chrono::steady_clock::now() > end) return false;
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+    return true;
+}
+
+// Both ends are closed on exec.
+struct Pipe {
+    Pipe() {
+        int ends[2];
+        EXPECT_EQ(pipe2(ends, O_CLOEXEC), 0);
+        read_end = ends[0];
+        write_end = ends[1];
+    }
+    ~Pipe() {
+        close_end(read_end);
+        close_end(write_end);
+    }
+    Pipe(const Pipe&) = delete;
+    Pipe& operator=(const Pipe&) = delete;
+
+    static void close_end(int& fd) {
+        if (fd >= 0) close(std::exchange(fd, -1));
+    }
+    void write_all(const std::string& bytes) const {
+        for (size_t done = 0; done < bytes.size();) {
+            const ssize_t n = write(write_end, bytes.data() + done, bytes.size() - done);
+            if (n < 0) return;
+            done += static_cast<size_t>(n);
+        }
+    }
+    std::string read_all() const {
+        std::string all;
+        char piece[65536];
+        for (ssize_t n; (n = read(read_end, piece, sizeof piece)) > 0;)
+            all.append(piece, static_cast<size_t>(n));
+        return all;
+    }
+    // -> bytes that are in it
+    int fill() const {
+        int bytes = 0;
+        ioctl(read_end, FIONREAD, &bytes);
+        return bytes;
+    }
+
+    int read_end = -1;
+    int write_end = -1;
+};
+
+class ToolProcess {
+  public:
+    // in, out: what the tool gets as descriptors 0 and 1; negative: /dev/null. Errors are in the
+    // file "stderr" of the directory, where the tool runs.
+    ToolProcess(const std::string& directory, const std::vector<std::string>& arguments,
+                int in = -1, int out = -1) {
+        std::vector<char*> argv = {const_cast<char*>("zvprobe")};
+        for (const std::string& argument : arguments)
+            argv.push_back(const_cast<char*>(argument.c_str()));
+        argv.push_back(nullptr);
+        pid_ = fork();
+        if (pid_ != 0) return;
+        const int null = open("/dev/null", O_RDWR);
+        dup2(in < 0 ? null : in, STDIN_FILENO);
+        dup2(out < 0 ? null : out, STDOUT_FILENO);
+        if (chdir(directory.c_str()) == 0) {
+            dup2(creat("stderr", 0600), STDERR_FILENO);
+            execv(ZV_PROBE_BINARY, argv.data());
+        }
+        _exit(127);
+    }
+    ~ToolProcess() {
+        if (pid_ <= 0) return;
+        kill(pid_, SIGKILL);
+        waitpid(pid_, nullptr, 0);
+    }
+    ToolProcess(const ToolProcess&) = delete;
+    ToolProcess& operator=(const ToolProcess&) = delete;
+
+    void send(int signal) const { kill(pid_, signal); }
+
+    // -> its exit status, 128 and the signal that ended it, or -1 when it does not end
+    int wait() {
+        int status = 0;
+        if (!await([&] { return waitpid(pid_, &status, WNOHANG) == pid_; })) return -1;
+        pid_ = 0;
+        return WIFSIGNALED(status) ? 128 + WTERMSIG(status) : WEXITSTATUS(status);
+    }
+
+  private:
+    pid_t pid_ = 0;
+};
+
+}  // namespace zvtest
