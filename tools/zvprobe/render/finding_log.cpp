@@ -6,7 +6,6 @@
 #include <cmath>
 
 #include "base/texts.h"
-#include "commands/session.h"
 #include "render/terminal.h"
 #include "render/text_parts.h"
 
