@@ -104,7 +104,9 @@ class Extraction {
             if (!result.name.empty()) named.push_back({result.file, result.name});
         files.commit(named);
         tell_oddities(extract, survey.totals());
-        print_extracted(std::cout, results, files, text_options_for(STDOUT_FILENO, false));
+        print_extracted(
+            std::cout, results, [&files](const std::string& name) { return files.path_of(name); },
+            text_options_for(STDOUT_FILENO, false));
     }
 
     void tell_oddities(const EsExtract& extract, const ZvSurveyTotals& totals) const {

@@ -41,8 +41,8 @@ std::string why_left_out(const Extracted& result) {
     return "left out, no PES packets";
 }
 
-std::string label_of(const Extracted& result, const OutFileSet& files) {
-    if (!result.name.empty()) return printable(files.path_of(result.name));
+std::string label_of(const Extracted& result, const PathOf& path_of) {
+    if (!result.name.empty()) return printable(path_of(result.name));
     const std::string what = result.what.empty() ? "" : " (" + result.what + ")";
     return "PID " + pid_text(result.pid) + what;
 }
@@ -67,11 +67,11 @@ void print_line(std::ostream& out, const Extracted& result, const std::string& l
 }  // namespace
 
 void print_extracted(std::ostream& out, const std::vector<Extracted>& results,
-                     const OutFileSet& files, const TextOptions& options) {
+                     const PathOf& path_of, const TextOptions& options) {
     Columns table;
     table.add({"name", "size", "units", "programme", "faults"});
     for (const Extracted& result : results) {
-        const std::string label = label_of(result, files);
+        const std::string label = label_of(result, path_of);
         if (!options.laid_out) {
             print_line(out, result, label);
         } else if (result.name.empty()) {

@@ -2,16 +2,20 @@
 // The list of what was extracted: files with bytes and units, and what was left out and why.
 #pragma once
 
+#include <functional>
 #include <ostream>
+#include <string>
 #include <vector>
 
-#include "io/out_file_set.h"
 #include "render/text_report.h"
 #include "ts/es_extract.h"
 
 namespace zvprobe {
 
+// -> the path of the file of that name
+using PathOf = std::function<std::string(const std::string& name)>;
+
 void print_extracted(std::ostream& out, const std::vector<Extracted>& results,
-                     const OutFileSet& files, const TextOptions& options);
+                     const PathOf& path_of, const TextOptions& options);
 
 }  // namespace zvprobe
