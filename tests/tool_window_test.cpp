@@ -136,8 +136,7 @@ TEST(MpegAudioWalk, FindsEveryFrameAndTagWhereverWindowsEnd) {
             WindowedSource source(bytes, kind, window, window);
             const auto reading = zvprobe::probe_mpeg_audio(source, source.next(0), {}).reading;
             ASSERT_EQ(reading.bytes, bytes.size());
-            ASSERT_EQ(reading.accounted_bytes(),
-                      bytes.size());
+            ASSERT_EQ(reading.accounted_bytes(), bytes.size());
             ASSERT_EQ(reading.frames, 12u);
             ASSERT_EQ(reading.stray_bytes, junk.size());
             ASSERT_EQ(reading.id3v2.bytes + reading.id3v1.bytes, 2 * id3v2.size() + 128);

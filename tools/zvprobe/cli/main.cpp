@@ -51,7 +51,6 @@ int main(int argc, char** argv) {
     const CommandLine line = read_command_line(argc, argv);
     const int status = tell(output, line.command ? run_guarded(line) : line.status);
     // Who started a command that writes sees that it was cut short by what ended it.
-    if (line.writes && status != kExitOk && interrupted())
-        end_by_signal(interrupting_signal());
+    if (line.writes && status != kExitOk && interrupted()) end_by_signal(interrupting_signal());
     return status;
 }

@@ -8,12 +8,12 @@
 
 #include "base/interrupt.h"
 #include "commands/commands.h"
+#include "commands/format_detect.h"
 #include "commands/ticker.h"
 #include "commands/ts_probe.h"
 #include "io/source.h"
 #include "render/complaint.h"
 #include "render/monitor_report.h"
-#include "ts/ts_sync.h"
 
 namespace zvprobe {
 namespace {
@@ -45,7 +45,7 @@ class Monitor {
         Ticker ticker(std::chrono::round<std::chrono::microseconds>(Seconds(options_.interval_s)));
         source.expect_live();
         const auto first_window = source.next(0);
-        const bool known = find_first_packet(first_window, source.at_end()).has_value();
+        const bool known = holds_packets(first_window, source.at_end());
         note_read_error(source);
         if (!known) return fail_without_stream();
         begin_ = last_ = Clock::now();

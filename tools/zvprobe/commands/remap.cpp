@@ -23,7 +23,7 @@ namespace {
 
 constexpr uint32_t kMostNumber = 0xFFFF;
 
-class UnknownFormat : public std::runtime_error {
+class NotATransportStream : public std::runtime_error {
   public:
     using std::runtime_error::runtime_error;
 };
@@ -96,7 +96,7 @@ class Remap {
             progress.show(reader.bytes());
         }
         check_reading(*source);
-        if (facts_.packets() == 0) throw UnknownFormat("not a transport stream");
+        if (facts_.packets() == 0) throw NotATransportStream("not a transport stream");
         if (reader.left_out() > 0)
             complain(options_.in,
                      std::to_string(reader.left_out()) + " bytes of no packet are left out");
@@ -144,7 +144,7 @@ int remap(const RemapOptions& options, const Session& session) {
     } catch (const UsageError& error) {
         complain(options.in, error.what());
         return kExitUsage;
-    } catch (const UnknownFormat& error) {
+    } catch (const NotATransportStream& error) {
         complain(options.in, error.what());
         return kExitUnknownFormat;
     } catch (const RemapError& error) {

@@ -6,9 +6,9 @@
 
 #include "base/interrupt.h"
 #include "base/texts.h"
+#include "mpeg/ts_packet/packet_fields.h"
 #include "ts/resolver.h"
 #include "ts/survey_run.h"
-#include "ts/ts_sync.h"
 
 namespace zvprobe {
 namespace {
@@ -16,7 +16,7 @@ namespace {
 // What the survey has looked at is still in the cache for the resolver.
 constexpr size_t kPiece = size_t{256} << 10;
 // As many packets as one datagram carries: while pacing, the resolver sleeps within a piece.
-constexpr size_t kPacedPiece = 7 * kPacketSize;
+constexpr size_t kPacedPiece = size_t{7} * zv::kTsPacketSize;
 
 uint32_t parse_options_for(Pace pace) {
     if (pace == Pace::kPcr) return ZV_TS_CHECK_CC | ZV_TS_PACE_PCR;

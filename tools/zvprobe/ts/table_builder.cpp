@@ -34,7 +34,7 @@ Packet build_pat(std::span<const ProgramEntry> programs) {
         pids.push_back(program.pmt_pid);
     }
     return built([&](uint8_t* packet) {
-        mpegts_api_buildPat(packet, kPayloadOnly, kPacketSize,
+        mpegts_api_buildPat(packet, kPayloadOnly, zv::kTsPacketSize,
                             static_cast<uint16_t>(programs.size()), numbers.data(), pids.data());
     });
 }
@@ -48,7 +48,7 @@ Packet build_pmt(const ProgramMap& map) {
     return built([&](uint8_t* packet) {
         mpegts_api_buildPmtEs(packet, kPayloadOnly, map.program_number, map.pmt_pid, map.pcr_pid,
                               static_cast<int8_t>(map.streams.size()), map.streams.data(),
-                              kPacketSize);
+                              zv::kTsPacketSize);
     });
 }
 
@@ -57,12 +57,12 @@ Packet build_sdt(const ServiceText& service) {
         throw UsageError("provider and name are longer than 157 bytes together");
     return built([&](uint8_t* packet) {
         mpegts_api_buildSdt(packet, kPayloadOnly, service.service_id, service.provider.c_str(),
-                            service.name.c_str(), kPacketSize);
+                            service.name.c_str(), zv::kTsPacketSize);
     });
 }
 
 Packet build_null_packet() {
-    return built([](uint8_t* packet) { mpegts_api_buildNullPkt(packet, kPacketSize); });
+    return built([](uint8_t* packet) { mpegts_api_buildNullPkt(packet, zv::kTsPacketSize); });
 }
 
 }  // namespace zvprobe

@@ -8,12 +8,12 @@
 #include <string>
 #include <vector>
 
+#include "mpeg/ts_packet/packet_fields.h"
 #include "mpegts.h"
-#include "ts/ts_sync.h"
 
 namespace zvprobe {
 
-using Packet = std::array<uint8_t, kPacketSize>;
+using Packet = std::array<uint8_t, zv::kTsPacketSize>;
 
 struct ProgramEntry {
     uint16_t program_number;

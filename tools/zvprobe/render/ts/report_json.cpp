@@ -4,10 +4,10 @@
 #include <set>
 
 #include "base/texts.h"
+#include "mpeg/ts_packet/packet_fields.h"
 #include "render/json_report.h"
 #include "render/text_parts.h"
 #include "ts/resolver.h"
-#include "ts/ts_header.h"
 
 namespace zvprobe {
 namespace {
@@ -75,8 +75,8 @@ Json statistics_json(const TsReport& report) {
         programs.push_back({{"program_number", program.program_number},
                             {"pmt", table_json(report, program.pmt_pid, program.pmt_period)},
                             {"pcr_period_us", program.pcr_period}});
-    return {{"pat", table_json(report, kPidPat, info.pat_period)},
-            {"sdt", table_json(report, kPidSdt, info.sdt_period)},
+    return {{"pat", table_json(report, zv::kPidPat, info.pat_period)},
+            {"sdt", table_json(report, zv::kPidSdt, info.sdt_period)},
             {"programs", programs}};
 }
 

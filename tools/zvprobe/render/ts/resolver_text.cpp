@@ -3,9 +3,9 @@
 // library writes them, so that one script reads both.
 #include <sstream>
 
-#include "render/report_lines.h"
+#include "mpeg/ts_packet/packet_fields.h"
+#include "render/ts/library_line.h"
 #include "render/ts/ts_text_parts.h"
-#include "ts/ts_header.h"
 
 namespace zvprobe {
 namespace {
@@ -82,8 +82,8 @@ class Statistics {
         const StreamInfo& info = *report_.resolver.info;
         out_ << std::string(55, '-') << '\n';
         out_ << "* pktSize:" << report_.survey["packet_size"] << '\n';
-        write_table("PAT", kPidPat, info.pat_period);
-        write_table("SDT", kPidSdt, info.sdt_period);
+        write_table("PAT", zv::kPidPat, info.pat_period);
+        write_table("SDT", zv::kPidSdt, info.sdt_period);
         for (const StreamInfoProgram& program : report_.resolver.programs())
             write_program(program);
     }
@@ -118,7 +118,7 @@ void print_resolver(std::ostream& out, const TsReport& report, const TextOptions
     std::stringstream lines;
     Statistics(lines, report).write();
     for (std::string line; std::getline(lines, line);)
-        print_report_line(out, line, options);
+        print_library_line(out, line, options);
 }
 
 }  // namespace zvprobe

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// Implementation of report_lines.h.
-#include "render/report_lines.h"
+// Implementation of library_line.h.
+#include "render/ts/library_line.h"
 
 #include <algorithm>
 #include <array>
@@ -64,7 +64,7 @@ std::string value_text(std::string_view name, std::string_view value, const Styl
 
 }  // namespace
 
-void print_report_line(std::ostream& out, std::string_view line, const TextOptions& options) {
+void print_library_line(std::ostream& out, std::string_view line, const TextOptions& options) {
     if (!options.laid_out) {
         out << printable(line) << '\n';
         return;

@@ -10,6 +10,6 @@
 
 namespace zvprobe {
 
-void print_report_line(std::ostream& out, std::string_view line, const TextOptions& options);
+void print_library_line(std::ostream& out, std::string_view line, const TextOptions& options);
 
 }  // namespace zvprobe
