@@ -78,6 +78,12 @@ TEST(PacketFeed, FindsEveryPacketWhateverTheDamage) {
     const Fed timed = feed(load_media("single-192.m2ts"));
     EXPECT_EQ(timed.counts.packets, 800u);  // though no time code follows the last one
     EXPECT_EQ(timed.counts.skipped_bytes, 0u);
+    Bytes looks_early = load_media("single-192.m2ts");  // by the first bytes of its time codes
+    for (size_t at = 0; at < looks_early.size(); at += 192)
+        looks_early[at] = 0x47;
+    const Fed in_step = feed(looks_early);
+    EXPECT_EQ(in_step.counts.packets, 800u);
+    EXPECT_EQ(first_bytes(in_step.packets, 188), first_bytes(timed.packets, 188));
 }
 
 Bytes unwrap(zv::PesPayload& pes, const TsPacket& packet) {
