@@ -85,12 +85,12 @@ class RtpSequence {
     Counts counts_;
     bool started_ = false;
     uint32_t ssrc_ = 0;
-    uint16_t next_ = 0;                    // the packet to be delivered next
-    uint16_t highest_ = 0;                 // the latest that has come
-    std::bitset<kMostBehind> history_;     // k: next_ - 1 - k has come
-    std::bitset<2 * kMostWindow> filled_;  // slots
-    bool strayed_ = false;                 // the packet before this one was far from next_
-    uint16_t after_stray_ = 0;             // the one that would confirm it
+    uint16_t next_ = 0;                            // the packet to be delivered next
+    uint16_t highest_ = 0;                         // the latest that has come
+    std::bitset<kMostBehind> history_;             // k: next_ - 1 - k has come
+    std::bitset<size_t{2} * kMostWindow> filled_;  // slots
+    bool strayed_ = false;                         // the packet before this one was far from next_
+    uint16_t after_stray_ = 0;                     // the one that would confirm it
 };
 
 }  // namespace zv

@@ -55,7 +55,7 @@ void fill_details(const PidDetail* detail, ZvSurveyStream& out) {
         out.frame_rate = video.frame_rate;
         out.profile = known_text(video.profile);
         out.level = known_text(video.level);
-        out.interlaced = video.interlaced;
+        if (video.interlaced >= 0) out.interlaced = video.interlaced != 0;
         out.bit_depth = video.bit_depth;
         out.chroma = video.chroma;
     } else if (detail->facts->audio) {
