@@ -11,7 +11,7 @@ using zv::survey::Packet;
 using zv::survey::Section;
 
 // A table may have so many bytes left over before packets are added for them.
-constexpr size_t kMostLeftOver = 16 * zv::kTsBodySize;
+constexpr size_t kMostLeftOver = size_t{16} * zv::kTsBodySize;
 
 }  // namespace
 
