@@ -21,7 +21,7 @@ class BitReader {
 
     uint32_t bit() {
         if (at_ >= end_) return fail();
-        const uint32_t value = bytes_[at_ / 8] >> (7 - at_ % 8) & 1u;
+        const uint32_t value = static_cast<uint32_t>(bytes_[at_ / 8]) >> (7 - at_ % 8) & 1u;
         ++at_;
         return value;
     }

@@ -17,7 +17,7 @@
 #include "render/extract_report.h"
 #include "render/finding_log.h"
 #include "render/progress.h"
-#include "ts/es_extract.h"
+#include "ts/extract/es_extract.h"
 #include "ts/survey_run.h"
 #include "zvprotocol.h"
 

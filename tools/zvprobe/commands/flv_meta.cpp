@@ -17,7 +17,7 @@
 #include "io/out_file.h"
 #include "io/source.h"
 #include "render/complaint.h"
-#include "render/flv_finding_text.h"
+#include "render/flv/flv_finding_text.h"
 #include "render/progress.h"
 #include "render/terminal.h"
 

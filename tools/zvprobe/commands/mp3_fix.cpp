@@ -14,8 +14,8 @@
 #include "commands/format_detect.h"
 #include "io/out_file.h"
 #include "io/source.h"
+#include "render/audio/mpeg_audio_findings.h"
 #include "render/complaint.h"
-#include "render/mpeg_audio_findings.h"
 #include "render/progress.h"
 #include "render/terminal.h"
 

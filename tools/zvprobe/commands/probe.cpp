@@ -15,10 +15,10 @@
 #include "commands/ts_probe.h"
 #include "flv/flv_probe.h"
 #include "io/source.h"
+#include "render/audio/mpeg_audio_findings.h"
 #include "render/complaint.h"
-#include "render/flv_finding_text.h"
+#include "render/flv/flv_finding_text.h"
 #include "render/json_report.h"
-#include "render/mpeg_audio_findings.h"
 #include "render/progress.h"
 #include "render/text_report.h"
 

@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "render/text_report.h"
-#include "ts/es_extract.h"
+#include "ts/extract/es_extract.h"
 
 namespace zvprobe {
 

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // Implementation of es_names.h.
-#include "ts/es_names.h"
+#include "ts/extract/es_names.h"
 
 #include <algorithm>
 #include <array>

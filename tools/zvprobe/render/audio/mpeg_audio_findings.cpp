@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // Implementation of mpeg_audio_findings.h.
-#include "render/mpeg_audio_findings.h"
+#include "render/audio/mpeg_audio_findings.h"
 
 #include "base/texts.h"
 

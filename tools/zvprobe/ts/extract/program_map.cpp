@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // Implementation of program_map.h.
-#include "ts/program_map.h"
+#include "ts/extract/program_map.h"
 
 #include <algorithm>
 

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // Implementation of pes_units.h.
-#include "ts/pes_units.h"
+#include "ts/extract/pes_units.h"
 
 #include <algorithm>
 #include <utility>

@@ -4,7 +4,7 @@
 #include <utility>
 
 #include "audio/mpeg_audio_report.h"
-#include "render/mpeg_audio_findings.h"
+#include "render/audio/mpeg_audio_findings.h"
 #include "render/text_parts.h"
 #include "render/text_report.h"
 

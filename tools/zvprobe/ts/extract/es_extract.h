@@ -18,10 +18,10 @@
 #include "survey/codecs/codec.h"
 #include "survey/packets/continuity.h"
 #include "survey/psi/section_gatherer.h"
-#include "ts/es_names.h"
-#include "ts/held_packets.h"
-#include "ts/pes_units.h"
-#include "ts/program_map.h"
+#include "ts/extract/es_names.h"
+#include "ts/extract/held_packets.h"
+#include "ts/extract/pes_units.h"
+#include "ts/extract/program_map.h"
 
 namespace zvprobe {
 

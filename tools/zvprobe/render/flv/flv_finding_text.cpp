@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // Implementation of flv_finding_text.h.
-#include "render/flv_finding_text.h"
+#include "render/flv/flv_finding_text.h"
 
 #include "base/texts.h"
 

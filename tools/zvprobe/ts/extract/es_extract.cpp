@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // Implementation of es_extract.h.
-#include "ts/es_extract.h"
+#include "ts/extract/es_extract.h"
 
 #include <algorithm>
 #include <utility>
