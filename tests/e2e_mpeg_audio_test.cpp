@@ -177,6 +177,11 @@ TEST_F(MpegAudio, IsFoundAfterJunkAndInRiff) {
     EXPECT_EQ(shell("zvprobe stream").status, 4) << "PCM";
 }
 
+TEST_F(MpegAudio, HasNoFramesOfZeros) {
+    const std::string zeros(700, '\0');
+    EXPECT_EQ(probe(kSound + zeros + kSound + zeros, 1)["stray"]["bytes"], 1400);
+}
+
 TEST_F(MpegAudio, IsFollowedAtAFreeBitRate) {
     const std::string plain = frame(std::string("\xFF\xFB\x00\x40", 4), 700);
     const std::string padded = frame(std::string("\xFF\xFB\x02\x40", 4), 701);
