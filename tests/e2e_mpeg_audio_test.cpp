@@ -193,6 +193,8 @@ TEST_F(MpegAudio, IsFollowedAtAFreeBitRate) {
     EXPECT_EQ(audio["bit_rate_bps"]["highest"], 214000);  // 700 bytes in 1152 samples
     EXPECT_EQ(probe(times(9, plain) + "junk" + times(9, other), 1)["frames"], 18);
     EXPECT_EQ(fixed(times(9, plain)).size(), 7000);
+    file(times(9, plain) + "junk" + times(9, plain));
+    EXPECT_EQ(shell("zvprobe mp3-fix stream out2").status, 4);
 }
 
 TEST_F(MpegAudio, HasItsFramesChecked) {

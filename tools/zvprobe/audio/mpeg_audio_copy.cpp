@@ -40,6 +40,7 @@ void MpegAudioCopyList::add(const MpegAudioWalk::Frame& frame, bool sound) {
     }
     append(frames_, frame.offset, frame.bytes.size());
     table_.add(frame.bytes.size());
+    if (frame.head.free) ++free_frames_;
     crc_.take(frame.bytes);
 }
 

@@ -42,6 +42,17 @@ void check_account(const MpegAudioReading& reading, uint64_t size) {
                                            " bytes are accounted for, nothing is written");
 }
 
+// At a free bit rate a frame ends where the next one begins: without what comes between them, or
+// with few of them, another size might be read out of the copy.
+void check_free_frames(const MpegAudioReading& reading, const MpegAudioCopyList& list) {
+    constexpr uint64_t kFewest = 5;
+    if (list.free_frames() == 0) return;
+    const bool whole = reading.stray_bytes == 0 && list.tag_bytes_left_out() == 0;
+    if (!whole || list.free_frames() != list.frame_count() || list.frame_count() < kFewest)
+        throw Mp3FixError(kExitUnknownFormat,
+                          "at a free bit rate, where its frames end is not sure");
+}
+
 MpegAudioReport walk(const std::string& in, const Session& session, MpegAudioCopyList& list) {
     const auto source = open_source(in);
     const auto first_window = first_window_of(*source);
@@ -59,6 +70,7 @@ MpegAudioReport walk(const std::string& in, const Session& session, MpegAudioCop
     check_reading(*source);
     if (list.frames().empty()) throw Mp3FixError(kExitUnknownFormat, "no MPEG audio with sound");
     check_account(report.reading, *source->size());
+    check_free_frames(report.reading, list);
     return report;
 }
 
