@@ -230,7 +230,7 @@ TEST_F(MpegAudio, IsToldToChangeInMidStream) {
                                                {"version", "MPEG-2"},
                                                {"layer", 3},
                                                {"sample_rate", 22050}}));
-    EXPECT_EQ(fixed(kSound + other), kSound + other) << "no count could speak for both";
+    EXPECT_EQ(shell("zvprobe mp3-fix stream out").status, 4) << "no count could speak for both";
 }
 
 TEST_F(MpegAudio, IsFixedByARightInfoFrame) {

@@ -49,7 +49,7 @@ uint64_t MpegAudioCopyList::bytes() const {
 }
 
 std::vector<uint8_t> MpegAudioCopyList::make_info(const MpegAudioReport& report) const {
-    if (frames_.empty() || report.changes.count() != 0) return {};
+    if (frames_.empty()) return {};
     InfoFacts facts = facts_;
     facts.variable = report.is_variable();
     facts.old = report.info && report.info->kind != "VBRI" ? &*report.info : nullptr;

@@ -30,8 +30,8 @@ class MpegAudioCopyList {
     uint64_t bytes() const;                                    // of all pieces
     uint16_t sound_crc() const { return crc_.value(); }
 
-    // -> the new info frame; empty where the stream can have none: there is one only for Layer III,
-    //    and it cannot speak for a stream that changes in the middle
+    // report: of the same walk, without changes. -> the new info frame; empty where there is none,
+    //         as for Layers I and II
     std::vector<uint8_t> make_info(const MpegAudioReport& report) const;
 
   private:
