@@ -236,10 +236,13 @@ TEST_F(MpegAudio, IsToldToChangeInMidStream) {
 TEST_F(MpegAudio, IsFixedByARightInfoFrame) {
     // Half the sound lasts at 128 kbit/s, the other half at 160.
     const std::string sound = kSound + times(20, frame(kStereo160, kSize160));
-    const std::string damaged = sound.substr(0, kSound.size()) + "stray" + id3v1() +
+    const std::string damaged = sound.substr(0, kSound.size()) + id3v1() + "stray" +
                                 sound.substr(kSound.size()) + kSound.substr(0, 99);
     const std::string copy = fixed(info_frame(99, 9) + damaged);
     EXPECT_TRUE(copy.ends_with(sound));
+    const std::string told = shell("zvprobe mp3-fix stream out").err;
+    EXPECT_NE(told.find("104 bytes of no whole frame left out"), told.npos) << told;
+    EXPECT_NE(told.find("128 bytes of tags between frames left out"), told.npos) << told;
     const json audio = probe(copy);
     EXPECT_EQ(audio["info_frame"], "Xing");
     EXPECT_EQ(audio["info"]["frames"], 40);
