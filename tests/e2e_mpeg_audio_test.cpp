@@ -177,6 +177,11 @@ TEST_F(MpegAudio, IsFoundAfterJunkAndInRiff) {
     EXPECT_EQ(shell("zvprobe stream").status, 4) << "PCM";
 }
 
+TEST_F(MpegAudio, HasNoFramesOfZeros) {
+    const std::string zeros(700, '\0');
+    EXPECT_EQ(probe(kSound + zeros + kSound + zeros, 1)["stray"]["bytes"], 1400);
+}
+
 TEST_F(MpegAudio, IsFollowedAtAFreeBitRate) {
     const std::string plain = frame(std::string("\xFF\xFB\x00\x40", 4), 700);
     const std::string padded = frame(std::string("\xFF\xFB\x02\x40", 4), 701);
@@ -188,6 +193,8 @@ TEST_F(MpegAudio, IsFollowedAtAFreeBitRate) {
     EXPECT_EQ(audio["bit_rate_bps"]["highest"], 214000);  // 700 bytes in 1152 samples
     EXPECT_EQ(probe(times(9, plain) + "junk" + times(9, other), 1)["frames"], 18);
     EXPECT_EQ(fixed(times(9, plain)).size(), 7000);
+    file(times(9, plain) + "junk" + times(9, plain));
+    EXPECT_EQ(shell("zvprobe mp3-fix stream out2").status, 4);
 }
 
 TEST_F(MpegAudio, HasItsFramesChecked) {
@@ -223,16 +230,19 @@ TEST_F(MpegAudio, IsToldToChangeInMidStream) {
                                                {"version", "MPEG-2"},
                                                {"layer", 3},
                                                {"sample_rate", 22050}}));
-    EXPECT_EQ(fixed(kSound + other), kSound + other) << "no count could speak for both";
+    EXPECT_EQ(shell("zvprobe mp3-fix stream out").status, 4) << "no count could speak for both";
 }
 
 TEST_F(MpegAudio, IsFixedByARightInfoFrame) {
     // Half the sound lasts at 128 kbit/s, the other half at 160.
     const std::string sound = kSound + times(20, frame(kStereo160, kSize160));
-    const std::string damaged = sound.substr(0, kSound.size()) + "stray" + id3v1() +
+    const std::string damaged = sound.substr(0, kSound.size()) + id3v1() + "stray" +
                                 sound.substr(kSound.size()) + kSound.substr(0, 99);
     const std::string copy = fixed(info_frame(99, 9) + damaged);
     EXPECT_TRUE(copy.ends_with(sound));
+    const std::string told = shell("zvprobe mp3-fix stream out").err;
+    EXPECT_NE(told.find("104 bytes of no whole frame left out"), told.npos) << told;
+    EXPECT_NE(told.find("128 bytes of tags between frames left out"), told.npos) << told;
     const json audio = probe(copy);
     EXPECT_EQ(audio["info_frame"], "Xing");
     EXPECT_EQ(audio["info"]["frames"], 40);

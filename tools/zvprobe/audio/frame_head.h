@@ -42,9 +42,9 @@ class FrameReader {
 
   private:
     // Most frames have headers that were seen before: all that they say but for their third byte is
-    // mostly the same. No header has a rest of 0.
+    // mostly the same. No four bytes have a rest of 1.
     struct Seen {
-        uint32_t rest = 0;
+        uint32_t rest = 1;
         FrameHead head = {};
     };
     static uint32_t rest_of(std::span<const uint8_t> bytes) {

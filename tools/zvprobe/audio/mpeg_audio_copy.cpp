@@ -40,6 +40,7 @@ void MpegAudioCopyList::add(const MpegAudioWalk::Frame& frame, bool sound) {
     }
     append(frames_, frame.offset, frame.bytes.size());
     table_.add(frame.bytes.size());
+    if (frame.head.free) ++free_frames_;
     crc_.take(frame.bytes);
 }
 
@@ -48,7 +49,7 @@ uint64_t MpegAudioCopyList::bytes() const {
 }
 
 std::vector<uint8_t> MpegAudioCopyList::make_info(const MpegAudioReport& report) const {
-    if (frames_.empty() || report.changes.count() != 0) return {};
+    if (frames_.empty()) return {};
     InfoFacts facts = facts_;
     facts.variable = report.is_variable();
     facts.old = report.info && report.info->kind != "VBRI" ? &*report.info : nullptr;

@@ -25,12 +25,13 @@ class MpegAudioCopyList {
     const Pieces& frames() const { return frames_; }
     const Pieces& tags_after() const { return tags_; }
     uint64_t frame_count() const { return table_.frames(); }
+    uint64_t free_frames() const { return free_frames_; }      // those at a free bit rate
     uint64_t tag_bytes_left_out() const { return left_out_; }  // of those between frames
     uint64_t bytes() const;                                    // of all pieces
     uint16_t sound_crc() const { return crc_.value(); }
 
-    // -> the new info frame; empty where the stream can have none: there is one only for Layer III,
-    //    and it cannot speak for a stream that changes in the middle
+    // report: of the same walk, without changes. -> the new info frame; empty where there is none,
+    //         as for Layers I and II
     std::vector<uint8_t> make_info(const MpegAudioReport& report) const;
 
   private:
@@ -39,6 +40,7 @@ class MpegAudioCopyList {
     Pieces tags_;         // since the last frame
     bool begun_ = false;  // the first frame came
     uint64_t left_out_ = 0;
+    uint64_t free_frames_ = 0;
     SeekTable table_;
     InfoCrc crc_;
     InfoFacts facts_ = {};

@@ -42,6 +42,28 @@ void check_account(const MpegAudioReading& reading, uint64_t size) {
                                            " bytes are accounted for, nothing is written");
 }
 
+// No count or seek table could speak for several streams, and of a short one without what stood
+// around it less would be sure.
+void check_changes(const MpegAudioReport& report) {
+    if (report.changes.count() == 0) return;
+    const AudioChange& change = report.changes.kept().front();
+    throw Mp3FixError(kExitUnknownFormat, "several streams: from byte " +
+                                              std::to_string(change.offset) + " on " +
+                                              kind_text(change.header) + ", " +
+                                              std::to_string(change.header.sample_rate) + " Hz");
+}
+
+// At a free bit rate a frame ends where the next one begins: without what comes between them, or
+// with few of them, another size might be read out of the copy.
+void check_free_frames(const MpegAudioReading& reading, const MpegAudioCopyList& list) {
+    constexpr uint64_t kFewest = 5;
+    if (list.free_frames() == 0) return;
+    const bool whole = reading.stray_bytes == 0 && list.tag_bytes_left_out() == 0;
+    if (!whole || list.free_frames() != list.frame_count() || list.frame_count() < kFewest)
+        throw Mp3FixError(kExitUnknownFormat,
+                          "at a free bit rate, where its frames end is not sure");
+}
+
 MpegAudioReport walk(const std::string& in, const Session& session, MpegAudioCopyList& list) {
     const auto source = open_source(in);
     const auto first_window = first_window_of(*source);
@@ -59,6 +81,8 @@ MpegAudioReport walk(const std::string& in, const Session& session, MpegAudioCop
     check_reading(*source);
     if (list.frames().empty()) throw Mp3FixError(kExitUnknownFormat, "no MPEG audio with sound");
     check_account(report.reading, *source->size());
+    check_changes(report);
+    check_free_frames(report.reading, list);
     return report;
 }
 
@@ -120,8 +144,6 @@ void warn_of_damage(const std::string& in, const MpegAudioReport& report,
     warn(reading.stray_bytes + reading.trailing_bytes, " of no whole frame left out");
     warn(list.tag_bytes_left_out(), " of tags between frames left out");
     warn(reading.riff_bytes, " of RIFF left out");
-    if (report.changes.count() != 0)
-        complain(in, "changes in mid-stream, so it gets no info frame");
 }
 
 int rewrite(const Mp3FixOptions& options, const Session& session) {
