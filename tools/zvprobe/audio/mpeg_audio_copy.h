@@ -30,7 +30,7 @@ class MpegAudioCopyList {
     uint16_t sound_crc() const { return crc_.value(); }
 
     // -> the new info frame; empty where the stream can have none: there is one only for Layer III,
-    //    and it cannot speak for a stream that changes in the middle
+    //    and it does not hold for a stream that changes in the middle
     std::vector<uint8_t> make_info(const MpegAudioReport& report) const;
 
   private:

@@ -36,7 +36,7 @@ ExtractWish wish_of(const ExtractOptions& options) {
     return wish;
 }
 
-// Of what is sent to whoever listens, a signal is the only end.
+// Datagrams have no end of their own: only a signal ends the reading.
 bool sends_datagrams(const std::string& source) {
     const int index = zvptc_api_getPtcindex(source.c_str(), 0, 0);
     return index == ZVPTC_INDEX_UDP || index == ZVPTC_INDEX_RTP;

@@ -89,7 +89,7 @@ void EsExtract::see_listed(const zv::survey::PmtView& pmt, const zv::survey::Pmt
     release_held(listed.pid);
 }
 
-// A programme may change what it says of a PID; of two programmes that disagree the first is believed.
+// A programme may change what it says of a PID; of two programmes that disagree the first counts.
 void EsExtract::declare(uint16_t number, const Declared& declared, uint16_t program) {
     Pid& pid = watch(number);
     const bool again = pid.stream != nullptr && pid.stream->listed;

@@ -11,7 +11,7 @@
 namespace zvprobe {
 namespace {
 
-// Whoever reads a stream looks for tables here.
+// Receivers look for tables on these PIDs.
 constexpr std::array<uint16_t, 7> kTablePids = {zv::kPidPat, zv::kPidCat, zv::kPidNit, zv::kPidSdt,
                                                 zv::kPidEit, zv::kPidRst, zv::kPidTdt};
 

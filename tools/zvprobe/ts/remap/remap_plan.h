@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// What is wished for, and what becomes of every identifier of a stream for it: decided by what a
-// first reading found, or refused.
+// What a remap is to change, and the new identifiers of the whole stream that follow from it and from
+// what a first reading found; or why it cannot be done.
 #pragma once
 
 #include <optional>
@@ -31,7 +31,7 @@ struct RemapWish {
     bool is_about_one() const { return program || pmt_pid || pcr_pid || !es_pids.empty(); }
 };
 
-// The stream changes in a way that the wish does not cover; the text says how.
+// The stream changes in a way that the request does not cover; the text says how.
 class RemapError : public std::runtime_error {
   public:
     using std::runtime_error::runtime_error;
