@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// What a remap is to change, and the new identifiers of the whole stream that follow from it and from
-// what a first reading found; or why it cannot be done.
+// What a remap is to change, and the new identifiers of the whole stream that follow from it and
+// from what a first reading found; or why it cannot be done.
 #pragma once
 
 #include <optional>
@@ -14,7 +14,7 @@
 namespace zvprobe {
 
 // What the user asks for.
-struct RemapWish {
+struct RemapRequest {
     using Pair = std::pair<uint16_t, uint16_t>;  // old, new
 
     std::optional<uint16_t> from;  // the one programme to copy
@@ -39,6 +39,6 @@ class RemapError : public std::runtime_error {
 
 // Throws UsageError when the stream cannot be given these identifiers, RemapError when it can only
 // be for a while.
-Identifiers make_remap_plan(const StreamFacts& facts, const RemapWish& wish);
+Identifiers make_remap_plan(const StreamFacts& facts, const RemapRequest& request);
 
 }  // namespace zvprobe
