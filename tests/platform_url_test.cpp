@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// URLs fall into their parts, and into the hands of the right handler.
+// URLs are split into their parts, and the right handler is chosen for each.
 #include <gtest/gtest.h>
 
 #include "support/protocol_source.h"

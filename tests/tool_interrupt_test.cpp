@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // A signal, or a source that shrinks, in the middle of a copying command: what is copied so far gets
-// no final name. No shell can time that, so the command runs here, and whoever reads its output
+// no final name. No shell can time that, so the command runs here, and the reader of its output
 // makes the fault.
 #include <fcntl.h>
 #include <gtest/gtest.h>

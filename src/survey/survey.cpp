@@ -222,7 +222,7 @@ void Survey::see_run(const Framer::Step& step, uint64_t offset) {
     if (see_packets_) see_packets_(step.packets, packet_size, step.count, offset);
 }
 
-// What was read of the input at hand goes: the packets that later ones may repeat are copied.
+// Called before the current input becomes invalid: copies the packets that later ones may repeat.
 void Survey::keep_last_packets() {
     for (const uint16_t pid : came_) {
         PidRecord& record = pids_[pid];

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// The survey's line: bytes -> framing -> packet -> its PID's record -> what only some packets have
-// -> model and tables -> events.
+// The way of a packet through the survey: bytes -> framing -> packet -> its PID's record -> what
+// only some packets have -> model and tables -> events.
 #pragma once
 
 #include <cstdint>
@@ -76,7 +76,7 @@ class Survey {
     // -> the share of the rate that so many packets have
     std::optional<double> bit_rate_of(uint64_t packets) const;
 
-    // -> how fast the PCRs of a PID run against the clock; nothing when they are no line
+    // -> how fast the PCRs of a PID run against the clock; nothing when they fit no straight line
     std::optional<double> drift_ppm(const PidDetail& detail) const;
 
     // -> is there what it takes to measure an indicator?

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // What a packet's PID means, in one load. Once all tables are known nearly every packet belongs to
-// a known stream or concerns no stage; this tells which without asking one stage after another.
+// a known stream or concerns no stage; the entry says which, without a call of every stage.
 // Derived from the programme table; the code that stores a table calls forget_dispatch.
 #pragma once
 
@@ -49,7 +49,7 @@ inline void forget_dispatch(MPEGTSContext& ctx) {
 
 // Derives what was forgotten.
 // -> false while tables are missing, before the pacing stream was chosen, or while a debug switch
-//    wants to see every packet
+//    that reports every packet is on
 bool make_dispatch_ready(MPEGTSContext& ctx);
 
 }  // namespace zv

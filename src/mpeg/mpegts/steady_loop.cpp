@@ -44,7 +44,7 @@ class SteadyLoop {
                 !adaptation_field_has_pcr(pkt + kTsHeaderSize));
     }
 
-    // -> false, with nothing done, when the packet wants its stage
+    // -> false, with nothing done, when the packet needs its stage
     template <uint8_t Options>
     static bool take_payload(MPEGTSContext& ctx, uint16_t entry, HeaderWord head,
                              const uint8_t* pkt) {

@@ -15,7 +15,7 @@ constexpr size_t kTimeCodeSize = kTimeCodedPacketSize - kTsPacketSize;
 // So many packet starts in a row are no accident: one in 10^12 places of random bytes.
 constexpr size_t kSyncRun = 5;
 
-// Packets told at a time: their headers stay in the first-level cache until they are read again.
+// Packets given in one step: their headers stay in the first-level cache until they are read again.
 constexpr size_t kMostPackets = 256;
 
 // The first two cache lines of a packet to come, where headers and tables are. A prefetch never faults,

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // The fields of a transport packet (ISO/IEC 13818-1, 2.4.3): constants and readers that need no
-// context, log nothing and link nothing. Whoever reads packets starts here.
+// context, log nothing and link nothing. Everything that reads packets uses these.
 #pragma once
 
 #include <cstdint>

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // RTP payloads back in the order of their sequence numbers: keeps those of packets that came early.
-// What is held and what is dropped is RtpSequence's to say.
+// RtpSequence decides what is held and what is dropped.
 #pragma once
 
 #include <cstdint>

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Big-endian words; the caller knows that the bytes are there.
+// Big-endian words; the caller has checked that the bytes are there.
 #pragma once
 
 #include <cstdint>

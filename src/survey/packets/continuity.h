@@ -23,7 +23,7 @@ struct ContinuityCounts {
     uint64_t signalled = 0;  // packets with discontinuity_indicator
 };
 
-// What is to be known of the packet before on the same PID.
+// What is compared with the packet before it on the same PID.
 struct PacketBefore {
     const uint8_t* bytes = nullptr;  // null when there was none
     uint8_t counter = 0;

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // Gathers the beginning of an elementary stream: the payloads of its first PES packets, joined, for
-// whoever reads its codec. Headers of PES packets are passed over, over any number of packets.
+// the codec readers. Headers of PES packets are passed over, over any number of packets.
 #pragma once
 
 #include <algorithm>

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
-// One record a PID: the small part that every packet touches, and the large part that only some do.
+// One record for each PID: a small part that every packet uses, and a large part for the packets
+// that need more.
 #pragma once
 
 #include <array>
@@ -49,8 +50,8 @@ struct PidDetail {
     bool has(Role role) const { return roles[static_cast<size_t>(role)] > 0; }
 
     Codec declared = Codec::kUnknown;  // of a stream, by the latest table
-    std::unique_ptr<EsGatherer> es;    // while its own bytes have not told the codec
-    std::optional<CodecFacts> facts;   // what they said
+    std::unique_ptr<EsGatherer> es;    // until its codec has been read from its bytes
+    std::optional<CodecFacts> facts;   // what was read
     uint32_t parameters_crc = 0;       // of the parameter set that they began with; 0 none
 
     SectionGatherer sections;
@@ -71,7 +72,7 @@ constexpr uint32_t kUnitStartBit = 0x00400000;
 struct alignas(64) PidRecord {
     uint64_t packets = 0;
     uint64_t last_offset = 0;
-    const uint8_t* last_packet = nullptr;  // in the input at hand, or detail->kept
+    const uint8_t* last_packet = nullptr;  // in the current input, or detail->kept
     std::unique_ptr<PidDetail> detail;     // there once a packet came or a table named the PID
     uint64_t segment_first = 0;            // offset of the first packet since times were told last
     uint64_t segment = 0;                  // number of the segment of time when a packet came last
@@ -127,7 +128,7 @@ class Pids {
             if (records_[pid].detail) see(pid, *records_[pid].detail);
     }
 
-    // Reads the codec of a stream anew, from the next unit on.
+    // Reads the codec of a stream again, from the next unit on.
     void read_codec_of(uint16_t pid) {
         detail(pid).es = std::make_unique<EsGatherer>(es_budget_);
         records_[pid].look_again();

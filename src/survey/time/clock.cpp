@@ -142,7 +142,7 @@ std::optional<TimeLine> Clock::own_pcr(uint64_t offset, const PcrStep& step) {
     return line_to(offset, pcr_ticks_ + on);
 }
 
-// When the clock has stayed away for a second by its last rate, another PID takes over.
+// When no PCR of the clock came for a second by its last rate, another PID becomes the clock.
 std::optional<TimeLine> Clock::other_pcr(uint16_t pid, uint64_t offset, const PcrStep& step) {
     if (!rate_known_) return std::nullopt;
     const double now = onward()->at(offset);

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Waiting for something that must not stay away for longer than a limit.
+// Measures how long something has not come that must come again within a limit.
 #pragma once
 
 namespace zv::survey {

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// What waits for its time: everything that came and whose judgement needs to know when.
+// What waits for its time: everything that came and cannot be judged before its time is known.
 #pragma once
 
 #include <cstdint>

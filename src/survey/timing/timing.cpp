@@ -77,7 +77,7 @@ void Timing::pcr(uint16_t pid, uint64_t offset, const PcrStep& step) {
     tell({.kind = EventKind::kClockChanged, .pid = pid, .offset = offset, .a = *clock_before});
 }
 
-// Everything up to a place lies on the line.
+// Everything up to a place has its time on the line.
 void Timing::settle(const TimeLine& line, uint64_t offset) {
     // After a loss of sync a place may lie beyond packets that were found since: it waits on.
     auto kept = waiting_.begin();

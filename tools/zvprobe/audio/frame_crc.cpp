@@ -26,12 +26,17 @@ class BitReader {
     uint32_t read(size_t count) {
         uint32_t value = 0;
         for (; count > 0; --count, ++at_)
-            value =
-                value << 1 | (at_ / 8 < bytes_.size() ? bytes_[at_ / 8] >> (7 - at_ % 8) & 1 : 0);
+            value = value << 1 | next_bit();
         return value;
     }
 
   private:
+    // -> the bit at at_, 0 after the end
+    uint32_t next_bit() const {
+        if (at_ / 8 >= bytes_.size()) return 0;
+        return static_cast<uint32_t>(bytes_[at_ / 8]) >> (7 - at_ % 8) & 1;
+    }
+
     std::span<const uint8_t> bytes_;
     size_t at_ = 0;
 };

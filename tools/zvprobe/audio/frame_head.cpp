@@ -24,7 +24,7 @@ size_t padding_size(const MpegAudioHeader& header) {
     return header.padding ? slot_size(header) : 0;
 }
 
-// The parser knows no free bit rate, so it is shown another one.
+// The parser takes no free bit rate, so it is given another one.
 std::optional<MpegAudioHeader> parse_free_header(std::span<const uint8_t> bytes) {
     if (bytes.size() < MpegAudioHeader::kSize || (bytes[2] & kBitrateMask) != 0)
         return std::nullopt;

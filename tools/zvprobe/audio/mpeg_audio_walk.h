@@ -67,7 +67,7 @@ struct MpegAudioFinding {
     std::optional<MpegAudioHeader> header = {};
 };
 
-// Who wants to know of what, as it is found; each may be empty.
+// Called with what is found, as it is found; each may be empty.
 struct MpegAudioListeners {
     std::function<void(const MpegAudioFinding&)> on_finding;
     // first_bytes: of the tag, at most MpegAudioWalk::kMostOfTag

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// The user's wish to end early. Whoever handles signals notes it here; whoever reads or writes asks
-// for it between two pieces of work. Installs no handler.
+// Whether a signal has asked the process to end. Signal handlers note it here; loops that read or
+// write check it between two pieces of work. Installs no handler.
 #pragma once
 
 namespace zvprobe {

@@ -1,14 +1,14 @@
 // SPDX-License-Identifier: MIT
 // What signals do to the process: the first one asks the command to end (interrupt.h), the second
-// one ends it, and neither leaves a file without a name behind.
+// one ends it, and neither leaves a file without a final name.
 #pragma once
 
 namespace zvprobe {
 
 // SIGHUP, SIGINT and SIGTERM ask for the end and interrupt reads, writes and sleeps, at once and
 // again every few milliseconds: a wait that begins just after the signal ends, too. SIGPIPE ends
-// the process at once, because nobody is left to tell. A file that grows too large is a failed
-// write, not a signal.
+// the process at once, because its output has no reader any more. A file that grows too large is a
+// failed write, not a signal.
 void catch_signals();
 
 // Ends the process by the signal's default action.

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// The tool's commands: what each is asked for, and the doing of it. How the options are spelled is
-// the command line's (command_line.h).
+// The tool's commands: the options of each as a struct, and the function that runs it. How options
+// are spelled on the command line is in command_line.h.
 #pragma once
 
 #include <cstdint>
@@ -105,7 +105,7 @@ struct BuildNullOptions {
     std::string count = "1";
 };
 
-// Each does the whole command and says on standard error what failed. -> exit status
+// Each runs the whole command and reports on standard error what failed. -> exit status
 int run_command(const ProbeOptions& options, const Session& session);
 int run_command(const MonitorOptions& options, const Session& session);
 int run_command(const ExtractOptions& options, const Session& session);

@@ -26,17 +26,17 @@ namespace {
 
 constexpr uint32_t kMostProgram = 0xFFFF;
 
-ExtractWish wish_of(const ExtractOptions& options) {
-    ExtractWish wish;
-    wish.sections = options.sections;
+ExtractRequest request_of(const ExtractOptions& options) {
+    ExtractRequest request;
+    request.sections = options.sections;
     for (const std::string& pid : options.pids)
-        wish.pids.insert(number_from(pid, 0, zv::kPidLastValid, "PID"));
+        request.pids.insert(number_from(pid, 0, zv::kPidLastValid, "PID"));
     for (const std::string& program : options.programs)
-        wish.programs.insert(number_from(program, 1, kMostProgram, "programme"));
-    return wish;
+        request.programs.insert(number_from(program, 1, kMostProgram, "programme"));
+    return request;
 }
 
-// Of what is sent to whoever listens, a signal is the only end.
+// Datagrams have no end of their own: only a signal ends the reading.
 bool sends_datagrams(const std::string& source) {
     const int index = zvptc_api_getPtcindex(source.c_str(), 0, 0);
     return index == ZVPTC_INDEX_UDP || index == ZVPTC_INDEX_RTP;
@@ -47,7 +47,7 @@ class Extraction {
     Extraction(const ExtractOptions& options, const Session& session)
         : options_(options),
           session_(session),
-          wish_(wish_of(options)),
+          request_(request_of(options)),
           findings_(options.source, session.verbosity > 0) {}
 
     int run() {
@@ -56,7 +56,7 @@ class Extraction {
         const DetectedFormat format = detect_format(window, source->at_end());
         if (!std::holds_alternative<TransportStream>(format)) return unknown_format(*source);
         OutFileSet files(options_.directory);
-        EsExtract extract(wish_, files);
+        EsExtract extract(request_, files);
         SurveyRun survey(
             {[this](const ZvSurveyEvent& event) { findings_.tell(event); },
              [&extract](std::span<const uint8_t> packets, size_t packet_size, uint64_t offset) {
@@ -115,7 +115,7 @@ class Extraction {
                                           pid_text(change.pid) + " changes from " +
                                           zv::survey::codec_name(change.before) + " to " +
                                           zv::survey::codec_name(change.now) + ": a file for each");
-        for (const uint16_t program : wish_.programs)
+        for (const uint16_t program : request_.programs)
             if (!extract.has_program(program))
                 complain(options_.source, "programme " + std::to_string(program) + " is not in it");
         if (const uint64_t bytes = totals.skipped_bytes + totals.trailing_bytes; bytes > 0)
@@ -124,7 +124,7 @@ class Extraction {
 
     const ExtractOptions& options_;
     const Session& session_;
-    const ExtractWish wish_;
+    const ExtractRequest request_;
     FindingLog findings_;
 };
 

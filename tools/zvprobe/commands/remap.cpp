@@ -33,54 +33,56 @@ uint16_t program_from(std::string_view text) {
 }
 
 // "N" is the new number of the one programme, "OLD:NEW" that of any.
-void add_program(const std::string& text, RemapWish& wish) {
+void add_program(const std::string& text, RemapRequest& request) {
     const auto parts = split(text, ':');
     if (parts.size() > 2) throw UsageError("programme \"" + text + "\" is not OLD:NEW");
     const uint16_t last = program_from(parts.back());
-    if (parts.size() == 2) return wish.programs.emplace_back(program_from(parts[0]), last), void();
-    if (wish.program) throw UsageError("--program NUMBER is given twice");
-    wish.program = last;
+    if (parts.size() == 2)
+        return request.programs.emplace_back(program_from(parts[0]), last), void();
+    if (request.program) throw UsageError("--program NUMBER is given twice");
+    request.program = last;
 }
 
-RemapWish::Pair pid_pair_from(const std::string& text) {
+RemapRequest::Pair pid_pair_from(const std::string& text) {
     const auto parts = split(text, ':');
     if (parts.size() != 2) throw UsageError("map \"" + text + "\" is not OLD:NEW");
     return {pid_from(parts[0], "old"), pid_from(parts[1], "new")};
 }
 
-RemapWish wish_of(const RemapOptions& options) {
-    RemapWish wish;
-    if (!options.from.empty()) wish.from = program_from(options.from);
+RemapRequest request_of(const RemapOptions& options) {
+    RemapRequest request;
+    if (!options.from.empty()) request.from = program_from(options.from);
     for (const std::string& text : options.programs)
-        add_program(text, wish);
+        add_program(text, request);
     for (const std::string& text : options.maps)
-        wish.pids.push_back(pid_pair_from(text));
+        request.pids.push_back(pid_pair_from(text));
     for (const std::string& text : options.drops)
-        wish.dropped.push_back(pid_from(text, "dropped"));
-    if (!options.pmt.empty()) wish.pmt_pid = pid_from(options.pmt, "PMT");
-    if (!options.pcr.empty()) wish.pcr_pid = pid_from(options.pcr, "PCR");
+        request.dropped.push_back(pid_from(text, "dropped"));
+    if (!options.pmt.empty()) request.pmt_pid = pid_from(options.pmt, "PMT");
+    if (!options.pcr.empty()) request.pcr_pid = pid_from(options.pcr, "PCR");
     if (!options.es.empty()) {
         for (const std::string_view pid : split(options.es, ','))
-            wish.es_pids.push_back(pid_from(pid, "stream"));
+            request.es_pids.push_back(pid_from(pid, "stream"));
     }
-    const bool lists = !wish.programs.empty() || !wish.pids.empty() || !wish.dropped.empty();
-    if (!wish.from && !wish.is_about_one() && !lists && !options.drop_nulls)
+    const bool lists =
+        !request.programs.empty() || !request.pids.empty() || !request.dropped.empty();
+    if (!request.from && !request.is_about_one() && !lists && !options.drop_nulls)
         throw UsageError("nothing is to be changed");
-    return wish;
+    return request;
 }
 
 class Remap {
   public:
     Remap(const RemapOptions& options, const Session& session)
         : options_(options),
-          wish_(wish_of(options)),
+          request_(request_of(options)),
           draw_(!session.quiet && is_terminal(STDERR_FILENO)),
           talk_(!session.quiet && !is_standard_output(options.out)),
-          facts_(wish_.from) {}
+          facts_(request_.from) {}
 
     void run() {
         look();
-        const Identifiers identifiers = make_remap_plan(facts_, wish_);
+        const Identifiers identifiers = make_remap_plan(facts_, request_);
         write(identifiers);
     }
 
@@ -131,7 +133,7 @@ class Remap {
     }
 
     const RemapOptions& options_;
-    const RemapWish wish_;
+    const RemapRequest request_;
     const bool draw_;
     const bool talk_;
     StreamFacts facts_;

@@ -25,7 +25,7 @@ struct FlvTag {
     uint32_t timestamp = 0;  // ms, extension byte included
     uint32_t data_len = 0;
     uint32_t stream_id = 0;      // always 0
-    uint32_t size_word = 0;      // the one behind it
+    uint32_t size_word = 0;      // the one after it
     std::vector<uint8_t> bytes;  // header, and of the body as much as its type calls for
 
     uint32_t size() const;  // header and body
@@ -58,10 +58,10 @@ struct FlvReading {
     CappedList<Gap> losses;      // places where no tag stands, up to the next one or the end
     uint64_t skipped_bytes = 0;  // of these
     std::optional<TruncatedTag> truncated;
-    uint64_t trailing_bytes = 0;  // behind the last whole tag
+    uint64_t trailing_bytes = 0;  // after the last whole tag
 
     // -> bytes that have a place in the above; all of them, once the source is read to its end and
-    //    that lies behind the first size word
+    //    that lies after the first size word
     uint64_t accounted_bytes() const;
 };
 
@@ -92,7 +92,7 @@ bool starts_like_flv(std::span<const uint8_t> bytes);
 
 class FlvWalk {
   public:
-    // on_finding: is told what is wrong; may be empty
+    // on_finding: called with what is wrong; may be empty
     FlvWalk(ByteCursor& cursor, const FlvFindings& on_finding)
         : cursor_(cursor), on_finding_(on_finding) {}
 

@@ -15,14 +15,14 @@ class ByteCursor {
     ByteCursor(Source& source, std::span<const uint8_t> first_window)
         : source_(source), window_(first_window) {}
 
-    // -> true when the user's wish ended the source here, not its end
+    // -> true when a signal ended the reading here, not the end of the source
     bool stopped() const { return source_.stopped(); }
 
     // -> bytes passed since the start of the source
     uint64_t position() const { return position_; }
 
-    // Has the processor fetch the bytes at that distance, if they are at hand: whoever knows where it
-    // will look next, and has something else to do first, need not wait for them then.
+    // Has the processor fetch the bytes at that distance, if they are in the window: a caller that
+    // knows where it will look next, and has other work first, then need not wait for them.
     void prefetch(uint64_t distance) const {
         constexpr size_t kLine = 64;
         for (uint64_t at = distance; at < window_.size() && at < distance + 2 * kLine; at += kLine)
@@ -33,8 +33,8 @@ class ByteCursor {
     // Valid until the next call.
     std::span<const uint8_t> peek(size_t count);
 
-    // Passes over some of the bytes that follow: as many of `count` as are at hand, so none only
-    // at the end. Valid until the next call.
+    // Passes over some of the bytes that follow: as many of `count` as the window holds, so none
+    // only at the end. Valid until the next call.
     std::span<const uint8_t> take(uint64_t count);
 
     // Passes over `count` bytes, in files without reading them.
@@ -49,7 +49,7 @@ class ByteCursor {
     std::span<const uint8_t> take_at_hand(uint64_t count);
 
     Source& source_;
-    std::span<const uint8_t> window_;  // what is at hand, from the position on
+    std::span<const uint8_t> window_;  // what was read, from the position on
     uint64_t position_ = 0;
 };
 

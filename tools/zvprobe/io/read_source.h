@@ -40,8 +40,8 @@ class ReadSource : public Source {
     void pass(uint64_t count);
 
   private:
-    // -> bytes read; 0 for no more now: at the end of the source, of the user's patience, or, live,
-    //    of a wait
+    // -> bytes read; 0 for no more now: the source is at its end, a signal came, or, live, nothing
+    //    came in a while
     size_t read_some(std::span<uint8_t> room);
 
     struct FreeMemory {

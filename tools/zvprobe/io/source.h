@@ -41,14 +41,14 @@ class Source {
     // -> true when nothing follows the current window
     virtual bool at_end() const = 0;
 
-    // -> true when the user's wish ended the reading here: more may have followed, and what the
+    // -> true when a signal ended the reading here: more may have followed, and what the
     //    last window cuts off is no damage of the source
     virtual bool stopped() const { return false; }
 
     // -> where and why reading ended early, for the user; empty when it did not
     std::string error() const;
 
-    // What the bytes come from. Only files have a time of their own whoever reads them.
+    // What the bytes come from. A file is read at any speed; others give bytes as they are sent.
     enum class Origin { kFile, kPipe, kNetwork };
     virtual Origin origin() const { return Origin::kFile; }
 

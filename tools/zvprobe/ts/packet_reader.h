@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// A source packet by packet, with what stands around each: for commands that write packets again.
-// Where they are the library's framer tells.
+// A source packet by packet, with the time code or parity of each, for commands that write packets
+// again. The library's framer finds them.
 #pragma once
 
 #include <cstdint>

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Implementation of table_builder.h. Sections start behind the header and are padded with 0xFF.
+// Implementation of table_builder.h. Sections start after the header and are padded with 0xFF.
 #include "ts/table_builder.h"
 
 #include <algorithm>

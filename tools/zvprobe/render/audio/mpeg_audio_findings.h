@@ -14,7 +14,7 @@ std::string kind_text(const MpegAudioHeader& header);
 
 std::string finding_text(const MpegAudioFinding& finding);
 
-// -> tells the log what is found, as long as it wants to know; the log outlives it
+// -> passes what is found to the log, as long as the log takes findings; the log outlives it
 std::function<void(const MpegAudioFinding&)> teller_of(FindingLog& log);
 
 }  // namespace zvprobe

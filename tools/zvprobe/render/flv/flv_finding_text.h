@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// What is wrong in an FLV source, in words, for whoever follows the reading on standard error.
+// What is wrong in an FLV source, in words, as standard error gets it while the source is read.
 #pragma once
 
 #include "flv/flv_walk.h"

@@ -23,8 +23,8 @@ bool begins_with_start_code(std::span<const uint8_t> payload) {
 
 }  // namespace
 
-EsExtract::EsExtract(ExtractWish wish, OutFileSet& out)
-    : wish_(std::move(wish)),
+EsExtract::EsExtract(ExtractRequest request, OutFileSet& out)
+    : request_(std::move(request)),
       out_(out),
       map_({[this](uint16_t pid, uint16_t program) {
                 gather_tables(pid);
@@ -40,16 +40,16 @@ EsExtract::EsExtract(ExtractWish wish, OutFileSet& out)
             }}),
       pids_(zv::kPidCount) {
     gather_tables(zv::kPidPat);
-    if (wish_.sections) gather_tables(zv::kPidCat);
+    if (request_.sections) gather_tables(zv::kPidCat);
     for (const uint16_t pid : zv::survey::kTablePids)
         want_tables(pid, 0);
-    for (const uint16_t pid : wish_.pids)
+    for (const uint16_t pid : request_.pids)
         switch_stream(watch(pid), Codec::kUnknown);
 }
 
 bool EsExtract::wants(uint16_t pid, uint16_t program) const {
-    if (wish_.pids.empty() && wish_.programs.empty()) return true;
-    return wish_.pids.contains(pid) || wish_.programs.contains(program);
+    if (request_.pids.empty() && request_.programs.empty()) return true;
+    return request_.pids.contains(pid) || request_.programs.contains(program);
 }
 
 EsExtract::Pid& EsExtract::watch(uint16_t pid) {
@@ -65,7 +65,7 @@ EsExtract::Tables& EsExtract::gather_tables(uint16_t pid) {
 }
 
 void EsExtract::want_tables(uint16_t pid, uint16_t program) {
-    if (!wish_.sections || !wants(pid, program)) return;
+    if (!request_.sections || !wants(pid, program)) return;
     gather_tables(pid).wanted = true;
     if (program != 0) watch(pid).programs.insert(program);
 }
@@ -89,7 +89,7 @@ void EsExtract::see_listed(const zv::survey::PmtView& pmt, const zv::survey::Pmt
     release_held(listed.pid);
 }
 
-// A programme may change what it says of a PID; of two programmes that disagree the first is believed.
+// A programme may change what it says of a PID; of two programmes that disagree the first counts.
 void EsExtract::declare(uint16_t number, const Declared& declared, uint16_t program) {
     Pid& pid = watch(number);
     const bool again = pid.stream != nullptr && pid.stream->listed;
@@ -245,7 +245,7 @@ Extracted EsExtract::result_of(uint16_t number, Stream& stream) {
     result.packets = stream.packets;
     result.packets_lost = stream.packets_lost;
     result.scrambled_packets = stream.scrambled_packets;
-    result.sections_not_wanted = stream.declared.in_sections && !wish_.sections;
+    result.sections_not_wanted = stream.declared.in_sections && !request_.sections;
     const char* const named = zv::survey::codec_name(codec);
     if (named != nullptr) result.what = named;
     if (!stream.file) return result;

@@ -26,7 +26,7 @@
 namespace zvprobe {
 
 // What is to be extracted. Without PIDs and programmes: all that the tables name.
-struct ExtractWish {
+struct ExtractRequest {
     std::set<uint16_t> pids;      // these, listed or not
     std::set<uint16_t> programs;  // and what belongs to these
     bool sections = false;        // tables, too
@@ -57,7 +57,7 @@ struct CodecChange {
 
 class EsExtract {
   public:
-    EsExtract(ExtractWish wish, OutFileSet& out);
+    EsExtract(ExtractRequest request, OutFileSet& out);
     EsExtract(const EsExtract&) = delete;
     EsExtract& operator=(const EsExtract&) = delete;
 
@@ -139,7 +139,7 @@ class EsExtract {
     Extracted result_of(uint16_t number, const Pid& pid, const std::string& use);
     std::string free_name(const FileName& name);
 
-    const ExtractWish wish_;
+    const ExtractRequest request_;
     OutFileSet& out_;
     ProgramMap map_;
     HeldPackets held_;

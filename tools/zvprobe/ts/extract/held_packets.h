@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// Packets that came before the tables told what they are for: the latest of them, so that a stream
-// begins earlier than its PMT, and without a gap.
+// The latest packets that came before the tables named their PID, so that an extracted stream
+// begins before its PMT, and without a gap.
 #pragma once
 
 #include <array>
@@ -18,7 +18,7 @@ class HeldPackets {
   public:
     static constexpr size_t kMost = size_t{1} << 16;  // 12 MB
 
-    // Takes a copy; for it the oldest one may go.
+    // Takes a copy, if need be in place of the oldest one.
     void take(const zv::survey::Packet& packet) {
         const size_t slot = next_ % kMost;
         if (next_ < kMost)

@@ -12,7 +12,7 @@ namespace zvprobe {
 struct PesCounts {
     uint64_t units = 0;          // with a sound header; padding is none
     uint64_t damaged = 0;        // of those, parts are missing
-    uint64_t left_out = 0;       // without a beginning, or with a header that is none
+    uint64_t left_out = 0;       // without a beginning, or without a sound header
     uint64_t scrambled = 0;      // PES_scrambling_control is not 0
     uint64_t surplus_bytes = 0;  // after the end that PES_packet_length tells
 };

@@ -11,7 +11,7 @@
 namespace zvprobe {
 namespace {
 
-// Whoever reads a stream looks for tables here.
+// Receivers look for tables on these PIDs.
 constexpr std::array<uint16_t, 7> kTablePids = {zv::kPidPat, zv::kPidCat, zv::kPidNit, zv::kPidSdt,
                                                 zv::kPidEit, zv::kPidRst, zv::kPidTdt};
 
@@ -21,17 +21,18 @@ std::string program_text(uint16_t number) {
 
 class Planner {
   public:
-    Planner(const StreamFacts& facts, const RemapWish& wish) : facts_(facts), wish_(wish) {}
+    Planner(const StreamFacts& facts, const RemapRequest& request)
+        : facts_(facts), request_(request) {}
 
     Identifiers make() {
-        if (wish_.from) choose_one();
-        for (const uint16_t pid : wish_.dropped)
+        if (request_.from) choose_one();
+        for (const uint16_t pid : request_.dropped)
             drop(pid);
-        for (const auto& [from, to] : wish_.programs)
+        for (const auto& [from, to] : request_.programs)
             rename(from, to);
-        for (const auto& [from, to] : wish_.pids)
+        for (const auto& [from, to] : request_.pids)
             move(from, to);
-        if (wish_.is_about_one()) change_one();
+        if (request_.is_about_one()) change_one();
         check_numbers();
         check_pids();
         return std::move(ids_);
@@ -39,10 +40,10 @@ class Planner {
 
   private:
     void choose_one() {
-        ids_.only = wish_.from;
+        ids_.only = request_.from;
         ids_.changes_pids = true;
-        if (!facts_.first().described || facts_.first().number != *wish_.from)
-            throw UsageError("there is no " + program_text(*wish_.from));
+        if (!facts_.first().described || facts_.first().number != *request_.from)
+            throw UsageError("there is no " + program_text(*request_.from));
     }
 
     void drop(uint16_t pid) {
@@ -79,30 +80,30 @@ class Planner {
         if (facts_.programs() > 1)
             throw UsageError(std::to_string(facts_.programs()) +
                              " programmes: choose one with --from NUMBER");
-        if (wish_.program) rename(one.number, *wish_.program);
-        if (wish_.pmt_pid) move_pmt(one);
-        if (!wish_.es_pids.empty()) move_streams(one);
-        if (wish_.pcr_pid) move_pcr(one);
+        if (request_.program) rename(one.number, *request_.program);
+        if (request_.pmt_pid) move_pmt(one);
+        if (!request_.es_pids.empty()) move_streams(one);
+        if (request_.pcr_pid) move_pcr(one);
     }
 
     void move_pmt(const ProgramFacts& one) {
         if (one.pmt_moves) throw RemapError("the PMT moves to another PID within the stream");
-        move(one.pmt_pid, *wish_.pmt_pid);
+        move(one.pmt_pid, *request_.pmt_pid);
     }
 
     void move_streams(const ProgramFacts& one) {
         if (one.streams_change)
             throw RemapError("the programme's streams change within the stream");
-        if (wish_.es_pids.size() != one.streams.size())
+        if (request_.es_pids.size() != one.streams.size())
             throw UsageError("the programme has " + std::to_string(one.streams.size()) +
-                             " streams, --es " + std::to_string(wish_.es_pids.size()));
+                             " streams, --es " + std::to_string(request_.es_pids.size()));
         for (size_t i = 0; i < one.streams.size(); ++i)
-            move(one.streams[i], wish_.es_pids[i]);
+            move(one.streams[i], request_.es_pids[i]);
     }
 
     // Packets of a PCR PID of its own go into a stream only when they carry nothing else.
     void move_pcr(const ProgramFacts& one) {
-        const uint16_t from = one.pcr_pid, to = *wish_.pcr_pid;
+        const uint16_t from = one.pcr_pid, to = *request_.pcr_pid;
         if (from == zv::kPidNull) throw UsageError("the programme has no PCR");
         if (one.pcr_moves) throw RemapError("the PCR moves to another PID within the stream");
         if (to == ids_.pids[one.pmt_pid]) throw UsageError("the PCR cannot share the PMT's PID");
@@ -168,14 +169,14 @@ class Planner {
     }
 
     const StreamFacts& facts_;
-    const RemapWish& wish_;
+    const RemapRequest& request_;
     Identifiers ids_;
 };
 
 }  // namespace
 
-Identifiers make_remap_plan(const StreamFacts& facts, const RemapWish& wish) {
-    return Planner(facts, wish).make();
+Identifiers make_remap_plan(const StreamFacts& facts, const RemapRequest& request) {
+    return Planner(facts, request).make();
 }
 
 }  // namespace zvprobe

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// What is wished for, and what becomes of every identifier of a stream for it: decided by what a
-// first reading found, or refused.
+// What a remap is to change, and the new identifiers of the whole stream that follow from it and
+// from what a first reading found; or why it cannot be done.
 #pragma once
 
 #include <optional>
@@ -14,7 +14,7 @@
 namespace zvprobe {
 
 // What the user asks for.
-struct RemapWish {
+struct RemapRequest {
     using Pair = std::pair<uint16_t, uint16_t>;  // old, new
 
     std::optional<uint16_t> from;  // the one programme to copy
@@ -31,7 +31,7 @@ struct RemapWish {
     bool is_about_one() const { return program || pmt_pid || pcr_pid || !es_pids.empty(); }
 };
 
-// The stream changes in a way that the wish does not cover; the text says how.
+// The stream changes in a way that the request does not cover; the text says how.
 class RemapError : public std::runtime_error {
   public:
     using std::runtime_error::runtime_error;
@@ -39,6 +39,6 @@ class RemapError : public std::runtime_error {
 
 // Throws UsageError when the stream cannot be given these identifiers, RemapError when it can only
 // be for a while.
-Identifiers make_remap_plan(const StreamFacts& facts, const RemapWish& wish);
+Identifiers make_remap_plan(const StreamFacts& facts, const RemapRequest& request);
 
 }  // namespace zvprobe

@@ -26,7 +26,7 @@ class TableLane {
     // Takes a packet of the PID, which is the last one of the queue: its place is used again.
     void take(const zv::survey::Packet& packet, QueuedPacket& queued);
 
-    // -> bytes that found no place in the packets that came: any null packet will do for them
+    // -> bytes for which the packets that came had no room: they may go into any null packet
     size_t left_over() const { return left_over_ ? bytes_.size() : 0; }
 
     // Writes what is left over into a packet that carried nothing, the last one of the queue.
