@@ -54,7 +54,7 @@ Packet packet_of(const BuildPatOptions& options) {
 }
 
 Packet packet_of(const BuildPmtOptions& options) {
-    ProgramMap map = {number_from(options.program, 1, kMostNumber, "programme"),
+    PmtContent map = {number_from(options.program, 1, kMostNumber, "programme"),
                       pid_from(options.pmt, "PMT"),
                       number_from(options.pcr, 0, kMostPid, "PCR"),
                       {}};

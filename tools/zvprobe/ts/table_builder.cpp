@@ -39,7 +39,7 @@ Packet build_pat(std::span<const ProgramEntry> programs) {
     });
 }
 
-Packet build_pmt(const ProgramMap& map) {
+Packet build_pmt(const PmtContent& map) {
     size_t size = 0;
     for (const MPEGTSStream& stream : map.streams)
         size += kStreamEntrySize + stream.es_info_len;

@@ -20,7 +20,7 @@ struct ProgramEntry {
     uint16_t pmt_pid;
 };
 
-struct ProgramMap {
+struct PmtContent {
     uint16_t program_number;
     uint16_t pmt_pid;
     uint16_t pcr_pid;
@@ -35,7 +35,7 @@ struct ServiceText {
 
 // All throw UsageError when the table is too long for one packet.
 Packet build_pat(std::span<const ProgramEntry> programs);
-Packet build_pmt(const ProgramMap& map);
+Packet build_pmt(const PmtContent& map);
 Packet build_sdt(const ServiceText& service);
 
 Packet build_null_packet();
