@@ -28,8 +28,9 @@ int StreamSource::read_once(std::span<uint8_t> room) {
     const int got = url_.read(room);
     if (got <= 0 || url_.protocol() != ZVPTC_INDEX_RTP) return got;
     const auto payload = payload_of(room.first(static_cast<size_t>(got)));
+    if (payload.empty()) return -EINTR;
     std::memmove(room.data(), payload.data(), payload.size());
-    return payload.empty() ? -EINTR : static_cast<int>(payload.size());
+    return static_cast<int>(payload.size());
 }
 
 }  // namespace zvprobe
