@@ -58,8 +58,8 @@ std::string decode(const std::string& charset_name, Bytes text) {
             out += ' ';
         } else if (charset_name == "ISO_6937" && byte == 0xA4) {
             out += utf8(0x20AC);  // the one place where annex A differs from ISO/IEC 6937
-        } else if ((byte >= 0x80 && byte < 0xA0) || byte < 0x20) {
-            if (byte != 0x86 && byte != 0x87) out += kUndecodable;
+        } else if ((byte >= 0x7F && byte < 0xA0) || byte < 0x20) {
+            // other control codes show nothing
         } else {
             std::string found = charset.character(text.first(1));
             for (; found.empty() && taken < 2 && taken < text.size(); ++taken)
@@ -72,16 +72,26 @@ std::string decode(const std::string& charset_name, Bytes text) {
     return out;
 }
 
-std::string control(uint32_t code) {
-    if (code == 0xE086 || code == 0xE087) return {};
-    return code == 0xE08A ? " " : utf8(code);
+// Control codes stand at 0x80 to 0x9F and, in tables of more than one byte, at U+E080 to U+E09F.
+// A line break becomes a space, all others show nothing.
+std::string shown(uint32_t code) {
+    const uint32_t low = code >= 0xE080 && code < 0xE0A0 ? code - 0xE000 : code;
+    if (low == 0x8A) return " ";
+    return low < 0x20 || (low >= 0x7F && low < 0xA0) ? std::string() : utf8(code);
 }
 
 std::string code_points(Bytes text) {
     std::string out;
     for (; text.size() >= 2; text = text.subspan(2))
-        out += control(static_cast<uint32_t>(text[0] << 8 | text[1]));
+        out += shown(static_cast<uint32_t>(text[0] << 8 | text[1]));
     return text.empty() ? out : out + kUndecodable;
+}
+
+// U+0080 to U+009F and U+E080 to U+E09F in UTF-8: their last byte is that of the control code.
+bool is_control(Bytes utf8) {
+    const bool c1 = utf8.size() == 2 && utf8[0] == 0xC2;
+    const bool in_private_area = utf8.size() == 3 && utf8[0] == 0xEE && utf8[1] == 0x82;
+    return (c1 || in_private_area) && utf8.back() < 0xA0;
 }
 
 std::string from_utf8(Bytes text) {
@@ -95,12 +105,12 @@ std::string from_utf8(Bytes text) {
             if (!found.empty()) break;
         }
         if (found.empty()) size = 1;
-        if (found == "\xEE\x82\x86" || found == "\xEE\x82\x87") {
-            // emphasis on and off
-        } else if (found == "\xEE\x82\x8A") {
-            out += ' ';
+        if (found.empty()) {
+            out += kUndecodable;
+        } else if (size == 1) {
+            out += shown(text[0]);
         } else {
-            out += found.empty() ? kUndecodable : found;
+            out += is_control(text.first(size)) ? shown(text[size - 1]) : found;
         }
         text = text.subspan(size);
     }
@@ -129,13 +139,14 @@ std::string dvb_text(Bytes text) {
     if (first == 0x12) return decode("EUC-KR", rest);
     if (first == 0x13) return decode("GB2312", rest);
     if (first == 0x15) return from_utf8(rest);
+    if (first == 0x1F) return iso8859(0, rest.empty() ? rest : rest.subspan(1));
     return iso8859(0, rest);
 }
 
 std::string utf16_text(Bytes text) {
     std::string out;
     for (; text.size() >= 2 && (text[0] | text[1]) != 0; text = text.subspan(2))
-        out += utf8(static_cast<uint32_t>(text[0] << 8 | text[1]));
+        out += shown(static_cast<uint32_t>(text[0] << 8 | text[1]));
     return out;
 }
 

@@ -216,23 +216,24 @@ Framer::Step Framer::find_again(std::span<const uint8_t> rest, bool last) {
     size_t run = 0;
     while (at < places && (run = run_at(rest, at, counts_.packet_size, whole_packet())) == 0)
         at = find_sync_byte(sought, at + 1);
-    if (at < places && is_time_code_of_known_packet(rest, at)) {
+    if (at >= places) {
+        skip(places);
+        if (last) {
+            phase_ = Phase::kEnded;
+            counts_.skipped_bytes += time_code_size();  // of the packet that never came
+        }
+        return take({What::kPassed, places});
+    }
+    // What is told apart here may put the start past the places that were searched.
+    if (is_time_code_of_known_packet(rest, at)) {
         // The packets that follow are in step with those before: only their time codes look alike.
         at += kTimeCodeSize + counts_.packet_size;
-    } else if (at < places) {
+    } else {
         at = column_of(rest, at, counts_.packet_size, run);
     }
-    if (at < places) {
-        skip(at);
-        phase_ = Phase::kInSync;
-        return take({What::kPassed, at});
-    }
-    skip(places);
-    if (last) {
-        phase_ = Phase::kEnded;
-        counts_.skipped_bytes += time_code_size();  // of the packet that never came
-    }
-    return take({What::kPassed, places});
+    skip(at);
+    phase_ = Phase::kInSync;
+    return take({What::kPassed, at});
 }
 
 }  // namespace zv
