@@ -2,12 +2,12 @@
 // The message entry point of hosts that have none of their own. Alone in its file and weak, so that
 // a host's definition takes its place in static and in shared builds.
 
+#include <climits>
 #include <cstdarg>
 #include <cstdio>
 
 #include "zvlog.h"
 #include "zvlog/formatted_text.h"
-#include "zvlog/level.h"
 
 namespace {
 
@@ -16,13 +16,13 @@ struct LevelStep {
     unsigned level;  // ours
 };
 
-constexpr LevelStep kLevels[] = {{16, 1}, {24, 2}, {32, 3}, {40, 4}, {48, 5}};
+constexpr LevelStep kLevels[] = {{16, 1}, {24, 2}, {32, 3}, {40, 4}, {48, 5}, {INT_MAX, 6}};
 
 unsigned map_level(int level) {
-    for (const LevelStep& step : kLevels) {
-        if (level <= step.up_to) return step.level;
-    }
-    return zvlog::kHighestLevel;
+    const LevelStep* step = kLevels;
+    while (level > step->up_to)
+        ++step;
+    return step->level;
 }
 
 }  // namespace

@@ -2,9 +2,9 @@
 // The state every log call looks at first: threshold, level names, tag filter and the switches.
 // Only the threshold is guarded; the others are the host's to set before its threads log.
 
-#include "zvlog/level.h"
-
+#include <algorithm>
 #include <atomic>
+#include <iterator>
 
 #include "zvlog.h"
 
@@ -28,8 +28,8 @@ unsigned zvlog_api_getLoglevel(void) {
 }
 
 void zvlog_api_setLoglevel(unsigned new_level) {
-    level.store(new_level < zvlog::kHighestLevel ? new_level : zvlog::kHighestLevel,
-                std::memory_order_relaxed);
+    constexpr auto kHighest = static_cast<unsigned>(std::size(strLoglevel_simple) - 1);
+    level.store(std::min(new_level, kHighest), std::memory_order_relaxed);
 }
 
 }  // extern "C"

@@ -19,6 +19,7 @@ namespace zvlog {
 
 namespace {
 
+constexpr mode_t kDirectoryMode = 0755;
 constexpr mode_t kFileMode = 0644;
 constexpr int kOpenFlags = O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC;
 
@@ -43,6 +44,39 @@ Rotation with_environment(Rotation rotation) {
     read_environment("ZVLOG_GENERATIONS", rotation.generations);
     rotation.generations = std::min(rotation.generations, ZVLOG_MOST_GENERATIONS);
     return rotation;
+}
+
+bool is_set(const char* text) {
+    return text != nullptr && *text != '\0';
+}
+
+const char* choose_directory(const char* dir) {
+    const char* override_dir = std::getenv("ZVLOG_DIR");
+    if (is_set(override_dir)) return override_dir;
+    return is_set(dir) ? dir : ".";
+}
+
+// The path of the log file: `file` itself when it begins with '/', else below ZVLOG_DIR, else below
+// `dir`, else in the working directory. False (and errno) when it is too long.
+bool build_path(Path& path, const char* dir, const char* file) {
+    const int length = *file == '/'
+                           ? std::snprintf(path, sizeof path, "%s", file)
+                           : std::snprintf(path, sizeof path, "%s/%s", choose_directory(dir), file);
+    if (length >= 0 && static_cast<size_t>(length) < sizeof path) return true;
+    errno = ENAMETOOLONG;
+    return false;
+}
+
+// Failures show when the file is opened.
+void make_parent_directories(const Path& path) {
+    Path parent;
+    std::memcpy(parent, path, sizeof parent);
+    for (char* slash = std::strchr(parent + 1, '/'); slash != nullptr;
+         slash = std::strchr(slash + 1, '/')) {
+        *slash = '\0';
+        ::mkdir(parent, kDirectoryMode);
+        *slash = '/';
+    }
 }
 
 // One write(2), unless the system accepts only a part of the text.

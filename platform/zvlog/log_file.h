@@ -1,17 +1,19 @@
 // SPDX-License-Identifier: MIT
-// The log file: append-only writing, rotation by size, the observer that reads along, and the lock
+// The log file: its path, append-only writing, rotation by size, the observer that reads along, and the lock
 // that keeps texts whole. What is written, and when, is left to the callers.
 #pragma once
 
 #include <atomic>
+#include <climits>
 #include <cstddef>
 #include <cstdint>
 #include <mutex>
 
-#include "zvlog/log_path.h"
 #include "zvlog_ext.h"
 
 namespace zvlog {
+
+using Path = char[PATH_MAX];
 
 struct Rotation {
     uint64_t max_bytes = ZVLOG_DEFAULT_MAX_BYTES;
