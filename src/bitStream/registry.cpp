@@ -6,7 +6,6 @@
 #include <cstring>
 
 #include "bitStream/log.h"
-#include "bitStream/text_equal.h"
 #include "zvcommon.h"
 
 extern "C" {
@@ -52,7 +51,7 @@ AVParser* ffurl_match_resolver(const char* name) {
         return nullptr;
     }
     for (AVParser* parser = first_parser; parser != nullptr; parser = parser->next) {
-        if (parser->name != nullptr && zv::text_equal(name, parser->name)) return parser;
+        if (parser->name != nullptr && strcmp(name, parser->name) == 0) return parser;
     }
     return nullptr;
 }

@@ -4,7 +4,6 @@
 #include <cstdio>
 #include <cstring>
 
-#include "bitStream/text_equal.h"
 #include "mpeg/mpegts/context.h"
 #include "ts_tools.h"
 #include "zvcommon.h"
@@ -114,17 +113,17 @@ void mpegts_innerapi_getServiceTypeString(StreamInfoProgram* dst, const MPEGTSSe
 int mpegts_api_isFileNMpegts(int flag, const char* url, const char* format) {
     if (flag != 0) return 0;
     if (url != nullptr && zvstr_api_isCasestr(url, ".ts")) return 0;
-    return format == nullptr || !zv::text_equal(format, "mpegts");
+    return format == nullptr || strcmp(format, "mpegts") != 0;
 }
 
 int mpegts_api_isMpeg(const char* format, uint16_t flag) {
     if (flag != 0) return 1;
     if (format == nullptr) return 0;
-    return zv::text_equal(format, "mpegts") || zv::text_equal(format, "hls") ||
-           zv::text_equal(format, "rtp_mpegts");
+    return strcmp(format, "mpegts") == 0 || strcmp(format, "hls") == 0 ||
+           strcmp(format, "rtp_mpegts") == 0;
 }
 
 int mpegts_api_isMpeg2(const char* format) {
     if (format == nullptr) return 0;
-    return mpegts_api_isMpeg(format, 0) || zv::text_equal(format, "rtp");
+    return mpegts_api_isMpeg(format, 0) || strcmp(format, "rtp") == 0;
 }
