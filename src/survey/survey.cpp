@@ -1,32 +1,13 @@
 // SPDX-License-Identifier: MIT
-// Implementation of survey.h. pass_ordinary is the whole way of ordinary packets: a header and one
+// Implementation of survey.h: the way of a packet up to what it carries, which survey_sections.cpp
+// and survey_codecs.cpp take. pass_ordinary is the whole way of ordinary packets: a header and one
 // record each.
 #include "survey/survey.h"
 
 #include <algorithm>
 #include <utility>
 
-#include "survey/codecs/video/parameters.h"
-#include "survey/records/splice_event.h"
-#include "survey/records/table_rules.h"
-
 namespace zv::survey {
-namespace {
-
-// Variants of one codec are no contradiction.
-bool contradicts(Codec declared, Codec read) {
-    const auto is_mpeg_audio = [](Codec codec) {
-        return codec >= Codec::kMp1 && codec <= Codec::kMp3;
-    };
-    const auto is_mpeg_video = [](Codec codec) {
-        return codec == Codec::kMpeg1Video || codec == Codec::kMpeg2Video;
-    };
-    if (is_mpeg_audio(declared) && is_mpeg_audio(read)) return false;
-    if (is_mpeg_video(declared) && is_mpeg_video(read)) return false;
-    return declared != read;
-}
-
-}  // namespace
 
 Survey::Survey(EventLog::Tell tell, SeePackets see_packets, const Limits& limits,
                SeeTimeLine see_line)
@@ -67,60 +48,6 @@ void Survey::finish() {
         if (detail.es) finish_codec(pid, detail);
     });
     timing_.finish(last_packet_);
-}
-
-std::optional<double> Survey::bit_rate_bps() const {
-    constexpr double kBitsPerPacket = 1504;
-    if (!timing_.live()) return timing_.clock().bit_rate_bps();
-    const double seconds = static_cast<double>(last_arrival_us_ - *first_arrival_us_) * 1e-6;
-    if (seconds <= 0) return std::nullopt;
-    return static_cast<double>(framing().packets - packets_at_first_arrival_) * kBitsPerPacket /
-           seconds;
-}
-
-std::optional<double> Survey::duration_s() const {
-    if (timing_.live()) return static_cast<double>(last_arrival_us_ - *first_arrival_us_) * 1e-6;
-    const auto rate = bit_rate_bps();
-    if (!rate) return std::nullopt;
-    return framer_.places() * 1504 / *rate;
-}
-
-bool Survey::constant_rate() const {
-    return timing_.constant_rate();
-}
-
-std::optional<double> Survey::bit_rate_of(uint64_t packets) const {
-    const auto rate = bit_rate_bps();
-    if (!rate || framing().packets == 0) return std::nullopt;
-    return *rate * static_cast<double>(packets) / static_cast<double>(framing().packets);
-}
-
-std::optional<double> Survey::drift_ppm(const PidDetail& detail) const {
-    if (!detail.timing.pcr_line) return std::nullopt;
-    const auto speed = detail.timing.pcr_line->speed();
-    return speed ? std::optional((*speed - 1) * 1e6) : std::nullopt;
-}
-
-bool Survey::has(Needs needs) const {
-    switch (needs) {
-        case Needs::kNothing:
-            return true;
-        case Needs::kClock:
-            return timing_.live() || timing_.clock().rate_known();
-        case Needs::kConstantRate:
-            return constant_rate();
-        case Needs::kNotMeasured:
-            break;
-    }
-    return false;
-}
-
-std::vector<Event> Survey::events() const {
-    return events_.listed([this](Needs needs) { return has(needs); });
-}
-
-uint64_t Survey::event_count() const {
-    return events_.total([this](Needs needs) { return has(needs); });
 }
 
 // -> bytes taken
@@ -264,79 +191,6 @@ void Survey::see_other(const Packet& packet, PidRecord& record, uint64_t offset)
     if (detail.es) see_es(packet, detail, offset);
 }
 
-// Where a decoder can begin, other parameters than before make another stream.
-void Survey::see_parameters(const Packet& packet, PidDetail& detail) {
-    const auto parameters = first_parameters(detail.declared, packet.payload());
-    if (parameters.empty()) return;
-    const uint32_t before = std::exchange(detail.parameters_crc, crc32(parameters));
-    if (before != 0 && before != detail.parameters_crc && !detail.es)
-        pids_.read_codec_of(packet.pid());
-}
-
-// Gathers the beginning of a stream until its codec is read. Of video a unit with parameter sets is
-// waited for; what comes before costs nothing.
-void Survey::see_es(const Packet& packet, PidDetail& detail, uint64_t offset) {
-    if (packet.starts_unit()) {
-        const bool read =
-            detail.es->worth_reading() && read_codec_now(packet.pid(), detail, offset);
-        if (read) return;
-        const bool worth =
-            packet.random_access() || may_begin_with_parameters(detail.declared, packet.payload());
-        if (!worth) return detail.es->pause();
-    }
-    detail.es->take(packet.payload(), packet.starts_unit());
-    if (detail.es->full()) read_codec_now(packet.pid(), detail, offset);
-    if (detail.es && !detail.es->paused()) pids_[packet.pid()].look_again();
-}
-
-// -> true when nothing more is gathered
-bool Survey::read_codec_now(uint16_t pid, PidDetail& detail, uint64_t offset) {
-    const auto declared = model_.declared_stream(pid);
-    if (declared) {
-        const CodecFacts facts = read_codec(*declared, detail.es->bytes());
-        detail.es->note_read();
-        if (!facts.settled && !detail.es->full()) return false;
-        tell_codec(pid, detail, facts, offset);
-        detail.facts = facts;
-        model_.note_codec_read();
-    }
-    detail.es.reset();
-    return true;
-}
-
-// What was gathered is all there is.
-void Survey::finish_codec(uint16_t pid, PidDetail& detail) {
-    const auto declared = model_.declared_stream(pid);
-    if (!declared) return;
-    const CodecFacts facts = read_codec(*declared, detail.es->bytes());
-    if (facts.codec == Codec::kUnknown) return;
-    tell_codec(pid, detail, facts, last_packet_);
-    detail.facts = facts;
-    model_.note_codec_read();
-}
-
-void Survey::tell_codec(uint16_t pid, const PidDetail& detail, const CodecFacts& now,
-                        uint64_t offset) {
-    if (now.codec != Codec::kUnknown && detail.declared != Codec::kUnknown &&
-        contradicts(detail.declared, now.codec)) {
-        timing_.tell({.kind = EventKind::kStreamContradictsPmt,
-                      .pid = pid,
-                      .offset = offset,
-                      .a = static_cast<uint32_t>(detail.declared),
-                      .b = static_cast<uint32_t>(now.codec)});
-    }
-    if (!detail.facts || !detail.facts->video || !now.video) return;
-    const VideoDetails& before = *detail.facts->video;
-    if (before.width == now.video->width && before.height == now.video->height) return;
-    timing_.tell({.kind = EventKind::kStreamChanged,
-                  .pid = pid,
-                  .offset = offset,
-                  .a = before.width,
-                  .b = before.height,
-                  .c = now.video->width,
-                  .d = now.video->height});
-}
-
 void Survey::see_scrambled(const Packet& packet, PidDetail& detail, uint64_t offset) {
     const uint16_t pid = packet.pid();
     if (!std::exchange(scrambled_came_, true)) timing_.push(FirstScrambled{offset});
@@ -427,72 +281,6 @@ inline void Survey::see_scrambling(const Packet& packet, PidDetail& detail, uint
                   .pid = packet.pid(),
                   .offset = offset,
                   .a = packet.scrambled()});
-}
-
-void Survey::see_sections(const Packet& packet, PidDetail& detail, uint64_t offset) {
-    const uint16_t pid = packet.pid();
-    detail.sections.take(
-        packet.payload(), packet.starts_unit(), offset,
-        [&] {
-            timing_.push(SectionBegun{offset, pid});
-        },
-        [&](const Section& section, uint64_t first_offset) {
-            see_section(pid, section, first_offset, offset);
-        });
-}
-
-void Survey::see_section(uint16_t pid, const Section& section, uint64_t first_offset,
-                         uint64_t offset) {
-    if (section.is_sound()) {
-        note_section(pid, section, offset);
-        if (section.table_id() == kTableIdSplice) see_splice(pid, section, first_offset);
-        if (!section.is_current()) return;
-        check_table_id(pid, section.table_id(), first_offset);
-        return model_.see(pid, section, offset);
-    }
-    ++pids_.detail(pid).crc_errors;
-    if (crc_errors_++ < kMostCrcErrors)
-        crc_error_list_.push_back({first_offset, pid, section.table_id()});
-    if (!is_crc_error_2_2(section.table_id())) return;
-    timing_.tell_of_section({.kind = event_of(Indicator::kCrcError),
-                             .pid = pid,
-                             .offset = first_offset,
-                             .a = section.table_id()});
-}
-
-// A splice information section is short, and yet it has a CRC_32.
-void Survey::see_splice(uint16_t pid, const Section& section, uint64_t offset) {
-    if (pids_.detail(pid).declared != Codec::kScte35 || crc32(section.bytes()) != 0) return;
-    if (const auto command = read_splice_command(section.bytes()))
-        timing_.tell(splice_event(*command, pid, offset));
-}
-
-void Survey::note_section(uint16_t pid, const Section& section, uint64_t offset) {
-    SectionDone done = {};
-    done.offset = offset;
-    done.pid = pid;
-    done.table_id = section.table_id();
-    done.record = tables_.see(pid, section);
-    done.is_long = section.is_long();
-    done.is_current = section.is_current();
-    if (section.is_long()) {
-        done.number = section.number();
-        done.extension = section.extension();
-        done.of_program =
-            section.table_id() == kTableIdPmt && model_.is_pmt_of(pid, section.extension());
-    }
-    timing_.push(done);
-}
-
-// On the PIDs of tables nothing but their tables belongs.
-void Survey::check_table_id(uint16_t pid, uint8_t table_id, uint64_t offset) {
-    const auto indicator = misplaced(pid, table_id);
-    if (!indicator) return;
-    timing_.tell_of_section({.kind = event_of(*indicator),
-                             .clause = Clause::kTableId,
-                             .pid = pid,
-                             .offset = offset,
-                             .a = table_id});
 }
 
 }  // namespace zv::survey
