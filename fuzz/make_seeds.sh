@@ -157,7 +157,7 @@ seed survey_reference damaged "\003$sizes\000\000\000\005\001\001\001\001\200\00
 seed survey_reference tables "\001$sizes" three-programs.ts 0 5640
 seed survey_reference plain "\000$sizes" single.ts 0 7520
 
-# cut; how the clock begins, then one to three bytes a packet (timing_maker.cpp)
+# cut; how the clock begins, then one to three bytes a packet (maker/timing_maker.cpp)
 seed survey_timing head '\050\000\020\021\000\000\000\000\000\000\000\000\000\000\000\000\000\000\004\001\050\060\000\022\000\017'
 seed survey_timing every-member '\037\000\020\021\000\007\014\001\000\017\014\005\000\022\014\001\000\000\000\032\000\000\036\037\040\000\017\041\042\043'
 seed survey_timing late '\050\021\020\021\036\037\040\041\042\050\051\052\000\000\000\017\000\017\036'

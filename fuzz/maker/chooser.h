@@ -7,7 +7,7 @@
 #include <random>
 #include <span>
 
-#include "../input.h"
+#include "parts/input.h"
 
 namespace fuzz::maker {
 

@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "../../tests/support/ts_builder.h"
+#include "../tests/support/ts_builder.h"
 #include "chooser.h"
 
 namespace fuzz::maker {

@@ -12,7 +12,7 @@
 #include "bitStream.h"
 #include "cli/help.h"
 #include "commands/commands.h"
-#include "commands/indicator_limits.h"
+#include "commands/parts/indicator_limits.h"
 #include "zvprotocol.h"
 
 namespace zvprobe {

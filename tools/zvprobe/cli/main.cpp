@@ -9,7 +9,7 @@
 #include "cli/command_line.h"
 #include "cli/signals.h"
 #include "cli/standard_output.h"
-#include "render/complaint.h"
+#include "render/progress.h"
 #include "zvlog.h"
 
 namespace zvprobe {

@@ -9,7 +9,7 @@
 #include <ctime>
 
 #include "base/interrupt.h"
-#include "io/unnamed_file.h"
+#include "io/output/unnamed_file.h"
 
 namespace zvprobe {
 namespace {

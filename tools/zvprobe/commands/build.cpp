@@ -9,8 +9,8 @@
 #include "base/numbers.h"
 #include "base/printable.h"
 #include "commands/commands.h"
-#include "io/out_file.h"
-#include "render/complaint.h"
+#include "io/output/out_file.h"
+#include "render/progress.h"
 #include "ts/table_builder.h"
 
 namespace zvprobe {

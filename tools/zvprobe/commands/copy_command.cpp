@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: MIT
 // Implementation of copy_command.h.
 #include "commands/copy_command.h"
-#include "render/complaint.h"
 
 #include "base/exit_status.h"
 #include "base/interrupt.h"
-#include "io/out_file.h"
+#include "io/output/out_file.h"
+#include "render/progress.h"
 
 namespace zvprobe {
 

@@ -8,12 +8,12 @@
 
 #include "base/interrupt.h"
 #include "commands/commands.h"
-#include "commands/format_detect.h"
-#include "commands/ticker.h"
-#include "commands/ts_probe.h"
+#include "commands/parts/format_detect.h"
+#include "commands/parts/ticker.h"
+#include "commands/parts/ts_probe.h"
 #include "io/source.h"
-#include "render/complaint.h"
 #include "render/monitor_report.h"
+#include "render/progress.h"
 
 namespace zvprobe {
 namespace {

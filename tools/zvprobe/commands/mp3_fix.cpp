@@ -11,11 +11,10 @@
 #include "base/texts.h"
 #include "commands/commands.h"
 #include "commands/copy_command.h"
-#include "commands/format_detect.h"
-#include "io/out_file.h"
+#include "commands/parts/format_detect.h"
+#include "io/output/out_file.h"
 #include "io/source.h"
 #include "render/audio/mpeg_audio_findings.h"
-#include "render/complaint.h"
 #include "render/progress.h"
 #include "render/terminal.h"
 

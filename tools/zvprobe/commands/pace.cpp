@@ -13,11 +13,11 @@
 #include "base/numbers.h"
 #include "base/texts.h"
 #include "commands/commands.h"
-#include "commands/ts_probe.h"
-#include "io/packet_sink.h"
+#include "commands/parts/ts_probe.h"
+#include "io/output/packet_sink.h"
 #include "io/source.h"
-#include "render/complaint.h"
-#include "ts/stream_play.h"
+#include "render/progress.h"
+#include "ts/play/stream_play.h"
 
 namespace zvprobe {
 namespace {

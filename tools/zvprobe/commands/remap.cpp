@@ -12,7 +12,6 @@
 #include "base/texts.h"
 #include "commands/commands.h"
 #include "commands/copy_command.h"
-#include "render/complaint.h"
 #include "render/progress.h"
 #include "render/terminal.h"
 #include "ts/remap/remap_plan.h"

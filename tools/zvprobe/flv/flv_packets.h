@@ -7,7 +7,7 @@
 #include <optional>
 #include <span>
 
-#include "flv/flv_codecs.h"
+#include "flv/codecs/flv_codecs.h"
 #include "flv/flv_walk.h"
 
 namespace zvprobe {

@@ -8,10 +8,10 @@
 
 #include "flv.h"
 #include "flv/amf_values.h"
-#include "flv/codec_config.h"
+#include "flv/codecs/codec_config.h"
+#include "flv/codecs/picture_size.h"
 #include "flv/flv_times.h"
 #include "flv/flv_walk.h"
-#include "flv/picture_size.h"
 
 namespace zvprobe {
 

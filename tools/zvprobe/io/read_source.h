@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // What all sources share that are read piece by piece: one buffer, its windows, and when reading
-// ends. Where a piece comes from is left to file_source.h and stream_source.h.
+// ends. Where a piece comes from is left to file_source.h and source.cpp.
 #pragma once
 
 #include <memory>

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// Chooses the reader: files and standard input are read by the tool itself, everything else through
-// the protocol library.
+// Chooses the reader: files and standard input are read by the tool itself, network URLs through the
+// protocol library.
 #include "io/source.h"
 
 #include <unistd.h>
@@ -9,7 +9,9 @@
 #include <cstring>
 
 #include "io/file_source.h"
-#include "io/stream_source.h"
+#include "io/read_source.h"
+#include "io/url_handle.h"
+#include "rtp/rtp_header.h"
 #include "zvprotocol.h"
 
 namespace zvprobe {
@@ -28,6 +30,42 @@ std::string path_of_url(const std::string& url) {
     const int split = zvptc_api_urlSplit_urlinfo(&info, url.c_str());
     if (split < 0) throw SourceError(std::strerror(-split));
     return info.path;
+}
+
+// -> what a datagram of an rtp URL carries: one that is no RTP as it is, RTCP nothing
+std::span<const uint8_t> payload_of(std::span<const uint8_t> datagram) {
+    if (zv::is_rtcp(datagram)) return {};
+    const auto packet = zv::parse_rtp(datagram);
+    return packet ? packet->payload : datagram;
+}
+
+// A network URL.
+class StreamSource : public ReadSource {
+  public:
+    explicit StreamSource(const std::string& url);  // throws SourceError
+    Origin origin() const override { return Origin::kNetwork; }
+    std::optional<uint64_t> size() const override { return std::nullopt; }
+
+  protected:
+    int read_once(std::span<uint8_t> room) override;
+    std::string text_of(int error) const override { return url_.text_of(error); }
+
+  private:
+    UrlHandle url_;
+};
+
+StreamSource::StreamSource(const std::string& url) {
+    const std::string error = url_.open(url, UrlHandle::For::kReading);
+    if (!error.empty()) throw SourceError(error);
+}
+
+int StreamSource::read_once(std::span<uint8_t> room) {
+    const int got = url_.read(room);
+    if (got <= 0 || url_.protocol() != ZVPTC_INDEX_RTP) return got;
+    const auto payload = payload_of(room.first(static_cast<size_t>(got)));
+    if (payload.empty()) return -EINTR;
+    std::memmove(room.data(), payload.data(), payload.size());
+    return static_cast<int>(payload.size());
 }
 
 }  // namespace

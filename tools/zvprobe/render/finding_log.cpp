@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 // Implementation of finding_log.h.
 #include "render/finding_log.h"
-#include "render/complaint.h"
+#include "render/progress.h"
 
 #include <cmath>
 

@@ -6,7 +6,9 @@
 #include <atomic>
 #include <cmath>
 #include <cstdio>
-#include <string>
+#include <iostream>
+
+#include "base/printable.h"
 
 namespace zvprobe {
 namespace {
@@ -58,6 +60,13 @@ void Progress::show(uint64_t bytes) {
 
 void wipe_progress() {
     if (line_stands.exchange(false)) std::fputs("\r\033[K", stderr);
+}
+
+void complain(const std::string& name, const std::string& message) {
+    wipe_progress();
+    // In one piece: other threads may complain at the same time.
+    const std::string shown = name.empty() ? "\"\"" : printable(name);
+    std::cerr << "zvprobe: " + shown + ": " + message + '\n';
 }
 
 }  // namespace zvprobe

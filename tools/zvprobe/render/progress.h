@@ -1,9 +1,11 @@
 // SPDX-License-Identifier: MIT
-// A progress line on a terminal, for sources that take a while.
+// What standard error gets: a progress line, where it is a terminal and the source takes a while, and
+// complaints in its place.
 #pragma once
 
 #include <chrono>
 #include <cstdint>
+#include <string>
 
 namespace zvprobe {
 
@@ -29,5 +31,8 @@ class Progress {
 
 // Wipes a progress line that stands on standard error, to make room for a message. Any thread.
 void wipe_progress();
+
+// Writes "zvprobe: name: message" on standard error, in place of a progress line. Any thread.
+void complain(const std::string& name, const std::string& message);
 
 }  // namespace zvprobe

@@ -14,7 +14,7 @@
 #include <vector>
 
 #include "base/capped_list.h"
-#include "io/out_file_set.h"
+#include "io/output/out_file_set.h"
 #include "survey/codecs/codec.h"
 #include "survey/packets/continuity.h"
 #include "survey/psi/section_gatherer.h"

@@ -4,7 +4,7 @@
 
 #include <algorithm>
 
-#include "ts/rs_parity.h"
+#include "ts/remap/rs_parity.h"
 
 namespace zvprobe {
 namespace {

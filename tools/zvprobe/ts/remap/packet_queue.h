@@ -7,7 +7,7 @@
 #include <cstdint>
 #include <vector>
 
-#include "io/out_file.h"
+#include "io/output/out_file.h"
 #include "ts/packet_reader.h"
 #include "ts/remap/packet_edit.h"
 

@@ -1,0 +1,19 @@
+// SPDX-License-Identifier: MIT
+// The log library of the fuzz targets: writes nowhere, but formats every line, so that a message
+// with a wrong or unterminated argument is found.
+#pragma once
+
+#include <cstdint>
+
+#include "parts/input.h"
+
+namespace fuzz {
+
+// Sets level and debug switches from three bytes of the input: mostly silent, otherwise everything.
+void set_log(ByteSource& in);
+
+// A number that tells two sequences of log lines and dumps apart; begins anew with each reset.
+uint64_t log_digest();
+void reset_log_digest();
+
+}  // namespace fuzz
