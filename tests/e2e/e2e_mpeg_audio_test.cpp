@@ -64,6 +64,15 @@ std::string ape_v1() {
     return ape_items() + ape_mark(1000, ape_items().size(), 0);
 }
 
+// Written by some without the mark in front, by others without the one at the end.
+std::string ape_v2_footer() {
+    return ape_items() + ape_mark(2000, ape_items().size(), 0);
+}
+
+std::string ape_v2_header() {
+    return ape_mark(2000, ape_items().size() - 32, 0xE0000000) + ape_items();
+}
+
 std::string ape_v2() {
     const size_t size = ape_items().size();
     return ape_mark(2000, size, 0xA0000000) + ape_items() + ape_mark(2000, size, 0x80000000);
@@ -138,6 +147,8 @@ TEST_F(MpegAudio, HasTagsOfEveryKindAndOtherwiseNoStrayBytes) {
     } cases[] = {
         {"", ape_v2() + id3v1(), "Neu \u00fc", "ape", ape_v2().size()},
         {"", ape_v1() + id3v1(), "Neu \u00fc", "ape", ape_v1().size()},
+        {"", ape_v2_footer() + id3v1(), "Neu \u00fc", "ape", ape_v2_footer().size()},
+        {ape_v2_header(), "", "Neu \u00fc", "ape", ape_v2_header().size()},
         {ape_v2(), "", "Neu \u00fc", "ape", ape_v2().size()},
         {"", kLyrics2 + id3v1(), "Old title", "lyrics3", kLyrics2.size()},
         {"", kLyrics1 + id3v1(), "Old title", "lyrics3", kLyrics1.size()},
@@ -162,13 +173,22 @@ TEST_F(MpegAudio, HasTagsOfEveryKindAndOtherwiseNoStrayBytes) {
 }
 
 TEST_F(MpegAudio, IsFoundAfterJunkAndInRiff) {
-    for (const size_t junk : {size_t{3000}, size_t{64} << 10}) {
-        const std::string bytes = std::string(junk, '\xFE') + kSound;
-        EXPECT_EQ(probe(bytes, 1)["first_frame"]["offset"], junk);
-        EXPECT_TRUE(fixed(bytes).ends_with(kSound));
+    constexpr size_t kMostJunk = size_t{64} << 10;
+    const std::string title = id3v2(4, 0, std::string("TIT2\0\0\0\4\0\0\3abc", 14));
+    for (const std::string& tag : {std::string(), title, ape_v2()}) {
+        for (const size_t junk : {size_t{3000}, kMostJunk}) {
+            const std::string bytes = std::string(junk, '\xFE') + tag + kSound;
+            const json audio = probe(bytes, 1);
+            EXPECT_EQ(audio["first_frame"]["offset"], junk + tag.size());
+            EXPECT_EQ(audio["stray"]["bytes"], junk);
+            const std::string copy = fixed(bytes);
+            EXPECT_TRUE(copy.starts_with(tag) && copy.ends_with(kSound));
+        }
+        file(std::string(kMostJunk + 1, '\xFE') + tag + kSound);
+        EXPECT_EQ(shell("zvprobe stream").status, 4);
     }
-    file(std::string((size_t{64} << 10) + 1, '\xFE') + kSound);
-    EXPECT_EQ(shell("zvprobe stream").status, 4);
+    file("junk" + title + std::string(9000, 'x'));
+    EXPECT_EQ(shell("zvprobe stream").status, 4) << "a tag of something else";
     const json audio = probe(riff(kSound + frame(kStereo128, kSize128 - 4), 0x55) + id3v1(), 1);
     EXPECT_EQ(audio["trailing_bytes"], kSize128 - 4) << "the LIST chunk is no part of the frame";
     EXPECT_EQ(probe(riff(kSound, 0x50) + id3v1())["riff_bytes"], 32 + 12);

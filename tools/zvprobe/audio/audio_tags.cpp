@@ -13,6 +13,7 @@ constexpr size_t kEnhancedSize = 227;
 constexpr size_t kId3v2HeaderSize = 10;
 constexpr char kApeMark[] = "APETAGEX";
 constexpr uint32_t kApeIsHeader = 1U << 29;
+constexpr uint32_t kApeHasNoFooter = 1U << 30;
 
 std::string_view text_of(std::span<const uint8_t> bytes) {
     return {reinterpret_cast<const char*>(bytes.data()), bytes.size()};
@@ -70,7 +71,12 @@ uint64_t ape_size(std::span<const uint8_t> bytes) {
     const auto flags = ape_flags(bytes);
     if (!flags || (*flags & kApeIsHeader) == 0) return 0;
     const uint64_t after_header = little_endian(bytes.subspan(12));
-    return after_header < kApeFooterSize ? 0 : kApeFooterSize + after_header;
+    const bool has_footer = (*flags & kApeHasNoFooter) == 0;
+    return has_footer && after_header < kApeFooterSize ? 0 : kApeFooterSize + after_header;
+}
+
+uint64_t sure_tag_size(std::span<const uint8_t> bytes) {
+    return is_sure_id3v2(bytes) ? id3v2_size(bytes) : ape_size(bytes);
 }
 
 bool is_ape_footer(std::span<const uint8_t> bytes) {

@@ -23,6 +23,8 @@ size_t id3v1_size(std::span<const uint8_t> bytes);    // the enhanced one ("TAG+
 uint64_t id3v2_size(std::span<const uint8_t> bytes);  // footer included
 uint64_t ape_size(
     std::span<const uint8_t> bytes);  // of one with a header; items and footer included
+// The same for an ID3v2 or APE tag among junk, which may spell "ID3" by accident.
+uint64_t sure_tag_size(std::span<const uint8_t> bytes);
 
 // What an APE tag is made of. APEv1 has no header: its items stand bare before the footer.
 struct ApeItem {

@@ -26,11 +26,40 @@ std::string_view text_of(std::span<const uint8_t> bytes) {
     return {reinterpret_cast<const char*>(bytes.data()), bytes.size()};
 }
 
+constexpr size_t kMostJunk = size_t{64} << 10;
+
+// A recording of a broadcast begins in the middle of a frame; other files begin with the rest of a
+// web page, or padding. Readers of pipes show no more than this at first.
+bool has_late_frames(FrameReader& reader, std::span<const uint8_t> bytes) {
+    constexpr size_t kRoomForRun = size_t{16} << 10;
+    const auto view = bytes.first(std::min(bytes.size(), kMostJunk + kRoomForRun));
+    const size_t end = std::min(view.size(), kMostJunk + 1);
+    for (size_t at = find_byte(view, kSyncByte, 0); at < end;
+         at = find_byte(view, kSyncByte, at + 1))
+        if (run_of_frames(reader, view.subspan(at), kLateRun, false)) return true;
+    return false;
+}
+
+// The junk may also stand before a tag, which the frames follow.
+bool has_late_tag(FrameReader& reader, std::span<const uint8_t> bytes, bool whole) {
+    const size_t end = std::min(bytes.size(), kMostJunk + 1);
+    for (size_t at = 0; at < end; ++at) {
+        const auto tag = bytes.subspan(at);
+        const uint64_t size = sure_tag_size(tag);
+        if (size == 0) continue;
+        if (size >= tag.size()) {
+            if (!whole) return true;
+        } else if (run_of_frames(reader, tag.subspan(static_cast<size_t>(size)), kStartRun,
+                                 whole)) {
+            return true;
+        }
+    }
+    return false;
+}
+
 }  // namespace
 
 bool starts_like_mpeg_audio(std::span<const uint8_t> bytes, bool whole) {
-    constexpr size_t kMostJunk = size_t{64} << 10;
-    constexpr size_t kRoomForRun = size_t{16} << 10;
     if (is_other_container(bytes)) return false;
     auto rest = bytes;
     if (const auto riff = read_riff_head(bytes))
@@ -39,15 +68,8 @@ bool starts_like_mpeg_audio(std::span<const uint8_t> bytes, bool whole) {
          rest = rest.subspan(static_cast<size_t>(size)))
         if (size >= rest.size()) return !whole;
     FrameReader reader;
-    if (run_of_frames(reader, rest, kStartRun, whole)) return true;
-    // A recording of a broadcast begins in the middle of a frame; other files begin with the rest of
-    // a web page, or padding. Readers of pipes show no more than this at first.
-    rest = rest.first(std::min(rest.size(), kMostJunk + kRoomForRun));
-    const size_t last = std::min(rest.size(), kMostJunk + 1);
-    for (size_t at = find_byte(rest, kSyncByte, 0); at < last;
-         at = find_byte(rest, kSyncByte, at + 1))
-        if (run_of_frames(reader, rest.subspan(at), kLateRun, false)) return true;
-    return false;
+    return run_of_frames(reader, rest, kStartRun, whole) || has_late_frames(reader, rest) ||
+           has_late_tag(reader, rest, whole);
 }
 
 MpegAudioWalk::MpegAudioWalk(ByteCursor& cursor, const MpegAudioListeners& listeners)
