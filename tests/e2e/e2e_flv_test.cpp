@@ -124,12 +124,16 @@ TEST_F(Flv, TellsPictureAndSoundOfEveryCodec) {
                        4,    0x3C, 0xFE, 0xCC, 0xFB, 0xF9, 0, 0x40};
     const Bytes vp8 = {0xD0, 0x54, 0, 0x9D, 1, 0x2A, 0x40, 0x01, 0xB4, 0};
     const Bytes vp9 = {0xA2, 0x49, 0x83, 0x42, 0xE0, 0x13, 0xF0, 0x0B, 0x36};
+    const Bytes avc1 = {1,    0x42, 0xC0, 0x0C, 0xFF, 0xE1, 0,    0x17, 0x67, 0x42, 0xC0,
+                        0x0C, 0xDA, 0x05, 0x06, 0x7E, 0x7C, 0x04, 0x40, 0,    0,    0x03,
+                        0,    0x40, 0,    0,    0x0C, 0x83, 0xC5, 0x0A, 0xA8, 0};
     const Bytes flac = {0,    0, 0, 34,   0x12, 0,    0x12, 0,    0, 2,
                         0x49, 0, 4, 0xF5, 0x0A, 0xC4, 0x40, 0xF0, 0, 4};
     const Bytes opus = joined({text("OpusHead"), {1, 2, 0x38, 1, 0x80, 0xBB, 0, 0}});
     const Bytes longer = joined({{0x97, 0xFF, 1, 1}, Bytes(258, 0), {0x00}, text("hvc1")});
     const json picture = {320, 180};
     const CodecCase cases[] = {
+        {joined({{0x90}, text("avc1"), avc1}), "AVC", picture},
         {joined({{0x90}, text("hvc1"), hevc_config()}), "HEVC", picture},
         {joined({longer, hevc_config()}), "HEVC", picture},
         {joined({{0x1C, 0, 0, 0, 0}, hevc_config()}), "HEVC", picture},
@@ -146,12 +150,16 @@ TEST_F(Flv, TellsPictureAndSoundOfEveryCodec) {
         {joined({{0x91}, text("ac-3"), {0x0B, 0x77, 0x1E, 0xF8, 0x4C, 0x40, 0x2F, 0x84}}),
          "AC-3",
          {44100, 1}},
+        {joined({{0x91}, text("ec-3"), {0x0B, 0x77, 0x01, 0xA0, 0x74, 0x87, 0xC0, 0, 0x20}}),
+         "E-AC-3",
+         {44100, 2}},
         {joined({{0x91}, text(".mp3"), {0xFF, 0xF3, 0x40, 0xC0}}), "MP3", {22050, 1}},
         {{0x2F, 0xFF, 0xF3, 0x40, 0xC0}, "MP3", {22050, 1}},
         {{0xBF, 0}, "Speex", {16000, 1}},
         {{0x53, 0}, "Nellymoser 8 kHz mono", {8000, 1}},
         {{0x4B, 0}, "Nellymoser 16 kHz mono", {16000, 1}},
         {{0x7F, 0}, "G.711 A-law", {8000, 2}},
+        {{0x82, 0}, "G.711 mu-law", {8000, 1}},
         {{0x6E, 0}, "Nellymoser", {44100, 1}},
     };
     for (const CodecCase& test : cases) {
@@ -242,6 +250,24 @@ TEST_F(Flv, IsHeldAgainstWhatItSays) {
     }
 }
 
+// Of encrypted tags the heads can be read: when their frames come, of what codec, and which are key
+// frames. Their configurations are not compared.
+TEST_F(Flv, IsMeasuredByTheHeadsOfEncryptedTags) {
+    const Bytes config = joined({avc(0), avc(0).filtered(), avc(0, 31).filtered()});
+    Bytes tags = avc(0, 20).filtered();
+    append(tags, config);
+    for (uint32_t i = 0; i < 20; ++i)
+        append(tags, avc(1).at(40 * i).filtered());
+    const json flv = report_of(tags, kVideo);
+    EXPECT_EQ(flv["tags"]["encrypted"], 23);
+    EXPECT_EQ(flv["duration_s"], 0.8);
+    const json& video = flv["video"];
+    EXPECT_EQ(json({video["frames"], video["key_frames"], video["config_changes"]}),
+              json({20, 20, 0}));
+    EXPECT_EQ(video["avc_config"]["level"], 30) << "of the first one that can be read";
+    EXPECT_EQ(strict(), 0);
+}
+
 // -> the last block of the file, and a test that its index leads to key frames
 json check_index(const json& flv, const std::string& bytes) {
     const json block = flv["script_data"][0]["values"][0];
@@ -268,6 +294,7 @@ TEST_F(Flv, GetsAnIndexToSeekByAndKeepsItsTags) {
         EXPECT_EQ(json({block["height"], block["framerate"], block["stereo"]}),
                   json({180, 25.0, false}));
         EXPECT_EQ(block["encoder"], report(media(name))["script_data"][0]["values"][0]["encoder"]);
+        EXPECT_EQ(shell("ulimit -f 8; zvprobe -q flv-meta --update out").status, 3);
         EXPECT_EQ(shell("zvprobe --strict out && zvprobe -q flv-meta --update out").status, 0);
         EXPECT_EQ(read_file(dir_ / "out"), written);
     }

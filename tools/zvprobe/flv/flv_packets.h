@@ -31,7 +31,8 @@ struct FlvPacket {
 
 class FlvPackets {
   public:
-    // tag: of audio or video, not encrypted; must outlive this object
+    // tag: of audio or video; must outlive this object. Of an encrypted one only what the heads of its
+    // body say makes sense, not the bytes of a packet.
     explicit FlvPackets(const FlvTag& tag);
 
     // -> the next packet; nothing at the end, and where the body makes no sense

@@ -81,13 +81,15 @@ class ReportBuilder {
         if (on_finding_) on_finding_({tag_->offset, kind, found, expected});
     }
 
-    // What cannot be looked into counts for the first track.
+    // Encryption leaves the heads of a body as they are, and takes the codec's own data. What cannot
+    // be looked into at all counts for the first track.
     template <typename Track>
     void add_packets(Track& first, std::map<uint8_t, Track>& more) {
         bool any = false;
-        if (!tag_->filtered && tag_->data_len > 0) {
+        if (tag_->data_len > 0) {
             FlvPackets packets(*tag_);
-            while (const auto packet = packets.next()) {
+            while (auto packet = packets.next()) {
+                if (tag_->filtered) packet->bytes = {};
                 add_packet(packet->track == 0 ? first : more[packet->track], *packet);
                 any = true;
             }
@@ -99,9 +101,12 @@ class ReportBuilder {
 
     void note_config(FlvTrack& track, const FlvPacket& packet) {
         FlvConfig& config = track.config;
-        if (++config.tags == 1) {
+        ++config.tags;
+        if (config.bytes.empty()) {
             config.length = packet.length;
             config.bytes.assign(packet.bytes.begin(), packet.bytes.end());
+        } else if (tag_->filtered) {
+            return;
         } else if (!std::ranges::equal(config.last, packet.bytes)) {
             ++config.changes;
             tell(FlvFinding::Kind::kConfigChanged);

@@ -15,7 +15,7 @@
 
 namespace zvprobe {
 
-// A codec's configuration as the first such tag has it.
+// A codec's configuration as the first such tag has it that is not encrypted.
 struct FlvConfig {
     uint64_t tags = 0;           // how many tags carry one
     uint64_t changes = 0;        // how many of them differ from the one before
