@@ -2,12 +2,14 @@
 // Fixed inputs for instruction counting: scripts/instruction_counts.sh runs each under
 // callgrind and counts what happens inside `counted`, which is the same on every run.
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 
 #include "bitStream.h"
 #include "flv.h"
 #include "samples.h"
 #include "synth_stream.h"
+#include "tool_walks.h"
 #include "zvlog.h"
 #include "zvsurvey.h"
 
@@ -44,11 +46,22 @@ unsigned walk_flv(const Bytes& file) {
     return zvbench::walk_flv(file, probe);
 }
 
+// The tool's own walks, where the tool is built.
+unsigned probe_sample(const char* name) {
+#ifdef ZV_COUNT_TOOL
+    if (strcmp(name, "tool_flv") == 0) return zvbench::probe_flv_sample("h264-aac.flv");
+    if (strcmp(name, "tool_mp3") == 0) return zvbench::probe_mpeg_audio_sample("mpeg1-layer3.mp3");
+#endif
+    fprintf(stderr, "no %s here\n", name);
+    exit(1);
+}
+
 // Counting is switched on while this function runs.
 [[gnu::noinline]] unsigned counted(const char* name, const Bytes& input) {
     if (strcmp(name, "thirty") == 0) return parse(input, zvbench::kDatagram);
     if (strcmp(name, "flv") == 0) return walk_flv(input);
     if (strcmp(name, "mp3") == 0) return zvbench::check_mpeg_audio(input);
+    if (strncmp(name, "tool_", strlen("tool_")) == 0) return probe_sample(name);
     if (strncmp(name, "survey", strlen("survey")) == 0) return survey(input);
     return parse(input, kLargeChunk);
 }
@@ -67,7 +80,9 @@ Bytes input_of(const char* name) {
 
 int main(int argc, char** argv) {
     if (argc != 2) {
-        fprintf(stderr, "usage: %s one|thirty|single|survey|survey_single|flv|mp3\n", argv[0]);
+        fprintf(stderr,
+                "usage: %s one|thirty|single|survey|survey_single|flv|mp3|tool_flv|tool_mp3\n",
+                argv[0]);
         return 2;
     }
     zvlog_api_setLoglevel(0);

@@ -7,7 +7,6 @@
 #include <cstdlib>
 #include <fstream>
 #include <iterator>
-#include <string>
 
 #include "mp3.h"
 
@@ -22,8 +21,12 @@ uint32_t be24(const uint8_t* p) {
 
 }  // namespace
 
+std::string sample_path(const char* name) {
+    return std::string(ZV_BENCH_MEDIA "/") + name;
+}
+
 Bytes load_sample(const char* name) {
-    std::ifstream file(std::string(ZV_BENCH_MEDIA "/") + name, std::ios::binary);
+    std::ifstream file(sample_path(name), std::ios::binary);
     Bytes bytes{std::istreambuf_iterator<char>(file), {}};
     if (bytes.empty()) {
         fprintf(stderr, "sample %s is missing\n", name);

@@ -4,6 +4,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <string>
 #include <vector>
 
 #include "flv.h"
@@ -11,6 +12,8 @@
 namespace zvbench {
 
 using Bytes = std::vector<uint8_t>;
+
+std::string sample_path(const char* name);
 
 // The process ends when the file is missing.
 Bytes load_sample(const char* name);

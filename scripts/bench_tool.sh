@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: MIT
 # How long zvprobe takes for large files beside dd, which only copies them out of the page cache:
-# medians of alternating pairs. Needs about 1.2 GB of temporary files, and dd.
+# medians of alternating runs. MPEG audio is also given to mp3val, where that is installed. Needs
+# about 1.2 GB of temporary files, and dd.
 # usage: scripts/bench_tool.sh [ZVPROBE [PAIRS]]
 set -euo pipefail
 cd "$(dirname "$0")/.."
@@ -41,18 +42,27 @@ milliseconds() {
 
 median() { sort -n | sed -n "$(((pairs + 1) / 2))p"; }
 
-printf '%-18s %8s %8s %8s\n' file 'dd ms' 'tool ms' ratio
+# other_ms FILE: of another program that reads it; "-" without one
+other_ms() {
+    case $1 in
+    *.mp3) if command -v mp3val > /dev/null; then milliseconds mp3val "$1"; else echo -; fi ;;
+    *) echo - ;;
+    esac
+}
+
+printf '%-18s %8s %8s %8s %10s\n' file 'dd ms' 'tool ms' ratio 'mp3val ms'
 for name in single.ts h264-aac.flv mpeg1-layer3.mp3; do
     file=$folder/$name
     milliseconds cat "$file" > /dev/null # into the page cache
-    : > "$folder/dd"; : > "$folder/tool"; : > "$folder/ratio"
+    : > "$folder/dd"; : > "$folder/tool"; : > "$folder/ratio"; : > "$folder/other"
     for ((pair = 0; pair < pairs; ++pair)); do
         dd_ms=$(milliseconds dd if="$file" of=/dev/null bs=256k)
         tool_ms=$(milliseconds "$zvprobe" "$file")
         echo "$dd_ms" >> "$folder/dd"
         echo "$tool_ms" >> "$folder/tool"
+        other_ms "$file" >> "$folder/other"
         awk -v t="$tool_ms" -v d="$dd_ms" 'BEGIN { printf "%.2f\n", t / d }' >> "$folder/ratio"
     done
-    printf '%-18s %8s %8s %8s\n' "$name" "$(median < "$folder/dd")" "$(median < "$folder/tool")" \
-        "$(median < "$folder/ratio")"
+    printf '%-18s %8s %8s %8s %10s\n' "$name" "$(median < "$folder/dd")" "$(median < "$folder/tool")" \
+        "$(median < "$folder/ratio")" "$(median < "$folder/other")"
 done

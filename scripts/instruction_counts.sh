@@ -17,7 +17,7 @@ file=bench/instruction_counts.txt
 counts=$(mktemp)
 trap 'rm -f "$counts"' EXIT
 trap 'exit 1' HUP INT TERM # on these dash would not run the line above
-for input in one thirty single survey survey_single flv mp3; do
+for input in one thirty single survey survey_single flv mp3 tool_flv tool_mp3; do
     count=$(valgrind --tool=callgrind --callgrind-out-file=/dev/null --collect-atstart=no \
         --toggle-collect='*counted*' "$build/bin/zvcount" "$input" 2>&1 |
         sed -n 's/.*Collected : *//p')
