@@ -211,12 +211,16 @@ class FlvPrinter {
             line("metadata") << report_.meta_data_tags
                              << " tags onMetaData, the first one counts\n";
         if (report_.whole && !flags_are_right(report_))
-            line("header flags") << style_.bad("wrong") << ", there is "
-                                 << (report_.audio_tags != 0 ? "audio" : "no audio") << " and "
-                                 << (report_.video_tags != 0 ? "video" : "no video") << '\n';
+            line("header flags") << style_.bad("wrong") << ", there are " << present_tags() << '\n';
         if (reading_.stream_id_tags != 0)
             line("stream ids") << style_.bad(counted(reading_.stream_id_tags, "tag", "tags"))
                                << " with one that is not 0\n";
+    }
+
+    const char* present_tags() const {
+        if (report_.audio_tags == 0)
+            return report_.video_tags == 0 ? "no audio or video tags" : "video tags only";
+        return report_.video_tags == 0 ? "audio tags only" : "audio and video tags";
     }
 
     void print_times() const {
