@@ -155,6 +155,7 @@ TEST_F(Flv, TellsPictureAndSoundOfEveryCodec) {
          {44100, 2}},
         {joined({{0x91}, text(".mp3"), {0xFF, 0xF3, 0x40, 0xC0}}), "MP3", {22050, 1}},
         {{0x2F, 0xFF, 0xF3, 0x40, 0xC0}, "MP3", {22050, 1}},
+        {{0xEE, 0}, "MP3 8 kHz", {8000, 1}},
         {{0xBF, 0}, "Speex", {16000, 1}},
         {{0x53, 0}, "Nellymoser 8 kHz mono", {8000, 1}},
         {{0x4B, 0}, "Nellymoser 16 kHz mono", {16000, 1}},
@@ -225,6 +226,17 @@ TEST_F(Flv, IsHeldAgainstWhatItSays) {
         return with(script_tag(meta(key, value)));
     };
     const char* const differences = "/checks/metadata_differences/0/key";
+    Bytes longer = plain;
+    for (uint32_t i = 3; i < 12; ++i)
+        append(longer, picture().at(40 * i));
+    const auto longer_saying = [&](double rate) {
+        return joined({script_tag(meta("framerate", rate)), longer});
+    };
+    const auto sound_saying = [&](std::string_view key, double value, const FlvTag& first) {
+        return joined({script_tag(meta(key, value)), first, first});
+    };
+    const FlvTag nellymoser = audio_tag({0x4B, 0});
+    const Bytes opus_pair = joined({{0x95, 0x11}, text("Opus"), {0, 0, 0, 1, 1, 1, 0, 0, 1, 1}});
     const CheckCase cases[] = {
         {"/checks/header_flags_right", true, false, plain},
         {"/checks/header_flags_right", false, true, plain, kAudio | kVideo},
@@ -239,6 +251,18 @@ TEST_F(Flv, IsHeldAgainstWhatItSays) {
         {differences, nullptr, false, said("duration", 0)},
         {differences, "filesize", true, said("filesize", 1000)},
         {differences, "width", true, said("width", 177)},
+        {differences, "height", true, said("height", 145)},
+        {differences, "framerate", true, longer_saying(50)},
+        {differences, nullptr, false, longer_saying(25)},
+        {differences, "audiosamplerate", true, sound_saying("audiosamplerate", 22050, sound()),
+         kAudio},
+        {differences, "audiocodecid", true, sound_saying("audiocodecid", 10, sound()), kAudio},
+        {differences, nullptr, false, sound_saying("audiocodecid", 6, nellymoser), kAudio},
+        {"/audio/frames_without_config", 1, true, audio_tag(opus_pair), kAudio},
+        {"/more_tracks/audio/0/frames_without_config", 1, true,
+         audio_tag(joined({{0x95, 0x01}, text("Opus"), {1, 0}})), kAudio},
+        {"/video/frames", 3, false, with(video_tag({0xD1, 0}))},
+        {"/video/codec", "Sorenson H.263", false, with(video_tag({0xD1, 0}))},
         {differences, "videocodecid", true, said("videocodecid", 7)},
         {differences, nullptr, false, said("videocodecid", 2)},
         {differences, "videodatarate", false, said("videodatarate", 500)},
@@ -248,6 +272,11 @@ TEST_F(Flv, IsHeldAgainstWhatItSays) {
         EXPECT_EQ(flv.value(json::json_pointer(test.member), json()), test.expected) << test.member;
         EXPECT_EQ(strict(), test.error ? 1 : 0) << test.member << ' ' << flv["checks"];
     }
+    put(joined({said("x", 1), said("y", 2), avc(1).stream_id(9), avc(0), avc(0, 31)}), kVideo);
+    const std::string told = shell("zvprobe -v stream").err;
+    for (const char* const finding : {"another onMetaData", "stream id 9",
+                                      "before the codec's config", "configuration changes"})
+        EXPECT_NE(told.find(finding), told.npos) << finding << '\n' << told;
 }
 
 // Of encrypted tags the heads can be read: when their frames come, of what codec, and which are key
@@ -278,6 +307,13 @@ json check_index(const json& flv, const std::string& bytes) {
         EXPECT_EQ(bytes[position.get<size_t>() + 11] >> 4, 1);
     }
     EXPECT_EQ(block["lastkeyframelocation"], positions.back());
+    EXPECT_EQ(block["lastkeyframetimestamp"], block["keyframes"]["times"].back());
+    EXPECT_EQ(block["hasKeyframes"], true);
+    const auto head = [&](size_t at) { return static_cast<uint8_t>(bytes[kFirstTag + at]); };
+    const size_t script = 15U + (head(1) << 16 | head(2) << 8 | head(3));
+    const double size_words = 4 * (flv["tags"]["total"].get<double>() - 1);
+    EXPECT_EQ(block["videosize"].get<double>() + block.value("audiosize", 0.0) + size_words,
+              static_cast<double>(bytes.size() - kFirstTag - script));
     EXPECT_EQ(block["filesize"], bytes.size());
     EXPECT_EQ(block["duration"], flv["duration_s"]);
     EXPECT_EQ(bytes.substr(24, 14), std::string("\2\0\12onMetaData\10", 14));
@@ -293,6 +329,7 @@ TEST_F(Flv, GetsAnIndexToSeekByAndKeepsItsTags) {
         const json block = check_index(report("out"), written);
         EXPECT_EQ(json({block["height"], block["framerate"], block["stereo"]}),
                   json({180, 25.0, false}));
+        EXPECT_EQ(block["canSeekToEnd"], false);
         EXPECT_EQ(block["encoder"], report(media(name))["script_data"][0]["values"][0]["encoder"]);
         EXPECT_EQ(shell("ulimit -f 8; zvprobe -q flv-meta --update out").status, 3);
         EXPECT_EQ(shell("zvprobe --strict out && zvprobe -q flv-meta --update out").status, 0);
@@ -313,6 +350,7 @@ TEST_F(Flv, KeepsWhatTheOldBlockHasBeyondTheNewOne) {
     EXPECT_EQ(json({block["creator"], block["created"], block["cue"]}),
               json({"me", {{"unix_ms", 1e12}}, {{"at", 2.0}}}));
     EXPECT_EQ(block["keyframes"]["times"], json({0.0, 0.04}));
+    EXPECT_EQ(block["canSeekToEnd"], true);
     const Bytes damaged = Amf().string("onMetaData").object().string("a", "b").raw({0, 1, 'c', 99});
     put(joined({script_tag(damaged), key_frame()}), kVideo);
     EXPECT_NE(shell("zvprobe flv-meta stream out").err.find("not all of the old"),

@@ -45,6 +45,17 @@ std::string info_frame(uint32_t frames, uint32_t bytes) {
     return out;
 }
 
+// CRC-16, least significant bits first, as it ends an info frame.
+std::string info_crc(const std::string& bytes) {
+    uint32_t value = 0;
+    for (const char byte : bytes) {
+        value ^= static_cast<uint8_t>(byte);
+        for (int bit = 0; bit < 8; ++bit)
+            value = value >> 1 ^ ((value & 1) != 0 ? 0xA001U : 0);
+    }
+    return {static_cast<char>(value >> 8), static_cast<char>(value)};
+}
+
 std::string id3v1() {
     return "TAG" + std::string("Old title") + std::string(116, ' ');
 }
@@ -82,12 +93,14 @@ const std::string kLyrics2 = "LYRICSBEGININD0000200LYR00005laleo000034LYRICS200"
 const std::string kLyrics1 = "LYRICSBEGIN" + times(500, "la la la ") + "LYRICSEND";
 
 std::string id3v2(char version, char flags, const std::string& frames) {
-    std::string out = std::string("ID3") + version + '\0' + flags + std::string(3, '\0');
-    return out + static_cast<char>(frames.size()) + frames;
+    std::string out = std::string("ID3") + version + '\0' + flags + std::string(2, '\0');
+    out += static_cast<char>(frames.size() >> 7);
+    return out + static_cast<char>(frames.size() & 0x7F) + frames;
 }
 
 std::string riff(const std::string& sound, char format) {
-    const std::string fmt = "WAVEfmt " + word(4, true) + format + std::string(3, '\0');
+    const std::string fmt = "WAVEfmt " + word(4, true) + format + std::string(3, '\0') + "JUNK" +
+                            word(3, true) + std::string("abc\0", 4);
     const std::string data = "data" + word(static_cast<uint32_t>(sound.size()), true) + sound;
     const std::string rest = std::string(sound.size() & 1, '\0') + "LIST" + word(4, true) + "INFO";
     const auto size = static_cast<uint32_t>(fmt.size() + data.size() + rest.size());
@@ -123,6 +136,9 @@ TEST_F(MpegAudio, IsDescribedByItsSoundAndLastsAsLongAsWasEncoded) {
     EXPECT_EQ(right["duration_s"], (20 * 1152 - 576 - 1200) / 44100.0);
     EXPECT_EQ(right["info"]["encoder"], "LAME3.100");
     EXPECT_EQ(right["info"]["differs_in"], json::array());
+    // Some encoders count tags as bytes of the file, some the info frame as one of its frames.
+    const std::string tag = id3v1();
+    EXPECT_EQ(probe(info_frame(21, size + 128) + sound + tag)["info"]["differs_in"], json::array());
     // Cut off: what is missing is told, and the last frames are sound to their end.
     const json cut = probe(info_frame(30, size + 1) + sound, 1);
     EXPECT_EQ(cut["info"]["differs_in"], json({"frames", "bytes"}));
@@ -133,6 +149,8 @@ TEST_F(MpegAudio, IsDescribedByItsSoundAndLastsAsLongAsWasEncoded) {
     vbri.resize(kSize128);
     EXPECT_EQ(probe(vbri + sound, 1)["info"]["differs_in"], json({"bytes"}));
     EXPECT_EQ(probe(frame(kStereo160, kSize160) + kSound)["info_frame_missing"], true);
+    const std::string told = shell("zvprobe -v stream").err;
+    EXPECT_NE(told.find("the bit rate varies"), told.npos) << told;
 }
 
 TEST_F(MpegAudio, HasTagsOfEveryKindAndOtherwiseNoStrayBytes) {
@@ -155,6 +173,8 @@ TEST_F(MpegAudio, HasTagsOfEveryKindAndOtherwiseNoStrayBytes) {
         {id3v2(3, 0, utf16), id3v1(), "\u00e4\u00e5", "id3v1", 128},
         {id3v2(2, '\x80', unsynchronised), ape_v1(), "\u00e4", "id3v2", 22},
         {id3v2(4, 0, utf8), "", "abc", "id3v2", 24},
+        {id3v2(4, '\x10', utf8) + "3DI" + std::string(7, '\0'), "", "abc", "id3v2", 34},
+        {"", "TAG+" + std::string(223, 'x') + id3v1(), "Old title", "id3v1", 355},
     };
     for (const auto& the : cases) {
         SCOPED_TRACE(the.counted + (" " + the.title));
@@ -170,6 +190,51 @@ TEST_F(MpegAudio, HasTagsOfEveryKindAndOtherwiseNoStrayBytes) {
     EXPECT_EQ(probe(kSound + "rubbish" + ape_v2() + "more" + id3v1(), 1)["stray"]["bytes"], 11);
     EXPECT_EQ(probe(kSound + ape_items(), 1)["stray"]["bytes"], ape_items().size());
     EXPECT_EQ(probe(kSound + kLyrics1.substr(0, 900), 1)["stray"]["bytes"], 900);
+}
+
+std::string id3_text(const std::string& key, const std::string& text, char flags = 0) {
+    const size_t size = text.size();
+    const char size_bytes[] = {0, 0, static_cast<char>(size >> 7), static_cast<char>(size & 0x7F)};
+    return key + std::string(size_bytes, 4) + '\0' + flags + text;
+}
+
+std::string ape_text(const std::string& key, const std::string& text) {
+    return word(static_cast<uint32_t>(text.size()), true) + word(0) + key + '\0' + text;
+}
+
+TEST_F(MpegAudio, TellsTitleArtistAndAlbumOfItsTags) {
+    const std::string zero(1, '\0');
+    const std::string name(130, 'n');  // its size is not the same with seven bits in a byte
+    const std::string plain =
+        id3_text("TIT2", zero + "t") + id3_text("TPE1", zero + "p") + id3_text("TALB", zero + "a");
+    const std::string items =
+        ape_text("Title", "t") + ape_text("ARTIST", "p") + ape_text("album", "a");
+    std::string old = id3v1();
+    old.replace(3, 90, std::string("t") + std::string(29, ' ') + "p" + std::string(29, '\0') + "a");
+    old.resize(128, ' ');
+    const struct {
+        std::string before, after;
+        json texts;
+    } cases[] = {
+        {id3v2(4, 0, plain), "", {"t", "p", "a"}},
+        {id3v2(3, '\x40', word(6) + std::string(6, '\0') + plain), "", {"t", "p", "a"}},
+        {id3v2(4, '\x40', word(6) + std::string("\1\0", 2) + plain), "", {"t", "p", "a"}},
+        {id3v2(2, 0, std::string("TP1\0\0\2\0pTAL\0\0\2\0a", 16)),
+         id3v1(),
+         {"Old title", "p", "a"}},
+        {id3v2(4, 0, id3_text("TPE1", zero + name) + plain), "", {"t", name, "a"}},
+        {id3v2(4, 0, id3_text("TIT2", zero + "x", 8) + plain), "", {"t", "p", "a"}},
+        {id3v2(4, 0, plain + id3_text("TALB", "b")), "", {"t", "p", "a"}},
+        {id3v2(4, 0, id3_text("TALB", std::string("\2\0\xE4", 3)) + plain),
+         "",
+         {"t", "p", "\u00e4"}},
+        {"", items + ape_mark(1000, items.size(), 0), {"t", "p", "a"}},
+        {"", old, {"t", "p", "a"}},
+    };
+    for (const auto& the : cases) {
+        const json texts = probe(the.before + kSound + the.after)["texts"];
+        EXPECT_EQ(json({texts["title"], texts["artist"], texts["album"]}), the.texts);
+    }
 }
 
 TEST_F(MpegAudio, IsFoundAfterJunkAndInRiff) {
@@ -191,8 +256,12 @@ TEST_F(MpegAudio, IsFoundAfterJunkAndInRiff) {
     EXPECT_EQ(shell("zvprobe stream").status, 4) << "a tag of something else";
     const json audio = probe(riff(kSound + frame(kStereo128, kSize128 - 4), 0x55) + id3v1(), 1);
     EXPECT_EQ(audio["trailing_bytes"], kSize128 - 4) << "the LIST chunk is no part of the frame";
-    EXPECT_EQ(probe(riff(kSound, 0x50) + id3v1())["riff_bytes"], 32 + 12);
+    EXPECT_EQ(probe(riff(kSound, 0x50) + id3v1())["riff_bytes"], 44 + 12);
     EXPECT_EQ(fixed(riff(kSound, 0x55)).size(), kSize128 + kSound.size());
+    for (const uint32_t size : {static_cast<uint32_t>(kSound.size()), 0xFFFFFFFFU, 0U}) {
+        const std::string written = "RIFF" + word(size, true) + "RMP3data" + word(size, true);
+        EXPECT_EQ(probe(written + kSound)["frames"], 20) << "unknown sizes are left as they were";
+    }
     file(riff(kSound, 1));
     EXPECT_EQ(shell("zvprobe stream").status, 4) << "PCM";
 }
@@ -218,20 +287,31 @@ TEST_F(MpegAudio, IsFollowedAtAFreeBitRate) {
 }
 
 TEST_F(MpegAudio, HasItsFramesChecked) {
-    // Each layer's frame of zeros, whose CRC covers the header's end and so many zero bits.
+    // Each layer's frame of zeros, whose CRC covers the header's end and so many zero bits; in the
+    // last two of Layer II one subband has bits, so that the selection of its scale factors counts.
     const struct {
         std::string header;
         size_t size;
-        const char* crc;
+        std::string crc;
+        std::string after = "";
     } cases[] = {
         {std::string("\xFF\xFE\x44\0", 4), 128, "\x30\xA3"},    // Layer I, stereo: 256
         {std::string("\xFF\xFE\x44\x40", 4), 128, "\xC5\x64"},  // joint stereo from band 4: 144
         {std::string("\xFF\xFC\xA4\0", 4), 576, "\x33\x3B"},    // Layer II, table B.2a: 176
         {std::string("\xFF\xF4\x84\xC0", 4), 384, "\x57\x43"},  // MPEG-2: 75
+        {std::string("\xFF\xFC\xA0\0", 4), 626, "\x6F\xE7"},    // B.2b: 188
+        {std::string("\xFF\xFC\x80\0", 4), 417, "\xE4\x46"},    // B.2a: 176
+        {std::string("\xFF\xFC\x40\0", 4), 208, "\xB4\x83"},    // B.2c: 52
+        {std::string("\xFF\xFC\x48\0", 4), 288, "\xA3\xA6"},    // B.2d: 76
+        {std::string("\xFF\xFC\x40\xC0", 4), 208, "\xD2\xC9", "\x10"},  // B.2a, mono: 88 + 2
+        {std::string("\xFF\xFC\x80\x50", 4), 417, "\xCE\x01",
+         std::string("\0\0\0\0\0\0\0\0\x10", 9)},               // joint stereo from band 8: 120 + 4
         {std::string("\xFF\xFA\x94\x40", 4), 384, "\xEB\x59"},  // Layer III: 256
+        {std::string("\xFF\xFA\x94\xC0", 4), 384, std::string("\x01\x5C")},  // mono: 136
+        {std::string("\xFF\xF2\x84\xC0", 4), 192, "\x9A\xEB"},               // MPEG-2, mono: 72
     };
     for (const auto& the : cases) {
-        std::string right = the.header + the.crc;
+        std::string right = the.header + the.crc + the.after;
         right.resize(the.size);
         std::string wrong = right;
         wrong[10] ^= 1;
@@ -277,7 +357,13 @@ TEST_F(MpegAudio, IsFixedByARightInfoFrame) {
         EXPECT_EQ(static_cast<uint8_t>(copy[table + percent]), before * 256 / copy.size());
     }
     const std::string same = info_frame(20, static_cast<uint32_t>(kSize128 + kSound.size()));
-    EXPECT_EQ(probe(fixed(same + kSound))["info"]["padding_samples"], 1200);
+    const std::string again = fixed(same + kSound);
+    EXPECT_EQ(probe(again)["info"]["padding_samples"], 1200);
+    const size_t extension = table + 100 + 4;
+    EXPECT_EQ(again.substr(extension - 4, 13), word(77) + "LAME3.100");
+    EXPECT_EQ(again.substr(extension + 28, 8), word(static_cast<uint32_t>(again.size())) +
+                                                   info_crc(kSound) +
+                                                   info_crc(again.substr(0, extension + 34)));
 }
 
 TEST_F(MpegAudio, IsNotWrittenByHalves) {

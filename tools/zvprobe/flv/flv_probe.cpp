@@ -173,7 +173,9 @@ class ReportBuilder {
     void add_packet(FlvVideo& video, const FlvPacket& packet) {
         ++video.tags;
         video.body_bytes += packet.size;
-        if (!video.first_codec) video.first_codec = packet.codec;
+        // A command of an enhanced tag names no codec.
+        if (!video.first_codec || *video.first_codec == FlvCodec{true})
+            video.first_codec = packet.codec;
         if (packet.kind == FlvPacket::Kind::kConfig) return add_config(video, packet);
         if (packet.kind != FlvPacket::Kind::kFrame) return;
         note_frame(video, packet);

@@ -15,7 +15,7 @@ std::string step_text(const FlvFinding& finding, const char* what) {
 std::string finding_text(const FlvFinding& finding) {
     switch (finding.kind) {
         case FlvFinding::Kind::kSizeWord:
-            return "size word " + std::to_string(finding.found) + " behind a tag of " +
+            return "size word " + std::to_string(finding.found) + " after a tag of " +
                    counted(finding.expected, "byte", "bytes");
         case FlvFinding::Kind::kNoTag:
             return "no tag, " + counted(finding.found, "byte", "bytes") + " skipped";

@@ -250,9 +250,9 @@ class FlvPrinter {
                             << tag.offset << ", has " << reading_.trailing_bytes << " of "
                             << counted(tag.size, "byte", "bytes") << '\n';
         } else if (reading_.trailing_bytes != 0) {
-            line("behind it") << style_.bad(counted(reading_.trailing_bytes, "trailing byte",
-                                                    "trailing bytes"))
-                              << '\n';
+            line("after it") << style_.bad(counted(reading_.trailing_bytes, "trailing byte",
+                                                   "trailing bytes"))
+                             << '\n';
         }
     }
 
