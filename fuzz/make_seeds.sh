@@ -123,7 +123,11 @@ vp9='\011\000\000\016\377\377\370\377\000\000\000\223vp\060\071\242I\203B\340\02
 extended='\011\000\000\022\000\000\010\000\000\000\000\227\000\000\001vp\060\070\320T\000\235\001*@\001\264\000\000\000\000\035'
 enhanced="$flv$meta$av1$two_tracks$vp9$extended"
 seed zvprobe_read flv-enhanced "\000$enhanced"
+# an encrypted configuration and an encrypted key frame of AVC
+locked="$flv"'\051\000\000\011\000\000\000\000\000\000\000\027\000\000\000\000\001\002SE\000\000\000\024\051\000\000\011\000\000\050\000\000\000\000\027\001\000\000\000\001\002SE\000\000\000\024'
+seed zvprobe_read flv-encrypted "\000$locked"
 seed zvprobe_read mp3 '\000' mpeg1-layer3.mp3 0 4096
+seed zvprobe_read mp3-junk-tag '\000junkID3\004\000\000\000\000\000\000' mpeg1-layer3.mp3 45 4096
 
 free='\377\373\000\100'
 ape='\003\000\000\000\000\000\000\000Title\000abcAPETAGEX\350\003\000\000\061\000\000\000\001\000\000\000\000\000\000\000\000\000\000\000\000\000\000\000'
@@ -136,6 +140,7 @@ seed zvprobe_copy mp3-fix-free-tags "\040$free$fill$free$fill$free$fill$ape$lyri
 seed zvprobe_copy flv-meta '\001' h264-aac.flv 0 6144
 seed zvprobe_copy flv-meta-h263 '\001' h263-mp3.flv 0 4096
 seed zvprobe_copy flv-meta-enhanced "\003$enhanced"
+seed zvprobe_copy flv-meta-encrypted "\001$locked"
 seed zvprobe_copy flv-meta-rebase '\003' h264-aac.flv 0 6144
 seed zvprobe_copy mp3-fix '\040' mpeg1-layer3.mp3 0 4096
 seed zvprobe_copy mp3-fix-layer2 '\040' mpeg1-layer2.mp2 100 4096
