@@ -47,6 +47,13 @@ TEST_F(Commands, BuildMakesTablesThatDescribeAProgramme) {
     EXPECT_EQ(programme("tables")["streams"][1]["descriptors"], "0a04656e6701");
     EXPECT_EQ(shell("zvprobe build pat --program 1:0x2000 x").status, 2);
     EXPECT_EQ(shell("zvprobe build sdt --name $(printf %0158d 1) x").status, 2);
+    for (const auto& [line, word] : {std::pair("build xyz", "build: \"xyz\" is none of pat, pmt"),
+                                     {"build xyz out", "build: \"xyz\" is none of pat, pmt"},
+                                     {"build", "build: name one of pat, pmt, sdt, null"}}) {
+        const Outcome refused = shell(std::string("zvprobe ") + line);
+        EXPECT_EQ(refused.status, 2) << line;
+        EXPECT_NE(refused.err.find(word), std::string::npos) << refused.err;
+    }
 }
 
 TEST_F(Commands, MonitorReadsDatagramsUntilInterrupted) {

@@ -6,6 +6,8 @@
 
 #include <iostream>
 #include <memory>
+#include <span>
+#include <string_view>
 
 #include "base/numbers.h"
 #include "base/printable.h"
@@ -326,9 +328,19 @@ void add_build_null(CLI::App& build, CommandLine& line) {
     null.add_option("--count", options->count, "How many (default 1)")->type_name("N");
 }
 
+// What is no kind of packet falls through to the sources of the root.
+void check_kind(const CLI::App& build, const CLI::Option& fallen_through) {
+    if (!build.get_subcommands().empty()) return;
+    constexpr char kKinds[] = "pat, pmt, sdt, null";
+    if (fallen_through.count() == 0)
+        throw CLI::ValidationError("build", std::string("name one of ") + kKinds);
+    throw CLI::ValidationError("build",
+                               "\"" + fallen_through.results().front() + "\" is none of " + kKinds);
+}
+
 void add_build(CLI::App& root, CommandLine& line) {
     CLI::App& build = *root.add_subcommand("build", "Write a table, or null packets, of 188 bytes");
-    build.require_subcommand(1);
+    build.callback([&] { check_kind(build, *root.get_option("SOURCE")); });
     add_exit_help(build, {kExitOk, kExitUsage, kExitCannotOpen});
     add_build_pat(build, line);
     add_build_pmt(build, line);
@@ -404,6 +416,14 @@ ExitStatus say(const CLI::App& root, const CLI::ParseError& error) {
     return kExitUsage;
 }
 
+// Of a flag the command line library takes an empty value for none: a script whose variable is
+// empty would ask for something else than it says.
+void check_flags_with_values(std::span<const char* const> arguments) {
+    for (const std::string_view argument : arguments)
+        if (argument == "--loop=" || argument == "--pace=")
+            throw UsageError(std::string(argument) + " lacks its value");
+}
+
 }  // namespace
 
 CommandLine read_command_line(int argc, const char* const* argv) {
@@ -413,6 +433,7 @@ CommandLine read_command_line(int argc, const char* const* argv) {
     add_common_options(root, line.session);
     add_commands(root, line);
     try {
+        check_flags_with_values({argv, static_cast<size_t>(argc)});
         root.parse(argc, argv);
     } catch (const CLI::ParseError& error) {
         line.status = say(root, error);

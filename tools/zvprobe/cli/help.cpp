@@ -31,7 +31,10 @@ class ShortFormatter : public CLI::Formatter {
     }
 
     std::string make_usage(const CLI::App* app, std::string name) const override {
-        if (!is_root(app)) return CLI::Formatter::make_usage(app, std::move(name));
+        // A command that has others below it needs one of them.
+        if (!is_root(app))
+            return CLI::detail::find_and_replace(CLI::Formatter::make_usage(app, std::move(name)),
+                                                 "[SUBCOMMAND]", "SUBCOMMAND");
         return "Usage: zvprobe [OPTIONS] SOURCE... (files, URLs, or -) | zvprobe COMMAND --help\n";
     }
 

@@ -34,7 +34,7 @@ uint16_t program_from(std::string_view text) {
 // "N" is the new number of the one programme, "OLD:NEW" that of any.
 void add_program(const std::string& text, RemapRequest& request) {
     const auto parts = split(text, ':');
-    if (parts.size() > 2) throw UsageError("programme \"" + text + "\" is not OLD:NEW");
+    if (parts.size() > 2) throw UsageError("programme " + in_quotes(text) + " is not OLD:NEW");
     const uint16_t last = program_from(parts.back());
     if (parts.size() == 2)
         return request.programs.emplace_back(program_from(parts[0]), last), void();
@@ -44,7 +44,7 @@ void add_program(const std::string& text, RemapRequest& request) {
 
 RemapRequest::Pair pid_pair_from(const std::string& text) {
     const auto parts = split(text, ':');
-    if (parts.size() != 2) throw UsageError("map \"" + text + "\" is not OLD:NEW");
+    if (parts.size() != 2) throw UsageError("map " + in_quotes(text) + " is not OLD:NEW");
     return {pid_from(parts[0], "old"), pid_from(parts[1], "new")};
 }
 
