@@ -2,9 +2,7 @@
 // What every command promises of its input and output, whatever happens to them: a file that is
 // written is old or complete, a signal is heard wherever it comes, nothing is left behind, and what
 // went wrong is said.
-#include <sys/stat.h>
-
-#include <set>
+#include <atomic>
 
 #include "support/loopback.h"
 #include "support/tool_process.h"
@@ -24,6 +22,13 @@ Arguments remap(const std::string& in, const std::string& out) {
     all.insert(all.end(), kNewPids.begin(), kNewPids.end());
     return all;
 }
+
+// Sanitizers make each start of the tool many times as long.
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+constexpr int kSignals = 20;
+#else
+constexpr int kSignals = 100;
+#endif
 
 class Writing : public ToolTest {
   protected:
@@ -72,7 +77,7 @@ class Writing : public ToolTest {
 // ZV_SIGNALS: how many a command; the more, the more moments are met.
 TEST_F(Writing, ASignalAtAnyTimeLeavesOldFilesOrCompleteOnes) {
     const char* const wish = std::getenv("ZV_SIGNALS");
-    const int count = wish == nullptr ? 20 : std::atoi(wish);
+    const int count = wish == nullptr ? kSignals : std::atoi(wish);
     for (const Arguments& command : commands()) {
         empty();
         const auto begin = std::chrono::steady_clock::now();
@@ -106,7 +111,11 @@ TEST_F(Writing, ASignalAtAnyTimeLeavesOldFilesOrCompleteOnes) {
 // The tool is fed as fast as it reads, so it never waits.
 TEST_F(Writing, OneSignalIsEnoughWhileASourceNeverStops) {
     const std::string bytes = read_file(ts_);
-    for (const Arguments& command : {Arguments{"-"}, {"monitor", "-"}}) {
+    const std::pair<Arguments, int> commands[] = {{{"-"}, 0},
+                                                  {{"monitor", "-"}, 0},
+                                                  {{"rtp", "-", "out"}, 128 + SIGTERM},
+                                                  {{"extract", "-", "es"}, 128 + SIGTERM}};
+    for (const auto& [command, status] : commands) {
         Pipe in;
         ToolProcess tool(dir_, command, in.read_end);
         Pipe::close_end(in.read_end);
@@ -117,8 +126,35 @@ TEST_F(Writing, OneSignalIsEnoughWhileASourceNeverStops) {
         });
         EXPECT_TRUE(await([&] { return tool.counted("rchar") > 1'000'000; }));
         tool.send(SIGTERM);
-        EXPECT_EQ(tool.wait(), 0) << command[0];
+        EXPECT_EQ(tool.wait(), status) << command[0];
         feeder.join();
+        EXPECT_TRUE(files().empty()) << command[0];
+    }
+}
+
+// A flood of datagrams ends as their recording does: what came is kept.
+TEST_F(Writing, OneSignalIsEnoughUnderAFloodOfDatagrams) {
+    const std::string bytes = read_file(media("single.ts"));
+    for (const Arguments& names : {Arguments{"rtp", "out"}, {"extract", "."}}) {
+        Loopback loopback;
+        loopback.give_port_away();
+        const std::string url = "udp://127.0.0.1:" + std::to_string(loopback.port);
+        ToolProcess tool(dir_, {"-v", names[0], url, names[1]});
+        loopback.await_tool();
+        std::atomic<bool> flows = true;
+        std::thread sender([&] {
+            for (size_t at = 0; flows; at = (at + 7 * 188) % (bytes.size() - 7 * 188))
+                loopback.send_at_once(bytes.substr(at, 7 * 188));
+        });
+        EXPECT_TRUE(await([&] { return tool.has_said("Continuity"); })) << "in the second round";
+        tool.send(SIGTERM);
+        EXPECT_EQ(tool.wait(), 0) << names[0];
+        flows = false;
+        sender.join();
+        EXPECT_FALSE(files().empty()) << names[0];
+        for (const auto& [name, content] : files())
+            EXPECT_FALSE(name.starts_with(".")) << name;
+        empty();
     }
 }
 
@@ -132,13 +168,18 @@ TEST_F(Writing, OneSignalIsEnoughWhileAnOutputNeverWaits) {
 
 // In the moment between a look for signals and the wait for input a signal must not get lost.
 TEST_F(Writing, OneSignalIsEnoughWhileASourceIsSilent) {
-    for (const char* command : {"probe", "monitor", "pace"}) {
+    for (const Arguments& command : {Arguments{"probe", "-"},
+                                     {"monitor", "-"},
+                                     {"pace", "-"},
+                                     {"rtp", "-", "out"},
+                                     {"extract", "-", "es"}}) {
         for (int i = 0; i < 15; ++i) {
             const Pipe in;
-            ToolProcess tool(dir_, {command, "-"}, in.read_end);
+            ToolProcess tool(dir_, command, in.read_end);
             std::this_thread::sleep_for(std::chrono::microseconds(400 * i));
             tool.send(SIGTERM);
-            EXPECT_NE(tool.wait(), -1) << command << " " << i;
+            EXPECT_NE(tool.wait(), -1) << command[0] << " " << i;
+            EXPECT_TRUE(files().empty()) << command[0] << " " << i;
         }
     }
 }
@@ -169,6 +210,8 @@ TEST_F(Writing, ASignalInTheMiddleOfASourceEndsInOrder) {
 TEST_F(Writing, ASignalEndsAWriteThatNobodyTakes) {
     for (const Arguments& command : {remap(ts_, "-"),
                                      {"flv-meta", flv_, "-"},
+                                     {"mp3-fix", mp2_, "-"},
+                                     {"rtp", ts_, "-"},
                                      {"build", "null", "--count", "20000000", "-"}}) {
         for (const int flags : {0, O_NONBLOCK}) {
             const Pipe out;
@@ -177,7 +220,30 @@ TEST_F(Writing, ASignalEndsAWriteThatNobodyTakes) {
             EXPECT_TRUE(await([&] { return out.fill() >= 65536; })) << command[0];
             tool.send(SIGINT);
             EXPECT_EQ(tool.wait(), 128 + SIGINT) << command[0];
+            EXPECT_NE(read_file(dir_ / "stderr").find(": interrupted"), std::string::npos);
         }
+    }
+}
+
+// Of a report the reader has what it wanted; of a copy it may not know that more was to come.
+TEST_F(Writing, ACopyThatLosesItsReaderSaysSo) {
+    const std::pair<Arguments, const char*> commands[] = {
+        {remap(ts_, "-"), "-: cannot be written: Broken pipe\n"},
+        {{"flv-meta", flv_, "-"}, "-: cannot be written: Broken pipe\n"},
+        {{"mp3-fix", mp2_, "-"}, "-: cannot be written: Broken pipe\n"},
+        {{"rtp", ts_, "-"}, "-: cannot be written: Broken pipe\n"},
+        {{"build", "null", "-"}, "-: cannot be written: Broken pipe\n"},
+        {{"pace", ts_}, "standard output: cannot be written: Broken pipe\n"},
+        {{ts_}, ""},
+        {{"monitor", ts_}, ""},
+    };
+    for (const auto& [command, said] : commands) {
+        Pipe out;
+        Pipe::close_end(out.read_end);
+        ToolProcess tool(dir_, command, -1, out.write_end);
+        EXPECT_EQ(tool.wait(), 128 + SIGPIPE) << command[0];
+        const std::string all = *said == '\0' ? "" : std::string("zvprobe: ") + said;
+        EXPECT_EQ(read_file(dir_ / "stderr"), all) << command[0];
     }
 }
 
@@ -187,10 +253,8 @@ TEST_F(Writing, AReaderThatIsSlowGetsEverything) {
     for (int i = 0; i < 30; ++i)
         many += once;
     const std::string commands[] = {
-        "remap '" + ts_ + "' - " + kRemap,
-        "flv-meta '" + flv_ + "' -",
-        "build null --count 5000 -",
-        "--json " + many,
+        "remap '" + ts_ + "' - " + kRemap,  "flv-meta '" + flv_ + "' -", "mp3-fix '" + mp2_ + "' -",
+        "rtp '" + ts_ + "' - 2> /dev/null", "build null --count 5000 -", "--json " + many,
     };
     for (const std::string& command : commands) {
         const std::string expected = shell("zvprobe " + command).out;
@@ -214,13 +278,15 @@ TEST_F(Writing, AReaderThatIsSlowGetsEverything) {
 
 // The reader of the output makes the source shorter, which the tool has read only the first of.
 TEST_F(Writing, ASourceThatShrinksIsReported) {
-    for (const std::string& command : {"remap '" + ts_ + "' - " + kRemap,
-                                       "flv-meta '" + flv_ + "' -", "mp3-fix '" + mp2_ + "' -"}) {
-        const std::string in = command[0] == 'r' ? ts_ : command[0] == 'f' ? flv_ : mp2_;
+    const std::pair<std::string, std::string> commands[] = {{ts_, "remap in - " + kRemap},
+                                                            {flv_, "flv-meta in -"},
+                                                            {mp2_, "mp3-fix in -"},
+                                                            {ts_, "rtp in -"}};
+    for (const auto& [source, command] : commands) {
+        folder_.put("in", read_file(source));
         const Outcome outcome = shell("(zvprobe " + command +
                                       "; echo $? > status) | (head -c 1000 > part; truncate -s "
-                                      "1000000 '" +
-                                      in + "'; cat > rest); exit $(cat status)");
+                                      "1000000 in; cat > rest); exit $(cat status)");
         EXPECT_EQ(outcome.status, 3) << command;
         EXPECT_NE(outcome.err.find("became shorter while it was read"), std::string::npos)
             << outcome.err;
@@ -229,7 +295,8 @@ TEST_F(Writing, ASourceThatShrinksIsReported) {
 
 TEST_F(Writing, WithoutRoomNothingIsLeft) {
     for (const std::string& command :
-         {"flv-meta '" + flv_ + "' ", std::string("build null --count 20000 ")}) {
+         {"flv-meta '" + flv_ + "' ", "mp3-fix '" + mp2_ + "' ", "rtp '" + ts_ + "' ",
+          std::string("build null --count 20000 ")}) {
         for (const char* name : {"stream", "new"}) {
             file("kept");
             const Outcome outcome = shell("ulimit -f 1000; zvprobe " + command + name);
@@ -249,6 +316,15 @@ TEST_F(Writing, ClosedDescriptorsAreNobodysElse) {
     EXPECT_EQ(shell("zvprobe build null - >&-").status, 3);
     EXPECT_EQ(shell("zvprobe build null --count 4 out <&- >&- 2>&-").status, 0);
     EXPECT_EQ(read_file(dir_ / "out").size(), 4u * 188);
+    const std::string lines[] = {"rtp - <&- >&- ", "rtp - out <&- ", "extract - es <&- >&- ",
+                                 "rtp " + source + "- >&- ", "mp3-fix '" + mp2_ + "' - >&- "};
+    for (const std::string& line : lines) {
+        EXPECT_EQ(shell("timeout 10 '" ZV_PROBE_BINARY "' " + line).status, 3) << line;
+        EXPECT_NE(read_file(dir_ / "stderr").find("-: "), std::string::npos) << line;
+    }
+    // The files are whole, their list is not told.
+    EXPECT_EQ(shell("zvprobe extract " + source + "es <&- >&- 2>&-").status, 3);
+    EXPECT_EQ(read_file(dir_ / "es/0x101-aac.aac").size(), 50435u);
 
     const int listener = socket(AF_INET, SOCK_STREAM, 0);
     const int port = bind_loopback(listener);
@@ -271,12 +347,15 @@ TEST_F(Writing, NamesMayBeAsLongAsTheSystemAllows) {
         std::filesystem::create_directory(path += "/" + std::string(200, 'd'));
     std::filesystem::copy(ts_, path + "/in.ts");
     std::filesystem::copy(flv_, path + "/in.flv");
+    std::filesystem::copy(mp2_, path + "/in.mp2");
     const std::string ts = "'" + path + "/in.ts' ", flv = "'" + path + "/in.flv' ";
+    const std::string mp2 = "'" + path + "/in.mp2' ";
     for (const std::string& command :
-         {"remap " + ts + name + " " + kRemap, "flv-meta " + flv + name, "build null " + name, ts,
-          "monitor " + ts, flv}) {
+         {"remap " + ts + name + " " + kRemap, "flv-meta " + flv + name, "build null " + name,
+          "rtp " + ts + name, "extract " + ts + name, "mp3-fix " + mp2 + name, ts, "monitor " + ts,
+          flv}) {
         const Outcome outcome =
-            shell("zvprobe " + command + "; status=$?; rm -f " + name + "; exit $status");
+            shell("zvprobe " + command + "; status=$?; rm -rf " + name + "; exit $status");
         EXPECT_EQ(outcome.status, 0) << command << outcome.err;
     }
     EXPECT_NE(shell("zvprobe http://127.0.0.1:1/" + std::string(1100, 'u')).err.find("too long"),
@@ -300,10 +379,12 @@ TEST_F(Writing, AnEmptySourceIsOfNoFormat) {
     for (const std::string& command :
          {std::string("stream"), std::string("monitor stream"), "remap stream out " + kRemap,
           std::string("pace stream"), std::string("flv-meta stream out"), std::string("- < stream"),
-          std::string("monitor - < /dev/null")}) {
+          std::string("monitor - < /dev/null"), std::string("mp3-fix stream out"),
+          std::string("extract stream es"), std::string("extract - es < stream"),
+          std::string("rtp stream out"), std::string("rtp - out < stream")}) {
         const Outcome outcome = shell("zvprobe " + command);
         EXPECT_EQ(outcome.status, 4) << command;
-        EXPECT_NE(outcome.err.find(": not a"), std::string::npos) << outcome.err;
+        EXPECT_NE(outcome.err.find(": not "), std::string::npos) << outcome.err;
         EXPECT_EQ(files().size(), 1u) << command;
     }
 }
@@ -316,16 +397,18 @@ TEST_F(Writing, WithoutMemoryTheSourceIsNamedAndNothingLeft) {
     file(read_file(media("single.ts")));
     const auto before = files();
     for (const std::string& command :
-         {std::string("stream"), std::string("monitor stream"), "remap stream out " + kRemap}) {
+         {std::string("stream"), std::string("monitor stream"), "remap stream out " + kRemap,
+          std::string("extract stream es"), std::string("rtp stream out")}) {
         bool said = false;
         Outcome outcome = {-1, "", ""};
         for (int limit = 4000; outcome.status != 0 && limit < 60000; limit += 250) {
-            EXPECT_EQ(files(), before) << command;
+            EXPECT_TRUE(files() == before) << command;
             outcome = shell("ulimit -v " + std::to_string(limit) + "; zvprobe " + command);
             said = said || outcome.err.find("zvprobe: stream: out of memory") != std::string::npos;
         }
         EXPECT_EQ(outcome.status, 0) << command;
         EXPECT_TRUE(said) << command;
+        shell("rm -rf out es");
     }
 }
 
@@ -334,7 +417,10 @@ TEST_F(Writing, NumbersOutOfRangeAreRefused) {
         for (const std::string& command :
              {std::string("monitor /dev/null --interval=%"),
               std::string("build null out --count=%"), "remap x y " + kRemap + "--from=%",
-              std::string("/dev/null --limit pat=%"),
+              std::string("/dev/null --limit pat=%"), std::string("extract x y --pid=%"),
+              std::string("extract x y --program=%"), std::string("rtp x --reorder-ms=%"),
+              std::string("rtp x --reorder-packets=%"), std::string("pace x --loop=%"),
+              std::string("remap x y --drop=%"), std::string("remap x y --map=80:%"),
               std::string("build pmt out --pmt 0x50 --pcr 0x60 --stream 1:%"),
               std::string("build sdt out --service=%")}) {
             std::string line = "zvprobe " + command;
@@ -349,9 +435,12 @@ TEST_F(Writing, NothingAnArgumentOrAStreamHoldsReachesTheTerminalRaw) {
     const std::string raw = "\"$(printf '\\033[31mred')\" ";
     for (const std::string& command :
          {raw, "--" + raw, "probe --pace=" + raw + "x", "monitor x --interval " + raw,
-          "remap x y " + kRemap + "--from " + raw, "build pat out --program " + raw,
-          "build null out --count " + raw, "build pmt out --pmt 0x50 --pcr 0x60 --stream " + raw,
-          "pace x --to " + raw, raw + "://x", "x --limit " + raw, "x " + raw + "--limits " + raw}) {
+          "remap x y " + kRemap + "--from " + raw, "remap x y --map " + raw,
+          "remap x y --program 1:2:" + raw, "extract x y --pid " + raw, "rtp x --reorder-ms " + raw,
+          "rtp " + raw, "extract '" + ts_ + "' missing/" + raw, "build " + raw,
+          "build pat out --program " + raw, "build null out --count " + raw,
+          "build pmt out --pmt 0x50 --pcr 0x60 --stream " + raw, "pace x --to " + raw, raw + "://x",
+          "x --limit " + raw, "x " + raw + "--limits " + raw}) {
         const Outcome outcome = shell("zvprobe " + command + " < /dev/null");
         EXPECT_NE(outcome.err.find("\\x1b[31mred"), std::string::npos) << command << outcome.err;
         EXPECT_EQ(outcome.err.find('\x1b'), std::string::npos) << command;

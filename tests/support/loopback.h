@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Ports of the loopback interface, and datagrams to and from the tool over it.
+// Ports of the loopback interface, datagrams to and from the tool over it, and a server for it.
 #pragma once
 
 #include <arpa/inet.h>
@@ -9,6 +9,7 @@
 #include <unistd.h>
 
 #include <chrono>
+#include <functional>
 #include <string>
 #include <thread>
 #include <utility>
@@ -50,10 +51,14 @@ struct Loopback {
         for (int i = 0; i < 500 && read_file("/proc/net/udp").find(entry) == std::string::npos; ++i)
             std::this_thread::sleep_for(std::chrono::milliseconds(10));
     }
-    void send(const std::string& bytes) const {
+    void send_at_once(const std::string& bytes) const {
         const sockaddr_in to = loopback(port);
         sendto(fd, bytes.data(), bytes.size(), 0, reinterpret_cast<const sockaddr*>(&to),
                sizeof to);
+    }
+    // Not faster than the tool reads, else some would get lost.
+    void send(const std::string& bytes) const {
+        send_at_once(bytes);
         std::this_thread::sleep_for(std::chrono::milliseconds(2));
     }
     // -> a datagram; empty when none came for a second
@@ -74,6 +79,43 @@ inline std::string rtp_datagram(size_t sequence, const std::string& payload) {
     const std::string head = {'\xB1', 33, 0, static_cast<char>(sequence)};
     return head + std::string(12, '\0') + std::string("\0\1\0\1wxyz", 8) + payload +
            std::string("\0\0\3", 3);
+}
+
+// Serves one tcp peer after the other with `serve(fd)` until destroyed.
+class Server {
+  public:
+    explicit Server(std::function<void(int)> serve) {
+        port = bind_loopback(listener_);
+        listen(listener_, 4);
+        thread_ = std::thread([this, serve = std::move(serve)] {
+            for (int fd; (fd = accept(listener_, nullptr, nullptr)) >= 0; ::close(fd))
+                serve(fd);
+        });
+    }
+    ~Server() {
+        shutdown(listener_, SHUT_RDWR);
+        thread_.join();
+        ::close(listener_);
+    }
+    int port = 0;
+
+  private:
+    int listener_ = socket(AF_INET, SOCK_STREAM, 0);
+    std::thread thread_;
+};
+
+inline void send_all(int fd, const std::string& text) {
+    for (size_t done = 0; done < text.size();) {
+        const ssize_t n = send(fd, text.data() + done, text.size() - done, MSG_NOSIGNAL);
+        if (n <= 0) return;
+        done += static_cast<size_t>(n);
+    }
+}
+
+// Holds a connection open until the peer hangs up.
+inline void wait_for_hang_up(int fd) {
+    for (char c; recv(fd, &c, 1, 0) > 0;) {
+    }
 }
 
 }  // namespace zvtest

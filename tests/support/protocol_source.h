@@ -83,41 +83,4 @@ inline std::string local(const std::string& scheme, int port, const std::string&
     return scheme + "://127.0.0.1:" + std::to_string(port) + rest;
 }
 
-// Serves one tcp peer after the other with `serve(fd)` until destroyed.
-class Server {
-  public:
-    explicit Server(std::function<void(int)> serve) {
-        port = bind_loopback(listener_);
-        listen(listener_, 4);
-        thread_ = std::thread([this, serve = std::move(serve)] {
-            for (int fd; (fd = accept(listener_, nullptr, nullptr)) >= 0; ::close(fd))
-                serve(fd);
-        });
-    }
-    ~Server() {
-        shutdown(listener_, SHUT_RDWR);
-        thread_.join();
-        ::close(listener_);
-    }
-    int port = 0;
-
-  private:
-    int listener_ = socket(AF_INET, SOCK_STREAM, 0);
-    std::thread thread_;
-};
-
-inline void send_all(int fd, const std::string& text) {
-    for (size_t done = 0; done < text.size();) {
-        const ssize_t n = send(fd, text.data() + done, text.size() - done, MSG_NOSIGNAL);
-        if (n <= 0) return;
-        done += static_cast<size_t>(n);
-    }
-}
-
-// Holds a connection open until the peer hangs up.
-inline void wait_for_hang_up(int fd) {
-    for (char c; recv(fd, &c, 1, 0) > 0;) {
-    }
-}
-
 }  // namespace zvtest

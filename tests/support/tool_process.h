@@ -79,13 +79,15 @@ class ToolProcess {
     // in, out: what the tool gets as descriptors 0 and 1; negative: /dev/null. Errors are in the
     // file "stderr" of the directory, where the tool runs.
     ToolProcess(const std::string& directory, const std::vector<std::string>& arguments,
-                int in = -1, int out = -1) {
+                int in = -1, int out = -1)
+        : errors_(std::filesystem::path(directory) / "stderr") {
         std::vector<char*> argv = {const_cast<char*>("zvprobe")};
         for (const std::string& argument : arguments)
             argv.push_back(const_cast<char*>(argument.c_str()));
         argv.push_back(nullptr);
         pid_ = fork();
         if (pid_ != 0) return;
+        std::signal(SIGPIPE, SIG_DFL);  // tests may ignore it, and that would be inherited
         const int null = open("/dev/null", O_RDWR);
         dup2(in < 0 ? null : in, STDIN_FILENO);
         dup2(out < 0 ? null : out, STDOUT_FILENO);
@@ -105,6 +107,11 @@ class ToolProcess {
 
     void send(int signal) const { kill(pid_, signal); }
 
+    // -> true once standard error has this word
+    bool has_said(const std::string& word) const {
+        return read_file(errors_).find(word) != std::string::npos;
+    }
+
     // -> bytes that it has read ("rchar") or written ("wchar") so far
     uint64_t counted(const std::string& what) const {
         const std::string text = read_file("/proc/" + std::to_string(pid_) + "/io");
@@ -121,6 +128,7 @@ class ToolProcess {
     }
 
   private:
+    std::filesystem::path errors_;
     pid_t pid_ = 0;
 };
 

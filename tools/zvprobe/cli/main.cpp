@@ -49,6 +49,7 @@ int main(int argc, char** argv) {
     StandardOutput output;
     catch_signals();
     const CommandLine line = read_command_line(argc, argv);
+    if (line.writes) let_lost_readers_be_told();
     const int status = tell(output, line.command ? run_guarded(line) : line.status);
     // Who started a command that writes sees that it was cut short by what ended it.
     if (line.writes && status != kExitOk && interrupted()) end_by_signal(interrupting_signal());

@@ -4,6 +4,7 @@
 
 #include <unistd.h>
 
+#include <atomic>
 #include <cerrno>
 #include <csignal>
 #include <ctime>
@@ -19,12 +20,13 @@ constexpr int kStatusOfSignals = 128;  // what shells add the signal to
 
 timer_t nudges;  // sends SIGALRM again and again once it is set
 bool nudges_exist = false;
+std::atomic<bool> lost_readers_are_told{false};
 
 extern "C" void do_nothing(int) {}
 
 extern "C" void see_signal(int signal) {
     const int error = errno;
-    if (interrupted() || signal == SIGPIPE) end_by_signal(signal);
+    if (interrupted() || (signal == SIGPIPE && !lost_readers_are_told)) end_by_signal(signal);
     note_interrupt(signal);
     const itimerspec often = {{0, kNudgeInterval_ns}, {0, kNudgeInterval_ns}};
     if (nudges_exist) timer_settime(nudges, 0, &often, nullptr);
@@ -62,6 +64,10 @@ void catch_signals() {
         handle(signal, see_signal);
     for (const int signal : {SIGHUP, SIGPIPE})
         if (!is_ignored(signal)) handle(signal, see_signal);
+}
+
+void let_lost_readers_be_told() {
+    lost_readers_are_told = true;
 }
 
 void end_by_signal(int signal) {

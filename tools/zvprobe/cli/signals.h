@@ -11,6 +11,10 @@ namespace zvprobe {
 // failed write, not a signal.
 void catch_signals();
 
+// From now on SIGPIPE asks for the end like the others: a report that is not read to its end is no
+// loss, but a copy is, and the command says so.
+void let_lost_readers_be_told();
+
 // Ends the process by the signal's default action.
 [[noreturn]] void end_by_signal(int signal);
 
