@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: MIT
 // The tool where the world fails it: no room on the disk, no directory for its log, a signal in the
 // middle. It says so, and nothing that is only half of a file has a final name.
-#include <sys/stat.h>
-
+#include <algorithm>
 #include <set>
 
+#include "support/loopback.h"
 #include "support/tool_process.h"
 #include "support/tool_run.h"
 
@@ -69,6 +69,77 @@ TEST_F(Fault, ALogThatCannotBeWrittenCostsTheLogOnly) {
     }
     for (const std::string log : {"none/log", "full", "/dev/null/log"})
         expect_same("zvprobe -v --log " + log + " ", "--json " + kIn);
+}
+
+TEST_F(Fault, NoLogIsWrittenThatWasNotAskedFor) {
+    file(read_file(media("single.ts")).substr(0, 50 * 188));
+    for (const std::string& command :
+         {kIn, "monitor " + kIn, "extract " + kIn + ".", "rtp " + kIn + "new",
+          std::string("pace stream"), "remap " + kIn + "new " + kNewPids,
+          std::string("build null new")}) {
+        const Outcome outcome =
+            shell("export ZVLOG_DIR=\"$PWD/logs\"; zvprobe -vvv " + command + " > /dev/null");
+        EXPECT_EQ(outcome.status, 0) << command;
+        EXPECT_FALSE(std::filesystem::exists(dir_ / "logs")) << command;
+    }
+    EXPECT_EQ(shell("ZVLOG_DIR=\"$PWD/logs\" '" ZV_PROBE_BINARY "' --log told " + kIn).status, 0);
+    EXPECT_TRUE(std::filesystem::exists(dir_ / "logs") || std::filesystem::exists(dir_ / "told"));
+}
+
+// Half of what the server has promised, or less.
+void serve_badly(int fd) {
+    const std::string bytes = read_file(media("single.ts")),
+                      half = bytes.substr(0, bytes.size() / 2);
+    std::string request(2048, '\0');
+    request.resize(static_cast<size_t>(std::max<ssize_t>(recv(fd, request.data(), 2048, 0), 0)));
+    const auto asks = [&](const char* page) {
+        return request.starts_with(std::string("GET ") + page);
+    };
+    const std::string ok = "HTTP/1.1 200 OK\r\n";
+    const std::string whole = ok + "Content-Length: " + std::to_string(bytes.size()) + "\r\n\r\n";
+    char chunk[32];
+    std::snprintf(chunk, sizeof chunk, "%zx\r\n", half.size());
+    if (asks("/closes")) return send_all(fd, whole + half);
+    if (asks("/nothing")) return send_all(fd, whole);
+    if (asks("/chunks"))
+        return send_all(fd,
+                        ok + "Transfer-Encoding: chunked\r\n\r\n" + chunk + half + "\r\nzz\r\n");
+    if (asks("/icy")) return send_all(fd, "ICY 200 OK\r\nicy-name: x\r\n\r\n" + bytes);
+    if (asks("/bare")) send_all(fd, bytes);
+}
+
+TEST_F(Fault, AServerThatBreaksItsPromiseIsToldAndLeavesNoFile) {
+    const Server server(serve_badly);
+    const Server stalling([](int fd) {
+        send_all(fd, read_file(media("single.ts")).substr(0, 157826));
+        wait_for_hang_up(fd);
+    });
+    const std::string at = "127.0.0.1:" + std::to_string(server.port);
+    const std::pair<std::string, const char*> sources[] = {
+        {"http://" + at + "/closes",
+         "byte 157826: reading stopped: the server closed the connection"},
+        {"http://" + at + "/nothing", "the server closed the connection early"},
+        {"http://" + at + "/chunks",
+         "reading stopped: the reply is damaged, as a wrong chunk size"},
+        {"http://" + at + "/icy", "the reply is not HTTP"},
+        {"http://" + at + "/bare", "the reply is not HTTP"},
+        {"tcp://127.0.0.1:" + std::to_string(stalling.port) + "?timeout=50",
+         "byte 157826: reading stopped: Connection timed out"},
+    };
+    file("kept");
+    for (const auto& [url, message] : sources) {
+        for (const std::string& command :
+             {"'" + url + "'", "extract '" + url + "' es", "rtp '" + url + "' stream"}) {
+            const Outcome outcome = shell("export no_proxy='*'; zvprobe " + command);
+            if (outcome.err.find("Function not implemented") != std::string::npos)
+                GTEST_SKIP() << "built without libcurl";
+            EXPECT_EQ(outcome.status, 3) << command;
+            EXPECT_NE(outcome.err.find("zvprobe: " + url + ": "), std::string::npos) << outcome.err;
+            EXPECT_NE(outcome.err.find(message), std::string::npos) << command << outcome.err;
+            EXPECT_EQ(names(), Names{"stream"}) << command;
+            EXPECT_EQ(read_file(dir_ / "stream"), "kept") << command;
+        }
+    }
 }
 
 // What is copied of a source that has not ended gets no name; with the report so far, and a word.
