@@ -269,6 +269,36 @@ TEST_F(Remap, RenamesThirtyProgrammesInEveryTable) {
     }
 }
 
+TEST_F(Remap, KeepsTheContentsOfEighteenStreams) {
+    std::vector<PmtStream> listed;
+    Names pids = {{kPmtPid, 0x700}};
+    TsStream units;
+    for (int i = 0; i < 18; ++i) {
+        const int pid = 0x200 + i;
+        pids[pid] = pid + 0x1000;
+        listed.push_back({0x06, pid, descriptor(0x6A, Bytes(20, 1))});  // so the PMT is long
+        for (const int unit : {1, 2, 3}) {
+            const Bytes head = PesHeader(0xBD).pts(static_cast<uint64_t>(unit) * 3600);
+            const auto content = static_cast<uint8_t>(4 * i + unit);
+            units.add(TsPacket(pid).start().payload(head + Bytes(150, content)));
+        }
+    }
+    TsStream stream;
+    stream.add(pat_packet({{1, kPmtPid}}));
+    stream.add_section(kPmtPid, pmt(1, 0x200, listed));
+    const Bytes was = stream.bytes() + units.bytes();
+    const Bytes is = remap(was, options_of(pids, {{1, 77}}));
+    EXPECT_EQ(told(survey_of(is), {}, {}), told(survey_of(was), pids, {{1, 77}}));
+    EXPECT_EQ(shell("zvprobe extract stream a && zvprobe extract new b").status, 0);
+    for (int i = 0; i < 18; ++i) {
+        char before[32], now[32];
+        std::snprintf(before, sizeof before, "a/0x%x-ac3.ac3", 0x200u + static_cast<unsigned>(i));
+        std::snprintf(now, sizeof now, "b/0x%x-ac3.ac3", 0x1200u + static_cast<unsigned>(i));
+        EXPECT_GE(read_file(dir_ / now).size(), 3 * 150u) << now;
+        EXPECT_EQ(read_file(dir_ / now), read_file(dir_ / before)) << now;
+    }
+}
+
 TEST_F(Remap, CutsOneProgrammeOut) {
     const Bytes was = thirty_programmes();
     const json old = survey_of(was);
