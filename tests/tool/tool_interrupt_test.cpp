@@ -4,9 +4,11 @@
 // makes the fault.
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <poll.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <csignal>
 #include <filesystem>
 #include <functional>
@@ -18,6 +20,7 @@
 
 #include "base/exit_status.h"
 #include "base/interrupt.h"
+#include "cli/signals.h"
 #include "commands/commands.h"
 #include "flv.h"
 #include "support/folder.h"
@@ -131,6 +134,25 @@ TEST(Interrupt, EndsFlvMetaWithoutAFile) {
     const std::string in = folder.put("long.flv", sample + sample.substr(first_tag));
     const InterruptingPipe out(folder / "pipe");
     EXPECT_EQ(run_command(FlvMetaOptions{{in, out.path()}}, Session()), kExitCannotOpen);
+}
+
+// In the moment between a look for signals and a wait a signal must not get lost.
+TEST(Signals, InterruptWaitsThatBeginAfterThem) {
+    forget_interrupts();
+    catch_signals();
+    raise(SIGTERM);
+    EXPECT_EQ(interrupting_signal(), SIGTERM);
+    int silent[2];
+    ASSERT_EQ(pipe(silent), 0);
+    for (int i = 0; i < 3; ++i) {
+        pollfd wait = {silent[0], POLLIN, 0};
+        errno = 0;
+        EXPECT_EQ(poll(&wait, 1, 10'000), -1);
+        EXPECT_EQ(errno, EINTR);
+    }
+    for (const int end : silent)
+        close(end);
+    forget_interrupts();
 }
 
 }  // namespace
