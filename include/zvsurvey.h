@@ -30,6 +30,9 @@ typedef struct ZvSurvey ZvSurvey;
 #define ZV_SURVEY_MAX_TABLES 16384  /* tables: PID, table_id and extension */
 #define ZV_SURVEY_MAX_PROGRAMS 2048 /* programmes in force */
 
+/* Most steps of a history. */
+#define ZV_SURVEY_MAX_STEPS 600
+
 /* Something that happened. Borrowed for the call. */
 typedef struct ZvSurveyEvent {
     double time_s;         /* stream time, 0 at the first packet; NaN without a clock */
@@ -99,6 +102,11 @@ typedef struct ZvSurveyOptions {
      * only, and not before the first interval of the clock. It must not call the survey.
      * line  in  borrowed for the call; lines follow each other without a gap */
     void (*on_clock)(void* arg, const ZvSurveyTimeLine* line);
+
+    /* Not 0: how the stream goes over its time is kept, for zvsurvey_history and as the member
+     * "history" of the JSON. It takes up to 20 MiB, of an ordinary stream less than 2; the bound of
+     * 64 MiB in all holds. */
+    int32_t history;
 } ZvSurveyOptions;
 
 /* Takes a piece of JSON. -> 0 to go on, anything else to stop */
@@ -317,6 +325,64 @@ typedef struct ZvSurveySyncLoss {
     uint64_t skipped_bytes; /* up to the next packet */
 } ZvSurveySyncLoss;
 
+/* How the stream went over its time, in equal steps from its first packet on. The steps are 0.1 s
+ * long; whenever there would be more than ZV_SURVEY_MAX_STEPS, two become one. Packets are counted at
+ * the clock's first PCR after a step and spread evenly over the time since the count before; live
+ * each is counted in the step in which it arrived. What is measured stands in the step in which it
+ * is known: intervals where they end. Before zvsurvey_finish the packets of the latest step or two
+ * may be missing. */
+typedef struct ZvSurveyHistory {
+    double start_s;                /* when the first step begins: 0, the first packet */
+    double step_s;                 /* how long each step is: 0.1, 0.2, 0.4, ... */
+    size_t steps;                  /* 0: no clock yet, and every list is empty */
+    size_t packet_rows;            /* entries of zvsurvey_history_packets */
+    size_t pcr_rows;               /* entries of zvsurvey_history_pcr */
+    size_t pts_rows;               /* entries of zvsurvey_history_pts */
+    size_t table_rows;             /* entries of zvsurvey_history_table */
+    size_t event_rows;             /* entries of zvsurvey_history_events */
+    const uint64_t* other_packets; /* by step: of the PIDs without a row, together; null: none */
+    uint64_t pcr_left_out;         /* PCRs measured for which there was no row */
+    uint64_t pts_left_out;         /* time stamps, the same */
+    uint64_t tables_left_out;      /* intervals of tables, the same */
+} ZvSurveyHistory;
+
+/* Packets of a PID: those whose first packets came first have a row, 1024 of them. */
+typedef struct ZvSurveyHistoryPackets {
+    uint16_t pid; /* 0..8191 */
+    const uint64_t*
+        packets; /* by step; their sum is the PID's packets once the survey is finished */
+} ZvSurveyHistoryPackets;
+
+/* PCRs of a PID; 256 PIDs at most. */
+typedef struct ZvSurveyHistoryPcr {
+    uint16_t pid;                 /* 0..8191 */
+    const double* interval_min_s; /* by step: from one value to the next; NaN: none in the step */
+    const double* interval_max_s; /* the same */
+    const double*
+        accuracy_min_ns; /* by step, NaN the same: off a straight line; null: not measured */
+    const double* accuracy_max_ns; /* the same */
+} ZvSurveyHistoryPcr;
+
+/* Time stamps of a PID; 512 PIDs at most. */
+typedef struct ZvSurveyHistoryPts {
+    uint16_t pid;              /* 0..8191 */
+    const double* ahead_min_s; /* by step: PTS, or DTS, less the PCR; NaN: none in the step */
+    const double* ahead_max_s; /* the same */
+} ZvSurveyHistoryPts;
+
+/* Tables of a PID with one table_id, whatever their extensions; 512 at most. */
+typedef struct ZvSurveyHistoryTable {
+    uint16_t pid;                 /* 0..8191 */
+    uint8_t table_id;             /* of the sections */
+    const double* interval_max_s; /* by step: the longest that ended there; NaN: none */
+} ZvSurveyHistoryTable;
+
+/* Counts of an indicator that is measured and counted something at a known time. */
+typedef struct ZvSurveyHistoryEvents {
+    const char* id;         /* "1.3.a" */
+    const uint64_t* counts; /* by step */
+} ZvSurveyHistoryEvents;
+
 /* Gives the totals, at any time.
  * survey  in   any
  * out     out  as many of its members as size covers
@@ -362,6 +428,32 @@ ZV_API int zvsurvey_stream(const ZvSurvey* survey, size_t program, size_t index,
  * -> 1 filled; 0 not seen, memory is short or an argument is null: *out is untouched */
 ZV_API int zvsurvey_pid_by_number(const ZvSurvey* survey, uint16_t pid, ZvSurveyPid* out,
                                   size_t size);
+
+/* Gives the history, at any time.
+ * survey  in   any
+ * out     out  as many of its members as size covers
+ * size    in   sizeof *out at the caller
+ * -> 1 filled; 0 none is kept (ZvSurveyOptions.history), memory is short or an argument is null:
+ *    *out is untouched */
+ZV_API int zvsurvey_history(const ZvSurvey* survey, ZvSurveyHistory* out, size_t size);
+
+/* Gives one row of the history, at any time; rows ascend by PID and table_id, and by indicator. Its
+ * arrays have as many entries as the history has steps.
+ * survey  in   any
+ * index   in   from 0; the first one for which there is no row ends the list
+ * out     out  as many of its members as size covers
+ * size    in   sizeof *out at the caller
+ * -> 1 filled; 0 no such row, memory is short or an argument is null: *out is untouched */
+ZV_API int zvsurvey_history_packets(const ZvSurvey* survey, size_t index,
+                                    ZvSurveyHistoryPackets* out, size_t size);
+ZV_API int zvsurvey_history_pcr(const ZvSurvey* survey, size_t index, ZvSurveyHistoryPcr* out,
+                                size_t size);
+ZV_API int zvsurvey_history_pts(const ZvSurvey* survey, size_t index, ZvSurveyHistoryPts* out,
+                                size_t size);
+ZV_API int zvsurvey_history_table(const ZvSurvey* survey, size_t index, ZvSurveyHistoryTable* out,
+                                  size_t size);
+ZV_API int zvsurvey_history_events(const ZvSurvey* survey, size_t index, ZvSurveyHistoryEvents* out,
+                                   size_t size);
 
 ZV_END_DECLS
 

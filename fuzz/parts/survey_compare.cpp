@@ -5,6 +5,7 @@
 #include <cmath>
 
 #include "reference/survey_reference.h"
+#include "support/history_check.h"
 #include "zvsurvey.h"
 
 namespace fuzz {
@@ -33,8 +34,11 @@ std::string differ(const Json& reference, const Json& survey) {
 // A finished survey.
 class Surveyed {
   public:
-    Surveyed(std::span<const uint8_t> bytes, PieceSizes sizes, size_t scale)
-        : survey_(zvsurvey_new(nullptr)) {
+    Surveyed(std::span<const uint8_t> bytes, PieceSizes sizes, size_t scale, bool history) {
+        ZvSurveyOptions options = {};
+        options.size = sizeof options;
+        options.history = history;
+        survey_ = zvsurvey_new(&options);
         require(survey_, "there is memory");
         for (size_t pieces = 0; !bytes.empty(); ++pieces) {
             const size_t size = std::min(bytes.size(), sizes.next() * scale + (pieces & 1));
@@ -51,7 +55,7 @@ class Surveyed {
     ZvSurvey* operator*() const { return survey_; }
 
   private:
-    ZvSurvey* survey_;
+    ZvSurvey* survey_ = nullptr;
 };
 
 std::string difference(const Json& reference, const Json& survey, Tolerance tolerance);
@@ -125,13 +129,17 @@ std::string difference(const Json& reference, const Json& survey) {
 }
 
 Json survey_in_pieces(std::span<const uint8_t> bytes, PieceSizes sizes, size_t scale) {
-    const Surveyed survey(bytes, sizes, scale);
+    const Surveyed survey(bytes, sizes, scale, true);
     std::string text;
     const auto add = [](void* to, const char* part, size_t size) {
         static_cast<std::string*>(to)->append(part, size);
         return 0;
     };
     require(zvsurvey_json(*survey, add, &text) == 0, "JSON can be written");
+    // What the reference does not have: it adds up to what both have.
+    const nlohmann::json made = nlohmann::json::parse(text);
+    const std::string wrong = zvtest::HistoryCheck(made).run();
+    require(wrong.empty(), ("the history adds up to the totals: " + wrong).c_str());
     return Json::parse(text);
 }
 
@@ -145,7 +153,7 @@ void require_as_reference(std::span<const uint8_t> bytes, PieceSizes sizes, size
 bool require_timing_as_reference(std::span<const uint8_t> bytes, PieceSizes sizes, size_t scale) {
     const auto reference = survey_reference_timing(bytes);
     if (reference && reference->undecided) return false;
-    const Surveyed survey(bytes, sizes, scale);
+    const Surveyed survey(bytes, sizes, scale, false);
     ZvSurveyTotals totals;
     require(zvsurvey_totals(*survey, &totals, sizeof totals) == 1, "there are totals");
     require((totals.packet_size > 0) == reference.has_value(), "both find packets or none");

@@ -8,6 +8,7 @@
 #include "parts/input.h"
 #include "parts/packets.h"
 #include "support/counted_new.h"
+#include "support/history_check.h"
 #include "survey/psi/crc32.h"
 #include "zvsurvey.h"
 
@@ -115,10 +116,11 @@ std::vector<uint8_t> make_input(fuzz::ByteSource& in, uint8_t mode) {
 // A survey of the input, and what its callbacks were told.
 class Run {
   public:
-    explicit Run(std::span<const uint8_t> input) : input_(input) {
+    Run(std::span<const uint8_t> input, bool history) : input_(input) {
         ZvSurveyOptions options = {};
         options.size = sizeof options;
         options.arg = this;
+        options.history = history;
         options.on_event = [](void* self, const ZvSurveyEvent* event) {
             static_cast<Run*>(self)->see_event(*event);
         };
@@ -189,14 +191,15 @@ class Run {
     uint64_t packets_ = 0, events_ = 0, next_ = 0;
 };
 
-std::string survey_whole(std::span<const uint8_t> input) {
-    Run run(input);
+std::string survey_whole(std::span<const uint8_t> input, bool history) {
+    Run run(input, history);
     run.feed(input);
     return run.finish();
 }
 
-std::string survey_cut(std::span<const uint8_t> input, fuzz::PieceSizes sizes, size_t scale) {
-    Run run(input);
+std::string survey_cut(std::span<const uint8_t> input, bool history, fuzz::PieceSizes sizes,
+                       size_t scale) {
+    Run run(input, history);
     bool looked = false;
     for (size_t at = 0, pieces = 0; at < input.size(); ++pieces) {
         const size_t size = std::min(input.size() - at, sizes.next() * scale + (pieces & 1));
@@ -212,16 +215,23 @@ std::string survey_cut(std::span<const uint8_t> input, fuzz::PieceSizes sizes, s
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     fuzz::ByteSource in(data, size);
     const uint8_t mode = in.u8();
+    const bool history = mode & 0x40;
     const fuzz::PieceSizes sizes(in);
     const std::vector<uint8_t> input = make_input(in, mode);
 
     const size_t held_before = CountedNew::most_held = CountedNew::held;
-    const std::string whole = survey_whole(input);
-    fuzz::require(CountedNew::most_held - held_before < (size_t{4} << 20) + 64 * input.size(),
-                  "a survey of little is little");
+    const std::string whole = survey_whole(input, history);
+    // Of many short tables a row each is large.
+    const size_t little = (size_t{history ? 7u : 4u} << 20) + 64 * input.size();
+    fuzz::require(CountedNew::most_held - held_before < little, "a survey of little is little");
     fuzz::require(CountedNew::most_held - held_before < size_t{64} << 20, "a survey has its bound");
     fuzz::require(nlohmann::json::accept(whole), "the JSON is JSON, and UTF-8");
-    fuzz::require(survey_cut(input, sizes, mode & 0x80 ? 37 : 1) == whole,
+    if (history) {
+        const nlohmann::json survey = nlohmann::json::parse(whole);
+        const std::string wrong = zvtest::HistoryCheck(survey).run();
+        fuzz::require(wrong.empty(), ("the history adds up to the totals: " + wrong).c_str());
+    }
+    fuzz::require(survey_cut(input, history, sizes, mode & 0x80 ? 37 : 1) == whole,
                   "the cuts do not show in the result");
     return 0;
 }

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "maker/timing_maker.h"
+#include "support/history_check.h"
 #include "zvsurvey.h"
 
 namespace {
@@ -20,6 +21,7 @@ class Run {
         ZvSurveyOptions options = {};
         options.size = sizeof options;
         options.arg = &told_;
+        options.history = 1;
         options.on_event = [](void* told, const ZvSurveyEvent*) {
             ++*static_cast<uint64_t*>(told);
         };
@@ -59,6 +61,9 @@ class Run {
         };
         fuzz::require(zvsurvey_json(survey_, add, &text) == 0, "JSON can be written");
         fuzz::require(nlohmann::json::accept(text), "the JSON is JSON");
+        const nlohmann::json survey = nlohmann::json::parse(text);
+        const std::string wrong = zvtest::HistoryCheck(survey).run();
+        fuzz::require(wrong.empty(), ("the history adds up to the totals: " + wrong).c_str());
     }
     uint64_t count(const std::string& id) const {
         for (size_t i = 0; i < kIndicators; ++i) {

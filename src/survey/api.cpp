@@ -82,8 +82,8 @@ Limits limits_of(const ZvSurveyLimits& set) {
 }  // namespace
 
 ZvSurvey::ZvSurvey(const ZvSurveyOptions& options)
-    : survey(teller(options), packet_seer(options), limits_of(options.limits), line_seer(options)) {
-}
+    : survey(teller(options), packet_seer(options), limits_of(options.limits), line_seer(options),
+             options.history != 0) {}
 
 ZvSurvey* zvsurvey_new(const ZvSurveyOptions* options) {
     try {

@@ -3,6 +3,8 @@
 // memory that is short becomes a result.
 #pragma once
 
+#include <algorithm>
+#include <cstring>
 #include <optional>
 #include <string>
 #include <utility>
@@ -40,12 +42,20 @@ struct ZvSurvey {
     mutable std::vector<uint16_t> seen_pids;
     mutable std::vector<const std::pair<const zv::survey::TableKey, zv::survey::TableRecord>*>
         table_order;
+    mutable std::vector<double> pcr_interval_min_s, pcr_interval_max_s;
 };
 
 namespace zv::survey {
 
 // -> the record of an event; it borrows the message
 ZvSurveyEvent to_record(const Event& event, const std::string& message);
+
+// As many members as the caller's version of the record has.
+template <typename Record>
+int fill(Record* out, size_t size, const Record& record) {
+    std::memcpy(static_cast<void*>(out), &record, std::min(size, sizeof record));
+    return 1;
+}
 
 // Calls work() -> int; an exception becomes `failed`.
 template <typename Work>

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 // The C interface of zvsurvey.h: what a survey knows, as plain records.
 #include <algorithm>
-#include <cstring>
 #include <optional>
 
 #include "survey/api.h"
@@ -10,13 +9,6 @@
 using namespace zv::survey;
 
 namespace {
-
-// As many members as the caller's version of the record has.
-template <typename Record>
-int fill(Record* out, size_t size, const Record& record) {
-    std::memcpy(static_cast<void*>(out), &record, std::min(size, sizeof record));
-    return 1;
-}
 
 const char* text_or_null(const std::optional<std::string>& text) {
     return text ? text->c_str() : nullptr;

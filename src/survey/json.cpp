@@ -4,9 +4,10 @@
 #include "survey/json.h"
 
 #include <array>
-#include <cmath>
 
 #include "survey/codecs/subtitles.h"
+#include "survey/json_history.h"
+#include "survey/json_object.h"
 #include "survey/json_text.h"
 #include "survey/psi/names.h"
 
@@ -37,50 +38,6 @@ Json text_or_null(const std::string& text) {
     return text.empty() ? Json() : Json(text);
 }
 
-// Writes an object member by member.
-class ObjectWriter {
-  public:
-    explicit ObjectWriter(const WriteText& write) : write_(write) { write_("{"); }
-
-    void member(const char* name, const Json& value) {
-        begin(name);
-        write_(value.text());
-    }
-
-    // each(add) calls add(Json) for every entry.
-    template <typename Each>
-    void list(const char* name, Each each) {
-        begin(name);
-        write_("[");
-        bool first = true;
-        each([&](const Json& entry) {
-            if (!first) write_(",");
-            first = false;
-            write_(entry.text());
-        });
-        write_("]");
-    }
-
-    // How many entries the list before lacks.
-    void left_out(const char* name, uint64_t count) {
-        if (count > 0) member(name, count);
-    }
-
-    void end() { write_("}"); }
-
-  private:
-    void begin(const char* name) {
-        if (!first_) write_(",");
-        first_ = false;
-        write_("\"");
-        write_(name);
-        write_("\":");
-    }
-
-    const WriteText& write_;
-    bool first_ = true;
-};
-
 // How many entries the list at the end of an object lacks.
 void add_left_out(Json& object, uint64_t count) {
     if (count > 0) object.add("left_out", count);
@@ -98,11 +55,6 @@ Json sync_json(const Survey& survey) {
                  {"loss_list", losses}};
     add_left_out(sync, framing.losses - survey.sync_loss_list().size());
     return sync;
-}
-
-// What is no number is not known.
-Json number_or_null(double value) {
-    return std::isfinite(value) ? Json(value) : Json();
 }
 
 Json clock_json(const Survey& survey) {
@@ -237,6 +189,7 @@ class SurveyWriter {
         write_crc_errors();
         write_indicators();
         out_.member("events", events_json());
+        if (survey_.timing().history()) write_history(survey_, out_);
         out_.end();
     }
 

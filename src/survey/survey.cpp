@@ -10,11 +10,11 @@
 namespace zv::survey {
 
 Survey::Survey(EventLog::Tell tell, SeePackets see_packets, const Limits& limits,
-               SeeTimeLine see_line)
+               SeeTimeLine see_line, bool keep_history)
     : see_packets_(std::move(see_packets)),
       events_(std::move(tell)),
       limits_(limits),
-      timing_(events_, pids_, tables_, limits_, std::move(see_line)) {}
+      timing_(events_, pids_, tables_, limits_, std::move(see_line), keep_history) {}
 
 void Survey::feed(std::span<const uint8_t> bytes) {
     bytes_ += bytes.size();

@@ -41,7 +41,8 @@ class Survey {
     static constexpr size_t kMostCrcErrors = 1000;
     static constexpr size_t kMostSyncLosses = 1000;
 
-    Survey(EventLog::Tell tell, SeePackets see_packets, const Limits& limits, SeeTimeLine see_line);
+    Survey(EventLog::Tell tell, SeePackets see_packets, const Limits& limits, SeeTimeLine see_line,
+           bool keep_history);
 
     void feed(std::span<const uint8_t> bytes);
 

@@ -203,8 +203,9 @@ TEST_F(Probe, RefusesNumbersOutOfTheirRange) {
          {"--limit pat=nan x", "--limit pat=inf x", "--limit pat=0 x", "--limit pat=1s x",
           "--limit pid=0.9 x", "--limit pad=1 x", "--limit pat x", "--limits missing x",
           "--limits . x", "--limits /dev/zero x", "--indicators 1 x", "--strict --indicators 4 x",
-          "--strict --indicators 1.3.c x", "--strict --indicators 1, x",
-          "monitor --limit pat=nan x", "monitor --interval nan x", "monitor --interval inf x"}) {
+          "--strict --indicators 1.3.c x", "--strict --indicators 1, x", "--history x",
+          "monitor --history x", "monitor --limit pat=nan x", "monitor --interval nan x",
+          "monitor --interval inf x"}) {
         const Outcome outcome = shell(std::string("zvprobe ") + options);
         EXPECT_EQ(outcome.status, 2) << options;
         EXPECT_GT(outcome.err.size(), 20u) << options;

@@ -22,10 +22,18 @@ int count_text(void* to, const char*, size_t size) {
     return 0;
 }
 
+ZvSurveyOptions with_history(int32_t history) {
+    ZvSurveyOptions options = {};
+    options.size = sizeof options;
+    options.history = history;
+    return options;
+}
+
 // -> the most that a survey of the bytes holds, its JSON and records included
-size_t memory_of(const Bytes& bytes) {
+size_t memory_of(const Bytes& bytes, int32_t history = 0) {
     const size_t before = CountedNew::most_held = CountedNew::held;
-    SurveyRun run;
+    const ZvSurveyOptions options = with_history(history);
+    SurveyRun run(&options);
     run.feed(bytes).finish();
     uint64_t written = 0;
     EXPECT_EQ(zvsurvey_json(*run, count_text, &written), 0);
@@ -118,21 +126,64 @@ void add_noise(TsStream& stream) {
     }
 }
 
+// PCRs, time stamps and tables of very many PIDs, at a constant rate.
+void add_timed(TsStream& stream) {
+    const auto now = [&stream] { return stream.bytes().size() / 188 * 9; };
+    for (int round = 0; round < 20; ++round) {
+        stream.add(TsPacket(0x1FF0).pcr(now()));
+        for (int number = 0; number < (round < 3 ? 1100 : 300); ++number) {
+            if (number < 300) stream.add(TsPacket(0x100 + number).pcr(now()));
+            stream.add(TsPacket(0x100 + number).start().payload(PesHeader(0xE0).pts(now())));
+        }
+        for (int table_id = 0x80; table_id < 0xFE; ++table_id)
+            for (int pid = 0x10; round < 3 && pid < 0x15; ++pid)
+                stream.add(TsPacket(pid).section(short_section(table_id, {1})));
+    }
+}
+
+// A programme that names the PIDs, so that their time stamps are compared with its PCR.
+void add_programme_of_many(TsStream& stream) {
+    std::vector<PmtStream> streams;
+    for (int pid = 0x100; pid < 0x100 + 600; ++pid)
+        streams.push_back({0x06, pid});
+    stream.add(pat_packet({{1, kPmtPid}}));
+    stream.add_section(kPmtPid, pmt(1, 0x1FF0, streams));
+}
+
 TEST(SurveyMemory, StaysBelowItsBoundWhateverComes) {
+    for (const int32_t history : {0, 1}) {
+        TsStream stream;
+        if (history != 0) {
+            add_programme_of_many(stream);
+            add_timed(stream);
+        }
+        add_huge_pmts(stream);
+        add_huge_tables(stream);
+        add_noise(stream);
+        add_open_sections(stream);
+        // Events that wait for the next PCR.
+        for (int i = 0; i < 70'000; ++i)
+            stream.add(TsPacket(0x1FF0).transport_error());
+        const size_t held = memory_of(stream, history);
+        RecordProperty(history != 0 ? "KiB_with_history" : "KiB", static_cast<int>(held >> 10));
+        EXPECT_LT(held, 64 * kMiB);
+        EXPECT_GT(held, (history != 0 ? 50 : 32) * kMiB) << "the stream is no longer the worst";
+    }
+}
+
+TEST(SurveyMemory, OfAHistoryHasABoundOfItsOwn) {
     TsStream stream;
-    add_huge_pmts(stream);
-    add_huge_tables(stream);
-    add_noise(stream);
-    add_open_sections(stream);
-    const size_t held = memory_of(stream);
+    add_programme_of_many(stream);
+    add_timed(stream);
+    const size_t held = memory_of(stream, 1) - memory_of(stream);
     RecordProperty("KiB", static_cast<int>(held >> 10));
-    EXPECT_LT(held, 64 * kMiB);
-    EXPECT_GT(held, 32 * kMiB) << "the stream is no longer the worst";
+    EXPECT_LT(held, 20 * kMiB);
+    EXPECT_GT(held, 16 * kMiB) << "not every row is in use";
 }
 
 TEST(SurveyMemory, OfAnOrdinaryStreamIsSmall) {
     for (const auto* name : {"three-programs.ts", "single-192.m2ts"})
-        EXPECT_LT(memory_of(load_media(name)), 4 * kMiB) << name;
+        EXPECT_LT(memory_of(load_media(name), 1), 4 * kMiB) << name;
 }
 
 // A stream of every kind of table, event and damage.
@@ -147,6 +198,12 @@ Bytes eventful() {
     stream.add_section(0x11, Section(0x42, table_head(1) + Bytes(900, 1)).break_crc());
     stream.add_section(0, pat({{2, 0x200}, {1, kPmtPid}}).version(1));
     stream.add_section(kPmtPid, pmt(1, kVideoPid, {{0x1B, 0x300}}).version(1));
+    for (int i = 0; i < 30; ++i) {
+        const auto ticks = static_cast<uint64_t>(i) * 2700;
+        stream.add(TsPacket(kVideoPid).pcr(ticks)).add(kVideoPid, 3);
+        stream.add(TsPacket(kAudioPid).start().payload(PesHeader(0xC0).pts(ticks)));
+        stream.add_section(0x14, short_section(0x70, {0xC0, 0x79, 0x12, 0x45, 0}));
+    }
     Bytes bytes = stream;
     bytes.insert(bytes.end(), 400, 0);
     return bytes + TsStream().add(0x1FFF, 9);
@@ -154,7 +211,8 @@ Bytes eventful() {
 
 // A whole life. -> the first call that did not succeed, and its result
 std::pair<int, int> live(const Bytes& bytes) {
-    ZvSurvey* const survey = zvsurvey_new(nullptr);
+    const ZvSurveyOptions options = with_history(1);
+    ZvSurvey* const survey = zvsurvey_new(&options);
     if (!survey) return {1, 0};
     int fed = 0;
     for (size_t at = 0; at < bytes.size() && fed == 0; at += 500)
@@ -170,7 +228,9 @@ std::pair<int, int> live(const Bytes& bytes) {
     const int json = zvsurvey_json(survey, count_text, &written);
     ZvSurveyTotals totals = {};
     ZvSurveyProgram program = {};
+    ZvSurveyHistoryPcr pcr = {};
     const bool records = zvsurvey_totals(survey, &totals, sizeof totals) == 1 &&
+                         zvsurvey_history_pcr(survey, 0, &pcr, sizeof pcr) == 1 &&
                          zvsurvey_program(survey, 0, &program, sizeof program) == 1;
     zvsurvey_free(survey);
     if (fed != 0) return {2, fed};

@@ -31,14 +31,26 @@ double seconds_ahead(uint64_t decoding, uint64_t pcr, double since_pcr_s) {
 
 }  // namespace
 
-Judge::Judge(EventLog& events, Pids& pids, Tables& tables, const Clock& clock, const Limits& limits)
-    : events_(events), pids_(pids), tables_(tables), clock_(clock), limits_(limits) {
+Judge::Judge(EventLog& events, Pids& pids, Tables& tables, const Clock& clock, const Limits& limits,
+             History* history)
+    : events_(events),
+      pids_(pids),
+      tables_(tables),
+      clock_(clock),
+      limits_(limits),
+      history_(history) {
     pat_.begin(0);
 }
 
 void Judge::count(Event event, double time_s) {
     event.time_s = time_s;
-    events_.settle(events_.found(event), event);
+    settle(events_.found(event), event);
+}
+
+void Judge::settle(uint32_t place, const Event& event) {
+    events_.settle(place, event);
+    if (history_ && is_indicator(event.kind))
+        history_->see_count(static_cast<Indicator>(event.kind), event.time_s);
 }
 
 // Counts a wait whose limit has passed.
@@ -53,7 +65,7 @@ void Judge::see(const FoundEvent& found, double now_s) {
     Event event = found.event;
     event.time_s =
         found.of_section ? timing(static_cast<uint16_t>(event.pid)).section_begin_s : now_s;
-    events_.settle(found.place, event);
+    settle(found.place, event);
     const bool is_loss = event.kind == event_of(Indicator::kContinuityCountError) ||
                          event.kind == event_of(Indicator::kTsSyncLoss);
     if (is_loss) note_loss(found.intervals);
@@ -117,10 +129,7 @@ void Judge::see(const SectionDone& done, double now_s) {
             done.record->timing.last_end_s = now_s;
         }
         if (done.number == 0) {
-            TableTiming& of_table = done.record->timing;
-            if (!std::isnan(of_table.last_begin_s))
-                of_table.intervals_s.add(begin_s - of_table.last_begin_s);
-            of_table.last_begin_s = begin_s;
+            note_interval(done, begin_s);
         }
     }
     if (done.pid == kPidCat && done.table_id == kTableIdCat && done.is_long) {
@@ -134,6 +143,15 @@ void Judge::see(const SectionDone& done, double now_s) {
                done.offset);
     repetition.wait->begin(begin_s);
     check_present_following(done, begin_s);
+}
+
+// From the section of number 0 before to this one.
+void Judge::note_interval(const SectionDone& done, double begin_s) {
+    TableTiming& of_table = done.record->timing;
+    const double interval_s = begin_s - std::exchange(of_table.last_begin_s, begin_s);
+    if (std::isnan(interval_s)) return;
+    of_table.intervals_s.add(interval_s);
+    if (history_) history_->see_table_interval(done.pid, done.table_id, begin_s, interval_s);
 }
 
 void Judge::check_distance(const SectionDone& done, double begin_s) {
@@ -252,6 +270,8 @@ void Judge::see(const PcrCame& came, double now_s) {
               now_s);
     }
     of_pid.last_pcr_s = now_s;
+    if (history_ && came.step.sound())
+        history_->see_pcr_interval(came.pid, now_s, static_cast<double>(came.step.ticks));
     if (!of_pid.pcr_line && pcr_lines_ < kMostPcrLines) {
         of_pid.pcr_line = std::make_unique<PcrLine>();
         ++pcr_lines_;
@@ -264,6 +284,7 @@ void Judge::see(const PcrCame& came, double now_s) {
 
 void Judge::judge_pcr(uint16_t pid, PidTiming& of_pid, const PcrLine::Point& point, double ns) {
     of_pid.deviations_ns.add(ns);
+    if (history_) history_->see_pcr_deviation(pid, point.time_s, ns);
     if (std::abs(ns) <= limits_.pcr_accuracy_ns) return;
     count({.kind = event_of(Indicator::kPcrAccuracyError),
            .pid = pid,
@@ -272,15 +293,20 @@ void Judge::judge_pcr(uint16_t pid, PidTiming& of_pid, const PcrLine::Point& poi
           point.time_s);
 }
 
+// How far the time stamp is ahead of the PCR.
+void Judge::note_lead(const PtsCame& came, PidTiming& of_pid, double now_s) {
+    const double since_pcr = now_s - timing(came.reference->pid).last_pcr_s;
+    if (std::isnan(since_pcr)) return;
+    const double ahead_s = seconds_ahead(came.decoding, came.reference->value, since_pcr);
+    of_pid.ahead_s.add(ahead_s);
+    if (history_) history_->see_pts_ahead(came.pid, now_s, ahead_s);
+}
+
 void Judge::see(const PtsCame& came, double now_s) {
     PidTiming& of_pid = timing(came.pid);
     if (!std::isnan(of_pid.last_pts_s)) of_pid.pts_intervals_s.add(now_s - of_pid.last_pts_s);
     of_pid.last_pts_s = now_s;
-    if (came.reference) {
-        const double since_pcr = now_s - timing(came.reference->pid).last_pcr_s;
-        if (!std::isnan(since_pcr))
-            of_pid.ahead_s.add(seconds_ahead(came.decoding, came.reference->value, since_pcr));
-    }
+    if (came.reference) note_lead(came, of_pid, now_s);
     if (!of_pid.pts_due) return;
     check_wait(of_pid.pts, Indicator::kPtsError, limits_.pts, came.pid, now_s, came.offset);
     of_pid.pts.begin(now_s);

@@ -10,6 +10,7 @@
 
 #include "survey/records/events.h"
 #include "survey/records/pids.h"
+#include "survey/timing/history.h"
 #include "survey/timing/timed.h"
 
 namespace zv::survey {
@@ -19,8 +20,10 @@ class Judge {
     static constexpr size_t kMostSubTables = 16384;
     static constexpr size_t kMostPcrLines = 1024;  // PIDs whose PCRs are compared with a line
 
-    // clock  in  tells whether PCRs can be compared with a line
-    Judge(EventLog& events, Pids& pids, Tables& tables, const Clock& clock, const Limits& limits);
+    // clock    in   tells whether PCRs can be compared with a line
+    // history  out  gets what was measured, step by step; may be null
+    Judge(EventLog& events, Pids& pids, Tables& tables, const Clock& clock, const Limits& limits,
+          History* history);
 
     // Takes what came, in order. now_s: the time of its offset.
     void see(const FoundEvent& found, double now_s);
@@ -71,6 +74,8 @@ class Judge {
 
     Repetition repetition_of(const SectionDone& done);
     Wait* sub_table(const SectionDone& done, Indicator indicator);
+    void note_interval(const SectionDone& done, double begin_s);
+    void note_lead(const PtsCame& came, PidTiming& of_pid, double now_s);
     void check_distance(const SectionDone& done, double begin_s);
     void check_present_following(const SectionDone& done, double begin_s);
     void check_unreferenced(PidTiming& timing, const Segment& segment);
@@ -83,6 +88,7 @@ class Judge {
     auto pcr_judge(uint16_t pid, PidTiming& of_pid, uint64_t intervals);
     void judge_pcr(uint16_t pid, PidTiming& timing, const PcrLine::Point& point, double ns);
     void count(Event event, double time_s);
+    void settle(uint32_t place, const Event& event);
     template <typename See>
     void for_each_wait(See see);
     PidTiming& timing(uint16_t pid) { return pids_.detail(pid).timing; }
@@ -92,6 +98,7 @@ class Judge {
     Tables& tables_;
     const Clock& clock_;
     const Limits limits_;
+    History* const history_;
 
     Wait pat_, cat_, nit_actual_, sdt_actual_, tdt_, tot_;
     Wait eit_actual_[2], eit_other_[2];  // by section_number

@@ -22,15 +22,19 @@ uint64_t offset_of(const Timed& timed) {
 }  // namespace
 
 Timing::Timing(EventLog& events, Pids& pids, Tables& tables, const Limits& limits,
-               SeeTimeLine see_line)
+               SeeTimeLine see_line, bool keep_history)
     : events_(events),
       pids_(pids),
       see_line_(std::move(see_line)),
-      judge_(events, pids, tables, clock_, limits),
+      history_(keep_history ? std::make_unique<History>(pids) : nullptr),
+      judge_(events, pids, tables, clock_, limits, history_.get()),
       gap_bytes_(kGapBytesWithoutClock) {}
 
 void Timing::arrive(double now_s) {
-    if (arrival_s_) settle_segments(arrival_line());
+    if (arrival_s_) {
+        settle_segments(arrival_line());
+        if (history_) history_->reach_live(*arrival_s_, now_s);
+    }
     arrival_s_ = now_s;
     gap_bytes_ = UINT64_MAX;
 }
@@ -39,11 +43,13 @@ void Timing::tick(double now_s, uint64_t offset) {
     if (!arrival_s_) return;
     settle_segments(arrival_line());
     judge_.tick(now_s, offset);
+    if (history_) history_->reach_live(*arrival_s_, now_s);
 }
 
 bool Timing::settle_what_waits(uint64_t offset) {
     if (!clock_.rate_known()) return false;
     settle(*clock_.onward(), offset);
+    if (history_) history_->reach(clock_.onward()->at(offset) / kPcrHz);
     clock_.hold(offset);
     return true;
 }
@@ -70,6 +76,7 @@ void Timing::pcr(uint16_t pid, uint64_t offset, const PcrStep& step) {
         drop(came);
     if (!line) return;
     settle(*line, offset);
+    if (history_) history_->reach(line->at(offset) / kPcrHz);
     gap_bytes_ = clock_.ticks_per_byte() > 0
                      ? static_cast<uint64_t>(kGapSeconds * kPcrHz / clock_.ticks_per_byte())
                      : UINT64_MAX;
@@ -115,6 +122,7 @@ void Timing::begin_segment(uint16_t pid, uint64_t offset) {
     end_segment(pid);
     PidRecord& record = pids_[pid];
     if (record.segment != segment_) active_.push_back(pid);
+    if (history_ && record.segment == 0) history_->see_pid(pid);
     record.segment = segment_;
     record.segment_first = offset;
     record.segment_open = true;
@@ -131,11 +139,16 @@ void Timing::end_segment(uint16_t pid) {
 void Timing::finish(uint64_t last_offset) {
     if (arrival_s_) {
         settle_segments(arrival_line());
-        return judge_.end(*arrival_s_, last_offset);
+        judge_.end(*arrival_s_, last_offset);
+        if (history_) history_->end_live(*arrival_s_);
+        return;
     }
     if (const auto line = clock_.onward()) {
+        const double last_s = line->at(last_offset) / kPcrHz;
         settle(*line, UINT64_MAX);
-        return judge_.end(line->at(last_offset) / kPcrHz, last_offset);
+        judge_.end(last_s, last_offset);
+        if (history_) history_->end(last_s);
+        return;
     }
     for (const Timed& timed : waiting_) {
         if (const auto* const found = std::get_if<FoundEvent>(&timed))

@@ -6,6 +6,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <memory>
 #include <optional>
 #include <type_traits>
 #include <variant>
@@ -23,9 +24,10 @@ class Timing {
   public:
     static constexpr size_t kMostWaiting = 65536;
 
-    // see_line  in  gets each line of time, and where it ends; may be empty
-    Timing(EventLog& events, Pids& pids, Tables& tables, const Limits& limits,
-           SeeTimeLine see_line);
+    // see_line      in  gets each line of time, and where it ends; may be empty
+    // keep_history  in  what is measured is kept step by step, too
+    Timing(EventLog& events, Pids& pids, Tables& tables, const Limits& limits, SeeTimeLine see_line,
+           bool keep_history);
 
     // The first packet was found.
     void begin(size_t packet_size, uint64_t first_offset) {
@@ -84,6 +86,7 @@ class Timing {
 
     const Clock& clock() const { return clock_; }
     const Judge& judge() const { return judge_; }
+    const History* history() const { return history_.get(); }  // null: none is kept
     std::optional<double> arrival_s() const { return arrival_s_; }
 
     // -> what was not judged, for no clock came in time
@@ -115,6 +118,7 @@ class Timing {
     Pids& pids_;
     SeeTimeLine see_line_;
     Clock clock_;
+    const std::unique_ptr<History> history_;
     Judge judge_;
     std::optional<double> arrival_s_;
     std::vector<Timed> waiting_;

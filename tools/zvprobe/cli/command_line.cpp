@@ -123,6 +123,9 @@ void add_probe_options(CLI::App& app, ProbeSettings& settings, const char* detai
     ProbeOptions& options = settings.options;
     app.add_option("SOURCE", options.sources, "Files, URLs, or - for standard input");
     app.add_flag("--json", options.json, "Print one JSON object (docs/JSON.md)");
+    app.add_flag("--history", options.history,
+                 "With --json: how a transport stream went over its time, too")
+        ->group(detail_group);
     app.add_flag("--resolver", options.resolver, "Show what the library's resolver tells hosts");
     app.add_flag("--stats", options.statistics, "The same with arrival periods")
         ->group(detail_group);
@@ -146,6 +149,7 @@ void add_probe_options(CLI::App& app, ProbeSettings& settings, const char* detai
 ProbeOptions probe_options_of(const ProbeSettings& settings) {
     ProbeOptions options = settings.options;
     if (options.sources.empty()) throw CLI::RequiredError("SOURCE");
+    if (options.history && !options.json) throw CLI::RequiresError("--history", "--json");
     options.limits = limits_from(settings.limits_file, settings.limits);
     if (settings.indicators.empty()) return options;
     if (!options.strict) throw CLI::RequiresError("--indicators", "--strict");
@@ -181,6 +185,8 @@ void add_monitor(CLI::App& root, CommandLine& line) {
         ->check(check_interval);
     command.add_flag("--json-lines", options->json_lines,
                      "Print each report as one line of JSON (docs/JSON.md)");
+    command.add_flag("--history", options->history,
+                     "With --json-lines: how the stream went over its time, too");
     command.add_flag("--resolver", options->resolver,
                      "Show what the library's resolver tells hosts");
     command.add_flag("--stats", options->statistics, "The same with arrival periods");
@@ -189,6 +195,8 @@ void add_monitor(CLI::App& root, CommandLine& line) {
     add_exit_help(command, {kExitOk, kExitUsage, kExitCannotOpen, kExitUnknownFormat},
                   "Ctrl-C ends it with a last report.\n");
     command.callback([options, settings, &line] {
+        if (options->history && !options->json_lines)
+            throw CLI::RequiresError("--history", "--json-lines");
         options->limits = limits_from(settings->limits_file, settings->limits);
         choose(line, options);
     });

@@ -17,6 +17,7 @@ namespace zvprobe {
 struct ProbeOptions {
     std::vector<std::string> sources;
     bool json = false;
+    bool history = false;   // over the stream's time, in the JSON
     bool resolver = false;  // show the resolver's account, too
     bool statistics = false;
     bool strict = false;
@@ -30,6 +31,7 @@ struct MonitorOptions {
     std::string source;
     double interval_s = 5;
     bool json_lines = false;
+    bool history = false;  // over the stream's time, in the JSON
     bool resolver = false;
     bool statistics = false;
     ZvSurveyLimits limits = {};

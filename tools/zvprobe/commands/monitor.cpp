@@ -62,6 +62,7 @@ class Monitor {
         TsProbeOptions options;
         options.live = source.origin() != Source::Origin::kFile;
         options.statistics = options_.statistics;
+        options.history = options_.history;
         options.limits = options_.limits;
         options.is_report_due = [&ticker] { return ticker.due(); };
         options.on_report = [this](TsReport report) { print(std::move(report)); };

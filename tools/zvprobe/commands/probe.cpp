@@ -86,6 +86,7 @@ class SourceProbe {
         options.pace = pace_of(options_.pace);
         options.live = source.origin() == Source::Origin::kNetwork && options_.pace.empty();
         options.statistics = options_.statistics;
+        options.history = options_.history;
         options.limits = options_.limits;
         options.on_progress = [&progress](uint64_t bytes) { progress.show(bytes); };
         TsReport report = probe_transport_stream(findings_, source, first_window, options);

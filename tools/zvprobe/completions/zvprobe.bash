@@ -18,7 +18,7 @@ _zvprobe() {
     local current=${COMP_WORDS[COMP_CWORD]} previous=${COMP_WORDS[COMP_CWORD - 1]}
     local common="--help --version --verbose --quiet --log"
     local limits="--limits --limit"
-    local probe="--json --resolver --stats --strict --pace --jobs --indicators $limits" options="" words="" files=yes
+    local probe="--json --history --resolver --stats --strict --pace --jobs --indicators $limits" options="" words="" files=yes
     local commands="probe monitor extract rtp pace remap flv-meta mp3-fix build" kinds="pat pmt sdt null"
     COMPREPLY=()
 
@@ -51,7 +51,7 @@ _zvprobe() {
     case $(_zvprobe_first_of $commands) in
         "") options=$probe words=$commands ;;
         probe) options=$probe ;;
-        monitor) options="--interval --json-lines --resolver --stats $limits" ;;
+        monitor) options="--interval --json-lines --history --resolver --stats $limits" ;;
         extract) options="--pid --program --sections" ;;
         rtp) options="--reorder-packets --reorder-ms" ;;
         pace) options="--to --by --loop" ;;

@@ -34,6 +34,7 @@ complete -c zvprobe -n $no_command -a build -d 'Write a table or null packets'
 
 for condition in $no_command "__zvprobe_seen probe"
     complete -c zvprobe -n $condition -l json -d 'Print one JSON object'
+    complete -c zvprobe -n $condition -l history -d 'With --json, how a stream went over its time'
     complete -c zvprobe -n $condition -l resolver -d 'Show what the resolver tells hosts'
     complete -c zvprobe -n $condition -l stats -d 'The same with arrival periods'
     complete -c zvprobe -n $condition -l strict -d 'Exit with status 1 when a source has errors'
@@ -45,6 +46,7 @@ end
 set -l monitor "__zvprobe_seen monitor"
 complete -c zvprobe -n $monitor -x -l interval -d 'Seconds between reports'
 complete -c zvprobe -n $monitor -l json-lines -d 'One line of JSON each'
+complete -c zvprobe -n $monitor -l history -d 'With --json-lines, how the stream went over its time'
 complete -c zvprobe -n $monitor -l resolver -d 'Show what the resolver tells hosts'
 complete -c zvprobe -n $monitor -l stats -d 'The same with arrival periods'
 

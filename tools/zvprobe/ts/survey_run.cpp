@@ -18,12 +18,13 @@ uint64_t monotonic_us() {
 
 }  // namespace
 
-SurveyRun::SurveyRun(SurveyCallbacks callbacks, const ZvSurveyLimits& limits)
+SurveyRun::SurveyRun(SurveyCallbacks callbacks, const ZvSurveyLimits& limits, bool history)
     : callbacks_(std::move(callbacks)), survey_(nullptr, zvsurvey_free) {
     ZvSurveyOptions options = {};
     options.size = sizeof options;
     options.arg = this;
     options.limits = limits;
+    options.history = history;
     options.on_event = [](void* arg, const ZvSurveyEvent* event) {
         auto& run = *static_cast<SurveyRun*>(arg);
         run.keep_exception([&] { run.callbacks_.on_event(*event); });

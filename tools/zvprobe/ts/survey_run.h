@@ -28,8 +28,10 @@ struct SurveyCallbacks {
 class SurveyRun {
   public:
     // Throws std::bad_alloc, as do the functions below.
-    // limits: of the indicators, 0 for the default
-    explicit SurveyRun(SurveyCallbacks callbacks, const ZvSurveyLimits& limits = {});
+    // limits:  of the indicators, 0 for the default
+    // history: the JSON tells how the stream went over its time, too
+    explicit SurveyRun(SurveyCallbacks callbacks, const ZvSurveyLimits& limits = {},
+                       bool history = false);
     SurveyRun(const SurveyRun&) = delete;
     SurveyRun& operator=(const SurveyRun&) = delete;
 

@@ -37,7 +37,7 @@ class TsProbe {
                        see_packets(packets, packet_size);
                    },
                    {}},
-                  options.limits) {}
+                  options.limits, options.history) {}
 
     void read(Source& source, std::span<const uint8_t> window) {
         for (;;) {

@@ -17,6 +17,7 @@ struct TsProbeOptions {
     Pace pace = Pace::kNone;
     bool live = false;  // time is that of arrival, not the stream's own
     bool statistics = false;
+    bool history = false;  // over the stream's time, in the survey's JSON
     ZvSurveyLimits limits = {};
     std::function<void(uint64_t bytes)> on_progress;  // called after each window
 
