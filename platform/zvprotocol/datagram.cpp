@@ -6,6 +6,7 @@
 #include "zvprotocol/handlers.h"
 #include "zvprotocol/net.h"
 #include "zvprotocol/options.h"
+#include "zvprotocol_ext.h"
 
 namespace zvptc {
 namespace {
@@ -154,3 +155,10 @@ const ZvptcHandler kRtpHandler = {"rtp",          open_rtp,       read_datagram,
                                   write_datagram, close_datagram, ZVPTC_INDEX_RTP};
 
 }  // namespace zvptc
+
+int zvptc_ext_getSocket(const ZvptcUrlContext* context) {
+    // The look-up is shared with those that change the state, and changes nothing itself.
+    const auto* const state =
+        zvptc::state_of<zvptc::DatagramState>(const_cast<ZvptcUrlContext*>(context), zvptc::kOwner);
+    return state && !state->writing ? state->fd.get() : -1;
+}

@@ -9,27 +9,15 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <chrono>
 #include <csignal>
-#include <functional>
 #include <string>
-#include <thread>
 #include <utility>
 #include <vector>
 
+#include "await.h"
 #include "folder.h"
 
 namespace zvtest {
-
-// Polls until it is so. -> false when that took ten seconds
-inline bool await(const std::function<bool()>& condition) {
-    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(10);
-    while (!condition()) {
-        if (std::chrono::steady_clock::now() > end) return false;
-        std::this_thread::sleep_for(std::chrono::milliseconds(1));
-    }
-    return true;
-}
 
 // Both ends are closed on exec.
 struct Pipe {

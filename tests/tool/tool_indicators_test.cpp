@@ -6,7 +6,7 @@
 #include <bit>
 
 #include "base/numbers.h"
-#include "commands/parts/indicator_limits.h"
+#include "commands/parts/limits_file.h"
 #include "support/folder.h"
 #include "ts/indicator_choice.h"
 

@@ -2,18 +2,17 @@
 // Implementation of interrupt.h.
 #include "base/interrupt.h"
 
-#include <atomic>
-
 namespace zvprobe {
 namespace {
 
 std::atomic<int> first_signal{0};
+thread_local const std::atomic<bool>* end_of_thread = nullptr;
 static_assert(std::atomic<int>::is_always_lock_free, "signal handlers may use no other");
 
 }  // namespace
 
 bool interrupted() {
-    return first_signal.load() != 0;
+    return first_signal.load() != 0 || (end_of_thread != nullptr && end_of_thread->load());
 }
 
 int interrupting_signal() {
@@ -23,6 +22,10 @@ int interrupting_signal() {
 void note_interrupt(int signal) {
     int none = 0;
     first_signal.compare_exchange_strong(none, signal);
+}
+
+void interrupt_by(const std::atomic<bool>* flag) {
+    end_of_thread = flag;
 }
 
 void forget_interrupts() {

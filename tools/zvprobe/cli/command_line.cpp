@@ -14,7 +14,7 @@
 #include "bitStream.h"
 #include "cli/help.h"
 #include "commands/commands.h"
-#include "commands/parts/indicator_limits.h"
+#include "commands/parts/limits_file.h"
 #include "zvprotocol.h"
 
 namespace zvprobe {
@@ -40,7 +40,8 @@ std::string subject_of(const Options& options) {
 
 template <typename Options>
 constexpr bool kOnlyReports =
-    std::is_same_v<Options, ProbeOptions> || std::is_same_v<Options, MonitorOptions>;
+    std::is_same_v<Options, ProbeOptions> || std::is_same_v<Options, MonitorOptions> ||
+    std::is_same_v<Options, WatchOptions>;
 
 template <typename Options>
 void choose(CommandLine& line, const std::shared_ptr<Options>& options) {
@@ -175,11 +176,43 @@ void add_probe(CLI::App& root, CommandLine& line) {
     });
 }
 
+// What `monitor` takes for more than one source.
+struct WatchSettings {
+    std::vector<std::string> urls;
+    std::string config;
+
+    // -> false: one source, as it has always been
+    bool wanted() const { return urls.size() > 1 || !config.empty(); }
+};
+
+void add_watch_options(CLI::App& command, WatchSettings& settings) {
+    command.add_option("URL", settings.urls, "URL, or - for standard input; several are watched");
+    command
+        .add_option("--config", settings.config,
+                    "Watch the sources that a file names; SIGHUP reads it again")
+        ->type_name("FILE")
+        ->check(check_given)
+        ->excludes("URL");
+}
+
+std::shared_ptr<WatchOptions> watch_options_of(const WatchSettings& settings,
+                                               const MonitorOptions& monitor) {
+    const auto options = std::make_shared<WatchOptions>();
+    options->urls = settings.urls;
+    options->config = settings.config;
+    options->source = settings.config.empty() ? settings.urls.front() : settings.config;
+    options->interval_s = monitor.interval_s;
+    options->json_lines = monitor.json_lines;
+    options->limits = monitor.limits;
+    return options;
+}
+
 void add_monitor(CLI::App& root, CommandLine& line) {
     const auto options = std::make_shared<MonitorOptions>();
     CLI::App& command =
-        *root.add_subcommand("monitor", "Report on a live transport stream every few seconds");
-    command.add_option("URL", options->source, "URL, or - for standard input")->required();
+        *root.add_subcommand("monitor", "Report on live transport streams every few seconds");
+    const auto watch = std::make_shared<WatchSettings>();
+    add_watch_options(command, *watch);
     command.add_option("--interval", options->interval_s, "Seconds between reports (default 5)")
         ->option_text(" S")
         ->check(check_interval);
@@ -194,10 +227,15 @@ void add_monitor(CLI::App& root, CommandLine& line) {
     add_limits(command, *settings, kInHelp);
     add_exit_help(command, {kExitOk, kExitUsage, kExitCannotOpen, kExitUnknownFormat},
                   "Ctrl-C ends it with a last report.\n");
-    command.callback([options, settings, &line] {
+    command.callback([options, settings, watch, &line] {
         if (options->history && !options->json_lines)
             throw CLI::RequiresError("--history", "--json-lines");
         options->limits = limits_from(settings->limits_file, settings->limits);
+        if (watch->wanted() && options->history)
+            throw CLI::ValidationError("--history is for one source");
+        if (watch->wanted()) return choose(line, watch_options_of(*watch, *options));
+        if (watch->urls.empty()) throw CLI::RequiredError("URL");
+        options->source = watch->urls.front();
         choose(line, options);
     });
 }

@@ -37,6 +37,17 @@ struct MonitorOptions {
     ZvSurveyLimits limits = {};
 };
 
+// `monitor` of many sources.
+struct WatchOptions {
+    std::string source;             // what complaints name: the file, or the first URL
+    std::vector<std::string> urls;  // without a file
+    std::string config;             // file that names the sources; empty for none
+    double interval_s = 5;
+    bool reports = true;  // to standard output
+    bool json_lines = false;
+    ZvSurveyLimits limits = {};
+};
+
 struct ExtractOptions {
     std::string source;
     std::string directory;
@@ -110,6 +121,7 @@ struct BuildNullOptions {
 // Each runs the whole command and reports on standard error what failed. -> exit status
 int run_command(const ProbeOptions& options, const Session& session);
 int run_command(const MonitorOptions& options, const Session& session);
+int run_command(const WatchOptions& options, const Session& session);
 int run_command(const ExtractOptions& options, const Session& session);
 int run_command(const RtpOptions& options, const Session& session);
 int run_command(const PaceOptions& options, const Session& session);

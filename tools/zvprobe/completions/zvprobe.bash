@@ -29,7 +29,7 @@ _zvprobe() {
         previous=${COMP_WORDS[COMP_CWORD - 2]}=
     fi
     case $previous in
-        --log | --log= | --limits | --limits=)
+        --log | --log= | --limits | --limits= | --config | --config=)
             mapfile -t COMPREPLY < <(compgen -f -- "$current")
             compopt -o filenames 2>/dev/null
             return
@@ -51,7 +51,7 @@ _zvprobe() {
     case $(_zvprobe_first_of $commands) in
         "") options=$probe words=$commands ;;
         probe) options=$probe ;;
-        monitor) options="--interval --json-lines --history --resolver --stats $limits" ;;
+        monitor) options="--config --interval --json-lines --history --resolver --stats $limits" ;;
         extract) options="--pid --program --sections" ;;
         rtp) options="--reorder-packets --reorder-ms" ;;
         pace) options="--to --by --loop" ;;

@@ -6,6 +6,7 @@
 #include <cstring>
 
 #include "base/printable.h"
+#include "zvprotocol_ext.h"
 
 namespace zvprobe {
 
@@ -48,6 +49,10 @@ std::string UrlHandle::text_of(int error) const {
         default:
             return std::strerror(error);
     }
+}
+
+int UrlHandle::socket() const {
+    return zvptc_ext_getSocket(&context_);
 }
 
 int UrlHandle::read(std::span<uint8_t> room) {

@@ -30,6 +30,9 @@ class UrlHandle {
     // -> what an errno value means to the user
     std::string text_of(int error) const;
 
+    // -> the socket of a source of datagrams, to wait for; -1 for any other
+    int socket() const;
+
     bool is_open() const { return handler_ != nullptr; }
 
     // -> ZVPTC_INDEX_*

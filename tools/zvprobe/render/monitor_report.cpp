@@ -49,14 +49,15 @@ void print_monitor_text(std::ostream& out, const SourceReport& report, const Mon
 }
 
 void print_monitor_json(std::ostream& out, const SourceReport& report, const MonitorTime& time) {
-    const auto& interval = std::get<TsReport>(report.content).interval;
+    const auto* const content = std::get_if<TsReport>(&report.content);
+    const TsCounts counts = content ? content->interval->counts : TsCounts();
     Json line = {{"schema", kJsonSchema},
                  {"library_version", zvbitStream_api_version()},
                  {"monitor",
                   {{"elapsed_ms", milliseconds(time.elapsed_s)},
                    {"interval_ms", milliseconds(time.interval_s)},
                    {"bit_rate_bps", std::llround(time.bits_per_second())},
-                   {"counts", counts_json(interval->counts)}}}};
+                   {"counts", counts_json(counts)}}}};
     line.update(to_json(report));
     out << json_text(line, kCompact) << '\n';
 }

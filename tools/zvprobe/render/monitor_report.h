@@ -21,7 +21,7 @@ struct MonitorTime {
 void print_monitor_text(std::ostream& out, const SourceReport& report, const MonitorTime& time,
                         const TextOptions& options);
 
-// One line, described in docs/JSON.md.
+// One line, described in docs/JSON.md; also about a source of which nothing came yet.
 void print_monitor_json(std::ostream& out, const SourceReport& report, const MonitorTime& time);
 
 }  // namespace zvprobe

@@ -7,6 +7,8 @@
 #include <string>
 #include <utility>
 
+#include "mpeg/ts_packet/packet_fields.h"
+
 namespace zvprobe {
 namespace {
 
@@ -14,6 +16,16 @@ uint64_t monotonic_us() {
     const auto time = std::chrono::steady_clock::now().time_since_epoch();
     return static_cast<uint64_t>(
         std::chrono::duration_cast<std::chrono::microseconds>(time).count());
+}
+
+template <typename Record>
+std::vector<Record> all_of(const ZvSurvey* survey,
+                           int (*get)(const ZvSurvey*, size_t, Record*, size_t)) {
+    std::vector<Record> all;
+    Record record = {};
+    while (get(survey, all.size(), &record, sizeof record) == 1)
+        all.push_back(record);
+    return all;
 }
 
 }  // namespace
@@ -62,12 +74,25 @@ void SurveyRun::rethrow() {
 }
 
 void SurveyRun::feed(std::span<const uint8_t> bytes, bool live) {
-    const uint64_t now = live ? monotonic_us() : 0;
-    const int result = live ? zvsurvey_feed_at(survey_.get(), bytes.data(), bytes.size(), now)
-                            : zvsurvey_feed(survey_.get(), bytes.data(), bytes.size());
-    if (live) zvsurvey_tick(survey_.get(), now);
+    if (live) {
+        const uint64_t now = monotonic_us();
+        feed_at(bytes, now);
+        return tick(now);
+    }
+    const int result = zvsurvey_feed(survey_.get(), bytes.data(), bytes.size());
     rethrow();
     if (result != 0) throw std::bad_alloc();
+}
+
+void SurveyRun::feed_at(std::span<const uint8_t> bytes, uint64_t now_us) {
+    const int result = zvsurvey_feed_at(survey_.get(), bytes.data(), bytes.size(), now_us);
+    rethrow();
+    if (result != 0) throw std::bad_alloc();
+}
+
+void SurveyRun::tick(uint64_t now_us) {
+    zvsurvey_tick(survey_.get(), now_us);
+    rethrow();
 }
 
 void SurveyRun::finish() {
@@ -85,6 +110,40 @@ std::optional<ZvSurveyPid> SurveyRun::pid(uint16_t number) const {
     ZvSurveyPid pid = {};
     if (zvsurvey_pid_by_number(survey_.get(), number, &pid, sizeof pid) != 1) return std::nullopt;
     return pid;
+}
+
+std::vector<ZvSurveyIndicator> SurveyRun::indicators() const {
+    return all_of<ZvSurveyIndicator>(survey_.get(), zvsurvey_indicator);
+}
+
+// By number: by index the library would search for each of them.
+std::vector<ZvSurveyPid> SurveyRun::pids() const {
+    std::vector<ZvSurveyPid> all;
+    ZvSurveyPid record = {};
+    for (uint16_t number = 0; number < zv::kPidCount; ++number)
+        if (zvsurvey_pid_by_number(survey_.get(), number, &record, sizeof record) == 1)
+            all.push_back(record);
+    return all;
+}
+
+std::vector<ZvSurveyTable> SurveyRun::tables() const {
+    return all_of<ZvSurveyTable>(survey_.get(), zvsurvey_table);
+}
+
+void SurveyRun::for_each_program(
+    const std::function<void(const ZvSurveyProgram& program)>& see) const {
+    ZvSurveyProgram program = {};
+    for (size_t i = 0; zvsurvey_program(survey_.get(), i, &program, sizeof program) == 1; ++i)
+        see(program);
+}
+
+void SurveyRun::for_each_stream(
+    const std::function<void(const ZvSurveyStream& stream)>& see) const {
+    const size_t programs = totals().programs;
+    ZvSurveyStream stream = {};
+    for (size_t i = 0; i < programs; ++i)
+        for (size_t k = 0; zvsurvey_stream(survey_.get(), i, k, &stream, sizeof stream) == 1; ++k)
+            see(stream);
 }
 
 Json SurveyRun::json() const {

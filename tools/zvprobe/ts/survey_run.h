@@ -8,6 +8,7 @@
 #include <memory>
 #include <optional>
 #include <span>
+#include <vector>
 
 #include "base/json.h"
 #include "zvsurvey.h"
@@ -39,6 +40,11 @@ class SurveyRun {
     // live: time is that of arrival, which is now; the same at every call
     void feed(std::span<const uint8_t> bytes, bool live);
 
+    // The same, live, at a time that the caller has read: microseconds of the monotonic clock, not
+    // less than before. Gaps are raised by tick.
+    void feed_at(std::span<const uint8_t> bytes, uint64_t now_us);
+    void tick(uint64_t now_us);
+
     // Ends the stream: what waited for more bytes is settled.
     void finish();
 
@@ -46,6 +52,15 @@ class SurveyRun {
 
     // -> what is known of a PID; nothing when it was not seen
     std::optional<ZvSurveyPid> pid(uint16_t number) const;
+
+    // -> the records of a kind; their texts are constants
+    std::vector<ZvSurveyIndicator> indicators() const;
+    std::vector<ZvSurveyPid> pids() const;
+    std::vector<ZvSurveyTable> tables() const;
+
+    // Shows programmes, and the streams of all of them; the texts hold for the call.
+    void for_each_program(const std::function<void(const ZvSurveyProgram& program)>& see) const;
+    void for_each_stream(const std::function<void(const ZvSurveyStream& stream)>& see) const;
 
     Json json() const;
 

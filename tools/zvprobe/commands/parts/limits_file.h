@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The limits of the indicators of ETSI TR 101 290 by name, from the command line and from a file.
+// The limits of indicators as a user gives them: on the command line, and in a file.
 #pragma once
 
 #include <string>

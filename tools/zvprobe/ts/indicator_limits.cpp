@@ -1,14 +1,10 @@
 // SPDX-License-Identifier: MIT
 // Implementation of indicator_limits.h.
-#include "commands/parts/indicator_limits.h"
-
-#include <CLI/CLI.hpp>
+#include "ts/indicator_limits.h"
 
 #include <algorithm>
 #include <array>
 #include <charconv>
-#include <fstream>
-#include <sstream>
 
 #include "base/numbers.h"
 #include "base/printable.h"
@@ -17,7 +13,6 @@
 namespace zvprobe {
 namespace {
 
-constexpr size_t kLargestFile = size_t{64} << 10;
 constexpr double kDay_s = 86400;
 
 struct Range {
@@ -76,6 +71,8 @@ double value_from(const NamedLimit& limit, std::string_view text) {
                      " is no number from " + number_text(least) + " to " + number_text(most));
 }
 
+}  // namespace
+
 void set_limit(ZvSurveyLimits& limits, std::string_view name, std::string_view value) {
     const auto* const limit = std::ranges::find(kLimits, name, &NamedLimit::name);
     if (limit == kLimits.end())
@@ -83,44 +80,9 @@ void set_limit(ZvSurveyLimits& limits, std::string_view name, std::string_view v
     limits.*(limit->member) = value_from(*limit, value);
 }
 
-// A device may have no end.
-std::string text_of_file(const std::string& path) {
-    std::ifstream in(path, std::ios::binary);
-    std::string text(kLargestFile + 1, '\0');
-    in.read(text.data(), static_cast<std::streamsize>(text.size()));
-    if (!in.is_open() || in.bad()) throw UsageError("cannot be read");
-    text.resize(static_cast<size_t>(in.gcount()));
-    if (text.size() > kLargestFile) throw UsageError("is too large for a file of limits");
-    return text;
-}
-
-void read_file(ZvSurveyLimits& limits, const std::string& path) {
-    try {
-        std::istringstream in(text_of_file(path));
-        for (const CLI::ConfigItem& item : CLI::ConfigTOML().from_config(in)) {
-            if (item.inputs.size() != 1)
-                throw UsageError("limit " + in_quotes(item.fullname()) + " is not one number");
-            set_limit(limits, item.fullname(), item.inputs.front());
-        }
-    } catch (const UsageError& error) {
-        throw UsageError(printable(path) + ": " + error.what());
-    } catch (const CLI::Error& error) {
-        throw UsageError(printable(path) + ": " + printable(error.what()));
-    }
-}
-
-}  // namespace
-
-ZvSurveyLimits limits_from(const std::string& file, const std::vector<std::string>& settings) {
-    ZvSurveyLimits limits = {};
-    if (!file.empty()) read_file(limits, file);
-    for (const std::string& setting : settings) {
-        const std::vector<std::string_view> sides = split(setting, '=');
-        if (sides.size() != 2)
-            throw UsageError("limit " + in_quotes(setting) + " is no NAME=VALUE");
-        set_limit(limits, sides[0], sides[1]);
-    }
-    return limits;
+bool same_limits(const ZvSurveyLimits& a, const ZvSurveyLimits& b) {
+    return std::ranges::all_of(
+        kLimits, [&](const NamedLimit& limit) { return a.*(limit.member) == b.*(limit.member); });
 }
 
 }  // namespace zvprobe

@@ -1,0 +1,336 @@
+// SPDX-License-Identifier: MIT
+// The watch over many sources: its configuration, and what it counts while sources come and go.
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include <atomic>
+#include <csignal>
+#include <functional>
+#include <regex>
+#include <set>
+
+#include "base/numbers.h"
+#include "support/await.h"
+#include "support/loopback.h"
+#include "support/test_media.h"
+#include "watch/backoff.h"
+#include "watch/config.h"
+#include "watch/watch.h"
+
+namespace {
+
+using namespace zvtest;
+using namespace zvprobe;
+using Piece = std::span<const uint8_t>;
+
+constexpr size_t kDatagram = size_t{7} * 188;
+constexpr size_t kPackets = 1679;  // of single.ts
+
+std::string refusal(const std::string& text) {
+    try {
+        sources_of_text(text, "watch.toml", {});
+    } catch (const UsageError& error) {
+        return error.what();
+    }
+    return "taken";
+}
+
+TEST(WatchConfig, NamesSourcesWithLabelsAndLimits) {
+    ZvSurveyLimits defaults = {};
+    defaults.pmt_s = 0.9;
+    const auto sources = sources_of_text(
+        "# all of them\n\n[news]  # the first\nurl = \"udp://eth0@239.1.1.1:1234?rcvbuf=9000\"\n"
+        "labels.site = 'north'\n[news.limits]\npat = 0.7\n\n[sport-2]\n  url = rtp://[::1]:5004\n"
+        "[sport-2.labels]\nsite = \"far, south\" # there\n",
+        "watch.toml", defaults);
+    ASSERT_EQ(sources.size(), 2u);
+    EXPECT_EQ(sources[0].url, "udp://eth0@239.1.1.1:1234?rcvbuf=9000");
+    EXPECT_EQ(sources[0].limits.pat_s, 0.7);
+    EXPECT_EQ(sources[0].limits.pmt_s, 0.9);
+    EXPECT_EQ(sources[1].limits.pat_s, 0);
+    EXPECT_EQ(sources[1].url, "rtp://[::1]:5004");
+    EXPECT_EQ(sources[0].labels.at("site"), "north");
+    EXPECT_EQ(sources[1].labels.at("site"), "far, south");
+}
+
+TEST(WatchConfig, TakesTheExample) {
+    const auto sources = sources_of_file(ZV_EXAMPLES "/watch.toml", {});
+    ASSERT_EQ(sources.size(), 3u);
+    EXPECT_EQ(sources[1].name, "sport");
+    EXPECT_EQ(sources[1].limits.pat_s, 0.7);
+    EXPECT_EQ(sources[2].labels.at("site"), "south");
+}
+
+TEST(WatchConfig, RefusesAFileWithLineAndReason) {
+    const std::string good = "[a]\nurl = udp://127.0.0.1:5\n";
+    for (const auto& [text, reason] : {
+             std::pair{good + "[a]\nurl = udp://127.0.0.1:6\n", "3: section .* twice"},
+             {good + "url = udp://127.0.0.1:6\n", "3: .url. is set twice"},
+             {good + "speed = 7\n", "3: no key .speed."},
+             {good + "[a.limits]\npat = 0.5\nptt = 1\n", "5: no limit .ptt."},
+             {good + "[a.limits]\npat = fast\n", "4: limit pat: .fast. is no number"},
+             {good + "[a.colours]\n", "3: section .* labels and limits"},
+             {good + "[a.labels]\npid = x\n", "4: label .pid. is one that metrics have"},
+             {good + "[a.labels]\n1st = x\n", "4: label .1st."},
+             {good + "[a b]\n", "3: section .a b.: a name has"},
+             {good + "[b]\n", "3: source .b. has no url"},
+             {good + "[b\n", "3: no head of a section"},
+             {good + "[]\n", "3: "},
+             {good + "[b]\nurl = gopher://x:1\n", "4: url .* unknown protocol"},
+             {good + "[b]\nurl = udp://x:99999\n", "4: url .* malformed"},
+             {good + "[b]\nurl = -\n", "4: url .-.: no URL"},
+             {good + "[b]\nurl = \"udp://x:1#f\"\n", "4: .url. is not one value"},
+             {good + "[b]\nurl = udp://x:1 udp://x:2\n", "4: .url. is not one value"},
+             {std::string("url = udp://x:1\n"), "1: .url. stands before the first section"},
+             {good + "[b]\nurl = \n", "4: "},
+             {good + "[b]\nno\n", "4: "},
+             {good + "x\n", "3: not understood"},
+         })
+        EXPECT_TRUE(
+            std::regex_search(refusal(text), std::regex(std::string("^watch.toml:") + reason)))
+            << text << refusal(text);
+}
+
+TEST(WatchBackoff, GrowsToAMinuteAndIsNeverQuiteTheSame) {
+    Backoff one(1), other(2);
+    std::set<int64_t> last;
+    for (int i = 0; i < 40; ++i) {
+        const auto wait = one.next();
+        EXPECT_GE(wait, Backoff::kLeast);
+        EXPECT_LE(wait, Backoff::kMost);
+        EXPECT_GE(wait, i > 6 ? Backoff::kMost / 2 : Backoff::kLeast);
+        if (i > 6) last.insert({wait.count(), other.next().count()});
+    }
+    EXPECT_GT(last.size(), 50u);
+    one.worked_for(std::chrono::seconds(30));
+    EXPECT_GE(one.next(), Backoff::kMost / 2);
+    one.worked_for(std::chrono::minutes(2));
+    EXPECT_EQ(one.next(), Backoff::kLeast);
+}
+
+// Gives it all in datagrams of so many bytes.
+void send(WatchedSource& source, const Bytes& bytes, size_t size = kDatagram) {
+    for (size_t at = 0; at < bytes.size(); at += size) {
+        const Piece datagram = Piece(bytes).subspan(at, std::min(size, bytes.size() - at));
+        source.take_datagrams({&datagram, 1}, 0);
+    }
+}
+
+std::unique_ptr<WatchedSource> source_at(const std::string& url) {
+    auto source = std::make_unique<WatchedSource>(SourceSettings{"a", url}, Tallies{}, false);
+    source->opened(false);
+    return source;
+}
+
+TEST(WatchedSource, GoesOnCountingWhenThePacketSizeChangesAndThroughGarbage) {
+    const auto source = source_at("udp://127.0.0.1:1");
+    const Bytes garbage(300'000, 0x55), plain = load_media("single.ts"),
+                                        long_ones = load_media("single-204.ts");
+    uint64_t packets = 0, bytes = 0;
+    for (const Bytes* const part : {&plain, &long_ones, &garbage, &plain}) {
+        send(*source, *part, part == &long_ones ? 7 * 204 : kDatagram);
+        const Tallies tallies = source->state().tallies;
+        bytes += part->size();
+        EXPECT_EQ(tallies.bytes, bytes);
+        if (part != &garbage) packets += part->size() / (part == &long_ones ? 204 : 188);
+        // The datagrams at a change are part of this and part of that.
+        EXPECT_LE(tallies.packets.sum(), packets + 4);
+        EXPECT_GE(tallies.packets.sum() + 16, packets);
+    }
+    EXPECT_EQ(source->state().tallies.sync_losses.sum(), 2u);
+    EXPECT_EQ(source->report().content.index(), 1u);
+}
+
+TEST(WatchedSource, CountsWhatRtpLostOnceAlsoWhenTheSenderChanges) {
+    const auto source = source_at("rtp://127.0.0.1:1");
+    const Bytes bytes = load_media("single.ts");
+    const auto send_rtp = [&](uint32_t ssrc, size_t begin, size_t lost) {
+        for (size_t i = begin; i < begin + 100; ++i) {
+            if (i == lost) continue;
+            Bytes datagram = {0x80, 33, 0, static_cast<uint8_t>(i),   0, 0, 0, 0,
+                              0,    0,  0, static_cast<uint8_t>(ssrc)};
+            const auto at = bytes.begin() + static_cast<ptrdiff_t>(i * kDatagram);
+            datagram.insert(datagram.end(), at, at + kDatagram);
+            send(*source, datagram, datagram.size());
+        }
+    };
+    send_rtp(1, 0, 50);
+    send_rtp(2, 100, 0);
+    std::this_thread::sleep_for(std::chrono::milliseconds(250));
+    source->tick();
+    const SourceState state = source->state();
+    EXPECT_TRUE(state.up);
+    EXPECT_TRUE(state.uses_rtp);
+    EXPECT_EQ(state.tallies.rtp_packets_lost.sum(), 1u);
+    EXPECT_EQ(state.tallies.packets.sum(), 199u * 7);
+    EXPECT_GT(state.indicator("1.4"), 0u);
+}
+
+TEST(WatchedSource, BoundsWhatNoiseCanMake) {
+    const auto source = source_at("udp://127.0.0.1:1");
+    Bytes noise;
+    for (int pid = 0; pid < 8192; ++pid) {
+        Bytes packet(188, 0xFF);
+        packet[0] = 0x47;
+        packet[1] = static_cast<uint8_t>(pid >> 8);
+        packet[2] = static_cast<uint8_t>(pid);
+        packet[3] = 0x10;
+        noise.insert(noise.end(), packet.begin(), packet.end());
+    }
+    send(*source, noise);
+    EXPECT_LE(source->state().pids.size(), Tallies::kMostPids);
+    // What comes later and is named by tables still has its place.
+    send(*source, load_media("single.ts"));
+    const SourceState state = source->state();
+    EXPECT_LE(state.pids.size(), Tallies::kMostPids);
+    EXPECT_EQ(state.pids.size() + state.pids_left_out, 8192u);
+    EXPECT_TRUE(state.pids.contains(0x1000));
+}
+
+// A watch that is ticked, and asked for everything by a thread of its own.
+class WatchTest : public testing::Test {
+  protected:
+    WatchTest() {
+        struct sigaction action {};
+        action.sa_handler = [](int) {};  // and no SA_RESTART: what waits for bytes must return
+        sigaction(SIGALRM, &action, nullptr);
+    }
+    ~WatchTest() override {
+        ends_ = true;
+        asker_.join();
+    }
+    // -> whether it comes true within ten seconds
+    bool becomes(const std::function<bool()>& condition) {
+        return await([&] {
+            watch_.tick();
+            return condition();
+        });
+    }
+    SourceState state(const std::string& name) const {
+        const auto source = watch_.source(name);
+        return source ? source->state() : SourceState{};
+    }
+    uint64_t packets(const std::string& name) const { return state(name).tallies.packets.sum(); }
+    void ask() {
+        std::map<std::string, uint64_t> before;
+        while (!ends_) {
+            for (const auto& source : watch_.sources()) {
+                const uint64_t now = source->state().tallies.packets.sum();
+                uint64_t& last = before[source->settings().name];
+                EXPECT_GE(now, last) << "went back";
+                last = now;
+                source->report();
+            }
+            std::this_thread::sleep_for(std::chrono::milliseconds(2));
+        }
+    }
+
+    const Bytes media_ = load_media("single.ts");
+    const std::string text_{media_.begin(), media_.end()};
+    Watch watch_{false};
+    std::atomic<bool> ends_{false};
+    std::thread asker_{[this] { ask(); }};
+};
+
+TEST_F(WatchTest, ReloadsFiftyTimesWithoutLossOfWhatStays) {
+    Loopback stays, changes;
+    stays.give_port_away();
+    changes.give_port_away();
+    const auto url = [](const Loopback& to) {
+        return "udp://127.0.0.1:" + std::to_string(to.port);
+    };
+    const SourceSettings first{"stays", url(stays)};
+    watch_.set_sources({first, {"changes", url(changes)}});
+    const auto source = watch_.source("stays");
+    size_t sent = 0, received = 0;
+    for (int i = 0; i < 50; ++i) {
+        SourceSettings other{"changes", url(changes)};
+        other.limits.pat_s = 1 + i;
+        stays.send(text_.substr(sent * kDatagram, kDatagram));
+        ++sent;
+        if (i % 3 == 0)
+            watch_.set_sources({first});
+        else
+            watch_.set_sources({other, first});
+        changes.send(text_.substr(0, kDatagram));
+        const uint64_t now = i % 3 == 0 ? 0 : ++received * kDatagram;
+        EXPECT_TRUE(becomes([&] { return state("changes").tallies.bytes == now; })) << i;
+    }
+    EXPECT_EQ(watch_.source("stays"), source);
+    EXPECT_TRUE(becomes([&] { return packets("stays") == sent * 7; })) << packets("stays");
+    watch_.set_sources({first});
+    watch_.set_sources({{"changes", url(changes)}, first});
+    EXPECT_EQ(packets("changes"), received * 7);
+    EXPECT_EQ(state("stays").tallies.reconnects, 0u);
+}
+
+TEST_F(WatchTest, DoesNotMixTwoGroupsOrTwoSendersOfOnePort) {
+    Loopback sender, other;
+    const int port = free_port(SOCK_DGRAM);
+    const std::string end = ":" + std::to_string(port) + "?interface=127.0.0.1";
+    watch_.set_sources({{"one", "udp://@239.255.1.1" + end},
+                        {"two", "udp://@239.255.1.2" + end},
+                        {"mine", "udp://127.0.0.1@232.1.1.1" + end},
+                        {"theirs", "udp://127.0.0.9@232.1.1.1" + end}});
+    const in_addr local = {htonl(INADDR_LOOPBACK)};
+    setsockopt(sender.fd, IPPROTO_IP, IP_MULTICAST_IF, &local, sizeof local);
+    const auto send_to = [&](const char* group, size_t count) {
+        sockaddr_in to = loopback(port);
+        inet_pton(AF_INET, group, &to.sin_addr);
+        for (size_t i = 0; i < count; ++i)
+            sendto(sender.fd, text_.data() + i * kDatagram, kDatagram, 0,
+                   reinterpret_cast<const sockaddr*>(&to), sizeof to);
+    };
+    send_to("239.255.1.1", 3);
+    send_to("239.255.1.2", 5);
+    send_to("232.1.1.1", 4);
+    EXPECT_TRUE(becomes([&] { return packets("mine") == 4 * 7; }));
+    EXPECT_EQ(packets("one"), 3u * 7);
+    EXPECT_EQ(packets("two"), 5u * 7);
+    EXPECT_EQ(packets("theirs"), 0u);
+    const std::string taken = "udp://127.0.0.1:" + std::to_string(other.port);
+    watch_.set_sources({{"late", taken}});
+    EXPECT_EQ(state("late").why_away, "Address already in use");
+}
+
+// Accepts one connection, sends it all and closes it.
+void serve(int listener, const std::string& bytes) {
+    pollfd wait = {listener, POLLIN, 0};
+    ASSERT_EQ(poll(&wait, 1, 10'000), 1);
+    const int fd = accept(listener, nullptr, nullptr);
+    for (size_t done = 0; done < bytes.size();) {
+        const ssize_t n = write(fd, bytes.data() + done, bytes.size() - done);
+        if (n <= 0) break;
+        done += static_cast<size_t>(n);
+    }
+    close(fd);
+}
+
+TEST_F(WatchTest, OpensAgainWhatEndsAndNothingWaitsForWhatIsStuck) {
+    Folder folder;
+    const std::string pipe = folder / "pipe";
+    ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
+    const int listener = socket(AF_INET, SOCK_STREAM, 0);
+    const int port = bind_loopback(listener);
+    listen(listener, 4);
+    watch_.set_sources({{"pipe", pipe},  // without a writer
+                        {"gone", "tcp://127.0.0.1:" + std::to_string(free_port(SOCK_STREAM))},
+                        {"none", folder / "none"},
+                        {"tcp", "tcp://127.0.0.1:" + std::to_string(port)}});
+    serve(listener, text_);
+    EXPECT_TRUE(becomes([&] { return packets("tcp") == kPackets; }));
+    EXPECT_TRUE(becomes([&] { return state("tcp").why_away == "the end"; }));
+    EXPECT_FALSE(state("tcp").up);
+    serve(listener, text_.substr(0, text_.size() / 2));  // a packet is cut
+    EXPECT_TRUE(becomes([&] { return packets("tcp") == kPackets + kPackets / 2; }));
+    EXPECT_EQ(state("tcp").tallies.reconnects, 1u);
+    EXPECT_EQ(state("tcp").indicator("1.4"), 0u) << "the two connections are two streams";
+    EXPECT_EQ(state("none").why_away, "No such file or directory");
+    EXPECT_EQ(state("gone").why_away, "Connection refused");
+    const auto begin = std::chrono::steady_clock::now();
+    watch_.set_sources({});
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(2));
+    close(listener);
+}
+
+}  // namespace

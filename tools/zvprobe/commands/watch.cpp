@@ -1,0 +1,153 @@
+// SPDX-License-Identifier: MIT
+// `monitor` of more than one source, or of those that a file names: they are watched until a signal
+// comes, whatever becomes of each. What is told of them goes to standard output, every so often.
+#include <unistd.h>
+
+#include <chrono>
+#include <iostream>
+#include <map>
+#include <thread>
+
+#include "base/interrupt.h"
+#include "base/numbers.h"
+#include "commands/commands.h"
+#include "commands/parts/reload_signal.h"
+#include "render/monitor_report.h"
+#include "render/progress.h"
+#include "render/watch_report.h"
+#include "watch/config.h"
+#include "watch/watch.h"
+
+namespace zvprobe {
+namespace {
+
+using Clock = std::chrono::steady_clock;
+using Seconds = std::chrono::duration<double>;
+
+constexpr std::chrono::milliseconds kTick{50};
+
+class WatchCommand {
+  public:
+    WatchCommand(const WatchOptions& options, const Session& session)
+        : options_(options), watch_(session.verbosity > 0) {}
+
+    int run() {
+        if (!options_.config.empty()) expect_reload_signals();
+        try {
+            watch_.set_sources(wanted_sources());
+        } catch (const UsageError& error) {
+            std::cerr << "zvprobe: " << error.what() << '\n';  // made to be printed
+            return kExitUsage;
+        }
+        while (!interrupted()) {
+            std::this_thread::sleep_for(kTick);
+            watch_.tick();
+            if (reload_wanted()) reload();
+            if (due()) report(false);
+        }
+        report(true);
+        return kExitOk;
+    }
+
+  private:
+    std::vector<SourceSettings> wanted_sources() const {
+        if (options_.config.empty()) return sources_of_urls(options_.urls, options_.limits);
+        return sources_of_file(options_.config, options_.limits);
+    }
+
+    // A file with anything wrong in it changes nothing.
+    void reload() {
+        try {
+            watch_.set_sources(wanted_sources());
+            complain(options_.config, "read again");
+        } catch (const UsageError& error) {
+            std::cerr << std::string("zvprobe: ") + error.what() + "; nothing is changed\n";
+        }
+    }
+
+    bool due() {
+        const auto now = Clock::now();
+        if (now < next_report_) return false;
+        next_report_ = now + interval_;
+        return true;
+    }
+
+    void report(bool last) {
+        if (!options_.reports) return;
+        std::vector<WatchLine> lines;
+        for (const auto& source : watch_.sources()) {
+            if (options_.json_lines)
+                print_json_line(*source, last);
+            else
+                lines.push_back(line_of(*source));
+        }
+        if (!options_.json_lines)
+            print_watch_text(std::cout, lines, text_options_for(STDOUT_FILENO, false, false).style);
+        std::cout.flush();
+    }
+
+    WatchLine line_of(const WatchedSource& source) {
+        const SourceState state = source.state();
+        Past& past = past_of(source);
+        const auto now = Clock::now();
+        const double seconds = Seconds(now - past.reported).count();
+        WatchLine line;
+        line.name = source.settings().name;
+        line.up = state.up;
+        line.why_away = state.why_away;
+        line.packets = state.tallies.packets.sum();
+        line.bits_per_second = static_cast<double>(state.tallies.bytes - past.bytes) * 8 / seconds;
+        line.continuity_errors = state.indicator("1.4");
+        line.rtp_packets_lost = state.tallies.rtp_packets_lost.sum();
+        line.receive_drops = state.tallies.receive_drops;
+        past.reported = now;
+        past.bytes = state.tallies.bytes;
+        return line;
+    }
+
+    void print_json_line(const WatchedSource& source, bool last) {
+        SourceReport report = source.report();
+        report.interrupted = last;
+        Past& past = past_of(source);
+        const auto now = Clock::now();
+        MonitorTime time = {Seconds(now - begin_).count(), Seconds(now - past.reported).count(), 0};
+        if (auto* const content = std::get_if<TsReport>(&report.content)) {
+            TsCounts counts = counts_of(content->survey);
+            // Of a survey that began since.
+            if (content->bytes() < past.bytes) past.counts = {}, past.bytes = 0;
+            time.interval_bytes = content->bytes() - past.bytes;
+            content->interval = {time.interval_s, counts_between(past.counts, counts)};
+            past.counts = std::move(counts);
+            past.bytes = content->bytes();
+        }
+        past.reported = now;
+        print_monitor_json(std::cout, report, time);
+    }
+
+    // What was told of a source last.
+    struct Past {
+        Clock::time_point reported;
+        uint64_t bytes = 0;
+        TsCounts counts = {};
+    };
+
+    Past& past_of(const WatchedSource& source) {
+        return past_.try_emplace(source.settings().name, Past{begin_}).first->second;
+    }
+
+    const WatchOptions& options_;
+    const Clock::time_point begin_ = Clock::now();
+    const Clock::duration interval_ =
+        std::chrono::round<Clock::duration>(Seconds(options_.interval_s));
+    Watch watch_;
+    Clock::time_point next_report_ = Clock::now() + interval_;
+    std::map<std::string, Past> past_;
+};
+
+}  // namespace
+
+int run_command(const WatchOptions& options, const Session& session) {
+    return WatchCommand(options, session).run();
+}
+
+}  // namespace zvprobe

@@ -1,0 +1,60 @@
+// SPDX-License-Identifier: MIT
+// A watch over many sources: shares them out among the threads that receive, and exchanges them
+// while the rest goes on.
+#pragma once
+
+#include <map>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include "watch/receiver.h"
+#include "watch/source_settings.h"
+#include "watch/stream_reader.h"
+#include "watch/watched_source.h"
+
+namespace zvprobe {
+
+class Watch {
+  public:
+    // tell_events: every event of every source gets a line
+    explicit Watch(bool tell_events);
+    ~Watch();
+    Watch(const Watch&) = delete;
+    Watch& operator=(const Watch&) = delete;
+
+    // These are the sources from now on. Those that are the same as before go on untouched; counts
+    // of a name go on in any case.
+    void set_sources(const std::vector<SourceSettings>& all);
+
+    // Time passes; to be called ten times a second or so.
+    void tick();
+
+    // -> the sources in the order in which they were set. Any thread.
+    std::vector<std::shared_ptr<WatchedSource>> sources() const;
+
+    // -> null when there is none of that name. Any thread.
+    std::shared_ptr<WatchedSource> source(const std::string& name) const;
+
+  private:
+    // A source, and what it is received by: one of the two.
+    struct Place {
+        std::shared_ptr<WatchedSource> source = {};
+        std::shared_ptr<Receiver> receiver = {};
+        std::unique_ptr<StreamReader> reader = {};
+    };
+
+    Place begin(const SourceSettings& settings);
+    void end(std::vector<Place> places);
+    std::shared_ptr<Receiver> least_busy();
+
+    const bool tell_events_;
+    std::map<std::string, Tallies> gone_;  // of sources that are not watched now
+    std::vector<std::shared_ptr<Receiver>> receivers_;
+    std::vector<Place> places_;
+    mutable std::mutex mutex_;  // for the list, which other threads ask for
+    std::vector<std::shared_ptr<WatchedSource>> listed_;
+};
+
+}  // namespace zvprobe

@@ -1,0 +1,304 @@
+// SPDX-License-Identifier: MIT
+// Implementation of watched_source.h.
+#include "watch/watched_source.h"
+
+#include <algorithm>
+#include <cmath>
+#include <set>
+
+#include "base/texts.h"
+#include "render/finding_log.h"
+#include "zvprotocol.h"
+
+namespace zvprobe {
+namespace {
+
+// Bytes without a packet in sync after which another packet size is looked for: some hundred packets.
+constexpr size_t kMostUnframed = size_t{64} << 10;
+
+uint64_t microseconds(WatchedSource::Clock::time_point time) {
+    return static_cast<uint64_t>(
+        std::chrono::duration_cast<std::chrono::microseconds>(time.time_since_epoch()).count());
+}
+
+std::string seconds_text(std::chrono::milliseconds time) {
+    return fixed(static_cast<double>(time.count()) / 1000, 1) + " s";
+}
+
+bool is_rtp(const std::string& url) {
+    return zvptc_api_getPtcindex(url.c_str(), 0, 0) == ZVPTC_INDEX_RTP;
+}
+
+}  // namespace
+
+// A survey with what else `probe` tells of the same packets.
+class WatchedSource::Survey {
+  public:
+    explicit Survey(WatchedSource& source)
+        : source_(source),
+          resolver_(source.settings_.name),
+          run_({[this](const ZvSurveyEvent& event) { see_event(event); },
+                [this](std::span<const uint8_t> packets, size_t packet_size, uint64_t) {
+                    resolver_.parse(packets, packet_size, ZV_TS_CHECK_CC);
+                    saw_packets_ = true;
+                },
+                {}},
+               source.settings_.limits) {}
+
+    // -> true when there were packets in sync
+    bool feed(std::span<const uint8_t> bytes, bool live) {
+        saw_packets_ = false;
+        if (live)
+            run_.feed_at(bytes, microseconds(source_.now_));
+        else
+            run_.feed(bytes, false);
+        return saw_packets_;
+    }
+
+    void tick() { run_.tick(microseconds(source_.now_)); }
+    const SurveyRun& run() const { return run_; }
+
+    // What waits for more bytes to be believed is counted.
+    void finish() { run_.finish(); }
+
+    TsReport report() {
+        TsReport report;
+        report.survey = run_.json();
+        report.events = events_;
+        report.resolver = resolver_.account();
+        return report;
+    }
+
+  private:
+    void see_event(const ZvSurveyEvent& event) {
+        events_.add(event);
+        if (source_.tell_events_ && source_.lines_.next(source_.now_))
+            FindingLog(source_.settings_.name, true).tell(event);
+    }
+
+    WatchedSource& source_;
+    Resolver resolver_;
+    EventTallies events_;
+    bool saw_packets_ = false;
+    SurveyRun run_;
+};
+
+WatchedSource::WatchedSource(SourceSettings settings, Tallies tallies, bool tell_events)
+    : settings_(std::move(settings)),
+      tell_events_(tell_events),
+      tallies_(std::move(tallies)),
+      lines_(settings_.name),
+      now_(Clock::now()) {
+    begin_survey();
+    if (is_rtp(settings_.url))
+        rtp_ = std::make_unique<RtpStream>(
+            RtpWindow{}, [this](std::span<const uint8_t> bytes) { feed(bytes, true); });
+}
+
+WatchedSource::~WatchedSource() = default;
+
+// Another thread may have read the clock later and come first.
+void WatchedSource::read_clock() {
+    now_ = std::max(now_, Clock::now());
+}
+
+void WatchedSource::begin_survey() {
+    survey_ = std::make_unique<Survey>(*this);
+}
+
+// What the survey has counted is kept.
+void WatchedSource::end_survey() {
+    survey_->finish();
+    tallies_.follow(survey_->run());
+    tallies_.survey_begins_anew();
+}
+
+void WatchedSource::opened(bool begins_anew) {
+    const std::lock_guard lock(mutex_);
+    read_clock();
+    if (was_open_) ++tallies_.reconnects;
+    open_ = was_open_ = true;
+    begins_anew_ = begins_anew_ || begins_anew;
+}
+
+void WatchedSource::closed(const std::string& why, std::chrono::milliseconds wait) {
+    const std::lock_guard lock(mutex_);
+    if (retired_) return;
+    read_clock();
+    open_ = told_up_ = false;
+    why_away_ = why;
+    if (lines_.next(now_)) lines_.say("away: " + why + "; tried again in " + seconds_text(wait));
+}
+
+void WatchedSource::warn(const std::string& text) {
+    const std::lock_guard lock(mutex_);
+    if (lines_.next(now_)) lines_.say(text);
+}
+
+void WatchedSource::take_datagrams(std::span<const std::span<const uint8_t>> datagrams,
+                                   uint64_t drops) {
+    const std::lock_guard lock(mutex_);
+    if (retired_) return;
+    read_clock();
+    tallies_.receive_drops += drops;
+    for (const std::span<const uint8_t> datagram : datagrams) {
+        if (rtp_)
+            rtp_->put(datagram, now_);
+        else
+            feed(datagram, true);
+    }
+}
+
+void WatchedSource::take_bytes(std::span<const uint8_t> bytes, bool live) {
+    const std::lock_guard lock(mutex_);
+    if (retired_ || bytes.empty()) return;
+    read_clock();
+    live_ = live;
+    feed(bytes, live);
+}
+
+void WatchedSource::feed(std::span<const uint8_t> bytes, bool live) {
+    if (begins_anew_) {
+        begins_anew_ = false;
+        unframed_.clear();
+        end_survey();
+        begin_survey();
+    }
+    tallies_.bytes += bytes.size();
+    if (survey_->feed(bytes, live))
+        note_packets();
+    else
+        look_for_other_framing(bytes, live);
+}
+
+void WatchedSource::note_packets() {
+    unframed_.clear();
+    last_packet_ = now_;
+    last_packet_time_ = std::chrono::system_clock::now();
+}
+
+// A survey stays with the packet size that it has found. What it makes nothing of may be packets of
+// another size: then a new survey goes on with them.
+void WatchedSource::look_for_other_framing(std::span<const uint8_t> bytes, bool live) {
+    unframed_.insert(unframed_.end(), bytes.begin(), bytes.end());
+    if (unframed_.size() < kMostUnframed) return;
+    auto other = std::make_unique<Survey>(*this);
+    if (other->feed(unframed_, live)) {
+        end_survey();
+        survey_ = std::move(other);
+        note_packets();
+    }
+    unframed_.clear();
+}
+
+void WatchedSource::tick() {
+    const std::lock_guard lock(mutex_);
+    if (retired_) return;
+    read_clock();
+    if (rtp_) rtp_->tick(now_);
+    if (live_) survey_->tick();
+    notice_change();
+}
+
+void WatchedSource::notice_change() {
+    const bool up = open_ && last_packet_ && now_ - *last_packet_ < kSilence;
+    if (up == told_up_) return;
+    told_up_ = up;
+    why_away_ = up ? "" : "no packets come";
+    if (lines_.next(now_)) lines_.say(up ? "up: packets come" : "away: no packets come");
+}
+
+Tallies WatchedSource::retire() {
+    const std::lock_guard lock(mutex_);
+    if (rtp_) rtp_->finish();
+    survey_->finish();
+    follow();
+    retired_ = true;
+    tallies_.survey_begins_anew();
+    tallies_.rtp_begins_anew();
+    return tallies_;
+}
+
+void WatchedSource::follow() const {
+    if (retired_) return;  // who comes after it goes on with these counts
+    tallies_.follow(survey_->run());
+    if (rtp_) tallies_.rtp_packets_lost.follow(rtp_->counts().lost);
+}
+
+SourceState WatchedSource::state() const {
+    const std::lock_guard lock(mutex_);
+    follow();
+    SourceState state;
+    state.up = open_ && last_packet_ && Clock::now() - *last_packet_ < kSilence;
+    state.why_away = why_away_;
+    state.tallies = tallies_;
+    state.uses_rtp = rtp_ != nullptr && !rtp_->is_plain();
+    if (last_packet_)
+        state.last_packet_unix_s =
+            std::chrono::duration<double>(last_packet_time_.time_since_epoch()).count();
+    describe_pids(state);
+    describe_tables(state);
+    describe_services(state);
+    return state;
+}
+
+void WatchedSource::describe_pids(SourceState& state) const {
+    for (const ZvSurveyPid& pid : survey_->run().pids()) {
+        const auto place = tallies_.pids.find(pid.pid);
+        if (place == tallies_.pids.end()) {
+            ++state.pids_left_out;
+            continue;
+        }
+        SourceState::Pid& known = state.pids[pid.pid];
+        known.use = pid.use;
+        known.codec = pid.codec == nullptr ? "" : pid.codec;
+        if (!std::isnan(pid.pcr_interval_max_s)) known.pcr_interval_max_s = pid.pcr_interval_max_s;
+    }
+    // A PID of an earlier survey keeps its series.
+    for (const auto& [number, tallies] : tallies_.pids)
+        state.pids[number].tallies = tallies;
+    survey_->run().for_each_stream([&](const ZvSurveyStream& stream) {
+        const auto found = state.pids.find(stream.pid);
+        if (found != state.pids.end()) found->second.languages = stream.languages;
+    });
+}
+
+// Of the sub-tables with one table_id the one that comes most seldom counts.
+void WatchedSource::describe_tables(SourceState& state) const {
+    std::map<std::pair<uint16_t, uint8_t>, double> longest;
+    for (const ZvSurveyTable& table : survey_->run().tables()) {
+        if (std::isnan(table.interval_mean_s)) continue;
+        double& interval = longest[{table.pid, table.table_id}];
+        interval = std::max(interval, table.interval_mean_s);
+    }
+    for (const auto& [key, interval] : longest) {
+        if (state.tables.size() >= SourceState::kMostTables) return;
+        if (state.pids.contains(key.first))
+            state.tables.push_back({key.first, key.second, interval});
+    }
+}
+
+void WatchedSource::describe_services(SourceState& state) const {
+    survey_->run().for_each_program([&](const ZvSurveyProgram& program) {
+        if (program.service_name == nullptr) return;
+        if (state.services.size() >= SourceState::kMostServices) return;
+        const char* const provider = program.service_provider;
+        state.services.push_back(
+            {program.program_number, program.service_name, provider ? provider : ""});
+    });
+}
+
+SourceReport WatchedSource::report() const {
+    const std::lock_guard lock(mutex_);
+    SourceReport report;
+    report.name = settings_.name;
+    if (!last_packet_) {
+        report.failure = {"cannot_open", kExitCannotOpen,
+                          why_away_.empty() ? "no packets came yet" : why_away_};
+        return report;
+    }
+    report.content = survey_->report();
+    return report;
+}
+
+}  // namespace zvprobe

@@ -1,0 +1,148 @@
+// SPDX-License-Identifier: MIT
+// One source of a watch: its survey, its counts, and whether packets come. Whoever receives gives it
+// bytes, whoever reports asks it; neither knows of the other. How bytes are received is left to
+// receiver.h and stream_reader.h.
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <span>
+#include <string>
+#include <vector>
+
+#include "io/rtp_stream.h"
+#include "render/source_report.h"
+#include "ts/resolver.h"
+#include "ts/survey_run.h"
+#include "watch/event_lines.h"
+#include "watch/source_settings.h"
+#include "watch/tallies.h"
+
+namespace zvprobe {
+
+// How things stand with a source, copied so that it can be looked at in peace.
+struct SourceState {
+    struct Pid {
+        std::string use;
+        std::string codec;      // empty: unknown
+        std::string languages;  // empty: none
+        PidTallies tallies;
+        std::optional<double> pcr_interval_max_s = {};
+    };
+    struct Table {
+        uint16_t pid;
+        uint8_t table_id;
+        double interval_s;
+    };
+    struct Service {
+        uint16_t program_number;
+        std::string name;
+        std::string provider;
+    };
+    static constexpr size_t kMostTables = 512;
+    static constexpr size_t kMostServices = 256;
+
+    bool up = false;
+    std::string why_away;  // empty: nothing is known to be wrong
+    Tallies tallies;
+    double last_packet_unix_s = 0;  // 0: none came yet
+    bool uses_rtp = false;
+    std::map<uint16_t, Pid> pids;  // those that have a place in the tallies
+    uint64_t pids_left_out = 0;
+    std::vector<Table> tables;  // one of each pid and table_id
+    std::vector<Service> services;
+
+    // -> how often an indicator of ETSI TR 101 290 was in error; 0 also when it is not measured
+    uint64_t indicator(const std::string& id) const {
+        const auto found = tallies.indicators.find(id);
+        return found == tallies.indicators.end() ? 0 : found->second.sum();
+    }
+};
+
+class WatchedSource {
+  public:
+    using Clock = std::chrono::steady_clock;
+
+    // Without packets for this long a source is away.
+    static constexpr std::chrono::seconds kSilence{2};
+
+    // tallies: what a source of that name has counted before
+    // tell_events: every event of the survey gets a line
+    WatchedSource(SourceSettings settings, Tallies tallies, bool tell_events);
+    WatchedSource(const WatchedSource&) = delete;
+    WatchedSource& operator=(const WatchedSource&) = delete;
+    ~WatchedSource();
+
+    const SourceSettings& settings() const { return settings_; }
+
+    // For who receives. All of it may be called on any thread.
+
+    // It was opened. begins_anew: what comes now does not go on where the bytes before ended
+    void opened(bool begins_anew);
+
+    // It ended, or does not open. wait: until it is tried again
+    void closed(const std::string& why, std::chrono::milliseconds wait);
+
+    // Something that its user should know.
+    void warn(const std::string& text);
+
+    // Datagrams in the order in which they came just now.
+    // drops: that the kernel has lost since the call before
+    void take_datagrams(std::span<const std::span<const uint8_t>> datagrams, uint64_t drops);
+
+    // The next bytes of a connection, a pipe (live) or a file.
+    void take_bytes(std::span<const uint8_t> bytes, bool live);
+
+    // Time passes although nothing comes.
+    void tick();
+
+    // For who reports.
+
+    SourceState state() const;
+
+    // -> what `probe` would say of it
+    SourceReport report() const;
+
+    // -> all counts. Nothing is taken any more.
+    Tallies retire();
+
+  private:
+    class Survey;
+
+    void feed(std::span<const uint8_t> bytes, bool live);
+    void note_packets();
+    void look_for_other_framing(std::span<const uint8_t> bytes, bool live);
+    void begin_survey();
+    void end_survey();
+    void follow() const;
+    void read_clock();
+    void notice_change();
+    void describe_pids(SourceState& state) const;
+    void describe_tables(SourceState& state) const;
+    void describe_services(SourceState& state) const;
+
+    const SourceSettings settings_;
+    const bool tell_events_;
+    mutable std::mutex mutex_;
+    // All that follows is under the mutex.
+    mutable Tallies tallies_;
+    EventLines lines_;
+    std::unique_ptr<Survey> survey_;
+    std::unique_ptr<RtpStream> rtp_;
+    std::vector<uint8_t> unframed_;  // what came since the last packet in sync
+    Clock::time_point now_;          // never goes back
+    std::optional<Clock::time_point> last_packet_;
+    std::chrono::system_clock::time_point last_packet_time_;
+    bool open_ = false;
+    bool was_open_ = false;
+    bool begins_anew_ = false;  // with the next bytes
+    bool told_up_ = false;
+    bool live_ = true;
+    bool retired_ = false;
+    std::string why_away_;
+};
+
+}  // namespace zvprobe
