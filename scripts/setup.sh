@@ -8,12 +8,12 @@
 set -eu
 
 packages="g++ cmake ninja-build pkg-config libcli11-dev nlohmann-json3-dev libcurl4-openssl-dev
-          libgtest-dev libbenchmark-dev rapidjson-dev"
+          libgtest-dev libbenchmark-dev rapidjson-dev prometheus-cpp-dev libcpp-httplib-dev"
 case ${1:-} in
 '') ;;
 checks)
     packages="$packages clang clang-format clang-tidy libclang-rt-14-dev valgrind abigail-tools doxygen jq zsh fish
-              python3"
+              python3 prometheus"
     ;;
 *)
     echo "usage: scripts/setup.sh [checks]" >&2

@@ -285,8 +285,8 @@ TEST_F(WatchTest, DoesNotMixTwoGroupsOrTwoSendersOfOnePort) {
     send_to("239.255.1.2", 5);
     send_to("232.1.1.1", 4);
     EXPECT_TRUE(becomes([&] { return packets("mine") == 4 * 7; }));
-    EXPECT_EQ(packets("one"), 3u * 7);
-    EXPECT_EQ(packets("two"), 5u * 7);
+    EXPECT_TRUE(becomes([&] { return packets("one") == 3 * 7; }));
+    EXPECT_TRUE(becomes([&] { return packets("two") == 5 * 7; }));
     EXPECT_EQ(packets("theirs"), 0u);
     const std::string taken = "udp://127.0.0.1:" + std::to_string(other.port);
     watch_.set_sources({{"late", taken}});

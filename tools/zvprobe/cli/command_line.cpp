@@ -180,9 +180,10 @@ void add_probe(CLI::App& root, CommandLine& line) {
 struct WatchSettings {
     std::vector<std::string> urls;
     std::string config;
+    EndpointSettings endpoint;
 
     // -> false: one source, as it has always been
-    bool wanted() const { return urls.size() > 1 || !config.empty(); }
+    bool wanted() const { return urls.size() > 1 || !config.empty() || !endpoint.listen.empty(); }
 };
 
 void add_watch_options(CLI::App& command, WatchSettings& settings) {
@@ -193,6 +194,15 @@ void add_watch_options(CLI::App& command, WatchSettings& settings) {
         ->type_name("FILE")
         ->check(check_given)
         ->excludes("URL");
+    CLI::Option* const listen =
+        command
+            .add_option("--listen", settings.endpoint.listen,
+                        "Answer over HTTP: /metrics, /api/sources, /healthz")
+            ->type_name("[ADDRESS:]PORT")
+            ->check(check_given);
+    add_values(command, "--allow-host", settings.endpoint.allow_hosts, "NAME",
+               "With --listen: a name that it is asked by; repeat for more")
+        ->needs(listen);
 }
 
 std::shared_ptr<WatchOptions> watch_options_of(const WatchSettings& settings,
@@ -204,6 +214,7 @@ std::shared_ptr<WatchOptions> watch_options_of(const WatchSettings& settings,
     options->interval_s = monitor.interval_s;
     options->json_lines = monitor.json_lines;
     options->limits = monitor.limits;
+    options->endpoint = settings.endpoint;
     return options;
 }
 
@@ -213,9 +224,11 @@ void add_monitor(CLI::App& root, CommandLine& line) {
         *root.add_subcommand("monitor", "Report on live transport streams every few seconds");
     const auto watch = std::make_shared<WatchSettings>();
     add_watch_options(command, *watch);
-    command.add_option("--interval", options->interval_s, "Seconds between reports (default 5)")
-        ->option_text(" S")
-        ->check(check_interval);
+    const CLI::Option* const given =
+        command
+            .add_option("--interval", options->interval_s, "Seconds between reports (default 5)")
+            ->option_text(" S")
+            ->check(check_interval);
     command.add_flag("--json-lines", options->json_lines,
                      "Print each report as one line of JSON (docs/JSON.md)");
     command.add_flag("--history", options->history,
@@ -227,16 +240,20 @@ void add_monitor(CLI::App& root, CommandLine& line) {
     add_limits(command, *settings, kInHelp);
     add_exit_help(command, {kExitOk, kExitUsage, kExitCannotOpen, kExitUnknownFormat},
                   "Ctrl-C ends it with a last report.\n");
-    command.callback([options, settings, watch, &line] {
+    command.callback([options, settings, watch, given, &line] {
         if (options->history && !options->json_lines)
             throw CLI::RequiresError("--history", "--json-lines");
         options->limits = limits_from(settings->limits_file, settings->limits);
-        if (watch->wanted() && options->history)
-            throw CLI::ValidationError("--history is for one source");
-        if (watch->wanted()) return choose(line, watch_options_of(*watch, *options));
-        if (watch->urls.empty()) throw CLI::RequiredError("URL");
-        options->source = watch->urls.front();
-        choose(line, options);
+        if (watch->urls.empty() && watch->config.empty()) throw CLI::RequiredError("URL");
+        if (!watch->wanted()) {
+            options->source = watch->urls.front();
+            return choose(line, options);
+        }
+        if (options->history) throw CLI::ValidationError("--history is for one source");
+        const auto many = watch_options_of(*watch, *options);
+        // A service that is asked has a log for what happens, and no use for tables in it.
+        many->reports = watch->endpoint.listen.empty() || options->json_lines || given->count() > 0;
+        choose(line, many);
     });
 }
 

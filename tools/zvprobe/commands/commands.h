@@ -10,6 +10,7 @@
 #include "commands/session.h"
 #include "io/rtp_stream.h"
 #include "ts/indicator_choice.h"
+#include "watch/endpoint.h"
 #include "zvsurvey.h"
 
 namespace zvprobe {
@@ -46,6 +47,7 @@ struct WatchOptions {
     bool reports = true;  // to standard output
     bool json_lines = false;
     ZvSurveyLimits limits = {};
+    EndpointSettings endpoint;  // with an empty address for none
 };
 
 struct ExtractOptions {

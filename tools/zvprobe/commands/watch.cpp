@@ -6,12 +6,14 @@
 #include <chrono>
 #include <iostream>
 #include <map>
+#include <optional>
 #include <thread>
 
 #include "base/interrupt.h"
 #include "base/numbers.h"
 #include "commands/commands.h"
 #include "commands/parts/reload_signal.h"
+#include "io/source.h"
 #include "render/monitor_report.h"
 #include "render/progress.h"
 #include "render/watch_report.h"
@@ -39,6 +41,15 @@ class WatchCommand {
             std::cerr << "zvprobe: " << error.what() << '\n';  // made to be printed
             return kExitUsage;
         }
+        try {
+            listen();
+        } catch (const UsageError& error) {
+            std::cerr << "zvprobe: " << error.what() << '\n';
+            return kExitUsage;
+        } catch (const SourceError& error) {
+            complain(options_.endpoint.listen, error.what());
+            return kExitCannotOpen;
+        }
         while (!interrupted()) {
             std::this_thread::sleep_for(kTick);
             watch_.tick();
@@ -53,6 +64,12 @@ class WatchCommand {
     std::vector<SourceSettings> wanted_sources() const {
         if (options_.config.empty()) return sources_of_urls(options_.urls, options_.limits);
         return sources_of_file(options_.config, options_.limits);
+    }
+
+    void listen() {
+        if (options_.endpoint.listen.empty()) return;
+        endpoint_.emplace(watch_, options_.endpoint);
+        complain("http://" + endpoint_->address(), "answers");
     }
 
     // A file with anything wrong in it changes nothing.
@@ -140,6 +157,7 @@ class WatchCommand {
     const Clock::duration interval_ =
         std::chrono::round<Clock::duration>(Seconds(options_.interval_s));
     Watch watch_;
+    std::optional<Endpoint> endpoint_;
     Clock::time_point next_report_ = Clock::now() + interval_;
     std::map<std::string, Past> past_;
 };

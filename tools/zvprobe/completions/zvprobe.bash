@@ -42,7 +42,7 @@ _zvprobe() {
             mapfile -t COMPREPLY < <(compgen -W "udp:// rtp:// tcp://" -- "$current")
             return
             ;;
-        --indicators | --jobs | --limit | --interval | --pid | --program | --pmt | --pcr | --es | --from | --stream | --service | --provider \
+        --indicators | --jobs | --listen | --allow-host | --limit | --interval | --pid | --program | --pmt | --pcr | --es | --from | --stream | --service | --provider \
             | --name | --count | --reorder-packets | --reorder-ms | *=) return ;;
     esac
 
@@ -51,7 +51,7 @@ _zvprobe() {
     case $(_zvprobe_first_of $commands) in
         "") options=$probe words=$commands ;;
         probe) options=$probe ;;
-        monitor) options="--config --interval --json-lines --history --resolver --stats $limits" ;;
+        monitor) options="--allow-host --config --interval --json-lines --history --listen --resolver --stats $limits" ;;
         extract) options="--pid --program --sections" ;;
         rtp) options="--reorder-packets --reorder-ms" ;;
         pace) options="--to --by --loop" ;;

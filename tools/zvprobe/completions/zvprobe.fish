@@ -46,6 +46,8 @@ end
 set -l monitor "__zvprobe_seen monitor"
 complete -c zvprobe -n $monitor -x -l interval -d 'Seconds between reports'
 complete -c zvprobe -n $monitor -r -l config -d 'File that names the sources'
+complete -c zvprobe -n $monitor -x -l listen -d 'Answer over HTTP'
+complete -c zvprobe -n $monitor -x -l allow-host -d 'Name that it is asked by'
 complete -c zvprobe -n $monitor -l json-lines -d 'One line of JSON each'
 complete -c zvprobe -n $monitor -l history -d 'With --json-lines, how the stream went over its time'
 complete -c zvprobe -n $monitor -l resolver -d 'Show what the resolver tells hosts'

@@ -104,8 +104,13 @@ std::shared_ptr<Receiver> Watch::least_busy() {
 }
 
 void Watch::tick() {
+    ticked_ = std::chrono::steady_clock::now();
     for (const auto& source : sources())
         source->tick();
+}
+
+bool Watch::is_ticking() const {
+    return std::chrono::steady_clock::now() - ticked_.load() < std::chrono::seconds(10);
 }
 
 std::vector<std::shared_ptr<WatchedSource>> Watch::sources() const {

@@ -3,6 +3,8 @@
 // while the rest goes on.
 #pragma once
 
+#include <atomic>
+#include <chrono>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -34,6 +36,9 @@ class Watch {
     // -> the sources in the order in which they were set. Any thread.
     std::vector<std::shared_ptr<WatchedSource>> sources() const;
 
+    // -> whether time passes: tick was called not long ago. Any thread.
+    bool is_ticking() const;
+
     // -> null when there is none of that name. Any thread.
     std::shared_ptr<WatchedSource> source(const std::string& name) const;
 
@@ -55,6 +60,7 @@ class Watch {
     std::vector<Place> places_;
     mutable std::mutex mutex_;  // for the list, which other threads ask for
     std::vector<std::shared_ptr<WatchedSource>> listed_;
+    std::atomic<std::chrono::steady_clock::time_point> ticked_{std::chrono::steady_clock::now()};
 };
 
 }  // namespace zvprobe

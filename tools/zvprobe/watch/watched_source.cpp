@@ -126,6 +126,7 @@ void WatchedSource::closed(const std::string& why, std::chrono::milliseconds wai
     if (retired_) return;
     read_clock();
     open_ = told_up_ = false;
+    if (!live_) survey_->finish();  // a file has an end, and what comes next is another survey's
     why_away_ = why;
     if (lines_.next(now_)) lines_.say("away: " + why + "; tried again in " + seconds_text(wait));
 }

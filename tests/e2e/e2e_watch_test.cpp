@@ -1,0 +1,232 @@
+// SPDX-License-Identifier: MIT
+// `monitor --listen` from outside: what it answers, to whom, and what it bears.
+#include <algorithm>
+#include <regex>
+#include <sstream>
+
+#include "support/await.h"
+#include "support/loopback.h"
+#include "support/tool_process.h"
+#include "support/tool_run.h"
+
+namespace {
+
+using namespace zvtest;
+using nlohmann::json;
+
+constexpr size_t kDatagram = 7 * 188;
+
+class Connection {
+  public:
+    explicit Connection(int port) {
+        const sockaddr_in to = loopback(port);
+        is_open = connect(fd_, reinterpret_cast<const sockaddr*>(&to), sizeof to) == 0;
+    }
+    ~Connection() { close(fd_); }
+    Connection(const Connection&) = delete;
+    Connection& operator=(const Connection&) = delete;
+
+    void send(const std::string& text) const {
+        ::send(fd_, text.data(), text.size(), MSG_NOSIGNAL);
+    }
+    // -> all that comes until the other side closes, or for so long nothing does
+    std::string receive(int wait_ms = 10'000) const {
+        std::string all;
+        char piece[65536];
+        for (;;) {
+            pollfd entry = {fd_, POLLIN, 0};
+            if (poll(&entry, 1, wait_ms) != 1) return all + "(still open)";
+            const ssize_t n = recv(fd_, piece, sizeof piece, 0);
+            if (n <= 0) return all;
+            all.append(piece, static_cast<size_t>(n));
+        }
+    }
+
+    bool is_open = false;
+
+  private:
+    int fd_ = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+};
+
+class Watch : public ToolTest {
+  protected:
+    void start(std::vector<std::string> arguments) {
+        arguments.insert(arguments.begin(), {"monitor", "--listen", "0"});
+        tool_.emplace(dir_, arguments);
+        const std::regex line("http://127.0.0.1:([0-9]+): answers");
+        ASSERT_TRUE(await([&] {
+            const std::string told = read_file(dir_ / "stderr");
+            std::smatch found;
+            if (!std::regex_search(told, found, line)) return false;
+            port_ = std::stoi(found[1]);
+            return true;
+        })) << read_file(dir_ / "stderr");
+    }
+    std::string ask(const std::string& request) const {
+        const Connection connection(port_);
+        connection.send(request);
+        return connection.receive();
+    }
+    std::string get(const std::string& path) const {
+        const std::string all = ask("GET " + path + " HTTP/1.1\r\nHost: localhost\r\n\r\n");
+        const size_t end = all.find("\r\n\r\n");
+        return all.starts_with("HTTP/1.1 200") && end != all.npos ? all.substr(end + 4) : "";
+    }
+    // Metric lines by what stands before the value.
+    std::map<std::string, double> metrics() const {
+        std::map<std::string, double> all;
+        std::istringstream lines(get("/metrics"));
+        for (std::string line; std::getline(lines, line);)
+            if (!line.starts_with('#'))
+                all[line.substr(0, line.rfind(' '))] = std::stod(line.substr(line.rfind(' ')));
+        return all;
+    }
+    bool shows(const std::string& name, double value) const {
+        return await([&] {
+            std::this_thread::sleep_for(std::chrono::milliseconds(20));
+            const auto all = metrics();
+            const auto found = all.find(name);
+            return found != all.end() && found->second == value;
+        });
+    }
+
+    std::optional<ToolProcess> tool_;
+    int port_ = 0;
+};
+
+TEST_F(Watch, TellsInMetricsWhatProbeTellsOfTheSameStream) {
+    const std::string name = "three-programs.ts", path = media(name);
+    std::string damaged = read_file(path);
+    damaged.erase(1000 * 188, 188);
+    folder_.put(name, damaged);
+    const json known = account(name).at("mpegts");
+    file("[a]\nurl = " + name + "\nlabels.site = \"n\"\n");
+    start({"--config", "stream"});
+    const std::string of = "source=\"a\",site=\"n\"";
+    ASSERT_TRUE(shows("zvprobe_ts_packets_total{" + of + "}", known["packets"]));
+    ASSERT_TRUE(
+        await([&] { return read_file(dir_ / "stderr").find("the end") != std::string::npos; }));
+    const std::string text = get("/metrics");
+    const auto all = metrics();
+    EXPECT_EQ(all.at("zvprobe_ts_bytes_total{" + of + "}"), known["bytes"]);
+    for (const json& pid : known["pids"]) {
+        char number[8];
+        std::snprintf(number, sizeof number, "0x%x", pid["pid"].get<unsigned>());
+        const std::string label = "{" + of + ",pid=\"" + number + "\"}";
+        EXPECT_EQ(all.at("zvprobe_pid_packets_total" + label), pid["packets"]);
+        if (pid["continuity"].is_null()) continue;
+        EXPECT_EQ(all.at("zvprobe_continuity_errors_total" + label), pid["continuity"]["errors"]);
+        EXPECT_EQ(all.at("zvprobe_packets_lost_total" + label), pid["continuity"]["lost"]);
+        const json& pcr = pid["pcr"];
+        if (pcr.is_null() || pcr["interval_ms"].is_null()) continue;
+        EXPECT_NEAR(all.at("zvprobe_pcr_interval_max_seconds" + label) * 1000,
+                    pcr["interval_ms"]["max"], 1e-6);
+    }
+    for (const json& indicator : known["tr101290"]) {
+        if (indicator["measured"] != true) continue;
+        const std::string id = indicator["id"];
+        EXPECT_EQ(all.at("zvprobe_tr101290_errors_total{" + of + ",priority=\"" + id[0] +
+                         "\",indicator=\"" + id + "\"}"),
+                  indicator["count"]);
+    }
+    EXPECT_NE(text.find("zvprobe_service_info{" + of + ",program_number=\"1\",name=\""), text.npos);
+    EXPECT_NE(text.find(",use=\"video\",codec=\""), text.npos);
+    folder_.put("metrics", text);
+    if (shell("command -v promtool").status == 0) {
+        const Outcome checked = shell("promtool check metrics < metrics");
+        EXPECT_EQ(checked.status, 0) << checked.out << checked.err;
+    }
+    const json listed = json::parse(get("/api/sources"))["sources"][0];
+    EXPECT_EQ(listed["packets"], known["packets"]);
+    EXPECT_EQ(listed["labels"]["site"], "n");
+    EXPECT_EQ(json::parse(get("/api/sources/a"))["sources"][0]["mpegts"], known);
+}
+
+TEST_F(Watch, GoesOnCountingThroughReloadsAndRefusesAWrongFile) {
+    Loopback loopback;
+    loopback.give_port_away();
+    const std::string bytes = read_file(media("single.ts"));
+    const std::string url = "url = udp://127.0.0.1:" + std::to_string(loopback.port) + "\n";
+    const std::string packets = "zvprobe_ts_packets_total{source=\"a\"}";
+    file("[a]\n" + url);
+    start({"--config", "stream"});
+    for (size_t i = 0; i < 20; ++i)
+        loopback.send(bytes.substr(i * kDatagram, kDatagram));
+    EXPECT_TRUE(shows(packets, 140));
+    EXPECT_EQ(metrics().at("zvprobe_up{source=\"a\"}"), 1);
+    const auto reload = [&](const std::string& text, const std::string& says) {
+        file(text);
+        tool_->send(SIGHUP);
+        return await([&] { return read_file(dir_ / "stderr").find(says) != std::string::npos; });
+    };
+    EXPECT_TRUE(reload("[a]\n" + url + "[b]\nurl = x://y\n", "stream:4: url \"x://y\": unknown"));
+    EXPECT_EQ(metrics().at(packets), 140);
+    EXPECT_TRUE(reload("[b]\nurl = none\n", "stream: read again"));
+    EXPECT_TRUE(shows("zvprobe_up{source=\"b\"}", 0));
+    EXPECT_FALSE(metrics().contains(packets));
+    EXPECT_TRUE(reload("[a]\n" + url + "[a.limits]\npat = 3\n", "b: away"));
+    EXPECT_TRUE(shows(packets, 140));
+    for (size_t i = 20; i < 40; ++i)
+        loopback.send(bytes.substr(i * kDatagram, kDatagram));
+    EXPECT_TRUE(shows(packets, 280));
+    tool_->send(SIGTERM);
+    EXPECT_EQ(tool_->wait(), 0);
+}
+
+TEST_F(Watch, AnswersOnlyWhatItIsAskedFor) {
+    start({"--allow-host", "Probe.example", "none"});
+    const std::string good = "GET /healthz HTTP/1.1\r\nHost: ";
+    for (const auto& [request, answer] : {
+             std::pair{good + "localhost\r\n\r\n", "200 .*ok\n"},
+             {good + "127.0.0.1:" + std::to_string(port_) + "\r\n\r\n", "200 .*ok\n"},
+             {good + "probe.EXAMPLE:80\r\n\r\n", "200 "},
+             {std::string("HEAD /healthz HTTP/1.1\r\nHost: localhost\r\n\r\n"),
+              "200 .*Content-Length: 3\r\n.*\r\n\r\n$"},
+             {good + "evil.example\r\n\r\n", "403 "},
+             {good + "localhost.evil.example\r\n\r\n", "403 "},
+             {good + "localhost\r\nHost: evil.example\r\n\r\n", "403 "},
+             {std::string("GET /healthz HTTP/1.1\r\n\r\n"), "403 "},
+             {std::string("GET / HTTP/1.1\r\nHost: [\r\n\r\n"), "403 "},
+             {std::string("POST /metrics HTTP/1.1\r\nHost: localhost\r\nContent-Length: 9\r\n\r\n"),
+              "405 .*Allow: GET, HEAD"},
+             {std::string("DELETE /api/sources/none HTTP/1.1\r\nHost: localhost\r\n\r\n"), "405 "},
+             {std::string("BREW / HTTP/1.1\r\nHost: localhost\r\n\r\n"), "400 "},
+             {std::string("GET /../../etc/passwd HTTP/1.1\r\nHost: localhost\r\n\r\n"), "404 "},
+             {std::string("GET /api/sources/%2e%2e%2fstream HTTP/1.1\r\nHost: localhost\r\n\r\n"),
+              "404 "},
+             {std::string("GET /api/sources/none HTTP/1.1\r\nHost: localhost\r\n\r\n"),
+              "200 .*\"cannot_open\""},
+             {"GET /" + std::string(9000, 'a') + " HTTP/1.1\r\nHost: localhost\r\n\r\n", "414 "},
+             {good + "localhost\r\nRange: bytes=0-0,0-0,1-1\r\n\r\n", "20[06] .*ok\n"},
+         }) {
+        const std::string got = ask(request);
+        EXPECT_TRUE(std::regex_search(
+            got, std::regex("^HTTP/1.1 " +
+                            std::regex_replace(std::string(answer), std::regex("\\."), "[^]"))))
+            << request.substr(0, 200) << got.substr(0, 2000);
+    }
+    // A head without an end is not read for ever.
+    std::string flood = good + "localhost\r\n";
+    while (flood.size() < 100'000)
+        flood += "X: " + std::to_string(flood.size()) + "\r\n";
+    EXPECT_FALSE(ask(flood).starts_with("HTTP/1.1 200"));
+    EXPECT_EQ(shell("zvprobe monitor --listen nowhere none").status, 2);
+    EXPECT_EQ(shell("zvprobe monitor --listen " + std::to_string(port_) + " none").status, 3);
+    EXPECT_EQ(shell("zvprobe monitor --allow-host x none").status, 2);
+}
+
+TEST_F(Watch, AnswersOthersWhileSomeAreSlow) {
+    start({"none"});
+    std::vector<std::unique_ptr<Connection>> halves;
+    for (int i = 0; i < 200; ++i) {
+        halves.push_back(std::make_unique<Connection>(port_));
+        halves.back()->send("GET /metrics HTTP/1.1\r\nHo");
+    }
+    const auto begin = std::chrono::steady_clock::now();
+    EXPECT_EQ(get("/healthz"), "ok\n");
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(5));
+    EXPECT_TRUE(halves.front()->is_open);
+    EXPECT_EQ(halves.front()->receive().find("(still open)"), std::string::npos);
+}
+
+}  // namespace
