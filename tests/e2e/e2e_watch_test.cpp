@@ -52,6 +52,7 @@ class Watch : public ToolTest {
   protected:
     void start(std::vector<std::string> arguments) {
         arguments.insert(arguments.begin(), {"monitor", "--listen", "0"});
+        std::filesystem::remove(dir_ / "stderr");
         tool_.emplace(dir_, arguments);
         const std::regex line("http://127.0.0.1:([0-9]+): answers");
         ASSERT_TRUE(await([&] {
@@ -213,6 +214,27 @@ TEST_F(Watch, AnswersOnlyWhatItIsAskedFor) {
     EXPECT_EQ(shell("zvprobe monitor --listen nowhere none").status, 2);
     EXPECT_EQ(shell("zvprobe monitor --listen " + std::to_string(port_) + " none").status, 3);
     EXPECT_EQ(shell("zvprobe monitor --allow-host x none").status, 2);
+}
+
+TEST_F(Watch, ShowsPagesInWhichNamesAreOnlyText) {
+    const std::string name = "<b a=\"1\">&c d.ts";
+    folder_.put(name, read_file(media("single.ts")));
+    folder_.put("s.ts", read_file(media("single.ts")));
+    file("[one]\nurl = s.ts\nlabels.x = '<i>'\n");
+    start({"--config", "stream", "--interval", "0.2"});
+    ASSERT_TRUE(shows("zvprobe_ts_packets_total{source=\"one\",x=\"<i>\"}", 1679));
+    const std::string all = get("/");
+    EXPECT_NE(all.find("<a href=\"/sources/one\">one</a></td><td>1679</td>"), all.npos) << all;
+    EXPECT_NE(all.find("x=&lt;i&gt;"), all.npos) << all;
+    EXPECT_NE(get("/sources/one").find("Colour Bars"), std::string::npos);
+    tool_.reset();
+    start({name, "udp://127.0.0.1:" + std::to_string(free_port(SOCK_DGRAM))});
+    const std::string link = "%3Cb%20a%3D%221%22%3E%26c%20d%2Ets";
+    EXPECT_NE(get("/").find("<a href=\"/sources/" + link + "\">&lt;b a=&quot;1&quot;&gt;&amp;c d"),
+              std::string::npos);
+    EXPECT_TRUE(await([&] { return get("/sources/" + link).find("H.264") != std::string::npos; }));
+    EXPECT_EQ(get("/sources/" + link).find("<b a"), std::string::npos);
+    EXPECT_EQ(get("/sources/other"), "");
 }
 
 TEST_F(Watch, AnswersOthersWhileSomeAreSlow) {

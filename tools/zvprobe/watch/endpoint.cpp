@@ -20,7 +20,7 @@ namespace zvprobe {
 namespace {
 
 constexpr size_t kWorkers = 64;  // connections that are served at a time
-constexpr size_t kMostWaiting = 256;
+constexpr int kMostWaiting = 256;
 constexpr char kUsualAddress[] = "127.0.0.1";
 constexpr uint32_t kLargestPort = 65535;
 
@@ -58,7 +58,7 @@ class Workers : public httplib::TaskQueue {
 
     void enqueue(std::function<void()> task) override {
         std::unique_lock lock(mutex_);
-        room_.wait(lock, [this] { return tasks_.size() < kMostWaiting; });
+        room_.wait(lock, [this] { return tasks_.size() < size_t{kMostWaiting}; });
         tasks_.push_back(std::move(task));
         waiting_ = tasks_.size();
         wake_.notify_one();
@@ -146,6 +146,8 @@ class Endpoint::Server : private httplib::Server {
         else if (!bind_to_port(address_.host, address_.port))
             address_.port = -1;
         if (address_.port < 0) throw SourceError("cannot listen there");
+        // The library has five wait, beyond which clients try again seconds later.
+        ::listen(svr_sock_, kMostWaiting);
     }
 
     // Signals are the main thread's.

@@ -5,8 +5,11 @@
 #include <sstream>
 
 #include "base/json.h"
+#include "base/printable.h"
 #include "bitStream.h"
 #include "render/json_report.h"
+#include "render/text_report.h"
+#include "watch/html.h"
 #include "watch/metrics.h"
 
 namespace zvprobe {
@@ -15,7 +18,9 @@ namespace {
 constexpr char kText[] = "text/plain; charset=utf-8";
 constexpr char kJson[] = "application/json";
 constexpr char kMetrics[] = "text/plain; version=0.0.4; charset=utf-8";
+constexpr char kHtml[] = "text/html; charset=utf-8";
 constexpr std::string_view kSources = "/api/sources/";
+constexpr std::string_view kReports = "/sources/";
 constexpr int kIndent = 2;
 
 Json source_json(const WatchedSource& source) {
@@ -60,6 +65,53 @@ Page source_page(const Watch& watch, const std::string& name) {
     return {200, kJson, out.str()};
 }
 
+std::string cell(const std::string& text) {
+    return "<td>" + html_text(text) + "</td>";
+}
+
+std::string row_of(const WatchedSource& source) {
+    const SourceState state = source.state();
+    const Tallies& tallies = state.tallies;
+    const std::string& name = source.settings().name;
+    std::string row =
+        "<tr><td><a href=\"/sources/" + path_part(name) + "\">" + html_text(name) + "</a></td>";
+    for (const uint64_t count :
+         {tallies.packets.sum(), state.indicator("1.4"), tallies.transport_errors.sum(),
+          tallies.rtp_packets_lost.sum(), tallies.receive_drops, tallies.reconnects})
+        row += cell(std::to_string(count));
+    row += state.up ? "<td class=\"up\">up</td>"
+                    : "<td class=\"away\">away " + html_text(printable(state.why_away)) + "</td>";
+    std::string labels;
+    for (const auto& [label, value] : source.settings().labels)
+        labels.append(labels.empty() ? "" : ", ").append(label).append("=").append(value);
+    return row + cell(labels) + "</tr>\n";
+}
+
+Page overview(const Watch& watch) {
+    std::string body =
+        "<h1>Sources</h1><table><tr><th>source</th><th>packets</th><th>continuity errors</th>"
+        "<th>transport errors</th><th>RTP lost</th><th>dropped</th><th>reopened</th><th>state</th>"
+        "<th>labels</th></tr>\n";
+    for (const auto& source : watch.sources())
+        body += row_of(*source);
+    return {200, kHtml, html_page("zvprobe", body + "</table>")};
+}
+
+Page report_page(const Watch& watch, const std::string& name) {
+    const auto source = watch.source(name);
+    if (!source) return not_found();
+    const SourceReport report = source->report();
+    std::ostringstream out;
+    if (report.failure)
+        out << printable(report.failure->message) << '\n';
+    else
+        print_text(out, report, {});
+    const std::string body = "<p><a href=\"/\">all sources</a> &middot; <a href=\"/api/sources/" +
+                             path_part(name) + "\">JSON</a></p><h1>" + html_text(name) +
+                             "</h1><pre>" + html_text(out.str()) + "</pre>";
+    return {200, kHtml, html_page(name, body)};
+}
+
 Page health_page(const Watch& watch) {
     if (watch.is_ticking()) return {200, kText, "ok\n"};
     return {503, kText, "the watch stands still\n"};
@@ -72,6 +124,8 @@ Page page_at(const Watch& watch, const std::string& path) {
     if (path == "/healthz") return health_page(watch);
     if (path == "/api/sources") return sources_page(watch);
     if (path.starts_with(kSources)) return source_page(watch, path.substr(kSources.size()));
+    if (path == "/") return overview(watch);
+    if (path.starts_with(kReports)) return report_page(watch, path.substr(kReports.size()));
     return not_found();
 }
 
