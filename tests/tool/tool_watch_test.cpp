@@ -187,6 +187,32 @@ TEST(WatchedSource, BoundsWhatNoiseCanMake) {
     EXPECT_TRUE(state.pids.contains(0x1000));
 }
 
+TEST(WatchedSource, IsAsExactAfterAYearAsAfterAMinute) {
+    constexpr uint64_t kSecond = 1'000'000, kYear = 366 * 86'400 * kSecond;
+    const Bytes bytes = load_media("three-programs.ts");
+    const auto survey_with_gap = [&](uint64_t gap_us, uint64_t tick_us) {
+        SurveyCallbacks callbacks;
+        callbacks.on_event = [](const ZvSurveyEvent&) {};
+        callbacks.on_packets = [](Piece, size_t, uint64_t) {};
+        SurveyRun run(std::move(callbacks));
+        uint64_t now = kYear;
+        for (const bool last : {false, true}) {
+            for (size_t at = 0; at < bytes.size(); at += kDatagram, now += 19'000)
+                run.feed_at(Piece(bytes).subspan(at, std::min(kDatagram, bytes.size() - at)), now);
+            for (const uint64_t end = now + gap_us; !last && now < end; now += tick_us)
+                run.tick(now);
+        }
+        std::map<std::string, uint64_t> counts = {{"packets", run.totals().packets}};
+        for (const ZvSurveyIndicator& indicator : run.indicators())
+            counts[indicator.id] = indicator.count;
+        return counts;
+    };
+    const auto minute = survey_with_gap(60 * kSecond, kSecond);
+    EXPECT_EQ(minute.at("packets"), 2 * bytes.size() / 188);
+    EXPECT_GT(minute.at("1.3.a"), 0u);
+    EXPECT_EQ(survey_with_gap(kYear, 3600 * kSecond), minute);
+}
+
 // A watch that is ticked, and asked for everything by a thread of its own.
 class WatchTest : public testing::Test {
   protected:
