@@ -4,8 +4,8 @@
 #include <algorithm>
 
 #include "bitStream/log.h"
-#include "mpeg/ts_tools/out_file.h"
 #include "mpeg/ts_tools/owned.h"
+#include "mpeg/ts_tools/result_file.h"
 #include "mpeg/ts_tools/rtp_order.h"
 #include "mpeg/ts_tools/stream_tool.h"
 #include "ts_tools.h"
@@ -46,7 +46,7 @@ class RtpDemux {
 
     zv::StreamTool tool_;
     zv::RtpOrder order_;
-    zv::OutFile out_;
+    zv::ResultFile out_;
     Framing framing_ = Framing::kUnknown;
     uint64_t bad_ = 0;
     bool is_written_ = true;
