@@ -2,6 +2,7 @@
 // What a PMT says of a stream: codec by descriptors and stream_type, languages.
 #include <algorithm>
 
+#include "bitStream/big_endian.h"
 #include "survey/codecs/codec.h"
 #include "survey/codecs/descriptors.h"
 

@@ -9,8 +9,6 @@
 #include <optional>
 #include <span>
 
-#include "survey/codecs/load.h"
-
 namespace zv::survey {
 
 struct Descriptor {
@@ -34,13 +32,6 @@ class Descriptors {
     static constexpr size_t kHeader = 2;
     std::span<const uint8_t> rest_;
 };
-
-constexpr uint32_t four_letters(const char (&text)[5]) {
-    uint32_t value = 0;
-    for (int i = 0; i < 4; ++i)
-        value = value << 8 | static_cast<uint8_t>(text[i]);
-    return value;
-}
 
 constexpr uint8_t kExtensionTag = 0x7F;  // ETSI EN 300 468, 6.2.18: the tag proper follows
 

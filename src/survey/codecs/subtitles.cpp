@@ -4,6 +4,7 @@
 
 #include <algorithm>
 
+#include "bitStream/big_endian.h"
 #include "survey/codecs/descriptors.h"
 
 namespace zv::survey {
@@ -37,12 +38,7 @@ SubtitlePage teletext_page(std::span<const uint8_t> entry) {
 SubtitlePage dvb_page(std::span<const uint8_t> entry) {
     const uint8_t type = entry[3];
     const bool hearing_impaired = type >= 0x20 && type <= 0x25;
-    return {language_of(entry),
-            type,
-            false,
-            true,
-            hearing_impaired,
-            static_cast<uint16_t>(load_be16(entry.subspan(4)))};
+    return {language_of(entry), type, false, true, hearing_impaired, load_be16(entry.subspan(4))};
 }
 
 }  // namespace

@@ -72,7 +72,7 @@ class TagCopy {
         const bool whole = shift_.moves() ? copy_moved(piece.length) : copy(piece.length);
         if (!whole || !piece.size_word) return whole;
         uint8_t word[ZV_FLV_PREVIOUS_TAG_SIZE];
-        put_big_endian(word, *piece.size_word);
+        store_big_endian(word, *piece.size_word);
         write(word);
         return true;
     }
@@ -84,11 +84,6 @@ class TagCopy {
     }
 
   private:
-    static void put_big_endian(std::span<uint8_t> out, uint32_t value) {
-        for (auto at = out.rbegin(); at != out.rend(); ++at, value >>= 8)
-            *at = static_cast<uint8_t>(value);
-    }
-
     // -> false where the source ends before, as the next does
     bool copy(uint64_t length) {
         for (uint64_t left = length; left > 0;) {
@@ -107,9 +102,8 @@ class TagCopy {
             cursor_.read(ZV_FLV_TAG_HEADER_SIZE, header_);
             if (header_.size() < ZV_FLV_TAG_HEADER_SIZE) return false;
             const std::span header(header_);
-            const uint32_t stamp = big_endian(header.subspan(4, 3)) | uint32_t{header[7]} << 24;
-            const uint32_t moved = shift_.moved_stamp(bytes_, stamp);
-            put_big_endian(header.subspan(4, 3), moved);
+            const uint32_t moved = shift_.moved_stamp(bytes_, flv_timestamp(header));
+            store_big_endian(header.subspan(4, 3), moved);
             header[7] = static_cast<uint8_t>(moved >> 24);
             const uint64_t body = big_endian(header.subspan(1, 3)) + ZV_FLV_PREVIOUS_TAG_SIZE;
             write(header);
