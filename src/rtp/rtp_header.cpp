@@ -30,10 +30,21 @@ size_t padding_of(std::span<const uint8_t> payload) {
     return payload.back();
 }
 
+// A time code may begin like a head of RTP, which may have a sync byte's value where the first packet
+// would have one: each packet must have its own.
+bool is_time_coded_packets(std::span<const uint8_t> bytes) {
+    if (bytes.size() % kTimeCodedPacketSize != 0) return false;
+    for (size_t at = kTimeCodedPacketSize - kTsPacketSize; at < bytes.size();
+         at += kTimeCodedPacketSize)
+        if (bytes[at] != kTsSyncByte) return false;
+    return true;
+}
+
 }  // namespace
 
 bool is_whole_packets(std::span<const uint8_t> bytes) {
-    if (bytes.empty() || bytes[0] != kTsSyncByte) return false;
+    if (bytes.empty()) return false;
+    if (bytes[0] != kTsSyncByte) return is_time_coded_packets(bytes);
     return std::ranges::any_of(kPacketSizes, [&](size_t size) { return bytes.size() % size == 0; });
 }
 
