@@ -127,19 +127,11 @@ class Extraction {
     FindingLog findings_;
 };
 
-int extract(const ExtractOptions& options, const Session& session) {
-    try {
-        return Extraction(options, session).run();
-    } catch (const UsageError& error) {
-        complain(options.source, error.what());
-        return kExitUsage;
-    }
-}
-
 }  // namespace
 
 int run_command(const ExtractOptions& options, const Session& session) {
-    return run_copy({options.source, options.directory}, [&] { return extract(options, session); });
+    return run_copy({options.source, options.directory},
+                    [&] { return Extraction(options, session).run(); });
 }
 
 }  // namespace zvprobe
