@@ -286,7 +286,7 @@ void add_remap(CLI::App& root, CommandLine& line) {
                "Leave a PID out, in the tables as well; repeat for more");
     command.add_flag("--drop-nulls", options->drop_nulls, "Leave null packets out");
     add_exit_help(command, {kExitOk, kExitUsage, kExitCannotOpen, kExitUnknownFormat},
-                  "PIDs and numbers are decimal, or hexadecimal behind 0x. A number without\n"
+                  "PIDs and numbers are decimal, or hexadecimal after 0x. A number without\n"
                   "OLD, and --pmt, --pcr, --es, are of the only programme, or that of --from.\n");
     when_named(command, line, options);
 }

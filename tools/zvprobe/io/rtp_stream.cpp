@@ -12,7 +12,7 @@ namespace {
 constexpr int kMostAhead = 3000;
 
 zv::RtpRules rules_for(const RtpWindow& window) {
-    return {window.packets, kMostAhead, zv::RtpSequence::kMostBehind, true};
+    return {window.packets, kMostAhead, zv::RtpSequence::kMostLate, true};
 }
 
 }  // namespace
