@@ -34,8 +34,7 @@ size_t padding_of(std::span<const uint8_t> payload) {
 // would have one: each packet must have its own.
 bool is_time_coded_packets(std::span<const uint8_t> bytes) {
     if (bytes.size() % kTimeCodedPacketSize != 0) return false;
-    for (size_t at = kTimeCodedPacketSize - kTsPacketSize; at < bytes.size();
-         at += kTimeCodedPacketSize)
+    for (size_t at = kTimeCodeSize; at < bytes.size(); at += kTimeCodedPacketSize)
         if (bytes[at] != kTsSyncByte) return false;
     return true;
 }

@@ -10,8 +10,6 @@
 namespace zv {
 namespace {
 
-constexpr size_t kTimeCodeSize = kTimeCodedPacketSize - kTsPacketSize;
-
 // So many packet starts in a row are no accident: one in 10^12 places of random bytes.
 constexpr size_t kSyncRun = 5;
 

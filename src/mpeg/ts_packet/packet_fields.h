@@ -13,8 +13,9 @@ namespace zv {
 
 constexpr uint8_t kTsSyncByte = 0x47;
 constexpr int kTsPacketSize = 188;
-constexpr int kTimeCodedPacketSize = 192;  // 4 bytes of time code in front of each packet
-constexpr int kParityPacketSize = 204;     // 16 bytes of Reed-Solomon parity after each packet
+constexpr int kTimeCodeSize = 4;
+constexpr int kTimeCodedPacketSize = kTimeCodeSize + kTsPacketSize;  // the code comes first
+constexpr int kParityPacketSize = 204;  // 16 bytes of Reed-Solomon parity after each packet
 // The sizes that a stream may have. Ties go to the first.
 inline constexpr int kPacketSizes[] = {kTsPacketSize, kTimeCodedPacketSize, kParityPacketSize};
 constexpr int kTsHeaderSize = 4;

@@ -10,10 +10,6 @@
 namespace zv::survey {
 namespace {
 
-constexpr uint8_t kVbiTeletext = 0x46;
-constexpr uint8_t kTeletext = 0x56;
-constexpr uint8_t kSubtitling = 0x59;
-
 Language language_of(std::span<const uint8_t> entry) {
     Language language;
     std::copy_n(entry.begin(), language.size(), language.begin());
@@ -50,8 +46,8 @@ size_t declared_subtitles(std::span<const uint8_t> descriptors, std::span<Subtit
     size_t count = 0;
     Descriptors loop(descriptors);
     while (const auto descriptor = loop.next()) {
-        const bool teletext = descriptor->tag == kTeletext || descriptor->tag == kVbiTeletext;
-        if (!teletext && descriptor->tag != kSubtitling) continue;
+        const bool teletext = descriptor->tag == kTagTeletext || descriptor->tag == kTagVbiTeletext;
+        if (!teletext && descriptor->tag != kTagSubtitling) continue;
         const size_t entry = teletext ? kTeletextEntry : kDvbEntry;
         for (auto body = descriptor->body; body.size() >= entry && count < room;
              body = body.subspan(entry))

@@ -10,6 +10,7 @@
 #include <utility>
 #include <vector>
 
+#include "survey/codecs/descriptors.h"
 #include "survey/psi/section.h"
 
 namespace zv::survey {
@@ -36,7 +37,6 @@ constexpr uint8_t kTableIdSplice = 0xFC;  // ANSI/SCTE 35
 constexpr uint16_t kTablePids[] = {kPidPat, kPidCat, 0x0002, kPidNit, kPidSdt, kPidEit,
                                    kPidRst, kPidTdt, 0x001E, 0x001F,  kPidPsip};
 
-constexpr uint8_t kTagRegistration = 0x05;
 constexpr uint8_t kTagCa = 0x09;
 constexpr uint8_t kTagNetworkName = 0x40;
 constexpr uint8_t kTagService = 0x48;
@@ -75,12 +75,9 @@ class BodyReader {
 // Calls see(tag, bytes) for each descriptor of a loop.
 template <typename See>
 void for_each_descriptor(Bytes loop, See see) {
-    BodyReader reader(loop);
-    while (reader.left() >= 2) {
-        const uint8_t tag = reader.u8();
-        const size_t length = reader.u8();
-        see(tag, reader.take(length));
-    }
+    Descriptors descriptors(loop);
+    while (const auto descriptor = descriptors.next())
+        see(descriptor->tag, descriptor->body);
 }
 
 // Calls see(program_number, pid) for each entry; number 0 is the network's PID.
