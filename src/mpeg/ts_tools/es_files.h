@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // Elementary streams into files: which PIDs are streams, as the analyser learns it, and one file
-// for each. Unwrapping is PesPayload's, safe writing ResultFile's.
+// for each. PesPayload unwraps them, ResultFile writes them.
 #pragma once
 
 #include <cstdint>

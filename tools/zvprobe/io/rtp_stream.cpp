@@ -32,7 +32,7 @@ void RtpStream::deliver(void* self, size_t slot) {
 }
 
 // Of the types that senders and receivers agree upon, the one that has carried whole packets does;
-// others stand for what goes along with it.
+// others carry what accompanies it.
 bool RtpStream::carries_packets(const zv::RtpPacket& packet) const {
     if (packet.payload_type == zv::kRtpTransportStream) return true;
     if (packet.payload_type < zv::kFirstDynamicType) return false;

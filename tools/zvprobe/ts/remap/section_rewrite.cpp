@@ -181,7 +181,7 @@ void rewrite_channel(std::span<uint8_t> channel, const Identifiers& ids) {
     }
 }
 
-// Nothing is taken out of it: it goes along only with the whole stream.
+// Nothing can be taken out of it, so it is copied only with the whole stream.
 Rewritten rewrite_vct(const Section& section, const Identifiers& ids) {
     std::vector<uint8_t> bytes(section.bytes().begin(), section.bytes().end() - kCrcSize);
     auto rest = std::span(bytes).subspan(std::min(bytes.size(), kLongHeadSize + 2));
@@ -202,7 +202,7 @@ std::vector<uint8_t> as_it_came(const Section& section) {
     return {section.bytes().begin(), section.bytes().end()};
 }
 
-// What tells of other streams goes along only with all of this one.
+// A table about other streams is copied only when all of this one is.
 Rewritten unless_cut(const Section& section, const Identifiers& ids) {
     if (ids.only) return std::nullopt;
     return as_it_came(section);
