@@ -64,9 +64,9 @@ void empty(PacketBytes packet) {
 
 // What follows the PCR moves up, stuffing fills the end.
 void remove_pcr(PacketBytes packet) {
-    const auto end = static_cast<size_t>(kTsHeaderSize + zv::adaptation_size(packet.data()));
+    const auto size = static_cast<size_t>(zv::adaptation_size(packet.data()));
     packet[kFlagsAt] &= static_cast<uint8_t>(~(zv::kPcrFlag | kDiscontinuityFlag));
-    const auto field = packet.first(end).subspan(kPcrField);
+    const auto field = packet.first(kTsHeaderSize + size).subspan(kPcrField);
     const auto rest = std::copy(field.begin() + kPcrFieldSize, field.end(), field.begin());
     std::fill(rest, field.end(), uint8_t{0xFF});
 }
