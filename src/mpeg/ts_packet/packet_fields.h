@@ -91,16 +91,21 @@ struct HeaderWord {
 };
 
 // -> bytes between a packet's header and where its payload starts, or would
+inline int adaptation_size(const uint8_t* packet, HeaderWord head) {
+    return head.has_adaptation_field() ? adaptation_field_size(packet + kTsHeaderSize) : 0;
+}
 inline int adaptation_size(const uint8_t* packet) {
-    const bool has_field = HeaderWord{load_be32(packet)}.has_adaptation_field();
-    return has_field ? adaptation_field_size(packet + kTsHeaderSize) : 0;
+    return adaptation_size(packet, HeaderWord{load_be32(packet)});
 }
 
 // -> the payload of a packet; empty where it has none or its adaptation field leaves no room for it
-inline std::span<const uint8_t> payload_of(const uint8_t* packet) {
-    if (!HeaderWord{load_be32(packet)}.has_payload()) return {};
-    const int at = kTsHeaderSize + adaptation_size(packet);
+inline std::span<const uint8_t> payload_of(const uint8_t* packet, HeaderWord head) {
+    if (!head.has_payload()) return {};
+    const int at = kTsHeaderSize + adaptation_size(packet, head);
     return {packet + at, static_cast<size_t>(kTsPacketSize - at)};
+}
+inline std::span<const uint8_t> payload_of(const uint8_t* packet) {
+    return payload_of(packet, HeaderWord{load_be32(packet)});
 }
 
 // The PCR in 27 MHz ticks, from the six bytes of its field: a base of 33 bits in 90 kHz, six

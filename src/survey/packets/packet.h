@@ -46,7 +46,7 @@ class Packet {
     }
     uint64_t pcr() const { return load_pcr(bytes_ + kPcrField); }
 
-    std::span<const uint8_t> payload() const { return payload_of(bytes_); }
+    std::span<const uint8_t> payload() const { return payload_of(bytes_, head_); }
 
     // Do both have the same bytes, but for the PCR? That is what a duplicate is (2.4.3.3).
     bool repeats(const uint8_t* other) const {
