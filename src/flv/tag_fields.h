@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// The flags of an FLV file's header and of its tags' headers, and the type markers of AMF0 values in
-// script data. The library's reader and the tool's use these.
+// The flags of an FLV file's header and of its tags' headers, and the type markers of AMF0 values
+// in script data. The library's reader and the tool's use these.
 #pragma once
 
 #include <cstdint>

@@ -30,8 +30,8 @@ size_t padding_of(std::span<const uint8_t> payload) {
     return payload.back();
 }
 
-// A time code may begin like a head of RTP, which may have a sync byte's value where the first packet
-// would have one: each packet must have its own.
+// A time code may begin like a head of RTP, which may have a sync byte's value where the first
+// packet would have one: each packet must have its own.
 bool is_time_coded_packets(std::span<const uint8_t> bytes) {
     if (bytes.size() % kTimeCodedPacketSize != 0) return false;
     for (size_t at = kTimeCodeSize; at < bytes.size(); at += kTimeCodedPacketSize)

@@ -25,7 +25,7 @@ enum class DatagramFraming {
     kPlain,  // packets of a transport stream, without RTP
 };
 
-// -> true when the bytes are whole packets of a transport stream, as datagrams carry them (RFC 2250, 2)
+// -> true when the bytes are whole packets of a transport stream, as in datagrams (RFC 2250, 2)
 bool is_whole_packets(std::span<const uint8_t> bytes);
 
 struct RtpPacket {

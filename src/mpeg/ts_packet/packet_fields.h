@@ -50,8 +50,8 @@ inline bool covers_pcr(const uint8_t* af) {
     return af[0] >= kMinAdaptationLengthWithPcr && (af[1] & kPcrFlag);
 }
 
-// The same of a field that ends in its packet. The analyser takes no PCR of another; the survey does,
-// so that the clock does not stop at a packet with one wrong byte.
+// The same of a field that ends in its packet. The analyser takes no PCR of another; the survey
+// does, so that the clock does not stop at a packet with one wrong byte.
 inline bool adaptation_field_has_pcr(const uint8_t* af) {
     return af[0] <= kMaxAdaptationFieldLength && covers_pcr(af);
 }

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Tables of one packet, made with the library's builders, and the check of size that those leave out.
+// Tables of one packet, made with the library's builders, and the size check that they leave out.
 #pragma once
 
 #include <array>
