@@ -15,6 +15,7 @@
 #include "cli/help.h"
 #include "commands/commands.h"
 #include "commands/parts/indicator_limits.h"
+#include "io/output/out_file.h"
 #include "zvprotocol.h"
 
 namespace zvprobe {
@@ -123,10 +124,14 @@ void add_probe_options(CLI::App& app, ProbeSettings& settings, const char* detai
     ProbeOptions& options = settings.options;
     app.add_option("SOURCE", options.sources, "Files, URLs, or - for standard input");
     app.add_flag("--json", options.json, "Print one JSON object (docs/JSON.md)");
+    app.add_option("--html", options.html, "Write a page with plots; - for standard output")
+        ->type_name("FILE")
+        ->check(check_given);
     app.add_flag("--history", options.history,
                  "With --json: how a transport stream went over its time, too")
         ->group(detail_group);
-    app.add_flag("--resolver", options.resolver, "Show what the library's resolver tells hosts");
+    app.add_flag("--resolver", options.resolver, "Show what the library's resolver tells hosts")
+        ->group(detail_group);
     app.add_flag("--stats", options.statistics, "The same with arrival periods")
         ->group(detail_group);
     app.add_flag("--strict", options.strict, "Exit with status 1 when a source has errors");
@@ -149,6 +154,8 @@ void add_probe_options(CLI::App& app, ProbeSettings& settings, const char* detai
 ProbeOptions probe_options_of(const ProbeSettings& settings) {
     ProbeOptions options = settings.options;
     if (options.sources.empty()) throw CLI::RequiredError("SOURCE");
+    if (options.json && is_standard_output(options.html))
+        throw CLI::ExcludesError("--html -", "--json");
     if (options.history && !options.json) throw CLI::RequiresError("--history", "--json");
     options.limits = limits_from(settings.limits_file, settings.limits);
     if (settings.indicators.empty()) return options;

@@ -23,6 +23,7 @@ struct ProbeOptions {
     bool strict = false;
     IndicatorChoice indicators;  // that count as errors, too
     ZvSurveyLimits limits = {};
+    std::string html;   // the page to write in place of a report; empty: none
     std::string pace;   // "pts", any other name for the PCR, or empty for full speed
     uint32_t jobs = 0;  // sources read at a time; 0: as many as there are cores
 };

@@ -35,6 +35,7 @@ complete -c zvprobe -n $no_command -a build -d 'Write a table or null packets'
 for condition in $no_command "__zvprobe_seen probe"
     complete -c zvprobe -n $condition -l json -d 'Print one JSON object'
     complete -c zvprobe -n $condition -l history -d 'With --json, how a stream went over its time'
+    complete -c zvprobe -n $condition -r -l html -d 'Write a page with plots'
     complete -c zvprobe -n $condition -l resolver -d 'Show what the resolver tells hosts'
     complete -c zvprobe -n $condition -l stats -d 'The same with arrival periods'
     complete -c zvprobe -n $condition -l strict -d 'Exit with status 1 when a source has errors'

@@ -52,7 +52,8 @@ class TsProbe {
     }
 
     TsReport report() {
-        return {survey_.json(), events_, resolver_.account(), options_.statistics};
+        return {survey_.json(),      events_, resolver_.account(),
+                options_.statistics, {},      options_.limits};
     }
 
   private:
