@@ -7,8 +7,8 @@
 #              reference, shells whose completions are tried, Python for its host
 set -eu
 
-packages="g++ cmake ninja-build pkg-config libcli11-dev nlohmann-json3-dev libcurl4-openssl-dev
-          libgtest-dev libbenchmark-dev rapidjson-dev"
+packages="g++ cmake ninja-build pkg-config libcli11-dev nlohmann-json3-dev libcurl4-openssl-dev libncurses-dev
+          libgtest-dev libbenchmark-dev rapidjson-dev tmux"
 case ${1:-} in
 '') ;;
 checks)
