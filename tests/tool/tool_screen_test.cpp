@@ -81,8 +81,8 @@ TEST(Screen, LinesFitWhateverTheSizeAndTheNames) {
     const StreamSnapshot stream = hostile();
     for (const char* const name : {"C.UTF-8", "C"}) {
         const InLocale locale(name);
-        for (size_t lines = 0; lines < 64; ++lines)
-            for (size_t columns = 0; columns < 140; columns += 1 + columns / 20) {
+        for (size_t lines = 0; lines < 64; lines += 1 + lines / 16)
+            for (size_t columns = 0; columns < 140; columns += 1 + columns / 10) {
                 ViewState state;
                 state.help = lines % 5 == 4;
                 state.frozen = columns % 2 == 0;

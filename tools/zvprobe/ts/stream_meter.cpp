@@ -13,7 +13,7 @@
 namespace zvprobe {
 namespace {
 
-constexpr double kSampleInterval_s = 1;
+constexpr double kSampleInterval_s = 0.25;  // what the last interval may be too long
 constexpr double kBitsPerPacket = 1504;
 constexpr size_t kMostStreams = 64;  // of a programme: finding one takes a walk over those before
 constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
