@@ -102,7 +102,10 @@ TEST(Screen, NamesAreShownAsFarAsTheLocaleCan) {
     {
         const InLocale locale("C.UTF-8");
         const std::wstring text = page(stream);
-        EXPECT_TRUE(has(text, L"\\x1b[31mred\\x1b]0;title\\x07"));
+        EXPECT_TRUE(text.starts_with(L" zvprobe \\x1b[31mred\\x1b]0;title\\x07 "));
+        EXPECT_TRUE(
+            has(text, L" \\x1b[31mred\\x1b]0;title\u2026 \\x1b[31mred\\x1b]0;title\\x07, "));
+        EXPECT_EQ(wide("\x1b[31m\u009b"), L"?[31m?");
         EXPECT_TRUE(has(text, L"\\xff\\xfe\\xe4\\xb8"));
         EXPECT_TRUE(has(text, L"\u65e5\u672c\u8a9e"));
         EXPECT_FALSE(has(text, L"\u202e"));
