@@ -8,8 +8,8 @@
 #              HTML report
 set -eu
 
-packages="g++ cmake ninja-build pkg-config libcli11-dev nlohmann-json3-dev libcurl4-openssl-dev
-          libgtest-dev libbenchmark-dev rapidjson-dev"
+packages="g++ cmake ninja-build pkg-config libcli11-dev nlohmann-json3-dev libcurl4-openssl-dev libncurses-dev
+          libgtest-dev libbenchmark-dev rapidjson-dev tmux"
 case ${1:-} in
 '') ;;
 checks)

@@ -185,15 +185,20 @@ void add_probe(CLI::App& root, CommandLine& line) {
 void add_monitor(CLI::App& root, CommandLine& line) {
     const auto options = std::make_shared<MonitorOptions>();
     CLI::App& command =
-        *root.add_subcommand("monitor", "Report on a live transport stream every few seconds");
+        *root.add_subcommand("monitor", "Watch a live transport stream, on a screen or by reports");
     command.add_option("URL", options->source, "URL, or - for standard input")->required();
-    command.add_option("--interval", options->interval_s, "Seconds between reports (default 5)")
-        ->option_text(" S")
-        ->check(check_interval);
+    const CLI::Option* const interval =
+        command
+            .add_option("--interval", options->interval_s, "Seconds between reports (default 5)")
+            ->option_text(" S")
+            ->check(check_interval);
     command.add_flag("--json-lines", options->json_lines,
                      "Print each report as one line of JSON (docs/JSON.md)");
     command.add_flag("--history", options->history,
                      "With --json-lines: how the stream went over its time, too");
+    command.add_flag("--plain", options->plain,
+                     "Print reports on a terminal, too, in place of the\nscreen; the options "
+                     "around this one do so as well");
     command.add_flag("--resolver", options->resolver,
                      "Show what the library's resolver tells hosts");
     command.add_flag("--stats", options->statistics, "The same with arrival periods");
@@ -201,10 +206,13 @@ void add_monitor(CLI::App& root, CommandLine& line) {
     add_limits(command, *settings, kInHelp);
     add_exit_help(command, {kExitOk, kExitUsage, kExitCannotOpen, kExitUnknownFormat},
                   "Ctrl-C ends it with a last report.\n");
-    command.callback([options, settings, &line] {
+    command.callback([options, settings, interval, &line] {
         if (options->history && !options->json_lines)
             throw CLI::RequiresError("--history", "--json-lines");
         options->limits = limits_from(settings->limits_file, settings->limits);
+        // These are about reports.
+        if (interval->count() > 0 || options->resolver || options->statistics)
+            options->plain = true;
         choose(line, options);
     });
 }

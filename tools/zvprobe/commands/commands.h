@@ -33,6 +33,7 @@ struct MonitorOptions {
     double interval_s = 5;
     bool json_lines = false;
     bool history = false;  // over the stream's time, in the JSON
+    bool plain = false;    // reports on a terminal, too, in place of the screen
     bool resolver = false;
     bool statistics = false;
     ZvSurveyLimits limits = {};

@@ -51,7 +51,7 @@ _zvprobe() {
     case $(_zvprobe_first_of $commands) in
         "") options=$probe words=$commands ;;
         probe) options=$probe ;;
-        monitor) options="--interval --json-lines --history --resolver --stats $limits" ;;
+        monitor) options="--interval --json-lines --history --plain --resolver --stats $limits" ;;
         extract) options="--pid --program --sections" ;;
         rtp) options="--reorder-packets --reorder-ms" ;;
         pace) options="--to --by --loop" ;;

@@ -23,7 +23,7 @@ complete -c zvprobe -s q -l quiet -d 'No progress bar'
 complete -c zvprobe -r -l log -d "Append the library's log to a file"
 
 complete -c zvprobe -n $no_command -a probe -d 'Describe sources'
-complete -c zvprobe -n $no_command -a monitor -d 'Report on a live transport stream'
+complete -c zvprobe -n $no_command -a monitor -d 'Watch a live transport stream'
 complete -c zvprobe -n $no_command -a extract -d 'Write the elementary streams to files'
 complete -c zvprobe -n $no_command -a rtp -d 'Take a transport stream out of RTP'
 complete -c zvprobe -n $no_command -a pace -d 'Send a transport stream in real time'
@@ -48,6 +48,7 @@ set -l monitor "__zvprobe_seen monitor"
 complete -c zvprobe -n $monitor -x -l interval -d 'Seconds between reports'
 complete -c zvprobe -n $monitor -l json-lines -d 'One line of JSON each'
 complete -c zvprobe -n $monitor -l history -d 'With --json-lines, how the stream went over its time'
+complete -c zvprobe -n $monitor -l plain -d 'Reports on a terminal, too'
 complete -c zvprobe -n $monitor -l resolver -d 'Show what the resolver tells hosts'
 complete -c zvprobe -n $monitor -l stats -d 'The same with arrival periods'
 
