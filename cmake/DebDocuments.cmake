@@ -8,6 +8,11 @@ endif()
 execute_process(COMMAND date -R -u -d @${now} OUTPUT_VARIABLE date
     OUTPUT_STRIP_TRAILING_WHITESPACE COMMAND_ERROR_IS_FATAL ANY)
 file(READ ${CPACK_RESOURCE_FILE_LICENSE} license)
+# The tool has a script in it that others wrote.
+get_filename_component(source ${CPACK_RESOURCE_FILE_LICENSE} DIRECTORY)
+file(READ ${source}/third_party/uplot/LICENSE uplot_license)
+set(tool_license
+    "${license}\n\nThe pages that zvprobe writes hold uPlot 1.6.32, whose licence is this:\n\n${uplot_license}\n")
 
 # zv_gzip(file): replaces a file by its compressed form, without name and time inside.
 function(zv_gzip file)
@@ -19,7 +24,11 @@ foreach(component ${CPACK_COMPONENTS_ALL})
     set(package ${CPACK_DEBIAN_${upper}_PACKAGE_NAME})
     set(root ${CPACK_TEMPORARY_DIRECTORY}/${component}/usr)
     set(documents ${root}/share/doc/${package})
-    file(WRITE ${documents}/copyright "${license}")
+    if(component STREQUAL "tool")
+        file(WRITE ${documents}/copyright "${tool_license}")
+    else()
+        file(WRITE ${documents}/copyright "${license}")
+    endif()
     file(WRITE ${documents}/changelog
         "zvbitstream (${CPACK_PACKAGE_VERSION}) unstable; urgency=medium\n\n"
         "  * Release ${CPACK_PACKAGE_VERSION}; CHANGELOG.md of the source tells what changed.\n\n"

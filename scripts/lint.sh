@@ -1,7 +1,7 @@
 #!/bin/sh
 # SPDX-License-Identifier: MIT
-# Checks the layout of every C and C++ file with clang-format, which changes nothing, and the code
-# of the libraries, the tool and the examples with clang-tidy.
+# Checks the layout of C, C++ and the page's JavaScript with clang-format, which changes nothing, and
+# the code of the libraries, the tool and the examples with clang-tidy.
 # usage: scripts/lint.sh
 set -eu
 cd "$(dirname "$0")/.."
@@ -12,7 +12,7 @@ for tool in clang-format run-clang-tidy; do
     fi
 done
 
-git ls-files -z '*.c' '*.cpp' '*.h' | xargs -0 clang-format --dry-run -Werror
+git ls-files -z '*.c' '*.cpp' '*.h' 'tools/*.js' | xargs -0 clang-format --dry-run -Werror
 
 # A build folder of its own: what tests and fuzzers compile a second time would be checked twice.
 cmake --preset release -B build-lint -DCMAKE_EXPORT_COMPILE_COMMANDS=ON \

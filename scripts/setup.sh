@@ -4,16 +4,18 @@
 # usage: scripts/setup.sh [checks]
 #   (nothing)  what building and testing need
 #   checks     also what only some checks use: lint, fuzzing, instruction counts, the ABI, the
-#              reference, shells whose completions are tried, Python for its host
+#              reference, shells whose completions are tried, Python for its host, a browser for the
+#              HTML report
 set -eu
 
-packages="g++ cmake ninja-build pkg-config libcli11-dev nlohmann-json3-dev libcurl4-openssl-dev
-          libgtest-dev libbenchmark-dev rapidjson-dev prometheus-cpp-dev libcpp-httplib-dev"
+packages="g++ cmake ninja-build pkg-config libcli11-dev nlohmann-json3-dev libcurl4-openssl-dev libncurses-dev
+          libgtest-dev libbenchmark-dev rapidjson-dev tmux
+          prometheus-cpp-dev libcpp-httplib-dev"
 case ${1:-} in
 '') ;;
 checks)
     packages="$packages clang clang-format clang-tidy libclang-rt-14-dev valgrind abigail-tools doxygen jq zsh fish
-              python3 prometheus"
+              python3 prometheus chromium chromium-driver"
     ;;
 *)
     echo "usage: scripts/setup.sh [checks]" >&2

@@ -63,7 +63,7 @@ function block(text,    ended) {
     printf "%s*/\n", doc
 }
 
-# A comment behind code, or a further line of one.
+# A comment after code, or a further line of one.
 function trailing(code, text,    ended) {
     ended = sub(/ *\*\/$/, "", text)
     in_trailing = !ended

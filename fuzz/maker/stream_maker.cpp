@@ -160,7 +160,7 @@ class StreamMaker {
     }
 
     uint8_t next_counter(const uint8_t* packet) {
-        return counters_[zv::load_be13(packet + 1)]++ & 15;
+        return counters_[zv::load_pid(packet + 1)]++ & 15;
     }
 
     ByteSource& in_;

@@ -11,11 +11,6 @@ bool is_table_id(uint8_t id) {
     return id == 0x00 || id == 0x02 || id == 0x42;
 }
 
-void store_be32(uint8_t* at, uint32_t value) {
-    for (int i = 0; i < 4; ++i)
-        at[i] = static_cast<uint8_t>(value >> (24 - 8 * i));
-}
-
 }  // namespace
 
 void repair_crc(uint8_t* packet) {
@@ -26,7 +21,7 @@ void repair_crc(uint8_t* packet) {
         if (!is_table_id(bytes.u8(start)) || !(bytes.u8(start + 1) & 0x80)) continue;
         const zv::OnePacketSection section = {skipped, bytes.be12(start + 1)};
         if (section.section_length < 2 || section.crc_at() + 4 > zv::kTsBodySize) return;
-        store_be32(body + section.crc_at(), zv::section_crc(body, section).computed);
+        zv::store_big_endian({body + section.crc_at(), 4}, zv::section_crc(body, section).computed);
         return;
     }
 }

@@ -67,8 +67,7 @@ void describe_any_record(fuzz::ByteSource& in) {
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     fuzz::ByteSource in(data, size);
-    const uint8_t mode = in.u8();
-    fuzz::set_log(in);
+    const uint8_t mode = fuzz::take_mode(in);
     if (mode & 1)
         describe_any_record(in);
     else

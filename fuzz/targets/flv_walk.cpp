@@ -1,16 +1,12 @@
 // SPDX-License-Identifier: MIT
 // An FLV file walked as a host does: header, first size word, then tag by tag, each piece a block
 // of its own length. Wrong size words can be made right, so that bodies are decoded.
+#include "bitStream/big_endian.h"
 #include "flv/flv_internal.h"
 #include "parts/input.h"
 #include "parts/log_double.h"
 
 namespace {
-
-void store_be32(uint8_t* at, uint32_t value) {
-    for (int i = 0; i < 4; ++i)
-        at[i] = static_cast<uint8_t>(value >> (24 - 8 * i));
-}
 
 struct Options {
     bool repair_size_words;
@@ -29,7 +25,8 @@ bool walk_tag(FLVContext* context, fuzz::ByteSource& in, const Options& options)
     fuzz::ExactBytes body(in.take(context->data_len + size_word));
     if (body.size() < context->data_len + size_word) return false;
     if (options.check_size_words && options.repair_size_words)
-        store_be32(body.data() + context->data_len, context->data_len + ZV_FLV_TAG_HEADER_SIZE);
+        zv::store_big_endian(body.span().last(size_word),
+                             context->data_len + ZV_FLV_TAG_HEADER_SIZE);
     const uint8_t result = flv_innerapi_getbodypayload(context, body.data(), options.print,
                                                        options.check_size_words ? 1 : 0);
     fuzz::require(result == 0 || (result == 255 && !options.repair_size_words),
@@ -44,8 +41,7 @@ bool walk_tag(FLVContext* context, fuzz::ByteSource& in, const Options& options)
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     fuzz::ByteSource in(data, size);
-    const uint8_t mode = in.u8();
-    fuzz::set_log(in);
+    const uint8_t mode = fuzz::take_mode(in);
     const Options options = {
         .repair_size_words = (mode & 1) != 0,
         .check_size_words = (mode & 2) == 0,

@@ -35,8 +35,7 @@ void check_every_offset(std::span<const uint8_t> bytes) {
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     fuzz::ByteSource in(data, size);
-    const uint8_t mode = in.u8();
-    fuzz::set_log(in);
+    const uint8_t mode = fuzz::take_mode(in);
     if (mode & 1) {
         MP3HeaderInfo info;
         memset(&info, 0, sizeof info);

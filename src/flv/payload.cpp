@@ -81,7 +81,7 @@ void keep_config(ByteReader body, uint32_t claimed, uint8_t (&config)[ZV_FLV_CON
     *config_len = static_cast<uint32_t>(bytes.size());
 }
 
-uint32_t bytes_behind(uint32_t header_size, uint32_t data_len) {
+uint32_t bytes_after(uint32_t header_size, uint32_t data_len) {
     return data_len > header_size ? data_len - header_size : 0;
 }
 
@@ -134,7 +134,7 @@ void decode_audio(FLVContext* context, ByteReader body, bool print) {
     read_audio_header(&body, tag);
     if (print) log_audio(*tag);
     if (tag->sound_format == kSoundFormatAac && tag->aac_packet_type == kSequenceHeader)
-        keep_config(body, bytes_behind(kAacHeaderSize, context->data_len), context->aac_config,
+        keep_config(body, bytes_after(kAacHeaderSize, context->data_len), context->aac_config,
                     &context->aac_config_len);
 }
 
@@ -143,7 +143,7 @@ void decode_video(FLVContext* context, ByteReader body, bool print) {
     read_video_header(&body, tag);
     if (print) log_video(*tag);
     if (tag->codec_id == kCodecAvc && tag->avpacket_type == kSequenceHeader)
-        keep_config(body, bytes_behind(kAvcHeaderSize, context->data_len), context->avc_config,
+        keep_config(body, bytes_after(kAvcHeaderSize, context->data_len), context->avc_config,
                     &context->avc_config_len);
 }
 

@@ -5,8 +5,8 @@
 #include <cstdint>
 
 #include "flv.h"
-#include "flv/amf0_types.h"
 #include "flv/byte_reader.h"
+#include "flv/tag_fields.h"
 
 namespace zv::flv {
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// What reader, probe and writer know of tags: flags of the headers, and decoding a tag's header, its
+// What reader, probe and writer know of tags: decoding a tag's header, its
 // size word and the codec header of its body from bytes of known extent.
 #pragma once
 
@@ -7,14 +7,9 @@
 
 #include "flv.h"
 #include "flv/byte_reader.h"
+#include "flv/tag_fields.h"
 
 namespace zv::flv {
-
-// Flags of the file header, and of a tag header beside the tag's type.
-constexpr uint8_t kHasAudioBit = 0x04;
-constexpr uint8_t kHasVideoBit = 0x01;
-constexpr uint8_t kFilterBit = 0x20;
-constexpr uint8_t kTagTypeMask = 0x1F;
 
 struct TagHeader {
     uint8_t filter = 0;

@@ -2,6 +2,8 @@
 // Where each part of the head lies, and that none runs out of the datagram.
 #include "rtp/rtp_header.h"
 
+#include <algorithm>
+
 #include "mpeg/ts_packet/packet_fields.h"
 
 namespace zv {
@@ -22,18 +24,28 @@ bool is_version_2(std::span<const uint8_t> datagram) {
     return !datagram.empty() && datagram[0] >> 6 == kVersion;
 }
 
-void store_be(uint8_t* to, uint32_t value, int bytes) {
-    for (int i = 0; i < bytes; ++i)
-        to[i] = static_cast<uint8_t>(value >> (8 * (bytes - 1 - i)));
-}
-
 // -> bytes of padding, its own count included; more than there are when the count is wrong
 size_t padding_of(std::span<const uint8_t> payload) {
     if (payload.empty() || payload.back() == 0) return payload.size() + 1;
     return payload.back();
 }
 
+// A time code may begin like a head of RTP, which may have a sync byte's value where the first
+// packet would have one: each packet must have its own.
+bool is_time_coded_packets(std::span<const uint8_t> bytes) {
+    if (bytes.size() % kTimeCodedPacketSize != 0) return false;
+    for (size_t at = kTimeCodeSize; at < bytes.size(); at += kTimeCodedPacketSize)
+        if (bytes[at] != kTsSyncByte) return false;
+    return true;
+}
+
 }  // namespace
+
+bool is_whole_packets(std::span<const uint8_t> bytes) {
+    if (bytes.empty()) return false;
+    if (bytes[0] != kTsSyncByte) return is_time_coded_packets(bytes);
+    return std::ranges::any_of(kPacketSizes, [&](size_t size) { return bytes.size() % size == 0; });
+}
 
 std::optional<RtpPacket> parse_rtp(std::span<const uint8_t> datagram) {
     if (datagram.size() < kRtpHeadSize || !is_version_2(datagram)) return std::nullopt;
@@ -63,9 +75,9 @@ bool is_rtcp(std::span<const uint8_t> datagram) {
 
 std::array<uint8_t, kRtpHeadSize> make_rtp_head(const RtpPacket& packet) {
     std::array<uint8_t, kRtpHeadSize> head = {kVersion << 6, packet.payload_type};
-    store_be(&head[2], packet.sequence, 2);
-    store_be(&head[4], packet.time_stamp, 4);
-    store_be(&head[8], packet.ssrc, 4);
+    store_big_endian(std::span(head).subspan(2, 2), packet.sequence);
+    store_big_endian(std::span(head).subspan(4, 4), packet.time_stamp);
+    store_big_endian(std::span(head).subspan(8, 4), packet.ssrc);
     return head;
 }
 

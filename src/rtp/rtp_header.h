@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 // The head of an RTP datagram (RFC 3550, 5.1), read and written: its fields, and where the payload
-// lies, after CSRC list and header extension and in front of padding.
+// lies, after CSRC list and header extension and in front of padding. And what tells datagrams with
+// such a head from those without.
 #pragma once
 
 #include <array>
@@ -16,6 +17,16 @@ constexpr uint8_t kFirstDynamicType = 96;
 constexpr uint32_t kRtpHz = 90'000;  // of the time stamps of a transport stream (RFC 2250, 2)
 
 constexpr size_t kRtpHeadSize = 12;  // without CSRC list and header extension
+
+// The first datagram that is one or the other decides how those of its source are framed.
+enum class DatagramFraming {
+    kUnknown,
+    kRtp,
+    kPlain,  // packets of a transport stream, without RTP
+};
+
+// -> true when the bytes are whole packets of a transport stream, as in datagrams (RFC 2250, 2)
+bool is_whole_packets(std::span<const uint8_t> bytes);
 
 struct RtpPacket {
     uint16_t sequence;

@@ -15,7 +15,7 @@ int distance(uint16_t from, uint16_t to) {
 
 RtpRules bounded(RtpRules rules) {
     rules.window = std::clamp(rules.window, 0, RtpSequence::kMostWindow);
-    rules.most_behind = std::clamp(rules.most_behind, 0, RtpSequence::kMostBehind);
+    rules.most_late = std::clamp(rules.most_late, 0, RtpSequence::kMostLate);
     return rules;
 }
 
@@ -49,7 +49,7 @@ void RtpSequence::begin(uint16_t sequence) {
 
 // A packet whose turn is over.
 std::optional<size_t> RtpSequence::put_past(uint16_t sequence, int packets_ago) {
-    if (packets_ago > rules_.most_behind) return put_stray(sequence);
+    if (packets_ago > rules_.most_late) return put_stray(sequence);
     const auto place = static_cast<size_t>(packets_ago - 1);
     ++(history_[place] ? counts_.repeated : counts_.late);
     history_[place] = true;

@@ -15,14 +15,14 @@ namespace zv {
 struct RtpRules {
     int window = 16;           // packets that may overtake one before it is given up as lost
     int most_ahead = 32767;    // missing packets; beyond that the sender may have begun anew
-    int most_behind = 64;      // the same for a packet that comes late
+    int most_late = 64;        // the same for a packet that comes late
     bool keeps_stray = false;  // the first packet of a sender that began anew is delivered, too
 };
 
 class RtpSequence {
   public:
     static constexpr int kMostWindow = 1024;
-    static constexpr int kMostBehind = 512;
+    static constexpr int kMostLate = 512;
 
     struct Counts {
         uint64_t packets = 0;       // put in
@@ -87,7 +87,7 @@ class RtpSequence {
     uint32_t ssrc_ = 0;
     uint16_t next_ = 0;                            // the packet to be delivered next
     uint16_t highest_ = 0;                         // the latest that has come
-    std::bitset<kMostBehind> history_;             // k: next_ - 1 - k has come
+    std::bitset<kMostLate> history_;               // k: next_ - 1 - k has come
     std::bitset<size_t{2} * kMostWindow> filled_;  // slots
     bool strayed_ = false;                         // the packet before this one was far from next_
     uint16_t after_stray_ = 0;                     // the one that would confirm it

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// A JSON value as its text, put together from the inside out. A library's document tree is no choice
-// here: its destructor allocates, so that memory that is short would end the host.
+// A JSON value as its text, put together from the inside out. The document tree of
+// a JSON library would not do: its destructor allocates, and so ends the host when memory is short.
 #pragma once
 
 #include <charconv>

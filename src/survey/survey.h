@@ -142,7 +142,7 @@ class Survey {
     uint64_t last_arrival_us_ = 0;
     uint64_t packets_at_first_arrival_ = 0;
     uint64_t input_number_ = 1;
-    std::vector<uint16_t> came_;  // PIDs with a packet in the input at hand
+    std::vector<uint16_t> came_;  // PIDs with a packet in the current input
 };
 
 }  // namespace zv::survey

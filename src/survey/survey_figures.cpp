@@ -51,7 +51,7 @@ bool Survey::has(Needs needs) const {
 }
 
 std::vector<Event> Survey::events() const {
-    return events_.listed([this](Needs needs) { return has(needs); });
+    return events_.first_measured([this](Needs needs) { return has(needs); });
 }
 
 uint64_t Survey::event_count() const {

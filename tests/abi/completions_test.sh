@@ -21,6 +21,7 @@ zvprobe sample.ts --st => --stats --strict
 zvprobe --pace=p => pcr pts
 zvprobe --ind => --indicators
 zvprobe --limits sam => sample.ts
+zvprobe --html oth => other.flv
 zvprobe monitor --li => --limit --limits --listen
 zvprobe -q extract sam => sample.ts
 zvprobe pace --by p => pcr pts

@@ -64,7 +64,7 @@ check_instructions() {
         target) grep -rqE --include=CMakeLists.txt \
             "add_(custom_target|executable|library)\($name( |\)|\$)" "$source" ;;
         option) grep -rqE "(option|set)\($name " "$source/CMakeLists.txt" "$source/cmake" \
-            "$source/platform" ;;
+            "$source/platform" "$source/tools" ;;
         esac || fault "line $line: no $what $name"
     done
 }

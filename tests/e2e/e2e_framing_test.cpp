@@ -1,37 +1,29 @@
 // SPDX-License-Identifier: MIT
 // Where packets start, in streams that made readers disagree: every command finds the same packets
-// in them as in the streams without what misleads.
+// in them as in the streams without what misleads. (`build` reads no stream.)
 #include <map>
 
+#include "support/loopback.h"
+#include "support/misleading_streams.h"
 #include "support/tool_run.h"
 
 namespace {
 
 using namespace zvtest;
+using Json = nlohmann::json;
 
-struct Misleading {
-    const char* name;
-    std::string clean;
-    std::string misleading;
-    size_t packet_size;
-};
-
-// A reader that takes the first of two columns of sync bytes is four bytes early throughout.
-Misleading time_codes_like_sync_bytes() {
-    const std::string clean = read_file(media("single-192.m2ts")).substr(0, 160 * 192);
-    std::string misleading = clean;
-    for (size_t at = 0; at < misleading.size(); at += 192)
-        misleading[at] = 0x47;
-    return {"time codes begin with 0x47", clean, misleading, 192};
+// -> how many packets each PID has
+std::string packets_of(const Json& mpegts) {
+    Json all;
+    for (const Json& pid : mpegts.at("pids"))
+        all.push_back({pid.at("pid"), pid.at("packets")});
+    return all.dump();
 }
 
-// Three false starts at the packet size's distance, and more at others.
-Misleading junk_with_sync_bytes() {
-    const std::string clean = read_file(media("single.ts")).substr(0, 160 * 188);
-    std::string junk(600, '\x55');
-    for (const size_t at : {10u, 198u, 386u, 390u, 578u, 599u})
-        junk[at] = 0x47;
-    return {"junk with false sync bytes", clean, std::string(clean).insert(70 * 188, junk), 188};
+// -> what the first line with a number of packets says
+std::string packets_told(const std::string& report) {
+    const size_t end = report.find(" packets");
+    return end == report.npos ? report : report.substr(report.rfind(' ', end - 1) + 1, 20);
 }
 
 class Framing : public ToolTest {
@@ -40,8 +32,11 @@ class Framing : public ToolTest {
     std::map<std::string, std::string> results(const std::string& stream, size_t packet_size) {
         folder_.put("in.ts", stream);
         std::map<std::string, std::string> all;
-        all["probe"] = account("in.ts")["mpegts"]["packets"].dump();
+        all["probe"] = packets_of(account("in.ts").at("mpegts"));
+        const std::string watched = shell("zvprobe monitor --json-lines in.ts | tail -n 1").out;
+        all["monitor"] = packets_of(Json::parse(watched).at("mpegts"));
         all["pace"] = shell("zvprobe -q pace in.ts").out;
+        all["rtp"] = packets_told(shell("zvprobe rtp in.ts | grep size").out);
         EXPECT_EQ(shell("zvprobe remap in.ts out.ts --program 77").status, 0);
         const std::string remapped = read_file(dir_ / "out.ts");
         for (size_t at = packet_size - 188; at < remapped.size(); at += packet_size)
@@ -54,13 +49,30 @@ class Framing : public ToolTest {
 };
 
 TEST_F(Framing, IsTheSameInEveryCommand) {
-    for (const Misleading& stream : {time_codes_like_sync_bytes(), junk_with_sync_bytes()}) {
+    for (const MisleadingStream& stream : misleading_streams()) {
         const auto expected = results(stream.clean, stream.packet_size);
-        EXPECT_EQ(expected.at("probe"), "160");
+        EXPECT_EQ(account("in.ts").at("mpegts").at("packets"), 160);
+        EXPECT_EQ(expected.at("monitor"), expected.at("probe"));
+        EXPECT_EQ(expected.at("rtp"), "160 packets\n");
         EXPECT_EQ(expected.at("pace").size(), 160u * 188);
         EXPECT_EQ(expected.at("remap").size(), 160u * 188);
-        EXPECT_GE(expected.size(), 5u) << "two streams are extracted";
-        EXPECT_TRUE(results(stream.misleading, stream.packet_size) == expected) << stream.name;
+        EXPECT_GE(expected.size(), 7u) << "two streams are extracted";
+        EXPECT_TRUE(results(stream.bytes(), stream.packet_size) == expected) << stream.name;
+    }
+}
+
+TEST_F(Framing, IsTheSameInDatagramsWithAndWithoutRtp) {
+    const auto told = [&](const std::vector<std::string>& datagrams, const std::string& scheme) {
+        return while_sending(datagrams, [&](const std::string& address) {
+            const std::string url = scheme + "://" + address + "?timeout=300";
+            return packets_told(shell("zvprobe rtp '" + url + "' | grep size").out);
+        });
+    };
+    for (const MisleadingStream& stream : misleading_streams()) {
+        for (const auto& datagrams : {stream.clean_datagrams(), stream.datagrams()}) {
+            EXPECT_EQ(told(datagrams, "udp"), "160 packets\n") << stream.name;
+            EXPECT_EQ(told(in_rtp(datagrams), "rtp"), "160 packets\n") << stream.name;
+        }
     }
 }
 

@@ -14,17 +14,9 @@ class Rtp : public ToolTest {
   protected:
     // Runs the tool on a URL, and sends when it listens. `%` in the command is the URL.
     Outcome receive(std::string command, const std::vector<std::string>& datagrams) const {
-        Loopback loopback;
-        loopback.give_port_away();
-        std::thread sender([&] {
-            loopback.await_tool();
-            for (const std::string& datagram : datagrams)
-                loopback.send(datagram);
+        return while_sending(datagrams, [&](const std::string& address) {
+            return shell(command.replace(command.find('%'), 1, address));
         });
-        const std::string url = "127.0.0.1:" + std::to_string(loopback.port);
-        const Outcome outcome = shell(command.replace(command.find('%'), 1, url));
-        sender.join();
-        return outcome;
     }
 
     static std::vector<std::string> pieces(const std::string& bytes) {

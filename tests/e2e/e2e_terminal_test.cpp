@@ -181,7 +181,7 @@ TEST_F(Terminal, FindingsOfOtherFormatsNameTheByte) {
     std::string flv = read_file(media("h264-aac.flv"));
     flv[13 + 308 + 64] ^= 1;
     EXPECT_EQ(shell("zvprobe -v " + file(flv.substr(0, 60000))).err,
-              "zvprobe: stream: byte 382: size word 60 behind a tag of 61 bytes\n"
+              "zvprobe: stream: byte 382: size word 60 after a tag of 61 bytes\n"
               "zvprobe: stream: byte 59241: the tag is cut off\n");
     const std::string audio = read_file(media("mpeg1-layer2.mp2")).insert(576 * 9, 37, 'x');
     EXPECT_EQ(shell("zvprobe -v " + file(audio.substr(0, 9999))).err,

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // What every command promises of its input and output, whatever happens to them: a file that is
-// written is old or complete, a signal is heard wherever it comes, nothing is left behind, and what
+// written is old or complete, a signal is heard wherever it comes, nothing else is left, and what
 // went wrong is said.
 #include <atomic>
 
@@ -76,8 +76,8 @@ class Writing : public ToolTest {
 
 // ZV_SIGNALS: how many a command; the more, the more moments are met.
 TEST_F(Writing, ASignalAtAnyTimeLeavesOldFilesOrCompleteOnes) {
-    const char* const wish = std::getenv("ZV_SIGNALS");
-    const int count = wish == nullptr ? kSignals : std::atoi(wish);
+    const char* const asked = std::getenv("ZV_SIGNALS");
+    const int count = asked == nullptr ? kSignals : std::atoi(asked);
     for (const Arguments& command : commands()) {
         empty();
         const auto begin = std::chrono::steady_clock::now();

@@ -141,7 +141,7 @@ TEST_F(Pcr, PacketsAloneGetANewPidWhenRemapped) {
         Bytes bytes = packet.build();
         zvsi_api_tsHeaderParse(&ts->ts_head, bytes.data(), 188, 0);
         mpegts_innerapi_filterPcr(ts.get(), bytes.data(), ZV_TS_REMAP, pid);
-        return zv::load_be13(&bytes[1]);
+        return zv::load_pid(&bytes[1]);
     };
     EXPECT_EQ(remapped(TsPacket(kVideoPid).pcr(1), 0x1300), 0x1300);
     EXPECT_EQ(remapped(TsPacket(kVideoPid).pcr(1), 0x1FFF), kVideoPid);

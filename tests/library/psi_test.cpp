@@ -243,14 +243,14 @@ TEST_F(Pmt, WalksOnInsideDescriptorsThatAreTooLong) {
 TEST_F(Pmt, TakesOnlyDescriptorBytesInsideThePacket) {
     know_programs(1);
     const Bytes section = pmt(1, 0x100, {{0x1B, 0x100, Bytes(100, 7)}, {6, 0x101, {}, 128}});
-    Bytes behind(183 - section.size(), 9), payload{0};
+    Bytes after(183 - section.size(), 9), payload{0};
     append(payload, section);
-    append(payload, behind);
+    append(payload, after);
     EXPECT_EQ(pmt_filter(TsPacket(kPmtPid).start().payload(payload)), 1u);
     const MPEGTSStream& last = ts->program[0].streams[1];
-    behind.resize(124, 0);
+    after.resize(124, 0);
     EXPECT_EQ(last.es_info_len, 128);
-    EXPECT_EQ(Bytes(last.es_info + 4, last.es_info + 128), behind);
+    EXPECT_EQ(Bytes(last.es_info + 4, last.es_info + 128), after);
 }
 
 TEST_F(Pmt, RefusesInvalidPidsButKeepsWhatCameBefore) {

@@ -160,7 +160,7 @@ TEST_F(Reports, KeepRetryingTheCopyOfAPatThatWasNeverTaken) {
 TEST(Names, FallBackAtTheTablesEnds) {
     struct Guarded {
         char text[24];
-        char behind[8];
+        char after[8];
     } name;
     const std::pair<uint32_t, const char*> types[] = {
         {0, "unknow"},   {0x18, "138186ObjectCarousel"}, {0xEA, "vc1"},         {235, "unknow"},
@@ -169,7 +169,7 @@ TEST(Names, FallBackAtTheTablesEnds) {
         memset(&name, 'x', sizeof name);
         mpegts_innerapi_getAVTypeString(type, name.text);
         EXPECT_STREQ(name.text, expected);
-        EXPECT_EQ(name.behind[0], 'x');
+        EXPECT_EQ(name.after[0], 'x');
     }
     MPEGTSService service = {};
     auto program = std::make_unique<StreamInfoProgram>();

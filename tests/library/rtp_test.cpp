@@ -12,22 +12,22 @@ namespace {
 using namespace zvtest;
 using Numbers = std::vector<int>;
 
-Bytes rtp(int first_byte, int sequence, const Bytes& behind, uint32_t ssrc = 7) {
+Bytes rtp(int first_byte, int sequence, const Bytes& after_head, uint32_t ssrc = 7) {
     Bytes datagram{static_cast<uint8_t>(first_byte), 33};
     append16(datagram, sequence);
     append32(datagram, 0x01020304);
     append32(datagram, ssrc);
-    append(datagram, behind);
+    append(datagram, after_head);
     return datagram;
 }
 
 TEST(RtpHeader, FindsThePayloadBetweenListsExtensionAndPadding) {
     const Bytes csrc(8, 0xCC), payload{1, 2, 3}, extension{0xBE, 0xDE, 0, 1, 9, 9, 9, 9};
-    Bytes behind = csrc;
-    append(behind, extension);
-    append(behind, payload);
-    append(behind, {0, 0, 3});
-    const Bytes datagram = rtp(0x80 | 0x20 | 0x10 | 2, 0xFFFE, behind, 0xA1B2C3D4);
+    Bytes after_head = csrc;
+    append(after_head, extension);
+    append(after_head, payload);
+    append(after_head, {0, 0, 3});
+    const Bytes datagram = rtp(0x80 | 0x20 | 0x10 | 2, 0xFFFE, after_head, 0xA1B2C3D4);
     const auto packet = zv::parse_rtp(datagram);
     ASSERT_TRUE(packet);
     EXPECT_EQ(packet->sequence, 0xFFFE);
@@ -50,9 +50,9 @@ TEST(RtpHeader, TellsRtcpByTheSecondByteWhateverTheMarker) {
 }
 
 TEST(RtpHeader, RefusesWhatItDoesNotHoldAndReadsNothingBeyond) {
-    Bytes behind(8, 0xCC);
-    append(behind, {0xBE, 0xDE, 0, 1, 9, 9, 9, 9});
-    const Bytes head = rtp(0x80 | 0x10 | 2, 1, behind);
+    Bytes after_head(8, 0xCC);
+    append(after_head, {0xBE, 0xDE, 0, 1, 9, 9, 9, 9});
+    const Bytes head = rtp(0x80 | 0x10 | 2, 1, after_head);
     GuardedBuffer buffer(2048);
     for (size_t size = 0; size <= head.size(); ++size) {
         const std::span<const uint8_t> part(buffer.place({head.data(), size}), size);

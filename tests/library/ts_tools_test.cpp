@@ -11,6 +11,7 @@
 #include "support/log_recorder.h"
 #include "support/loopback.h"
 #include "support/manual_clock.h"
+#include "support/misleading_streams.h"
 #include "support/test_media.h"
 #include "support/ts_builder.h"
 
@@ -189,6 +190,14 @@ TEST(Tools, TellWhyTheyFailed) {
     EXPECT_EQ(log.opened[1], "/var/log/tavrix/rtpDemux.txt");
 }
 
+int demux(const std::string& scheme, const std::vector<std::string>& datagrams,
+          const std::string& out) {
+    return while_sending(datagrams, [&](const std::string& address) {
+        const std::string url = scheme + "://" + address + "?timeout=300";
+        return mpegts_api_rtpDemux(3, url.c_str(), out.c_str());
+    });
+}
+
 TEST(RtpDemux, PutsDatagramsInOrderAndCountsThem) {
     LogRecorder log;
     const Folder folder;
@@ -207,18 +216,36 @@ TEST(RtpDemux, PutsDatagramsInOrderAndCountsThem) {
     // RTCP, whose length stands where RTP has its number.
     datagrams.insert(datagrams.begin() + 50,
                      std::string("\x80\xC8\x00\x20", 4) + "a sender's report");
-    Loopback loopback;
-    loopback.give_port_away();
-    std::thread sender([&] {
-        loopback.await_tool();
-        for (const std::string& datagram : datagrams)
-            loopback.send(datagram);
-    });
-    const std::string url = "rtp://127.0.0.1:" + std::to_string(loopback.port) + "?timeout=300";
-    EXPECT_EQ(mpegts_api_rtpDemux(3, url.c_str(), (folder / "out.ts").c_str()), 0);
-    sender.join();
+    EXPECT_EQ(demux("rtp", datagrams, folder / "out.ts"), 0);
     EXPECT_EQ(log.count("[RTP]packets,lost,repeated,reordered,late,bad:60,1,1,1,0,2"), 1);
     EXPECT_TRUE(folder.get("out.ts") == arrived);
+}
+
+// -> the streams of a file, and how many packets each tool reports of it and of its datagrams
+std::map<std::string, std::string> results(const std::string& stream,
+                                           const std::vector<std::string>& datagrams) {
+    LogRecorder log;
+    const Folder folder, out;
+    const std::string url = folder.put("in.ts", stream);
+    EXPECT_EQ(mpegts_api_tsExtract(3, url.c_str(), out.path()), 0);
+    EXPECT_EQ(mpegts_api_tsMonitor(3, url.c_str(), 0), 0);
+    EXPECT_EQ(mpegts_api_rtpDemux(3, url.c_str(), (folder / "out.ts").c_str()), 0);
+    EXPECT_EQ(demux("udp", datagrams, folder / "udp.ts"), 0);
+    EXPECT_EQ(demux("rtp", in_rtp(datagrams), folder / "rtp.ts"), 0);
+    auto all = out.files();
+    for (const std::string& line : log.bodies())
+        if (const size_t at = line.find("syncLosses:"); at != line.npos)
+            all["packets"] += line.substr(at + 11, line.find(',', at) - at - 10);
+    return all;
+}
+
+TEST(Tools, FindTheSamePacketsWhateverMisleads) {
+    for (const MisleadingStream& stream : misleading_streams()) {
+        const auto expected = results(stream.clean, stream.clean_datagrams());
+        EXPECT_EQ(expected.at("packets"), "160,160,160,160,160,") << stream.name;
+        EXPECT_GE(expected.size(), 3u) << "two streams are extracted";
+        EXPECT_TRUE(results(stream.bytes(), stream.datagrams()) == expected) << stream.name;
+    }
 }
 
 TEST(Monitor, ReportsOnTheBeatAndAtTheEndWithTheDamage) {

@@ -16,7 +16,7 @@ TEST(ProtocolDatagram, KeepsItsBorders) {
         Source out(local(scheme, port, "?pkt_size=1316&ttl=1&localaddr=127.0.0.1"),
                    ZVPTC_OPEN_WRITE);
         ASSERT_EQ(out.open(), 0);
-        EXPECT_EQ(out.write("nobody listens"), 14);
+        EXPECT_EQ(out.write("no one listens"), 14);
         EXPECT_EQ(out.write("which is no error"), 17);
         ASSERT_EQ(in.open(), 0);
         EXPECT_EQ(out.write(std::string(1317, 'x')), -EMSGSIZE);

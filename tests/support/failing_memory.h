@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Stands in for the host's allocator: counts live blocks, fails when told to, and hands out memory
+// Stands in for the host's allocator: counts live blocks, fails when told to, and gives memory
 // that is anything but zero.
 #pragma once
 

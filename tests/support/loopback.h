@@ -13,6 +13,7 @@
 #include <string>
 #include <thread>
 #include <utility>
+#include <vector>
 
 #include "folder.h"
 
@@ -74,11 +75,33 @@ struct Loopback {
     int port = bind_loopback(fd);
 };
 
+// Runs listen(address), and sends there when something listens. -> what it returns
+template <typename Listen>
+auto while_sending(const std::vector<std::string>& datagrams, Listen listen) {
+    Loopback loopback;
+    loopback.give_port_away();
+    std::thread sender([&] {
+        loopback.await_tool();
+        for (const std::string& datagram : datagrams)
+            loopback.send(datagram);
+    });
+    auto result = listen("127.0.0.1:" + std::to_string(loopback.port));
+    sender.join();
+    return result;
+}
+
 // With a CSRC, a header extension and padding around the payload.
 inline std::string rtp_datagram(size_t sequence, const std::string& payload) {
     const std::string head = {'\xB1', 33, 0, static_cast<char>(sequence)};
     return head + std::string(12, '\0') + std::string("\0\1\0\1wxyz", 8) + payload +
            std::string("\0\0\3", 3);
+}
+
+inline std::vector<std::string> in_rtp(const std::vector<std::string>& payloads) {
+    std::vector<std::string> datagrams;
+    for (const std::string& payload : payloads)
+        datagrams.push_back(rtp_datagram(datagrams.size(), payload));
+    return datagrams;
 }
 
 // Serves one tcp peer after the other with `serve(fd)` until destroyed.

@@ -171,7 +171,7 @@ inline Section pat(const ProgramList& programs) {
 struct PmtStream {
     int type, pid;
     Bytes descriptors = {};
-    int claimed_length = -1;  // of the descriptors; negative: the truth
+    int claimed_length = -1;  // of the descriptors; negative: as long as they are
 };
 
 inline Section pmt(int program_number, int pcr_pid, const std::vector<PmtStream>& streams) {

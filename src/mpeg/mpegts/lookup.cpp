@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Plain look-ups over the programme table, most of them by the PID of the packet at hand. The parse
+// Plain look-ups over the programme table, most of them by the PID of the current packet. The parse
 // loop has a faster way once all tables are known: pid_dispatch.h.
 #include <algorithm>
 

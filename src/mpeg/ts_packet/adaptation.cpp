@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 // The adaptation field: where the payload starts, and the PCR it may carry (ISO/IEC 13818-1,
 // 2.4.3.4).
+#include <algorithm>
+
 #include "bitStream/log.h"
 #include "mpeg/ts_packet/ts_packet.h"
 
@@ -15,7 +17,7 @@ uint8_t zvsi_api_getAdaptationFieldLen(uint8_t adaptation_field_control, const u
         case zv::kAfcBoth:
             // Capped at 183, not 184: hosts rely on it.
             return static_cast<uint8_t>(
-                af[0] < kMaxAdaptationFieldLength ? af[0] + 1 : kMaxAdaptationFieldLength);
+                std::min(zv::adaptation_field_size(af), kMaxAdaptationFieldLength));
         default:
             return zv::kTsBodySize;
     }

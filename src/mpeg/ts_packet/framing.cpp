@@ -10,8 +10,6 @@
 namespace zv {
 namespace {
 
-constexpr size_t kTimeCodeSize = kTimeCodedPacketSize - kTsPacketSize;
-
 // So many packet starts in a row are no accident: one in 10^12 places of random bytes.
 constexpr size_t kSyncRun = 5;
 
@@ -224,7 +222,7 @@ Framer::Step Framer::find_again(std::span<const uint8_t> rest, bool last) {
         }
         return take({What::kPassed, places});
     }
-    // What is told apart here may put the start past the places that were searched.
+    // Which of the two it is may put the start past the places that were searched.
     if (is_time_code_of_known_packet(rest, at)) {
         // The packets that follow are in step with those before: only their time codes look alike.
         at += kTimeCodeSize + counts_.packet_size;

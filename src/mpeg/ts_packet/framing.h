@@ -27,7 +27,7 @@ struct FramingCounts {
 
 class Framer {
   public:
-    // The most bytes that a decision may need. With as many at hand, next() takes some.
+    // The most bytes that a decision may need. Given as many, next() takes some.
     static constexpr size_t kLookAhead = size_t{7} * kParityPacketSize;
 
     enum class What {

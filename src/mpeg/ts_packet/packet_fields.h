@@ -3,14 +3,19 @@
 // context, log nothing and link nothing. Everything that reads packets uses these.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
+#include <span>
+
+#include "bitStream/big_endian.h"
 
 namespace zv {
 
 constexpr uint8_t kTsSyncByte = 0x47;
 constexpr int kTsPacketSize = 188;
-constexpr int kTimeCodedPacketSize = 192;  // 4 bytes of time code in front of each packet
-constexpr int kParityPacketSize = 204;     // 16 bytes of Reed-Solomon parity after each packet
+constexpr int kTimeCodeSize = 4;
+constexpr int kTimeCodedPacketSize = kTimeCodeSize + kTsPacketSize;  // the code comes first
+constexpr int kParityPacketSize = 204;  // 16 bytes of Reed-Solomon parity after each packet
 // The sizes that a stream may have. Ties go to the first.
 inline constexpr int kPacketSizes[] = {kTsPacketSize, kTimeCodedPacketSize, kParityPacketSize};
 constexpr int kTsHeaderSize = 4;
@@ -35,29 +40,33 @@ constexpr uint8_t kAfcPayloadOnly = 1;
 constexpr uint8_t kAfcAdaptationOnly = 2;
 constexpr uint8_t kAfcBoth = 3;
 
-// An adaptation field has a PCR when its flags say so and its length covers flags and PCR.
 constexpr uint8_t kPcrFlag = 0x10;
 constexpr int kMinAdaptationLengthWithPcr = 7;
 constexpr int kMaxAdaptationFieldLength = 183;  // when the field fills the packet
 
-// Does the adaptation field at af, packet byte 4, carry a PCR?
+// Does the adaptation field at af, packet byte 4, cover a PCR, and do its flags say that it has
+// one? The PCR lies in the packet even where the length runs over its end.
+inline bool covers_pcr(const uint8_t* af) {
+    return af[0] >= kMinAdaptationLengthWithPcr && (af[1] & kPcrFlag);
+}
+
+// The same of a field that ends in its packet. The analyser takes no PCR of another; the survey
+// does, so that the clock does not stop at a packet with one wrong byte.
 inline bool adaptation_field_has_pcr(const uint8_t* af) {
-    return af[0] >= kMinAdaptationLengthWithPcr && af[0] <= kMaxAdaptationFieldLength &&
-           (af[1] & kPcrFlag);
+    return af[0] <= kMaxAdaptationFieldLength && covers_pcr(af);
 }
 
-inline uint32_t load_be32(const uint8_t* p) {
-    return (static_cast<uint32_t>(p[0]) << 24) | (static_cast<uint32_t>(p[1]) << 16) |
-           (static_cast<uint32_t>(p[2]) << 8) | p[3];
+// -> bytes of the adaptation field at af with its length byte, no more than follow the header
+inline int adaptation_field_size(const uint8_t* af) {
+    return af[0] < kMaxAdaptationFieldLength ? af[0] + 1 : kTsBodySize;
 }
 
-inline uint16_t load_be16(const uint8_t* p) {
-    return static_cast<uint16_t>((p[0] << 8) | p[1]);
+// A PID is the low 13 bits of the two bytes that it stands in.
+constexpr uint16_t pid_in(uint16_t field) {
+    return field & 0x1FFF;
 }
-
-// The low 13 bits of a big-endian 16-bit field: a PID.
-inline uint16_t load_be13(const uint8_t* p) {
-    return load_be16(p) & 0x1FFF;
+inline uint16_t load_pid(const uint8_t* p) {
+    return pid_in(load_be16(p));
 }
 
 // A packet's header as one big-endian word, for those who need only some of its fields.
@@ -67,9 +76,11 @@ struct HeaderWord {
     bool in_sync() const { return word >> 24 == kTsSyncByte; }
     uint8_t transport_error_indicator() const { return (word >> 23) & 1; }
     uint8_t payload_unit_start_indicator() const { return (word >> 22) & 1; }
-    uint16_t pid() const { return (word >> 8) & 0x1FFF; }
+    uint16_t pid() const { return pid_in(static_cast<uint16_t>(word >> 8)); }
     uint8_t transport_scrambling_control() const { return (word >> 6) & 3; }
     uint8_t adaptation_field_control() const { return (word >> 4) & 3; }
+    bool has_adaptation_field() const { return adaptation_field_control() & kAfcAdaptationOnly; }
+    bool has_payload() const { return adaptation_field_control() & kAfcPayloadOnly; }
     uint8_t continuity_counter() const { return word & 15; }
 
     bool in_sync_with_payload_only() const {
@@ -78,6 +89,24 @@ struct HeaderWord {
     // Nothing but payload that goes on: no error, no unit start, not scrambled, no adaptation field.
     bool continues_payload() const { return (word & 0x00C000F0) == kAfcPayloadOnly << 4; }
 };
+
+// -> bytes between a packet's header and where its payload starts, or would
+inline int adaptation_size(const uint8_t* packet, HeaderWord head) {
+    return head.has_adaptation_field() ? adaptation_field_size(packet + kTsHeaderSize) : 0;
+}
+inline int adaptation_size(const uint8_t* packet) {
+    return adaptation_size(packet, HeaderWord{load_be32(packet)});
+}
+
+// -> the payload of a packet; empty where it has none or its adaptation field leaves no room for it
+inline std::span<const uint8_t> payload_of(const uint8_t* packet, HeaderWord head) {
+    if (!head.has_payload()) return {};
+    const int at = kTsHeaderSize + adaptation_size(packet, head);
+    return {packet + at, static_cast<size_t>(kTsPacketSize - at)};
+}
+inline std::span<const uint8_t> payload_of(const uint8_t* packet) {
+    return payload_of(packet, HeaderWord{load_be32(packet)});
+}
 
 // The PCR in 27 MHz ticks, from the six bytes of its field: a base of 33 bits in 90 kHz, six
 // reserved bits, an extension of 9 bits.

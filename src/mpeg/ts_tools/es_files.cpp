@@ -54,7 +54,7 @@ bool EsFiles::take(std::span<const uint8_t> packets, size_t packet_size) {
     if (count_ == 0 || packet_size == 0) return true;
     for (size_t at = 0; at < packets.size(); at += packet_size) {
         const uint8_t* packet = packets.data() + at;
-        const uint16_t pid = load_be13(packet + 1);
+        const uint16_t pid = load_pid(packet + 1);
         for (int entry = first_of_pid_[pid]; entry != 0;) {
             Stream& stream = streams_[entry - 1];
             if (!write(stream, stream.payload.take(packet))) return false;

@@ -1,14 +1,14 @@
 // SPDX-License-Identifier: MIT
 // Elementary streams into files: which PIDs are streams, as the analyser learns it, and one file
-// for each. Unwrapping is PesPayload's, safe writing OutFile's.
+// for each. PesPayload unwraps them, ResultFile writes them.
 #pragma once
 
 #include <cstdint>
 #include <span>
 
 #include "mpeg/mpegts/context.h"
-#include "mpeg/ts_tools/out_file.h"
 #include "mpeg/ts_tools/pes_payload.h"
+#include "mpeg/ts_tools/result_file.h"
 
 namespace zv {
 
@@ -38,7 +38,7 @@ class EsFiles {
         char type_name[64];
         uint8_t next_of_pid;  // programmes may share a stream; as first_of_pid_
         PesPayload payload;
-        OutFile file;
+        ResultFile file;
     };
 
     bool knows(uint16_t program_number, uint16_t pid) const;

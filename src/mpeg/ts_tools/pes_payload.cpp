@@ -26,13 +26,6 @@ bool has_optional_header(uint32_t stream_id) {
            std::end(kPlainStreamIds);
 }
 
-std::span<const uint8_t> payload_of(const uint8_t* packet, uint8_t adaptation_field_control) {
-    size_t at = kTsHeaderSize;
-    if (adaptation_field_control == kAfcBoth) at += 1 + size_t{packet[kTsHeaderSize]};
-    if (!(adaptation_field_control & kAfcPayloadOnly) || at >= kTsPacketSize) return {};
-    return {packet + at, kTsPacketSize - at};
-}
-
 std::span<const uint8_t> without_first(std::span<const uint8_t> bytes, uint32_t& count) {
     const size_t skipped = std::min<size_t>(bytes.size(), count);
     count -= static_cast<uint32_t>(skipped);
@@ -45,7 +38,7 @@ std::span<const uint8_t> PesPayload::take(const uint8_t* packet) {
     ts_head head;
     if (zvsi_api_tsHeaderParse(&head, packet, kTsPacketSize, 0) != 0) return {};
     if (head.transport_error_indicator || head.transport_scrambling_control != 0) return {};
-    std::span<const uint8_t> payload = payload_of(packet, head.adaptation_field_control);
+    std::span<const uint8_t> payload = payload_of(packet);
     if (payload.empty() || is_repeat(head.continuity_counter, payload)) return {};
 
     if (head.payload_unit_start_indicator) {
@@ -88,17 +81,17 @@ std::span<const uint8_t> PesPayload::read_head(std::span<const uint8_t> payload)
 void PesPayload::enter_body() {
     state_ = State::kSkipping;
     if (!pes_validate(head_) || pes_get_streamid(head_) == kPaddingStream) return;
-    uint32_t behind_length = 0;  // header bytes that PES_packet_length counts
+    uint32_t counted = 0;  // header bytes that PES_packet_length includes
     header_left_ = 0;
     if (head_filled_ == kPesFixedHeaderSize) {
         if (!pes_validate_header(head_)) return;
         header_left_ = pes_get_headerlength(head_);
-        behind_length = kPesFixedHeaderSize - kPesStartSize + header_left_;
+        counted = kPesFixedHeaderSize - kPesStartSize + header_left_;
     }
     const uint32_t packet_length = pes_get_length(head_);
-    if (packet_length != 0 && packet_length < behind_length) return;
+    if (packet_length != 0 && packet_length < counted) return;
     is_bounded_ = packet_length != 0;
-    body_left_ = packet_length - behind_length;
+    body_left_ = packet_length - counted;
     state_ = State::kInBody;
 }
 

@@ -1,11 +1,9 @@
 // SPDX-License-Identifier: MIT
 // The RTP tool: takes the transport stream out of RTP datagrams (RFC 2250), in order, analyses it
 // and writes it to a file. A source without RTP framing passes as plain transport stream.
-#include <algorithm>
-
 #include "bitStream/log.h"
-#include "mpeg/ts_tools/out_file.h"
 #include "mpeg/ts_tools/owned.h"
+#include "mpeg/ts_tools/result_file.h"
 #include "mpeg/ts_tools/rtp_order.h"
 #include "mpeg/ts_tools/stream_tool.h"
 #include "ts_tools.h"
@@ -13,13 +11,6 @@
 namespace {
 
 using Bytes = std::span<const uint8_t>;
-
-// RTP carries whole packets.
-bool is_whole_packets(Bytes bytes) {
-    if (bytes.empty() || bytes[0] != zv::kTsSyncByte) return false;
-    return std::ranges::any_of(zv::kPacketSizes,
-                               [&](size_t size) { return bytes.size() % size == 0; });
-}
 
 class RtpDemux {
   public:
@@ -33,7 +24,7 @@ class RtpDemux {
     int run();
 
   private:
-    enum class Framing { kUnknown, kRtp, kPlain };
+    using Framing = zv::DatagramFraming;
 
     static void deliver(void* self, Bytes payload) {
         static_cast<RtpDemux*>(self)->take_stream(payload);
@@ -46,7 +37,7 @@ class RtpDemux {
 
     zv::StreamTool tool_;
     zv::RtpOrder order_;
-    zv::OutFile out_;
+    zv::ResultFile out_;
     Framing framing_ = Framing::kUnknown;
     uint64_t bad_ = 0;
     bool is_written_ = true;
@@ -60,7 +51,7 @@ void RtpDemux::take_stream(Bytes bytes) {
 
 // -> false when the payload is not a transport stream
 bool RtpDemux::put_in_order(zv::RtpPacket packet) {
-    const bool is_good = packet.payload.empty() || is_whole_packets(packet.payload);
+    const bool is_good = packet.payload.empty() || zv::is_whole_packets(packet.payload);
     if (!is_good && framing_ == Framing::kUnknown) return false;
     framing_ = Framing::kRtp;
     if (!is_good) packet.payload = {};  // its number has come, all the same
@@ -70,7 +61,8 @@ bool RtpDemux::put_in_order(zv::RtpPacket packet) {
 
 // The first piece that is one or the other decides how the source is framed.
 void RtpDemux::take_piece(Bytes piece) {
-    if (framing_ == Framing::kUnknown && (!tool_.source.has_datagrams() || is_whole_packets(piece)))
+    if (framing_ == Framing::kUnknown &&
+        (!tool_.source.has_datagrams() || zv::is_whole_packets(piece)))
         framing_ = Framing::kPlain;
     if (framing_ == Framing::kPlain) {
         take_stream(piece);

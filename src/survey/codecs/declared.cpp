@@ -2,18 +2,15 @@
 // What a PMT says of a stream: codec by descriptors and stream_type, languages.
 #include <algorithm>
 
+#include "bitStream/big_endian.h"
 #include "survey/codecs/codec.h"
 #include "survey/codecs/descriptors.h"
 
 namespace zv::survey {
 namespace {
 
-constexpr uint8_t kRegistration = 0x05;
 constexpr uint8_t kLanguage = 0x0A;
 constexpr uint8_t kMetadata = 0x26;
-constexpr uint8_t kVbiTeletext = 0x46;
-constexpr uint8_t kTeletext = 0x56;
-constexpr uint8_t kSubtitling = 0x59;
 constexpr uint8_t kAc3 = 0x6A;
 constexpr uint8_t kEac3 = 0x7A;
 constexpr uint8_t kDts = 0x7B;
@@ -103,14 +100,14 @@ Codec codec_of_arib_component(std::span<const uint8_t> body) {
 
 Codec codec_of_descriptor(const Descriptor& descriptor, uint8_t stream_type) {
     switch (descriptor.tag) {
-        case kRegistration:
+        case kTagRegistration:
             return codec_of_first_four(descriptor.body);
         case kMetadata:
             return codec_of_metadata(descriptor.body);
-        case kVbiTeletext:
-        case kTeletext:
+        case kTagVbiTeletext:
+        case kTagTeletext:
             return Codec::kDvbTeletext;
-        case kSubtitling:
+        case kTagSubtitling:
             return Codec::kDvbSubtitle;
         case kAc3:
             return Codec::kAc3;
@@ -120,7 +117,7 @@ Codec codec_of_descriptor(const Descriptor& descriptor, uint8_t stream_type) {
             return Codec::kDts;
         case kAac:
             return stream_type == kLatmStream ? Codec::kAacLatm : Codec::kAac;
-        case kExtensionTag:
+        case kTagExtension:
             return codec_of_extension(descriptor.body);
         case kAribDataComponent:
             return stream_type == kPrivateStream ? codec_of_arib_component(descriptor.body)
@@ -192,10 +189,10 @@ size_t language_entry_size(uint8_t tag) {
     switch (tag) {
         case kLanguage:
             return 4;
-        case kVbiTeletext:
-        case kTeletext:
+        case kTagVbiTeletext:
+        case kTagTeletext:
             return 5;
-        case kSubtitling:
+        case kTagSubtitling:
             return 8;
         default:
             return 0;

@@ -9,9 +9,14 @@
 #include <optional>
 #include <span>
 
-#include "survey/codecs/load.h"
-
 namespace zv::survey {
+
+// Tags that several readers look for.
+constexpr uint8_t kTagRegistration = 0x05;
+constexpr uint8_t kTagVbiTeletext = 0x46;
+constexpr uint8_t kTagTeletext = 0x56;
+constexpr uint8_t kTagSubtitling = 0x59;
+constexpr uint8_t kTagExtension = 0x7F;  // ETSI EN 300 468, 6.2.18: the tag proper follows
 
 struct Descriptor {
     uint8_t tag;
@@ -34,14 +39,5 @@ class Descriptors {
     static constexpr size_t kHeader = 2;
     std::span<const uint8_t> rest_;
 };
-
-constexpr uint32_t four_letters(const char (&text)[5]) {
-    uint32_t value = 0;
-    for (int i = 0; i < 4; ++i)
-        value = value << 8 | static_cast<uint8_t>(text[i]);
-    return value;
-}
-
-constexpr uint8_t kExtensionTag = 0x7F;  // ETSI EN 300 468, 6.2.18: the tag proper follows
 
 }  // namespace zv::survey

@@ -6,6 +6,7 @@
 #include <cinttypes>
 #include <cstdio>
 
+#include "bitStream/big_endian.h"
 #include "survey/codecs/bit_reader.h"
 #include "survey/codecs/descriptors.h"
 

@@ -4,14 +4,11 @@
 
 #include <algorithm>
 
+#include "bitStream/big_endian.h"
 #include "survey/codecs/descriptors.h"
 
 namespace zv::survey {
 namespace {
-
-constexpr uint8_t kVbiTeletext = 0x46;
-constexpr uint8_t kTeletext = 0x56;
-constexpr uint8_t kSubtitling = 0x59;
 
 Language language_of(std::span<const uint8_t> entry) {
     Language language;
@@ -37,12 +34,7 @@ SubtitlePage teletext_page(std::span<const uint8_t> entry) {
 SubtitlePage dvb_page(std::span<const uint8_t> entry) {
     const uint8_t type = entry[3];
     const bool hearing_impaired = type >= 0x20 && type <= 0x25;
-    return {language_of(entry),
-            type,
-            false,
-            true,
-            hearing_impaired,
-            static_cast<uint16_t>(load_be16(entry.subspan(4)))};
+    return {language_of(entry), type, false, true, hearing_impaired, load_be16(entry.subspan(4))};
 }
 
 }  // namespace
@@ -54,8 +46,8 @@ size_t declared_subtitles(std::span<const uint8_t> descriptors, std::span<Subtit
     size_t count = 0;
     Descriptors loop(descriptors);
     while (const auto descriptor = loop.next()) {
-        const bool teletext = descriptor->tag == kTeletext || descriptor->tag == kVbiTeletext;
-        if (!teletext && descriptor->tag != kSubtitling) continue;
+        const bool teletext = descriptor->tag == kTagTeletext || descriptor->tag == kTagVbiTeletext;
+        if (!teletext && descriptor->tag != kTagSubtitling) continue;
         const size_t entry = teletext ? kTeletextEntry : kDvbEntry;
         for (auto body = descriptor->body; body.size() >= entry && count < room;
              body = body.subspan(entry))

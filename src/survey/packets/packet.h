@@ -32,26 +32,21 @@ class Packet {
     bool starts_unit() const { return has_payload() && head_.payload_unit_start_indicator(); }
 
     // Also when the adaptation field leaves no room for a payload.
-    bool has_payload() const { return head_.adaptation_field_control() & 1; }
+    bool has_payload() const { return head_.has_payload(); }
 
     // -> the flags of the adaptation field, 0 where there is none
     uint8_t adaptation_flags() const {
-        return has_adaptation_field() && bytes_[4] > 0 ? bytes_[5] : 0;
+        return head_.has_adaptation_field() && bytes_[4] > 0 ? bytes_[5] : 0;
     }
     bool discontinuity() const { return adaptation_flags() & kDiscontinuityFlag; }
     bool random_access() const { return adaptation_flags() & kRandomAccessFlag; }
 
     bool has_pcr() const {
-        return (adaptation_flags() & kPcrFlag) && bytes_[4] >= kMinAdaptationLengthWithPcr;
+        return head_.has_adaptation_field() && covers_pcr(bytes_ + kTsHeaderSize);
     }
     uint64_t pcr() const { return load_pcr(bytes_ + kPcrField); }
 
-    std::span<const uint8_t> payload() const {
-        if (!has_payload()) return {};
-        const size_t at = kTsHeaderSize + (has_adaptation_field() ? size_t{bytes_[4]} + 1 : 0);
-        if (at >= size_t{kTsPacketSize}) return {};
-        return {bytes_ + at, kTsPacketSize - at};
-    }
+    std::span<const uint8_t> payload() const { return payload_of(bytes_, head_); }
 
     // Do both have the same bytes, but for the PCR? That is what a duplicate is (2.4.3.3).
     bool repeats(const uint8_t* other) const {
@@ -62,8 +57,6 @@ class Packet {
     }
 
   private:
-    bool has_adaptation_field() const { return head_.adaptation_field_control() & 2; }
-
     const uint8_t* bytes_;
     HeaderWord head_;
 };

@@ -74,7 +74,7 @@ bool PmtView::registered_as(const char (&name)[5]) const {
     bool found = false;
     for_each_descriptor(descriptors_, [&](uint8_t tag, Bytes bytes) {
         found = found || (tag == kTagRegistration && bytes.size() >= 4 &&
-                          std::equal(name, name + 4, bytes.begin()));
+                          load_be32(bytes) == four_letters(name));
     });
     return found;
 }

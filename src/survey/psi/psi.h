@@ -10,6 +10,7 @@
 #include <utility>
 #include <vector>
 
+#include "survey/codecs/descriptors.h"
 #include "survey/psi/section.h"
 
 namespace zv::survey {
@@ -36,7 +37,6 @@ constexpr uint8_t kTableIdSplice = 0xFC;  // ANSI/SCTE 35
 constexpr uint16_t kTablePids[] = {kPidPat, kPidCat, 0x0002, kPidNit, kPidSdt, kPidEit,
                                    kPidRst, kPidTdt, 0x001E, 0x001F,  kPidPsip};
 
-constexpr uint8_t kTagRegistration = 0x05;
 constexpr uint8_t kTagCa = 0x09;
 constexpr uint8_t kTagNetworkName = 0x40;
 constexpr uint8_t kTagService = 0x48;
@@ -61,6 +61,7 @@ class BodyReader {
         const Bytes b = take(2);
         return b.size() < 2 ? 0 : load_be16(b.data());
     }
+    uint16_t pid() { return pid_in(u16()); }
     // A loop's bytes after its length of 12 bits.
     Bytes loop() {
         const size_t length = u16() & 0xFFF;
@@ -74,12 +75,9 @@ class BodyReader {
 // Calls see(tag, bytes) for each descriptor of a loop.
 template <typename See>
 void for_each_descriptor(Bytes loop, See see) {
-    BodyReader reader(loop);
-    while (reader.left() >= 2) {
-        const uint8_t tag = reader.u8();
-        const size_t length = reader.u8();
-        see(tag, reader.take(length));
-    }
+    Descriptors descriptors(loop);
+    while (const auto descriptor = descriptors.next())
+        see(descriptor->tag, descriptor->body);
 }
 
 // Calls see(program_number, pid) for each entry; number 0 is the network's PID.
@@ -88,7 +86,7 @@ void for_each_pat_entry(const Section& pat, See see) {
     BodyReader reader(pat.body());
     while (reader.left() >= 4) {
         const uint16_t number = reader.u16();
-        const uint16_t pid = reader.u16() & 0x1FFF;
+        const uint16_t pid = reader.pid();
         see(number, pid);
     }
 }
@@ -98,7 +96,7 @@ template <typename See>
 void for_each_ca(Bytes loop, See see) {
     for_each_descriptor(loop, [&](uint8_t tag, Bytes bytes) {
         if (tag != kTagCa || bytes.size() < 4) return;
-        see(load_be16(bytes.data()), load_be13(bytes.data() + 2));
+        see(load_be16(bytes.data()), load_pid(bytes.data() + 2));
     });
 }
 
@@ -112,7 +110,7 @@ struct PmtStream {
 class PmtView {
   public:
     explicit PmtView(Bytes section) : streams_(Section(section).body()) {
-        pcr_pid_ = streams_.left() < 2 ? kPidNull : streams_.u16() & 0x1FFF;
+        pcr_pid_ = streams_.left() < 2 ? kPidNull : streams_.pid();
         descriptors_ = streams_.loop();
     }
 
@@ -130,7 +128,7 @@ class PmtView {
         while (reader.left() >= 5) {
             PmtStream stream;
             stream.stream_type = reader.u8();
-            stream.pid = reader.u16() & 0x1FFF;
+            stream.pid = reader.pid();
             stream.descriptors = reader.loop();
             see(stream);
         }

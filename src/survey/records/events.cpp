@@ -128,7 +128,7 @@ std::string message_of(const Event& event) {
     }
 }
 
-std::vector<Event> EventLog::listed(const std::function<bool(Needs)>& measures) const {
+std::vector<Event> EventLog::first_measured(const std::function<bool(Needs)>& measures) const {
     std::vector<Event> events;
     for (size_t needs = 0; needs < listed_.size(); ++needs) {
         if (!measures(static_cast<Needs>(needs))) continue;

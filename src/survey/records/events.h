@@ -99,7 +99,7 @@ class EventLog {
     // What an indicator counted that proves not to be measured is no event.
     // measures(needs)  in  is there what it takes?
     // -> the first, in order
-    std::vector<Event> listed(const std::function<bool(Needs)>& measures) const;
+    std::vector<Event> first_measured(const std::function<bool(Needs)>& measures) const;
     uint64_t total(const std::function<bool(Needs)>& measures) const;
 
     const IndicatorCount& counted(Indicator indicator) const {

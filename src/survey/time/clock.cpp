@@ -63,8 +63,8 @@ void RateSpread::keep(double rate) {
         now.least = std::min(now.least, so_far_.back().least);
         now.most = std::max(now.most, so_far_.back().most);
     }
-    kept_.push_back(rate);
     so_far_.push_back(now);
+    kept_.push_back(rate);  // the last: where memory runs out, none is without its sums
 }
 
 void RateSpread::add_to_bins(double interval_rate) {
@@ -79,6 +79,7 @@ std::optional<bool> RateSpread::constant(uint64_t intervals) const {
     if (intervals < kFewestIntervals || ticks_ == 0) return std::nullopt;
     if (!bins_.empty()) return constant_by_bins();
     const auto first = std::span(kept_).first(std::min<size_t>(intervals, kept_.size()));
+    if (first.empty()) return std::nullopt;  // memory ran out on the way to the histogram
     const SoFar& so_far = so_far_[first.size() - 1];
     if (so_far.ticks == 0) return std::nullopt;
     const double mean = rate_of(so_far.bytes, so_far.ticks);

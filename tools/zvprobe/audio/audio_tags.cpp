@@ -5,6 +5,8 @@
 #include <algorithm>
 #include <string_view>
 
+#include "base/bytes.h"
+
 namespace zvprobe {
 namespace {
 
@@ -19,17 +21,12 @@ std::string_view text_of(std::span<const uint8_t> bytes) {
     return {reinterpret_cast<const char*>(bytes.data()), bytes.size()};
 }
 
-uint32_t little_endian(std::span<const uint8_t> bytes) {
-    return uint32_t{bytes[0]} | uint32_t{bytes[1]} << 8 | uint32_t{bytes[2]} << 16 |
-           uint32_t{bytes[3]} << 24;
-}
-
 // -> flags of the APE header or footer; nothing when there is neither
 std::optional<uint32_t> ape_flags(std::span<const uint8_t> bytes) {
     if (bytes.size() < kApeFooterSize || !text_of(bytes).starts_with(kApeMark)) return std::nullopt;
-    const uint32_t version = little_endian(bytes.subspan(8));
+    const uint32_t version = little_endian(bytes.subspan(8, 4));
     if (version != 1000 && version != 2000) return std::nullopt;
-    return little_endian(bytes.subspan(20));
+    return little_endian(bytes.subspan(20, 4));
 }
 
 // Junk may spell "ID3" by accident, so more of the header must be right there.
@@ -70,7 +67,7 @@ uint64_t id3v2_size(std::span<const uint8_t> bytes) {
 uint64_t ape_size(std::span<const uint8_t> bytes) {
     const auto flags = ape_flags(bytes);
     if (!flags || (*flags & kApeIsHeader) == 0) return 0;
-    const uint64_t after_header = little_endian(bytes.subspan(12));
+    const uint64_t after_header = little_endian(bytes.subspan(12, 4));
     const bool has_footer = (*flags & kApeHasNoFooter) == 0;
     return has_footer && after_header < kApeFooterSize ? 0 : kApeFooterSize + after_header;
 }
@@ -90,8 +87,8 @@ std::optional<ApeItem> read_ape_item(std::span<const uint8_t> bytes) {
     constexpr uint32_t kKnownFlags = 0xE0000007;
     constexpr uint32_t kMostValue = 1U << 20;
     if (bytes.size() < kNumbers) return std::nullopt;
-    const uint32_t size = little_endian(bytes);
-    if (size > kMostValue || (little_endian(bytes.subspan(4)) & ~kKnownFlags) != 0)
+    const uint32_t size = little_endian(bytes.first(4));
+    if (size > kMostValue || (little_endian(bytes.subspan(4, 4)) & ~kKnownFlags) != 0)
         return std::nullopt;
     const auto rest = bytes.subspan(kNumbers, std::min(bytes.size(), kApeItemHead) - kNumbers);
     const auto end =

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// Tags that stand beside MPEG audio: ID3v1 and ID3v2, APEv1 and APEv2, Lyrics3. What tells one, and
-// how long it is; what it says is tag_texts.h.
+// Tags that stand beside MPEG audio: ID3v1 and ID3v2, APEv1 and APEv2, Lyrics3. How one is
+// recognised, and how long it is; tag_texts.h reads what it says.
 #pragma once
 
 #include <cstddef>

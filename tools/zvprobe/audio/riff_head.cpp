@@ -5,6 +5,8 @@
 #include <algorithm>
 #include <string_view>
 
+#include "base/bytes.h"
+
 namespace zvprobe {
 namespace {
 
@@ -17,17 +19,10 @@ std::string_view text_at(std::span<const uint8_t> bytes, size_t at) {
     return {reinterpret_cast<const char*>(bytes.data()) + at, kMark};
 }
 
-uint32_t little_endian(std::span<const uint8_t> bytes, size_t count) {
-    uint32_t value = 0;
-    for (size_t i = count; i-- > 0;)
-        value = value << 8 | bytes[i];
-    return value;
-}
-
 bool is_mpeg_format(std::span<const uint8_t> chunk) {
     constexpr uint32_t kMpeg = 0x50, kMpegLayer3 = 0x55;
     if (chunk.size() < kChunkHead + 2) return false;
-    const uint32_t tag = little_endian(chunk.subspan(kChunkHead), 2);
+    const uint32_t tag = little_endian(chunk.subspan(kChunkHead, 2));
     return tag == kMpeg || tag == kMpegLayer3;
 }
 
@@ -45,12 +40,12 @@ std::optional<RiffHead> read_riff_head(std::span<const uint8_t> bytes) {
     bool right = text_at(view, 8) == "RMP3";
     if (!right && text_at(view, 8) != "WAVE") return std::nullopt;
     for (size_t at = kRiffHead; at + kChunkHead <= view.size();) {
-        const uint32_t size = little_endian(view.subspan(at + 4), 4);
+        const uint32_t size = little_endian(view.subspan(at + 4, 4));
         if (text_at(view, at) == "data") {
             if (!right) return std::nullopt;
             const uint64_t begin = at + kChunkHead;
             return RiffHead{begin, end_of(begin, size),
-                            end_of(kChunkHead, little_endian(view.subspan(4), 4))};
+                            end_of(kChunkHead, little_endian(view.subspan(4, 4)))};
         }
         if (text_at(view, at) == "fmt ") right = is_mpeg_format(view.subspan(at));
         if (size > view.size()) return std::nullopt;

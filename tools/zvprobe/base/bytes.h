@@ -2,18 +2,31 @@
 // What readers of all formats do with bytes.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <cstring>
 #include <span>
+#include <vector>
+
+#include "bitStream/big_endian.h"
 
 namespace zvprobe {
 
-// -> the bytes, at most four, as a big-endian number
-inline uint32_t big_endian(std::span<const uint8_t> bytes) {
+using zv::big_endian;
+using zv::four_letters;
+using zv::store_big_endian;
+
+// -> all the bytes, at most four, as one number, the last the most significant
+inline uint32_t little_endian(std::span<const uint8_t> bytes) {
     uint32_t value = 0;
-    for (const uint8_t byte : bytes)
-        value = value << 8 | byte;
+    for (auto at = bytes.rbegin(); at != bytes.rend(); ++at)
+        value = value << 8 | *at;
     return value;
+}
+
+inline void append_big_endian(std::vector<uint8_t>& out, uint64_t value, size_t bytes) {
+    out.resize(out.size() + bytes);
+    store_big_endian(std::span(out).last(bytes), value);
 }
 
 // -> where the value stands first, at `from` or later; bytes.size() when it does not

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Texts of other people's making, safe to print: names out of streams, and those of files.
+// Texts that come from outside, made safe to print: names out of streams, and those of files.
 #pragma once
 
 #include <cstddef>

@@ -15,6 +15,7 @@
 #include "cli/help.h"
 #include "commands/commands.h"
 #include "commands/parts/limits_file.h"
+#include "io/output/out_file.h"
 #include "zvprotocol.h"
 
 namespace zvprobe {
@@ -124,10 +125,14 @@ void add_probe_options(CLI::App& app, ProbeSettings& settings, const char* detai
     ProbeOptions& options = settings.options;
     app.add_option("SOURCE", options.sources, "Files, URLs, or - for standard input");
     app.add_flag("--json", options.json, "Print one JSON object (docs/JSON.md)");
+    app.add_option("--html", options.html, "Write a page with plots; - for standard output")
+        ->type_name("FILE")
+        ->check(check_given);
     app.add_flag("--history", options.history,
                  "With --json: how a transport stream went over its time, too")
         ->group(detail_group);
-    app.add_flag("--resolver", options.resolver, "Show what the library's resolver tells hosts");
+    app.add_flag("--resolver", options.resolver, "Show what the library's resolver tells hosts")
+        ->group(detail_group);
     app.add_flag("--stats", options.statistics, "The same with arrival periods")
         ->group(detail_group);
     app.add_flag("--strict", options.strict, "Exit with status 1 when a source has errors");
@@ -150,6 +155,8 @@ void add_probe_options(CLI::App& app, ProbeSettings& settings, const char* detai
 ProbeOptions probe_options_of(const ProbeSettings& settings) {
     ProbeOptions options = settings.options;
     if (options.sources.empty()) throw CLI::RequiredError("SOURCE");
+    if (options.json && is_standard_output(options.html))
+        throw CLI::ExcludesError("--html -", "--json");
     if (options.history && !options.json) throw CLI::RequiresError("--history", "--json");
     options.limits = limits_from(settings.limits_file, settings.limits);
     if (settings.indicators.empty()) return options;
@@ -198,7 +205,7 @@ void add_watch_options(CLI::App& command, WatchSettings& settings) {
         command
             .add_option("--listen", settings.endpoint.listen,
                         "Answer over HTTP: /metrics, /api/sources, /healthz")
-            ->type_name("[ADDRESS:]PORT")
+            ->type_name("ADDR:PORT")
             ->check(check_given);
     add_values(command, "--allow-host", settings.endpoint.allow_hosts, "NAME",
                "With --listen: a name that it is asked by; repeat for more")
@@ -221,10 +228,10 @@ std::shared_ptr<WatchOptions> watch_options_of(const WatchSettings& settings,
 void add_monitor(CLI::App& root, CommandLine& line) {
     const auto options = std::make_shared<MonitorOptions>();
     CLI::App& command =
-        *root.add_subcommand("monitor", "Report on live transport streams every few seconds");
+        *root.add_subcommand("monitor", "Watch live transport streams, on a screen or by reports");
     const auto watch = std::make_shared<WatchSettings>();
     add_watch_options(command, *watch);
-    const CLI::Option* const given =
+    const CLI::Option* const interval =
         command
             .add_option("--interval", options->interval_s, "Seconds between reports (default 5)")
             ->option_text(" S")
@@ -233,6 +240,8 @@ void add_monitor(CLI::App& root, CommandLine& line) {
                      "Print each report as one line of JSON (docs/JSON.md)");
     command.add_flag("--history", options->history,
                      "With --json-lines: how the stream went over its time, too");
+    command.add_flag("--plain", options->plain,
+                     "Reports in place of the screen, as options near here do");
     command.add_flag("--resolver", options->resolver,
                      "Show what the library's resolver tells hosts");
     command.add_flag("--stats", options->statistics, "The same with arrival periods");
@@ -240,10 +249,13 @@ void add_monitor(CLI::App& root, CommandLine& line) {
     add_limits(command, *settings, kInHelp);
     add_exit_help(command, {kExitOk, kExitUsage, kExitCannotOpen, kExitUnknownFormat},
                   "Ctrl-C ends it with a last report.\n");
-    command.callback([options, settings, watch, given, &line] {
+    command.callback([options, settings, watch, interval, &line] {
         if (options->history && !options->json_lines)
             throw CLI::RequiresError("--history", "--json-lines");
         options->limits = limits_from(settings->limits_file, settings->limits);
+        // These are about reports.
+        if (interval->count() > 0 || options->resolver || options->statistics)
+            options->plain = true;
         if (watch->urls.empty() && watch->config.empty()) throw CLI::RequiredError("URL");
         if (!watch->wanted()) {
             options->source = watch->urls.front();
@@ -252,7 +264,8 @@ void add_monitor(CLI::App& root, CommandLine& line) {
         if (options->history) throw CLI::ValidationError("--history is for one source");
         const auto many = watch_options_of(*watch, *options);
         // A service that is asked has a log for what happens, and no use for tables in it.
-        many->reports = watch->endpoint.listen.empty() || options->json_lines || given->count() > 0;
+        many->reports =
+            watch->endpoint.listen.empty() || options->json_lines || interval->count() > 0;
         choose(line, many);
     });
 }
@@ -341,7 +354,7 @@ void add_remap(CLI::App& root, CommandLine& line) {
                "Leave a PID out, in the tables as well; repeat for more");
     command.add_flag("--drop-nulls", options->drop_nulls, "Leave null packets out");
     add_exit_help(command, {kExitOk, kExitUsage, kExitCannotOpen, kExitUnknownFormat},
-                  "PIDs and numbers are decimal, or hexadecimal behind 0x. A number without\n"
+                  "PIDs and numbers are decimal, or hexadecimal after 0x. A number without\n"
                   "OLD, and --pmt, --pcr, --es, are of the only programme, or that of --from.\n");
     when_named(command, line, options);
 }

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// The command line: which command it names, with which options. No other file but help.h, which
-// decides how the help looks, knows the library that takes it apart.
+// The command line: which command it names, with which options. Parsed with CLI11, which
+// help.h (how the help looks) and limits_file.cpp (files of limits) use as well.
 #pragma once
 
 #include <functional>

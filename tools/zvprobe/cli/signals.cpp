@@ -11,6 +11,7 @@
 
 #include "base/interrupt.h"
 #include "io/output/unnamed_file.h"
+#include "render/screen/terminal_rescue.h"
 
 namespace zvprobe {
 namespace {
@@ -72,6 +73,7 @@ void let_lost_readers_be_told() {
 
 void end_by_signal(int signal) {
     remove_unnamed_files();
+    rescue_terminal();
     std::signal(signal, SIG_DFL);
     sigset_t only;
     sigemptyset(&only);

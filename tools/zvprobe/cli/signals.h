@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // What signals do to the process: the first one asks the command to end (interrupt.h), the second
-// one ends it, and neither leaves a file without a final name.
+// one ends it, and neither leaves a file without a final name or a terminal that is drawn on.
 #pragma once
 
 namespace zvprobe {

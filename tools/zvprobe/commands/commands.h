@@ -24,6 +24,7 @@ struct ProbeOptions {
     bool strict = false;
     IndicatorChoice indicators;  // that count as errors, too
     ZvSurveyLimits limits = {};
+    std::string html;   // the page to write in place of a report; empty: none
     std::string pace;   // "pts", any other name for the PCR, or empty for full speed
     uint32_t jobs = 0;  // sources read at a time; 0: as many as there are cores
 };
@@ -33,6 +34,7 @@ struct MonitorOptions {
     double interval_s = 5;
     bool json_lines = false;
     bool history = false;  // over the stream's time, in the JSON
+    bool plain = false;    // reports on a terminal, too, in place of the screen
     bool resolver = false;
     bool statistics = false;
     ZvSurveyLimits limits = {};

@@ -13,12 +13,12 @@
 #include "commands/commands.h"
 #include "commands/copy_command.h"
 #include "commands/parts/format_detect.h"
+#include "io/datagram_source.h"
 #include "render/extract_report.h"
 #include "render/finding_log.h"
 #include "render/progress.h"
 #include "ts/extract/es_extract.h"
 #include "ts/survey_run.h"
-#include "zvprotocol.h"
 
 namespace zvprobe {
 namespace {
@@ -33,12 +33,6 @@ ExtractRequest request_of(const ExtractOptions& options) {
     for (const std::string& program : options.programs)
         request.programs.insert(number_from(program, 1, kMostProgram, "programme"));
     return request;
-}
-
-// Datagrams have no end of their own: only a signal ends the reading.
-bool sends_datagrams(const std::string& source) {
-    const int index = zvptc_api_getPtcindex(source.c_str(), 0, 0);
-    return index == ZVPTC_INDEX_UDP || index == ZVPTC_INDEX_RTP;
 }
 
 class Extraction {
@@ -76,6 +70,7 @@ class Extraction {
         return kExitUnknownFormat;
     }
 
+    // Datagrams have no end of their own: only a signal ends the reading.
     void check_end(const Source& source) const {
         if (!source.error().empty() || !sends_datagrams(options_.source)) check_reading(source);
     }
@@ -127,19 +122,11 @@ class Extraction {
     FindingLog findings_;
 };
 
-int extract(const ExtractOptions& options, const Session& session) {
-    try {
-        return Extraction(options, session).run();
-    } catch (const UsageError& error) {
-        complain(options.source, error.what());
-        return kExitUsage;
-    }
-}
-
 }  // namespace
 
 int run_command(const ExtractOptions& options, const Session& session) {
-    return run_copy({options.source, options.directory}, [&] { return extract(options, session); });
+    return run_copy({options.source, options.directory},
+                    [&] { return Extraction(options, session).run(); });
 }
 
 }  // namespace zvprobe

@@ -23,31 +23,11 @@
 namespace zvprobe {
 namespace {
 
-// What ends the command; the text does not name the input.
-class FlvMetaError : public std::runtime_error {
-  public:
-    FlvMetaError(ExitStatus status, const std::string& message)
-        : std::runtime_error(message), status_(status) {}
-
-    ExitStatus status() const { return status_; }
-
-  private:
-    ExitStatus status_;
-};
-
-// What the walk has lost sight of would be missing in the copy.
-void check_account(const FlvReading& reading, uint64_t size) {
-    if (reading.accounted_bytes() == size) return;
-    throw FlvMetaError(kExitCannotOpen, std::to_string(reading.accounted_bytes()) + " of " +
-                                            std::to_string(size) +
-                                            " bytes are accounted for, nothing is written");
-}
-
 FlvReport walk(const std::string& in, const Session& session, FlvCopyList& list) {
     const auto source = open_source(in);
-    if (!source->size()) throw FlvMetaError(kExitCannotOpen, "not a file, which is read twice");
+    if (!source->size()) throw CopyError(kExitCannotOpen, "not a file, which is read twice");
     const auto first_window = first_window_of(*source);
-    if (!starts_like_flv(first_window)) throw FlvMetaError(kExitUnknownFormat, "not an FLV file");
+    if (!starts_like_flv(first_window)) throw CopyError(kExitUnknownFormat, "not an FLV file");
     FlvProbeOptions options;
     options.on_tag = [&list](const FlvTag& tag, const FlvTagFacts& facts) { list.add(tag, facts); };
     FindingLog findings(in, session.verbosity > 0);
@@ -55,8 +35,8 @@ FlvReport walk(const std::string& in, const Session& session, FlvCopyList& list)
     FlvReport report = probe_flv(*source, first_window, options);
     check_reading(*source);
     if (report.audio_tags + report.video_tags == 0)
-        throw FlvMetaError(kExitUnknownFormat, "has neither audio nor video");
-    check_account(report.reading, *source->size());
+        throw CopyError(kExitUnknownFormat, "has neither audio nor video");
+    check_account(report.reading.accounted_bytes(), *source->size());
     return report;
 }
 
@@ -72,7 +52,7 @@ class TagCopy {
         const bool whole = shift_.moves() ? copy_moved(piece.length) : copy(piece.length);
         if (!whole || !piece.size_word) return whole;
         uint8_t word[ZV_FLV_PREVIOUS_TAG_SIZE];
-        put_big_endian(word, *piece.size_word);
+        store_big_endian(word, *piece.size_word);
         write(word);
         return true;
     }
@@ -84,11 +64,6 @@ class TagCopy {
     }
 
   private:
-    static void put_big_endian(std::span<uint8_t> out, uint32_t value) {
-        for (auto at = out.rbegin(); at != out.rend(); ++at, value >>= 8)
-            *at = static_cast<uint8_t>(value);
-    }
-
     // -> false where the source ends before, as the next does
     bool copy(uint64_t length) {
         for (uint64_t left = length; left > 0;) {
@@ -107,9 +82,8 @@ class TagCopy {
             cursor_.read(ZV_FLV_TAG_HEADER_SIZE, header_);
             if (header_.size() < ZV_FLV_TAG_HEADER_SIZE) return false;
             const std::span header(header_);
-            const uint32_t stamp = big_endian(header.subspan(4, 3)) | uint32_t{header[7]} << 24;
-            const uint32_t moved = shift_.moved_stamp(bytes_, stamp);
-            put_big_endian(header.subspan(4, 3), moved);
+            const uint32_t moved = shift_.moved_stamp(bytes_, flv_timestamp(header));
+            store_big_endian(header.subspan(4, 3), moved);
             header[7] = static_cast<uint8_t>(moved >> 24);
             const uint64_t body = big_endian(header.subspan(1, 3)) + ZV_FLV_PREVIOUS_TAG_SIZE;
             write(header);
@@ -140,7 +114,7 @@ FlvTimeShift shift_for(const FlvMetaOptions& options, const FlvReport& report,
     if (!options.rebase || report.times.empty()) return {};
     FlvTimeShift shift(report.times, list);
     if (!shift.fits())
-        throw FlvMetaError(kExitCannotOpen, "is too long for its time stamps, nothing is written");
+        throw CopyError(kExitCannotOpen, "is too long for its time stamps, nothing is written");
     return shift;
 }
 
@@ -158,7 +132,7 @@ void copy(const FlvMetaOptions& options, const Session& session, const FlvReport
     }
     check_reading(*source);
     if (!tags.is_of(list))
-        throw FlvMetaError(kExitCannotOpen, "changed while it was read, nothing is written");
+        throw CopyError(kExitCannotOpen, "changed while it was read, nothing is written");
     out.commit();
     if (!session.quiet && !is_standard_output(options.out)) {
         std::cout << printable(options.out) << ": " << list.tags() << " tags after onMetaData, "
@@ -175,18 +149,12 @@ void warn_of_damage(const FlvMetaOptions& options, const FlvReading& reading) {
 }
 
 int rewrite(const FlvMetaOptions& options, const Session& session) {
-    try {
-        FlvCopyList list;
-        const FlvReport report = walk(options.in, session, list);
-        if (list.loses_old_values())
-            complain(options.in, "not all of the old onMetaData can be kept");
-        warn_of_damage(options, report.reading);
-        copy(options, session, report, list);
-        return kExitOk;
-    } catch (const FlvMetaError& error) {
-        complain(options.in, error.what());
-        return error.status();
-    }
+    FlvCopyList list;
+    const FlvReport report = walk(options.in, session, list);
+    if (list.loses_old_values()) complain(options.in, "not all of the old onMetaData can be kept");
+    warn_of_damage(options, report.reading);
+    copy(options, session, report, list);
+    return kExitOk;
 }
 
 }  // namespace

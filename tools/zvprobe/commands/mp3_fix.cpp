@@ -21,35 +21,15 @@
 namespace zvprobe {
 namespace {
 
-// What ends the command; the text does not name the input.
-class Mp3FixError : public std::runtime_error {
-  public:
-    Mp3FixError(ExitStatus status, const std::string& message)
-        : std::runtime_error(message), status_(status) {}
-
-    ExitStatus status() const { return status_; }
-
-  private:
-    ExitStatus status_;
-};
-
-// What the walk has lost sight of would be missing in the copy.
-void check_account(const MpegAudioReading& reading, uint64_t size) {
-    if (reading.accounted_bytes() == size) return;
-    throw Mp3FixError(kExitCannotOpen, std::to_string(reading.accounted_bytes()) + " of " +
-                                           std::to_string(size) +
-                                           " bytes are accounted for, nothing is written");
-}
-
 // No count or seek table could speak for several streams, and of a short one without what stood
 // around it less would be sure.
 void check_changes(const MpegAudioReport& report) {
     if (report.changes.count() == 0) return;
     const AudioChange& change = report.changes.kept().front();
-    throw Mp3FixError(kExitUnknownFormat, "several streams: from byte " +
-                                              std::to_string(change.offset) + " on " +
-                                              kind_text(change.header) + ", " +
-                                              std::to_string(change.header.sample_rate) + " Hz");
+    throw CopyError(kExitUnknownFormat, "several streams: from byte " +
+                                            std::to_string(change.offset) + " on " +
+                                            kind_text(change.header) + ", " +
+                                            std::to_string(change.header.sample_rate) + " Hz");
 }
 
 // At a free bit rate a frame ends where the next one begins: without what comes between them, or
@@ -59,16 +39,15 @@ void check_free_frames(const MpegAudioReading& reading, const MpegAudioCopyList&
     if (list.free_frames() == 0) return;
     const bool whole = reading.stray_bytes == 0 && list.tag_bytes_left_out() == 0;
     if (!whole || list.free_frames() != list.frame_count() || list.frame_count() < kFewest)
-        throw Mp3FixError(kExitUnknownFormat,
-                          "at a free bit rate, where its frames end is not sure");
+        throw CopyError(kExitUnknownFormat, "at a free bit rate, where its frames end is not sure");
 }
 
 MpegAudioReport walk(const std::string& in, const Session& session, MpegAudioCopyList& list) {
     const auto source = open_source(in);
     const auto first_window = first_window_of(*source);
     if (!std::holds_alternative<MpegAudioStart>(detect_format(first_window, source->at_end())))
-        throw Mp3FixError(kExitUnknownFormat, "not MPEG audio");
-    if (!source->size()) throw Mp3FixError(kExitCannotOpen, "not a file, which is read twice");
+        throw CopyError(kExitUnknownFormat, "not MPEG audio");
+    if (!source->size()) throw CopyError(kExitCannotOpen, "not a file, which is read twice");
     FindingLog findings(in, session.verbosity > 0);
     MpegAudioProbeOptions options;
     options.on_finding = teller_of(findings);
@@ -78,8 +57,8 @@ MpegAudioReport walk(const std::string& in, const Session& session, MpegAudioCop
     };
     MpegAudioReport report = probe_mpeg_audio(*source, first_window, options);
     check_reading(*source);
-    if (list.frames().empty()) throw Mp3FixError(kExitUnknownFormat, "no MPEG audio with sound");
-    check_account(report.reading, *source->size());
+    if (list.frames().empty()) throw CopyError(kExitUnknownFormat, "no MPEG audio with sound");
+    check_account(report.reading.accounted_bytes(), *source->size());
     check_changes(report);
     check_free_frames(report.reading, list);
     return report;
@@ -125,7 +104,7 @@ void copy(const Mp3FixOptions& options, const Session& session, const MpegAudioC
     pieces.add(list.tags_after(), nullptr);
     check_reading(*source);
     if (out.written() != info.size() + list.bytes() || crc.value() != list.sound_crc())
-        throw Mp3FixError(kExitCannotOpen, "changed while it was read, nothing is written");
+        throw CopyError(kExitCannotOpen, "changed while it was read, nothing is written");
     out.commit();
     if (!session.quiet && !is_standard_output(options.out)) {
         std::cout << printable(options.out) << ": " << list.frame_count() << " frames"
@@ -146,16 +125,11 @@ void warn_of_damage(const std::string& in, const MpegAudioReport& report,
 }
 
 int rewrite(const Mp3FixOptions& options, const Session& session) {
-    try {
-        MpegAudioCopyList list;
-        const MpegAudioReport report = walk(options.in, session, list);
-        warn_of_damage(options.in, report, list);
-        copy(options, session, list, list.make_info(report));
-        return kExitOk;
-    } catch (const Mp3FixError& error) {
-        complain(options.in, error.what());
-        return error.status();
-    }
+    MpegAudioCopyList list;
+    const MpegAudioReport report = walk(options.in, session, list);
+    warn_of_damage(options.in, report, list);
+    copy(options, session, list, list.make_info(report));
+    return kExitOk;
 }
 
 }  // namespace

@@ -5,12 +5,15 @@
 #include <algorithm>
 #include <iostream>
 #include <new>
+#include <optional>
 #include <thread>
 #include <utility>
 
 #include "base/interrupt.h"
 #include "commands/commands.h"
 #include "commands/parts/format_detect.h"
+#include "commands/parts/page_file.h"
+#include "commands/parts/record_media.h"
 #include "commands/parts/side_by_side.h"
 #include "commands/parts/ts_probe.h"
 #include "flv/flv_probe.h"
@@ -18,6 +21,7 @@
 #include "render/audio/mpeg_audio_findings.h"
 #include "render/flv/flv_finding_text.h"
 #include "render/json_report.h"
+#include "render/page/page_report.h"
 #include "render/progress.h"
 #include "render/text_report.h"
 
@@ -86,7 +90,7 @@ class SourceProbe {
         options.pace = pace_of(options_.pace);
         options.live = source.origin() == Source::Origin::kNetwork && options_.pace.empty();
         options.statistics = options_.statistics;
-        options.history = options_.history;
+        options.history = options_.history || !options_.html.empty();
         options.limits = options_.limits;
         options.on_progress = [&progress](uint64_t bytes) { progress.show(bytes); };
         TsReport report = probe_transport_stream(findings_, source, first_window, options);
@@ -101,6 +105,7 @@ class SourceProbe {
         FlvProbeOptions options;
         options.on_progress = [&progress](uint64_t bytes) { progress.show(bytes); };
         options.on_finding = telling(findings_);
+        if (!options_.html.empty()) record_flv(report_.media.emplace(), options);
         return probe_flv(source, first_window, options);
     }
 
@@ -110,6 +115,7 @@ class SourceProbe {
         MpegAudioProbeOptions options;
         options.on_finding = teller_of(findings_);
         options.on_progress = [&progress](uint64_t bytes) { progress.show(bytes); };
+        if (!options_.html.empty()) record_mpeg_audio(report_.media.emplace(), options);
         MpegAudioReport report = probe_mpeg_audio(source, first_window, options);
         if (report.first)
             report_.content = std::move(report);
@@ -152,17 +158,20 @@ size_t jobs_of(const ProbeOptions& options) {
     return std::clamp<size_t>(wanted, 1, std::max<size_t>(options.sources.size(), 1));
 }
 
-// Prints reports one by one: text as they come, JSON when all are known.
+// Prints reports one by one: text as they come, JSON and the page when all are known.
 class ReportPrinter {
   public:
+    // Throws OutputError when the page cannot be written.
     explicit ReportPrinter(const ProbeOptions& options)
         : options_(options),
-          text_options_(text_options_for(STDOUT_FILENO, options.statistics, options.resolver)) {}
+          text_options_(text_options_for(STDOUT_FILENO, options.statistics, options.resolver)) {
+        if (!options.html.empty()) page_.emplace(options.html);
+    }
 
     void take(SourceReport report) {
         status_ = std::max<int>(status_, status_of(report, options_));
         if (report.failure) complain(report.name, report.failure->message);
-        if (options_.json) {
+        if (options_.json || page_) {
             reports_.push_back(std::move(report));
         } else if (report.has_content()) {
             if (std::exchange(printed_any_, true)) std::cout << '\n';
@@ -171,15 +180,28 @@ class ReportPrinter {
         }
     }
 
-    // -> exit status
+    // -> exit status. Throws OutputError when the page cannot be written.
     int finish() {
-        if (options_.json) print_json(std::cout, reports_);
+        const std::string page = page_ ? page_of(reports_) : "";
+        if (options_.json) {
+            if (!options_.history) forget_histories();
+            print_json(std::cout, reports_);
+        }
+        if (page_) page_->write(page);
         return status_;
     }
 
   private:
+    // They were kept for the page.
+    void forget_histories() {
+        for (SourceReport& report : reports_)
+            if (auto* const ts = std::get_if<TsReport>(&report.content))
+                ts->survey.erase("history");
+    }
+
     const ProbeOptions& options_;
     const TextOptions text_options_;
+    std::optional<PageFile> page_;
     std::vector<SourceReport> reports_;
     int status_ = kExitOk;
     bool printed_any_ = false;
@@ -190,11 +212,16 @@ class ReportPrinter {
 int run_command(const ProbeOptions& options, const Session& session) {
     const size_t jobs = jobs_of(options);
     const Session quiet = {session.verbosity, session.quiet || jobs > 1, session.log_file};
-    ReportPrinter printer(options);
     SideBySide<SourceReport> probes(options.sources.size(), jobs);
-    probes.run([&](size_t i) { return SourceProbe(options.sources[i], options, quiet).run(); },
-               [&](size_t, SourceReport report) { printer.take(std::move(report)); });
-    return printer.finish();
+    try {
+        ReportPrinter printer(options);
+        probes.run([&](size_t i) { return SourceProbe(options.sources[i], options, quiet).run(); },
+                   [&](size_t, SourceReport report) { printer.take(std::move(report)); });
+        return printer.finish();
+    } catch (const OutputError& error) {
+        complain(options.html, std::string("cannot be written: ") + error.what());
+        return kExitCannotOpen;
+    }
 }
 
 }  // namespace zvprobe

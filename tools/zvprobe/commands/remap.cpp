@@ -22,11 +22,6 @@ namespace {
 
 constexpr uint32_t kMostNumber = 0xFFFF;
 
-class NotATransportStream : public std::runtime_error {
-  public:
-    using std::runtime_error::runtime_error;
-};
-
 uint16_t program_from(std::string_view text) {
     return number_from(text, 1, kMostNumber, "programme");
 }
@@ -97,7 +92,7 @@ class Remap {
             progress.show(reader.bytes());
         }
         check_reading(*source);
-        if (facts_.packets() == 0) throw NotATransportStream("not a transport stream");
+        if (facts_.packets() == 0) throw CopyError(kExitUnknownFormat, "not a transport stream");
         if (reader.left_out() > 0)
             complain(options_.in,
                      std::to_string(reader.left_out()) + " bytes of no packet are left out");
@@ -142,12 +137,6 @@ int remap(const RemapOptions& options, const Session& session) {
     try {
         Remap(options, session).run();
         return kExitOk;
-    } catch (const UsageError& error) {
-        complain(options.in, error.what());
-        return kExitUsage;
-    } catch (const NotATransportStream& error) {
-        complain(options.in, error.what());
-        return kExitUnknownFormat;
     } catch (const RemapError& error) {
         complain(options.in, error.what());
     }

@@ -6,7 +6,8 @@
 #include <algorithm>
 #include <bit>
 
-#include "flv/amf0_types.h"
+#include "base/bytes.h"
+#include "flv/tag_fields.h"
 
 namespace zvprobe {
 namespace {
@@ -43,9 +44,7 @@ class AmfReader {
     uint64_t be(size_t bytes) {
         if (rest_.size() < bytes) failed_ = true;
         if (failed_) return 0;
-        uint64_t number = 0;
-        for (const uint8_t byte : rest_.first(bytes))
-            number = number << 8 | byte;
+        const auto number = big_endian<uint64_t>(rest_.first(bytes));
         rest_ = rest_.subspan(bytes);
         return number;
     }

@@ -4,25 +4,21 @@
 
 #include <bit>
 
-#include "flv/amf0_types.h"
+#include "base/bytes.h"
+#include "flv/tag_fields.h"
 
 namespace zvprobe {
 
 using namespace zv::flv;
 
-void AmfWriter::big_endian(uint64_t value, int bytes) {
-    for (int shift = 8 * (bytes - 1); shift >= 0; shift -= 8)
-        bytes_.push_back(static_cast<uint8_t>(value >> shift));
-}
-
 void AmfWriter::name(std::string_view text) {
-    big_endian(text.size(), 2);
+    append_big_endian(bytes_, text.size(), 2);
     bytes_.insert(bytes_.end(), text.begin(), text.end());
 }
 
 void AmfWriter::number(double value) {
     bytes_.push_back(kAmfNumber);
-    big_endian(std::bit_cast<uint64_t>(value), 8);
+    append_big_endian(bytes_, std::bit_cast<uint64_t>(value), 8);
 }
 
 void AmfWriter::text(std::string_view value) {
@@ -32,7 +28,7 @@ void AmfWriter::text(std::string_view value) {
 
 void AmfWriter::begin_array(uint32_t count) {
     bytes_.push_back(kAmfEcmaArray);
-    big_endian(count, 4);
+    append_big_endian(bytes_, count, 4);
 }
 
 void AmfWriter::begin_object(std::string_view key) {
@@ -58,7 +54,7 @@ void AmfWriter::boolean(std::string_view key, bool value) {
 void AmfWriter::numbers(std::string_view key, std::span<const double> values) {
     name(key);
     bytes_.push_back(kAmfStrictArray);
-    big_endian(values.size(), 4);
+    append_big_endian(bytes_, values.size(), 4);
     for (const double value : values)
         number(value);
 }

@@ -25,7 +25,6 @@ class AmfWriter {
     const std::vector<uint8_t>& bytes() const { return bytes_; }
 
   private:
-    void big_endian(uint64_t value, int bytes);
     void name(std::string_view text);
     void number(double value);
 

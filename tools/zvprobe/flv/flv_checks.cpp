@@ -88,9 +88,8 @@ std::vector<MetadataDifference> compare_metadata(const FlvReport& report) {
 }
 
 bool flags_are_right(const FlvReport& report) {
-    const uint8_t flags = report.reading.flags;
-    return ((flags & kFlvHasAudio) != 0) == (report.audio_tags != 0) &&
-           ((flags & kFlvHasVideo) != 0) == (report.video_tags != 0);
+    return report.reading.claims_audio() == (report.audio_tags != 0) &&
+           report.reading.claims_video() == (report.video_tags != 0);
 }
 
 bool has_wrong_facts(const FlvReport& report) {

@@ -167,7 +167,7 @@ std::optional<FlvPacket> FlvPackets::enhanced_packet() {
     packet.key = codec.video && (first_ >> 4 & 7) == kKeyFrame;
     const bool has_offset = type_ == kFramesType && codec.video &&
                             (packet.media == FlvMedia::kAvc || packet.media == FlvMedia::kHevc ||
-                             codec.fourcc == fourcc_of("vvc1"));
+                             codec.fourcc == four_letters("vvc1"));
     const size_t head = std::min(packet.bytes.size(), has_offset ? kOffset : 0);
     packet.bytes = packet.bytes.subspan(head);
     packet.length -= head;

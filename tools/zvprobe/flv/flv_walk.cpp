@@ -22,17 +22,9 @@ constexpr uint32_t kTracksKept = uint32_t{1} << 20;
 constexpr uint32_t kConfigKept = 16 << 10;
 constexpr uint32_t kFrameKept = 64;
 
-constexpr uint8_t kReservedBits = 0xC0;
-constexpr uint8_t kFilterBit = 0x20;
-constexpr uint8_t kTypeBits = 0x1F;
-
-uint32_t timestamp_of(std::span<const uint8_t> header) {
-    return big_endian(header.subspan(4, 3)) | uint32_t{header[7]} << 24;
-}
-
 bool is_known_type(uint8_t first_byte) {
-    const uint8_t type = first_byte & kTypeBits;
-    return (first_byte & kReservedBits) == 0 &&
+    const uint8_t type = first_byte & zv::flv::kTagTypeMask;
+    return (first_byte & zv::flv::kReservedBits) == 0 &&
            (type == ZV_FLV_TAG_AUDIO || type == ZV_FLV_TAG_VIDEO || type == ZV_FLV_TAG_SCRIPT);
 }
 
@@ -52,6 +44,10 @@ uint32_t body_kept(const FlvTag& tag, std::span<const uint8_t> start) {
 }
 
 }  // namespace
+
+uint32_t flv_timestamp(std::span<const uint8_t> header) {
+    return big_endian(header.subspan(4, 3)) | uint32_t{header[7]} << 24;
+}
 
 uint32_t FlvTag::size() const {
     return uint32_t{kHeaderSize} + data_len;
@@ -102,7 +98,8 @@ bool FlvWalk::is_tag(std::span<const uint8_t> header) const {
     const bool known = is_known_type(header[0]);
     const bool no_stream_id = big_endian(header.subspan(8, 3)) == 0;
     if (!in_step_) return known && no_stream_id;
-    const bool other = (header[0] & kReservedBits) == 0 && (header[0] & kTypeBits) != 0;
+    const bool other =
+        (header[0] & zv::flv::kReservedBits) == 0 && (header[0] & zv::flv::kTagTypeMask) != 0;
     return known || (other && no_stream_id);
 }
 
@@ -113,18 +110,18 @@ bool FlvWalk::may_be_tag(std::span<const uint8_t> bytes) const {
     if (!is_known_type(bytes[0]) || big_endian(bytes.subspan(8, 3)) != 0 ||
         big_endian(bytes.subspan(1, 3)) == 0)
         return false;
-    const int64_t jump = int64_t{timestamp_of(bytes)} - last_timestamp_;
+    const int64_t jump = int64_t{flv_timestamp(bytes)} - last_timestamp_;
     if (jump < -kMaxJump || jump > kMaxJump) return false;
-    const bool is_video = (bytes[0] & kTypeBits) == ZV_FLV_TAG_VIDEO;
+    const bool is_video = (bytes[0] & zv::flv::kTagTypeMask) == ZV_FLV_TAG_VIDEO;
     return !is_video || may_begin_video(bytes[kHeaderSize]);
 }
 
 bool FlvWalk::read_tag(FlvTag& tag) {
     tag.offset = cursor_.position();
     const auto start = cursor_.peek(kHeaderSize + 2);
-    tag.type = start[0] & kTypeBits;
-    tag.filtered = (start[0] & kFilterBit) != 0;
-    tag.timestamp = timestamp_of(start);
+    tag.type = start[0] & zv::flv::kTagTypeMask;
+    tag.filtered = (start[0] & zv::flv::kFilterBit) != 0;
+    tag.timestamp = flv_timestamp(start);
     tag.data_len = big_endian(start.subspan(1, 3));
     tag.stream_id = big_endian(start.subspan(8, 3));
     cursor_.prefetch(tag.size());

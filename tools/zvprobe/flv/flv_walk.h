@@ -10,13 +10,10 @@
 #include <vector>
 
 #include "base/capped_list.h"
+#include "flv/tag_fields.h"
 #include "io/byte_cursor.h"
 
 namespace zvprobe {
-
-// Bits of the file header's flags.
-constexpr uint8_t kFlvHasAudio = 4;
-constexpr uint8_t kFlvHasVideo = 1;
 
 struct FlvTag {
     uint64_t offset = 0;  // of its header
@@ -48,7 +45,7 @@ struct TruncatedTag {
 // How a source fell into tags.
 struct FlvReading {
     uint8_t version = 0;
-    uint8_t flags = 0;
+    uint8_t flags = 0;  // of the file header
     uint32_t header_length = 0;
     uint64_t bytes = 0;
     uint64_t tags = 0;
@@ -59,6 +56,9 @@ struct FlvReading {
     uint64_t skipped_bytes = 0;  // of these
     std::optional<TruncatedTag> truncated;
     uint64_t trailing_bytes = 0;  // after the last whole tag
+
+    bool claims_audio() const { return (flags & zv::flv::kHasAudioBit) != 0; }
+    bool claims_video() const { return (flags & zv::flv::kHasVideoBit) != 0; }
 
     // -> bytes that have a place in the above; all of them, once the source is read to its end and
     //    that lies after the first size word
@@ -86,6 +86,9 @@ struct FlvFinding {
     uint64_t expected = 0;
 };
 using FlvFindings = std::function<void(const FlvFinding&)>;
+
+// -> ms, from a tag's header: three bytes, and the most significant one after them
+uint32_t flv_timestamp(std::span<const uint8_t> header);
 
 // -> true when the bytes begin like an FLV file
 bool starts_like_flv(std::span<const uint8_t> bytes);

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <string_view>
 
+#include "base/bytes.h"
 #include "flv/amf_writer.h"
 #include "flv/flv_copy.h"
 
@@ -157,11 +158,6 @@ class MetaBlock {
     AmfWriter out_;
     uint32_t members_ = 0;
 };
-
-void append_big_endian(std::vector<uint8_t>& out, uint64_t value, int bytes) {
-    for (int shift = 8 * (bytes - 1); shift >= 0; shift -= 8)
-        out.push_back(static_cast<uint8_t>(value >> shift));
-}
 
 // The file header of the library, then a tag with that body.
 std::vector<uint8_t> with_script_tag(std::span<const uint8_t> library,

@@ -5,22 +5,14 @@
 #include <algorithm>
 #include <utility>
 
-#include "mpeg/ts_packet/packet_fields.h"
-
 namespace zvprobe {
 namespace {
 
 // As RFC 3550, A.1: more packets are not lost at once, it is the sender that began anew.
 constexpr int kMostAhead = 3000;
 
-bool is_whole_packets(std::span<const uint8_t> bytes) {
-    if (bytes.empty() || bytes[0] != zv::kTsSyncByte) return false;
-    return std::ranges::any_of(
-        zv::kPacketSizes, [&](int size) { return bytes.size() % static_cast<size_t>(size) == 0; });
-}
-
 zv::RtpRules rules_for(const RtpWindow& window) {
-    return {window.packets, kMostAhead, zv::RtpSequence::kMostBehind, true};
+    return {window.packets, kMostAhead, zv::RtpSequence::kMostLate, true};
 }
 
 }  // namespace
@@ -40,15 +32,15 @@ void RtpStream::deliver(void* self, size_t slot) {
 }
 
 // Of the types that senders and receivers agree upon, the one that has carried whole packets does;
-// others stand for what goes along with it.
+// others carry what accompanies it.
 bool RtpStream::carries_packets(const zv::RtpPacket& packet) const {
     if (packet.payload_type == zv::kRtpTransportStream) return true;
     if (packet.payload_type < zv::kFirstDynamicType) return false;
-    return packet.payload_type == counts_.payload_type || is_whole_packets(packet.payload);
+    return packet.payload_type == counts_.payload_type || zv::is_whole_packets(packet.payload);
 }
 
 void RtpStream::put(std::span<const uint8_t> datagram, Time now) {
-    if (framing_ == Framing::kUnknown && is_whole_packets(datagram)) framing_ = Framing::kPlain;
+    if (framing_ == Framing::kUnknown && zv::is_whole_packets(datagram)) framing_ = Framing::kPlain;
     if (framing_ == Framing::kPlain) return take_(datagram);
     if (zv::is_rtcp(datagram)) {
         ++counts_.rtcp;
@@ -68,7 +60,7 @@ void RtpStream::put_in_order(const zv::RtpPacket& packet, Time now) {
     if (const auto slot = sequence_.put(packet.sequence, packet.ssrc)) {
         held_[*slot].since = now;
         held_[*slot].bytes.assign(packet.payload.begin(), packet.payload.end());
-        if (!packet.payload.empty() && !is_whole_packets(packet.payload)) ++counts_.unaligned;
+        if (!packet.payload.empty() && !zv::is_whole_packets(packet.payload)) ++counts_.unaligned;
     }
     sequence_.deliver_ready();
     look_for_gap();

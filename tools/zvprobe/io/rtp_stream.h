@@ -57,7 +57,7 @@ class RtpStream {
     RtpCounts counts() const;
 
   private:
-    enum class Framing { kUnknown, kRtp, kPlain };
+    using Framing = zv::DatagramFraming;
     struct Held {
         Time since;
         std::vector<uint8_t> bytes;

@@ -9,6 +9,7 @@
 #include "audio/mpeg_audio_report.h"
 #include "base/exit_status.h"
 #include "flv/flv_report.h"
+#include "render/media_record.h"
 #include "ts/ts_report.h"
 
 namespace zvprobe {
@@ -26,6 +27,9 @@ struct SourceReport {
 
     // Nothing when the format is not known.
     std::variant<std::monostate, TsReport, FlvReport, MpegAudioReport> content;
+
+    // Of FLV and MPEG audio, when asked for.
+    std::optional<MediaRecord> media;
 
     bool has_content() const { return content.index() != 0; }
 };

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Which indicators of ETSI TR 101 290 a user wants to be strict about.
+// Which indicators of ETSI TR 101 290 count as errors for --strict.
 #pragma once
 
 #include <string>

@@ -9,7 +9,6 @@ namespace {
 
 using zv::Framer;
 
-constexpr size_t kTimeCodeSize = zv::kTimeCodedPacketSize - zv::kTsPacketSize;
 constexpr size_t kParitySize = zv::kParityPacketSize - zv::kTsPacketSize;
 
 }  // namespace
@@ -27,7 +26,7 @@ bool PacketReader::next() {
 FramedPacket PacketReader::packet() const {
     const size_t size = framer_.counts().packet_size;
     const size_t before =
-        size == zv::kTimeCodedPacketSize ? std::min(packet_at_, kTimeCodeSize) : 0;
+        size == zv::kTimeCodedPacketSize ? std::min<size_t>(packet_at_, zv::kTimeCodeSize) : 0;
     const size_t after = size == zv::kParityPacketSize ? kParitySize : 0;
     return {window_.subspan(packet_at_ - before, before),
             window_.subspan(packet_at_).first<zv::kTsPacketSize>(),
@@ -49,7 +48,7 @@ bool PacketReader::step() {
 // A time code that was taken with the packet before it is still needed.
 bool PacketReader::refill() {
     if (source_.at_end()) return false;
-    const size_t before = std::min(at_, kTimeCodeSize);
+    const size_t before = std::min<size_t>(at_, zv::kTimeCodeSize);
     window_ = source_.next(window_.size() - at_ + before);
     at_ = before;
     return true;

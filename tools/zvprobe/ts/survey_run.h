@@ -64,6 +64,9 @@ class SurveyRun {
 
     Json json() const;
 
+    // -> for the functions of zvsurvey.h that give records
+    const ZvSurvey* records() const { return survey_.get(); }
+
   private:
     template <typename Call>
     void keep_exception(Call call);

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Tables of one packet, made with the library's builders, which check nothing: here is what fits.
+// Tables of one packet, made with the library's builders, and the size check that they leave out.
 #pragma once
 
 #include <array>

@@ -65,6 +65,7 @@ struct TsReport {
     ResolverAccount resolver;
     bool statistics = false;                  // asked for: they are part of the resolver's account
     std::optional<TsInterval> interval = {};  // of a watch that reports again and again
+    ZvSurveyLimits limits = {};               // as asked for: 0 for the default
 
     uint64_t bytes() const { return survey["bytes"]; }
 

@@ -71,7 +71,7 @@ bool read_programs(MPEGTSContext& ctx, const zv::PacketBody& body, int at, int c
     for (; count > 0 && at + zv::kPatEntrySize <= zv::kTsBodySize;
          --count, at += zv::kPatEntrySize) {
         const uint16_t program_number = body.be16(at);
-        const uint16_t pid = body.be13(at + 2);
+        const uint16_t pid = body.pid(at + 2);
         if (program_number == 0) {
             ctx.pid_nit = pid;
             LOG_IF(DBG_PAT, zv::kLogDebug, "MPEGTS", "pid_nit:%#x", pid);

@@ -65,7 +65,7 @@ struct StreamEntry {
 StreamEntry read_entry(const zv::PacketBody& body, int at) {
     StreamEntry entry = {
         .stream_type = body.u8(at),
-        .pid = body.be13(at + 1),
+        .pid = body.pid(at + 1),
         .es_info_len = body.be12(at + 3),
         .es_info = {},
     };
@@ -175,7 +175,7 @@ bool read_header(PmtPacket& pmt, int section_length) {
     LOG_IF(DBG_PMT, zv::kLogDebug, "MPEGTS", "section_lastsec:%d", body.u8(pmt.start + 7));
     // A PCR PID that the packet's end cuts off counts as 0, no valid one, and is not kept.
     const bool has_pcr_pid = body.has(pmt.start + kPcrPidAt, 2);
-    const uint16_t pcr_pid = has_pcr_pid ? body.be13(pmt.start + kPcrPidAt) : uint16_t{0};
+    const uint16_t pcr_pid = has_pcr_pid ? body.pid(pmt.start + kPcrPidAt) : uint16_t{0};
     if (has_pcr_pid) program.pcr_pid = pcr_pid;
     LOG_IF(DBG_PMT, zv::kLogDebug, "MPEGTS", "pid_pcr:%#x", pcr_pid);
     if (!zvsi_api_isValidPid(pcr_pid)) {

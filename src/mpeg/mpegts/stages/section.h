@@ -20,7 +20,7 @@ class SectionBytes {
 
     uint8_t u8(int at) const { return has(at, 1) ? bytes_[at] : uint8_t{0}; }
     uint16_t be16(int at) const { return static_cast<uint16_t>((u8(at) << 8) | u8(at + 1)); }
-    uint16_t be13(int at) const { return be16(at) & 0x1FFF; }
+    uint16_t pid(int at) const { return pid_in(be16(at)); }
     uint16_t be12(int at) const { return be16(at) & 0x0FFF; }
     uint32_t be32(int at) const { return (static_cast<uint32_t>(be16(at)) << 16) | be16(at + 2); }
 

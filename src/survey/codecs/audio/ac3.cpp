@@ -4,10 +4,10 @@
 #include <array>
 #include <bit>
 
+#include "bitStream/big_endian.h"
 #include "survey/codecs/audio/audio.h"
 #include "survey/codecs/audio/audio_frames.h"
 #include "survey/codecs/bit_reader.h"
-#include "survey/codecs/load.h"
 
 namespace zv::survey {
 namespace {

@@ -64,7 +64,7 @@ uint8_t ac4_channels(std::span<const uint8_t> loop) {
     Descriptors descriptors(loop);
     while (const auto descriptor = descriptors.next()) {
         const auto body = descriptor->body;
-        if (descriptor->tag != kExtensionTag || body.size() < 3 || body[0] != kAc4) continue;
+        if (descriptor->tag != kTagExtension || body.size() < 3 || body[0] != kAc4) continue;
         if ((body[1] & kConfigFlag) == 0) continue;
         const uint32_t channel_mode = body[2] >> 5 & 3;  // mono, stereo, more, reserved
         return static_cast<uint8_t>(channel_mode < 2 ? channel_mode + 1 : 0);

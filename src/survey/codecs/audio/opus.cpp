@@ -14,7 +14,7 @@ uint8_t opus_channels(std::span<const uint8_t> loop) {
     Descriptors descriptors(loop);
     while (const auto descriptor = descriptors.next()) {
         const auto body = descriptor->body;
-        if (descriptor->tag != kExtensionTag || body.size() < 2 || body[0] != kOpus) continue;
+        if (descriptor->tag != kTagExtension || body.size() < 2 || body[0] != kOpus) continue;
         const uint8_t code = body[1];
         if (code == kDualMono || code == 0x80) return 2;
         if (code == kExplicit) return body.size() > 2 ? body[2] : uint8_t{0};

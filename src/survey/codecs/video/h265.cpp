@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <array>
 
+#include "bitStream/big_endian.h"
 #include "survey/codecs/bit_reader.h"
 #include "survey/codecs/video/start_codes.h"
 #include "survey/codecs/video/video.h"
@@ -222,7 +223,7 @@ std::optional<VideoFacts> read_h265(std::span<const uint8_t> es) {
     StartCodes units(es);
     while (const auto unit = units.next()) {
         if (unit->bytes.size() < kNalHeader) continue;
-        const uint32_t header = uint32_t{unit->bytes[0]} << 8 | unit->bytes[1];
+        const uint32_t header = load_be16(unit->bytes);
         const uint32_t type = header >> 9;
         const uint32_t layer = header >> 3 & 0x3F;
         if (layer != 0) continue;

@@ -46,13 +46,15 @@ class TsProbe {
             if (options_.on_progress) options_.on_progress(survey_.totals().bytes);
             if (last && !source.stopped() && !stopped()) return finish();
             if (interrupted()) return;
+            if (options_.on_window && !options_.on_window(survey_.records())) return;
             if (options_.is_report_due && options_.is_report_due()) options_.on_report(report());
             window = source.next(0);
         }
     }
 
     TsReport report() {
-        return {survey_.json(), events_, resolver_.account(), options_.statistics};
+        return {survey_.json(),      events_, resolver_.account(),
+                options_.statistics, {},      options_.limits};
     }
 
   private:
@@ -80,6 +82,7 @@ class TsProbe {
     void see_event(const ZvSurveyEvent& event) {
         events_.add(event);
         findings_.tell(event);
+        if (options_.on_event) options_.on_event(event);
     }
 
     void see_packets(std::span<const uint8_t> packets, size_t packet_size) {

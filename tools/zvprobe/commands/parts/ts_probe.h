@@ -27,6 +27,12 @@ struct TsProbeOptions {
     // Reports on the way: asked after each window whether one is due, and given it.
     std::function<bool()> is_report_due;
     std::function<void(TsReport)> on_report;
+
+    // Each may be empty. Gets every event as it is found.
+    std::function<void(const ZvSurveyEvent& event)> on_event;
+
+    // Called after each window, also when it has no new bytes; -> false to end the reading there.
+    std::function<bool(const ZvSurvey* survey)> on_window;
 };
 
 // findings      are told what happens; their source's name stands in log lines

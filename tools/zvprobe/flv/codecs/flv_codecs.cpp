@@ -5,6 +5,8 @@
 #include <algorithm>
 #include <array>
 
+#include "base/bytes.h"
+
 namespace zvprobe {
 namespace {
 
@@ -27,29 +29,29 @@ constexpr KnownCodec kKnown[] = {
     {true, 4, 0, FlvMedia::kVp6, "VP6"},
     {true, 5, 0, FlvMedia::kVp6Alpha, "VP6 with alpha"},
     {true, 6, 0, FlvMedia::kScreen, "Screen video 2"},
-    {true, 7, fourcc_of("avc1"), FlvMedia::kAvc, "AVC"},
-    {true, 12, fourcc_of("hvc1"), FlvMedia::kHevc, "HEVC"},
-    {true, kNoCode, fourcc_of("vvc1"), FlvMedia::kOther, "VVC"},
-    {true, kNoCode, fourcc_of("vp08"), FlvMedia::kVp8, "VP8"},
-    {true, kNoCode, fourcc_of("vp09"), FlvMedia::kVp9, "VP9"},
-    {true, kNoCode, fourcc_of("av01"), FlvMedia::kAv1, "AV1"},
+    {true, 7, four_letters("avc1"), FlvMedia::kAvc, "AVC"},
+    {true, 12, four_letters("hvc1"), FlvMedia::kHevc, "HEVC"},
+    {true, kNoCode, four_letters("vvc1"), FlvMedia::kOther, "VVC"},
+    {true, kNoCode, four_letters("vp08"), FlvMedia::kVp8, "VP8"},
+    {true, kNoCode, four_letters("vp09"), FlvMedia::kVp9, "VP9"},
+    {true, kNoCode, four_letters("av01"), FlvMedia::kAv1, "AV1"},
     {false, 0, 0, FlvMedia::kOther, "linear PCM, native endian"},
     {false, 1, 0, FlvMedia::kOther, "ADPCM"},
-    {false, 2, fourcc_of(".mp3"), FlvMedia::kMp3, "MP3"},
+    {false, 2, four_letters(".mp3"), FlvMedia::kMp3, "MP3"},
     {false, 3, 0, FlvMedia::kOther, "linear PCM, little endian"},
     {false, 4, 0, FlvMedia::kOther, "Nellymoser 16 kHz mono", 16000, true},
     {false, 5, 0, FlvMedia::kOther, "Nellymoser 8 kHz mono", 8000, true},
     {false, 6, 0, FlvMedia::kOther, "Nellymoser"},
     {false, 7, 0, FlvMedia::kOther, "G.711 A-law", 8000},
     {false, 8, 0, FlvMedia::kOther, "G.711 mu-law", 8000},
-    {false, 10, fourcc_of("mp4a"), FlvMedia::kAac, "AAC"},
+    {false, 10, four_letters("mp4a"), FlvMedia::kAac, "AAC"},
     {false, 11, 0, FlvMedia::kOther, "Speex", 16000, true},
     {false, 14, 0, FlvMedia::kMp3, "MP3 8 kHz", 8000},
     {false, 15, 0, FlvMedia::kOther, "device-specific"},
-    {false, kNoCode, fourcc_of("Opus"), FlvMedia::kOpus, "Opus", 48000},
-    {false, kNoCode, fourcc_of("fLaC"), FlvMedia::kFlac, "FLAC"},
-    {false, kNoCode, fourcc_of("ac-3"), FlvMedia::kAc3, "AC-3"},
-    {false, kNoCode, fourcc_of("ec-3"), FlvMedia::kAc3, "E-AC-3"},
+    {false, kNoCode, four_letters("Opus"), FlvMedia::kOpus, "Opus", 48000},
+    {false, kNoCode, four_letters("fLaC"), FlvMedia::kFlac, "FLAC"},
+    {false, kNoCode, four_letters("ac-3"), FlvMedia::kAc3, "AC-3"},
+    {false, kNoCode, four_letters("ec-3"), FlvMedia::kAc3, "E-AC-3"},
 };
 
 // Every tag asks: the codecs by their code, those of audio first.

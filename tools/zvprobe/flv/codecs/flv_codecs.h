@@ -28,13 +28,6 @@ enum class FlvMedia : uint8_t {
     kAc3,
 };
 
-constexpr uint32_t fourcc_of(const char (&text)[5]) {
-    uint32_t value = 0;
-    for (int i = 0; i < 4; ++i)
-        value = value << 8 | static_cast<uint8_t>(text[i]);
-    return value;
-}
-
 struct FlvCodec {
     bool video = false;
     uint8_t code = 0;     // of the tag header; of an enhanced tag 9 (audio) and 0 (video)

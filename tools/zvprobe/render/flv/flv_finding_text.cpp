@@ -12,6 +12,8 @@ std::string step_text(const FlvFinding& finding, const char* what) {
            std::to_string(finding.found) + " ms";
 }
 
+}  // namespace
+
 std::string finding_text(const FlvFinding& finding) {
     switch (finding.kind) {
         case FlvFinding::Kind::kSizeWord:
@@ -38,8 +40,6 @@ std::string finding_text(const FlvFinding& finding) {
     }
     return {};
 }
-
-}  // namespace
 
 FlvFindings telling(FindingLog& log) {
     return [&log](const FlvFinding& finding) {

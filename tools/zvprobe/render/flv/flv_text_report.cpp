@@ -78,11 +78,10 @@ class FlvPrinter {
     std::ostream& line(std::string_view label) const { return begin_line(out_, style_, label); }
 
     void print_format() const {
-        const bool audio = (reading_.flags & kFlvHasAudio) != 0;
-        const bool video = (reading_.flags & kFlvHasVideo) != 0;
         line("format") << "FLV version " << +reading_.version << ", header flags "
-                       << hex_byte(reading_.flags) << ": " << (audio ? "audio" : "no audio") << ", "
-                       << (video ? "video" : "no video") << '\n';
+                       << hex_byte(reading_.flags) << ": "
+                       << (reading_.claims_audio() ? "audio" : "no audio") << ", "
+                       << (reading_.claims_video() ? "video" : "no video") << '\n';
     }
 
     // The library's line is given as it stands; what it is about follows from the tags below.

@@ -2,6 +2,7 @@
 // The text about what is wrong in a transport stream.
 #include <cmath>
 
+#include "mpeg/ts_packet/packet_fields.h"
 #include "render/ts/ts_text_parts.h"
 
 namespace zvprobe {
@@ -60,7 +61,7 @@ class Faults {
         add("sync losses", &TsFaults::sync_losses, first_of(report_.events, "TS_sync_loss"));
         const Place byte_error = first_of(report_.events, "Sync_byte_error");
         add("sync byte errors", &TsFaults::byte_errors, byte_error);
-        const bool at_start = survey_["sync"]["first_sync_offset"] > kTimeCode;
+        const bool at_start = survey_["sync"]["first_sync_offset"] > zv::kTimeCodeSize;
         add("skipped bytes", &TsFaults::skipped_bytes, at_start ? Place{0} : byte_error,
             at_start ? "before the first packet" : "");
         add("trailing bytes", &TsFaults::trailing_bytes, {report_.bytes() - faults_.trailing_bytes},
@@ -79,9 +80,6 @@ class Faults {
         add("wrong CRCs", &TsFaults::crc_errors, {crc[0]["offset"], crc[0]["pid"]},
             "first in table " + hex_byte(crc[0]["table_id"]));
     }
-
-    static constexpr int kTimeCode =
-        4;  // what stands before the first sync byte of 192-byte packets
 
     const TsReport& report_;
     const Json& survey_;

@@ -147,7 +147,7 @@ class EsExtract {
     std::vector<std::unique_ptr<Pid>> pids_;
     std::set<std::string> names_;  // taken
     CappedList<CodecChange> codec_changes_;
-    uint64_t offset_ = 0;  // of the packet at hand
+    uint64_t offset_ = 0;  // of the current packet
 };
 
 }  // namespace zvprobe

@@ -22,12 +22,6 @@ constexpr uint8_t kHasAdaptationField = 0x20;
 constexpr uint8_t kHasPayload = 0x10;
 constexpr size_t kFlagsAt = 5;
 
-// -> with its length byte, at most what the packet has room for
-size_t adaptation_size(ConstPacketBytes packet) {
-    if ((packet[3] & kHasAdaptationField) == 0) return 0;
-    return std::min<size_t>(packet[kTsHeaderSize] + 1u, kTsPacketSize - kTsHeaderSize);
-}
-
 }  // namespace
 
 void set_pid(PacketBytes packet, uint16_t pid) {
@@ -40,8 +34,7 @@ void set_counter(PacketBytes packet, uint8_t counter) {
 }
 
 size_t payload_room(ConstPacketBytes packet) {
-    if ((packet[3] & kHasPayload) == 0) return 0;
-    return kTsPacketSize - kTsHeaderSize - adaptation_size(packet);
+    return zv::payload_of(packet.data()).size();
 }
 
 void set_table_payload(PacketBytes packet, std::span<const uint8_t> payload, bool starts_unit) {
@@ -61,7 +54,7 @@ void make_null(PacketBytes packet) {
 }
 
 void empty(PacketBytes packet) {
-    const size_t size = adaptation_size(packet);
+    const auto size = static_cast<size_t>(zv::adaptation_size(packet.data()));
     if (size < 2 || packet[kFlagsAt] == 0) return make_null(packet);
     packet[1] &= static_cast<uint8_t>(~kErrorAndStart);
     packet[3] &= static_cast<uint8_t>(~(kScrambled | kHasPayload));
@@ -71,9 +64,9 @@ void empty(PacketBytes packet) {
 
 // What follows the PCR moves up, stuffing fills the end.
 void remove_pcr(PacketBytes packet) {
-    const size_t end = kTsHeaderSize + adaptation_size(packet);
+    const auto size = static_cast<size_t>(zv::adaptation_size(packet.data()));
     packet[kFlagsAt] &= static_cast<uint8_t>(~(zv::kPcrFlag | kDiscontinuityFlag));
-    const auto field = packet.first(end).subspan(kPcrField);
+    const auto field = packet.first(kTsHeaderSize + size).subspan(kPcrField);
     const auto rest = std::copy(field.begin() + kPcrFieldSize, field.end(), field.begin());
     std::fill(rest, field.end(), uint8_t{0xFF});
 }

@@ -10,7 +10,7 @@ namespace zvprobe {
 namespace {
 
 uint16_t pid_of(const QueuedPacket& packet) {
-    return zv::load_be13(&packet.bytes()[1]);
+    return zv::load_pid(&packet.bytes()[1]);
 }
 
 }  // namespace

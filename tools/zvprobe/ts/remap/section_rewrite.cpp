@@ -19,8 +19,7 @@ constexpr size_t kLocationHeadSize = 3;  // PCR_PID and the number of elements
 constexpr size_t kLocationSize = 6;      // of an element: stream_type, PID, language
 
 void store16(std::span<uint8_t> at, size_t value) {
-    at[0] = static_cast<uint8_t>(value >> 8);
-    at[1] = static_cast<uint8_t>(value);
+    zv::store_big_endian(at.first(2), value);
 }
 
 // Stores 13 bits, after the reserved bits that are there.
@@ -80,10 +79,10 @@ void add_descriptors(SectionWriter& out, Bytes loop, const Identifiers& ids) {
             continue;
         }
         const uint16_t field = zv::load_be16(&bytes[kCaPidAt]);
-        if (ids.dropped[field & 0x1FFF]) continue;
+        if (ids.dropped[zv::pid_in(field)]) continue;
         out.add(head);
         out.add(bytes.first(kCaPidAt));
-        out.add_pid(field, ids.pids[field & 0x1FFF]);
+        out.add_pid(field, ids.pids[zv::pid_in(field)]);
         out.add(bytes.subspan(kCaPidAt + 2));
     }
     out.add(reader.take(reader.left()));
@@ -95,10 +94,10 @@ Rewritten rewrite_pat(const Section& section, const Identifiers& ids) {
     while (reader.left() >= 4) {
         const uint16_t number = reader.u16();
         const uint16_t field = reader.u16();
-        if (ids.dropped[field & 0x1FFF]) continue;
+        if (ids.dropped[zv::pid_in(field)]) continue;
         if (number != 0 && !ids.keeps_number(number)) continue;
         out.add16(number == 0 ? 0 : ids.new_number(number));
-        out.add_pid(field, ids.pids[field & 0x1FFF]);
+        out.add_pid(field, ids.pids[zv::pid_in(field)]);
     }
     return std::move(out).finish();
 }
@@ -121,7 +120,7 @@ Rewritten rewrite_pmt(const Section& section, const Identifiers& ids) {
     out.set_extension(ids.new_number(section.extension()));
     BodyReader reader(section.body());
     const uint16_t pcr = reader.u16();
-    out.add_pid(pcr, ids.new_pcr_pid(pcr & 0x1FFF));
+    out.add_pid(pcr, ids.new_pcr_pid(zv::pid_in(pcr)));
     uint16_t length = 0;
     const Bytes descriptors = read_loop(reader, length);
     out.add_loop(length, [&] { add_descriptors(out, descriptors, ids); });
@@ -129,9 +128,9 @@ Rewritten rewrite_pmt(const Section& section, const Identifiers& ids) {
         const uint8_t type[] = {reader.u8()};
         const uint16_t field = reader.u16();
         const Bytes of_stream = read_loop(reader, length);
-        if (ids.dropped[field & 0x1FFF]) continue;
+        if (ids.dropped[zv::pid_in(field)]) continue;
         out.add(type);
-        out.add_pid(field, ids.pids[field & 0x1FFF]);
+        out.add_pid(field, ids.pids[zv::pid_in(field)]);
         out.add_loop(length, [&] { add_descriptors(out, of_stream, ids); });
     }
     return std::move(out).finish();
@@ -165,10 +164,10 @@ Rewritten rewrite_eit(const Section& section, const Identifiers& ids) {
 // ATSC A/65: where the streams of a channel are.
 void rewrite_location(std::span<uint8_t> descriptor, const Identifiers& ids) {
     if (descriptor.size() < kLocationHeadSize) return;
-    store_pid(descriptor, ids.new_pcr_pid(zv::load_be13(descriptor.data())));
+    store_pid(descriptor, ids.new_pcr_pid(zv::load_pid(descriptor.data())));
     auto rest = descriptor.subspan(kLocationHeadSize);
     for (; rest.size() >= kLocationSize; rest = rest.subspan(kLocationSize))
-        store_pid(rest.subspan(1), ids.pids[zv::load_be13(&rest[1])]);
+        store_pid(rest.subspan(1), ids.pids[zv::load_pid(&rest[1])]);
 }
 
 void rewrite_channel(std::span<uint8_t> channel, const Identifiers& ids) {
@@ -182,7 +181,7 @@ void rewrite_channel(std::span<uint8_t> channel, const Identifiers& ids) {
     }
 }
 
-// Nothing is taken out of it: it goes along only with the whole stream.
+// Nothing can be taken out of it, so it is copied only with the whole stream.
 Rewritten rewrite_vct(const Section& section, const Identifiers& ids) {
     std::vector<uint8_t> bytes(section.bytes().begin(), section.bytes().end() - kCrcSize);
     auto rest = std::span(bytes).subspan(std::min(bytes.size(), kLongHeadSize + 2));
@@ -203,7 +202,7 @@ std::vector<uint8_t> as_it_came(const Section& section) {
     return {section.bytes().begin(), section.bytes().end()};
 }
 
-// What tells of other streams goes along only with all of this one.
+// A table about other streams is copied only when all of this one is.
 Rewritten unless_cut(const Section& section, const Identifiers& ids) {
     if (ids.only) return std::nullopt;
     return as_it_came(section);

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // Buffered writing under a temporary name, and what becomes of it.
-#include "mpeg/ts_tools/out_file.h"
+#include "mpeg/ts_tools/result_file.h"
 
 #include <fcntl.h>
 #include <signal.h>
@@ -64,7 +64,7 @@ int directory_length(const char* path) {
 
 }  // namespace
 
-bool OutFile::open(const char* path) {
+bool ResultFile::open(const char* path) {
     void* memory = zvmem_api_malloc(sizeof(State), kTag, kSubTag, __FILE__, __LINE__);
     state_ = static_cast<State*>(memory);
     if (state_ == nullptr) {
@@ -79,7 +79,7 @@ bool OutFile::open(const char* path) {
 
 // What a link leads to is written, not the link. A file that exists and is not regular has readers
 // of its own, so it keeps its place; it need not have a path: /dev/stdout may lead to a pipe.
-bool OutFile::open_state(const char* path) {
+bool ResultFile::open_state(const char* path) {
     struct stat status;
     const bool exists = stat(path, &status) == 0;
     const bool has_path = realpath(path, state_->path) != nullptr;
@@ -93,7 +93,7 @@ bool OutFile::open_state(const char* path) {
     return state_->fd >= 0 || fail(errno);
 }
 
-bool OutFile::open_temporary() {
+bool ResultFile::open_temporary() {
     static std::atomic<unsigned> counter{0};
     for (int attempt = 0; attempt < kNameAttempts; ++attempt) {
         const int length = snprintf(state_->written_path, sizeof state_->written_path,
@@ -106,7 +106,7 @@ bool OutFile::open_temporary() {
     return state_->fd >= 0 || fail(errno);
 }
 
-bool OutFile::write(std::span<const uint8_t> bytes) {
+bool ResultFile::write(std::span<const uint8_t> bytes) {
     while (!bytes.empty()) {
         if (state_->fd < 0) return false;
         const size_t size = std::min(bytes.size(), kBufferSize - state_->buffered);
@@ -118,7 +118,7 @@ bool OutFile::write(std::span<const uint8_t> bytes) {
     return true;
 }
 
-bool OutFile::write_out() {
+bool ResultFile::write_out() {
     const BrokenPipeGuard guard;
     size_t done = 0;
     while (done < state_->buffered) {
@@ -131,7 +131,7 @@ bool OutFile::write_out() {
     return true;
 }
 
-bool OutFile::finish() {
+bool ResultFile::finish() {
     if (state_->fd < 0 || !write_out()) return false;
     const int fd = state_->fd;
     state_->fd = -1;
@@ -140,27 +140,27 @@ bool OutFile::finish() {
     return ::close(fd) == 0 || fail(errno);
 }
 
-bool OutFile::commit() {
+bool ResultFile::commit() {
     if (!state_->is_finished && !finish()) return false;
     if (state_->is_temporary && rename(state_->written_path, state_->path) != 0) return fail(errno);
     free_state();
     return true;
 }
 
-void OutFile::abandon() {
+void ResultFile::abandon() {
     if (state_ == nullptr) return;
     drop_file();
     free_state();
 }
 
 // Keeps the state, without a file, so that later calls know.
-bool OutFile::fail(int error) {
+bool ResultFile::fail(int error) {
     log_failure(state_->path, error);
     drop_file();
     return false;
 }
 
-void OutFile::drop_file() {
+void ResultFile::drop_file() {
     const bool is_written = state_->fd >= 0 || state_->is_finished;
     if (state_->fd >= 0) ::close(state_->fd);
     if (is_written && state_->is_temporary) unlink(state_->written_path);
@@ -168,7 +168,7 @@ void OutFile::drop_file() {
     state_->is_finished = false;
 }
 
-void OutFile::free_state() {
+void ResultFile::free_state() {
     zvmem_api_free(&state_);
     state_ = nullptr;
 }

@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: MIT
 // A file that appears under its name only when it is complete: written under another name in the
 // same directory, renamed at the end, removed when it was not finished. What is not a regular file
-// (a pipe, a device) is written directly.
+// (a pipe, a device) is written directly. As all of the library, it takes its memory from the host,
+// reports through the host's log and throws nothing; the tool's files (OutFile) do the opposite.
 #pragma once
 
 #include <climits>
@@ -11,12 +12,12 @@
 
 namespace zv {
 
-class OutFile {
+class ResultFile {
   public:
-    OutFile() = default;
-    ~OutFile() { abandon(); }
-    OutFile(const OutFile&) = delete;
-    OutFile& operator=(const OutFile&) = delete;
+    ResultFile() = default;
+    ~ResultFile() { abandon(); }
+    ResultFile(const ResultFile&) = delete;
+    ResultFile& operator=(const ResultFile&) = delete;
 
     bool is_open() const { return state_ != nullptr; }
 

@@ -1,0 +1,13 @@
+// SPDX-License-Identifier: MIT
+// The HTML report's page without its data, as the build has put it together from the page, its styles
+// and its scripts.
+#pragma once
+
+#include <string_view>
+
+namespace zvprobe {
+
+extern const std::string_view kPageBeforeData;
+extern const std::string_view kPageAfterData;
+
+}  // namespace zvprobe
