@@ -150,25 +150,35 @@ void add_programme_of_many(TsStream& stream) {
     stream.add_section(kPmtPid, pmt(1, 0x1FF0, streams));
 }
 
-TEST(SurveyMemory, StaysBelowItsBoundWhateverComes) {
-    for (const int32_t history : {0, 1}) {
-        TsStream stream;
-        if (history != 0) {
-            add_programme_of_many(stream);
-            add_timed(stream);
-        }
-        add_huge_pmts(stream);
-        add_huge_tables(stream);
-        add_noise(stream);
-        add_open_sections(stream);
-        // Events that wait for the next PCR.
-        for (int i = 0; i < 70'000; ++i)
-            stream.add(TsPacket(0x1FF0).transport_error());
-        const size_t held = memory_of(stream, history);
-        RecordProperty(history != 0 ? "KiB_with_history" : "KiB", static_cast<int>(held >> 10));
-        EXPECT_LT(held, 64 * kMiB);
-        EXPECT_GT(held, (history != 0 ? 50 : 32) * kMiB) << "the stream is no longer the worst";
+// -> bytes held by the survey of the worst stream known
+size_t held_at_worst(int32_t history) {
+    TsStream stream;
+    if (history != 0) {
+        add_programme_of_many(stream);
+        add_timed(stream);
     }
+    add_huge_pmts(stream);
+    add_huge_tables(stream);
+    add_noise(stream);
+    add_open_sections(stream);
+    // Events that wait for the next PCR.
+    for (int i = 0; i < 70'000; ++i)
+        stream.add(TsPacket(0x1FF0).transport_error());
+    return memory_of(stream, history);
+}
+
+TEST(SurveyMemory, StaysBelowItsBoundWhateverComes) {
+    const size_t held = held_at_worst(0);
+    RecordProperty("KiB", static_cast<int>(held >> 10));
+    EXPECT_LT(held, 64 * kMiB);
+    EXPECT_GT(held, 32 * kMiB) << "the stream is no longer the worst";
+}
+
+TEST(SurveyMemory, StaysBelowItsBoundWithAHistory) {
+    const size_t held = held_at_worst(1);
+    RecordProperty("KiB", static_cast<int>(held >> 10));
+    EXPECT_LT(held, 64 * kMiB);
+    EXPECT_GT(held, 50 * kMiB) << "the stream is no longer the worst";
 }
 
 TEST(SurveyMemory, OfAHistoryHasABoundOfItsOwn) {

@@ -117,7 +117,8 @@ TEST(Page, AddsUpThePacketsOfPidsThatHaveNoNameInThePlot) {
         sum += pid["packets"][0].get<uint64_t>();
     EXPECT_EQ(sum, 200u * 1'000'000 + 1 + 7'000'000);
     EXPECT_EQ(part["history"]["packets"].back()["pid"], 0x1FFF) << "null packets are always named";
-    EXPECT_GE(part["history"]["pcr"].back()["interval_ms"]["max"][0], 39 + 39) << "the worst are shown";
+    EXPECT_GE(part["history"]["pcr"].back()["interval_ms"]["max"][0], 39 + 39)
+        << "the worst are shown";
 }
 
 TEST(Page, HoldsTextsOfAnyKindAsText) {
