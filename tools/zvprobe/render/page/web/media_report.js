@@ -11,7 +11,7 @@ function mediaPlots({history, findings, timestamps: hasStamps}, timeline) {
             .map(
                 (track) => (
                     {label: trackLabel(track), lows: track[figure].min, highs: track[figure].max}));
-    const specs = [
+    const charts = [
         {
             id: "rate",
             title: "Bit rate",
@@ -40,7 +40,7 @@ function mediaPlots({history, findings, timestamps: hasStamps}, timeline) {
         },
     ];
     const plots =
-        specs.filter((spec) => spec.series.length > 0).map((spec) => new Plot(timeline, spec));
+        charts.filter((chart) => chart.series.length > 0).map((chart) => new Plot(timeline, chart));
     plots.splice(1, 0, mediaStrip(tracks, findings, timeline));
     return plots;
 }

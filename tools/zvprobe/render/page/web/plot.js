@@ -5,7 +5,7 @@
 const kPlotHeight = 190;
 const kAxisWidth = 78;
 
-// spec:
+// chart:
 //   id, title, note      note: a line on how to read it
 //   series               [{label, lows, highs, colour, dash, joins}]; highs are what is drawn
 //   stacked              series are areas one on the other, the first at the bottom
@@ -15,20 +15,20 @@ const kAxisWidth = 78;
 //   lines                [{value, text}] across the plot
 //   marks                drawn as marks and no lines
 class Plot {
-    constructor(timeline, spec) {
+    constructor(timeline, chart) {
         this.timeline = timeline;
-        this.spec = spec;
-        this.shown = spec.series.map(() => true);
+        this.chart = chart;
+        this.shown = chart.series.map(() => true);
         this.place = make(
             "div",
-            {class: "canvas", role: "img", "aria-label": this.summary(), "data-plot": spec.id});
+            {class: "canvas", role: "img", "aria-label": this.summary(), "data-plot": chart.id});
         this.place.view = this; // what is drawn, for whoever looks into the page by a script
         this.legend = this.makeLegend();
         this.element = make(
             "figure", {class: "plot"},
             make(
-                "figcaption", {}, make("h3", {}, spec.title),
-                make("p", {class: "note"}, spec.note || "")),
+                "figcaption", {}, make("h3", {}, chart.title),
+                make("p", {class: "note"}, chart.note || "")),
             this.place, this.legend);
         timeline.add(this);
     }
@@ -48,12 +48,12 @@ class Plot {
             this.chart.setSize({width, height: this.height()});
     }
 
-    height() { return this.spec.height || kPlotHeight; }
+    height() { return this.chart.height || kPlotHeight; }
 
     // uPlot's columns: times, then what is drawn. Areas are drawn from the top down, each over the
     // ones above it, so the columns of a stack are sums in reverse order.
     data() {
-        const {series, stacked} = this.spec;
+        const {series, stacked} = this.chart;
         const columns =
             series.map((one, i) => (this.shown[i] ? one.highs : one.highs.map(() => null)));
         if (!stacked) return [this.timeline.starts, ...columns.map(withEnd)];
@@ -66,11 +66,11 @@ class Plot {
 
     // The place of a series in the data of the chart.
     columnOf(seriesIndex) {
-        return this.spec.stacked ? this.spec.series.length - seriesIndex : seriesIndex + 1;
+        return this.chart.stacked ? this.chart.series.length - seriesIndex : seriesIndex + 1;
     }
 
     options(width) {
-        const {spec} = this;
+        const {chart} = this;
         const colours = theme();
         return {
             width,
@@ -78,8 +78,8 @@ class Plot {
             legend: {show: false},
             padding: [8, 22, 0, 0],
             cursor: {y: false, points: {show: false}, drag: {setScale: false}},
-            scales: {x: {time: false}, y: {distr: spec.log ? 3 : 1, range: () => this.yRange()}},
-            axes: [timeAxis(colours), valueAxis(spec, colours)],
+            scales: {x: {time: false}, y: {distr: chart.log ? 3 : 1, range: () => this.yRange()}},
+            axes: [timeAxis(colours), valueAxis(chart, colours)],
             series: [{}, ...this.chartSeries(colours)],
             hooks: {
                 setSelect: [(u) => this.takeSelection(u)],
@@ -96,14 +96,14 @@ class Plot {
         const inView = (values) => values.slice(first, last + 1).filter(isKnown);
         const drawn = this.data().slice(1).flatMap(inView);
         const below =
-            this.spec.series.flatMap(({lows}, i) => (lows && this.shown[i] ? inView(lows) : []));
+            this.chart.series.flatMap(({lows}, i) => (lows && this.shown[i] ? inView(lows) : []));
         const [min, max] = extremesOf(drawn.concat(below));
-        const [low, high] = min <= max ? this.spec.range(min, max) : [0, 1];
+        const [low, high] = min <= max ? this.chart.range(min, max) : [0, 1];
         return high > low ? [low, high] : [low, low + 1];
     }
 
     chartSeries(colours) {
-        const {series, stacked} = this.spec;
+        const {series, stacked} = this.chart;
         const list = series.map((one, i) => {
             const colour = one.colour ? colours[one.colour] : colours.series(i);
             if (stacked)
@@ -159,9 +159,10 @@ class Plot {
         ctx.beginPath();
         ctx.rect(u.bbox.left, u.bbox.top, u.bbox.width, u.bbox.height);
         ctx.clip();
-        (this.spec.lines || []).forEach((line) => drawLine(u, line, colours));
-        if (this.spec.stacked) this.spec.series.forEach((one, i) => this.labelArea(u, i, colours));
-        if (this.spec.drawOver) this.spec.drawOver(u, colours);
+        (this.chart.lines || []).forEach((line) => drawLine(u, line, colours));
+        if (this.chart.stacked)
+            this.chart.series.forEach((one, i) => this.labelArea(u, i, colours));
+        if (this.chart.drawOver) this.chart.drawOver(u, colours);
         ctx.restore();
     }
 
@@ -179,19 +180,20 @@ class Plot {
         }
         if (best.height < 15 * devicePixelRatio) return;
         const x = u.valToPos(this.timeline.starts[best.at], "x", true);
-        writeOver(u, this.spec.series[index].label, x, best.top + best.height / 2, colours);
+        writeOver(u, this.chart.series[index].label, x, best.top + best.height / 2, colours);
     }
 
     makeLegend() {
-        this.values = this.spec.series.map(() => make("span", {class: "value"}));
+        this.values = this.chart.series.map(() => make("span", {class: "value"}));
         return make(
-            "ul", {class: "legend", "aria-label": `Series of ${this.spec.title}`},
-            this.spec.series.map(
+            "ul", {class: "legend", "aria-label": `Series of ${this.chart.title}`},
+            this.chart.series.map(
                 (one, i) => make(
                     "li", {},
                     button(
                         [
-                            make("span", {class: "swatch", "data-series": i}, sample(this.spec, i)),
+                            make(
+                                "span", {class: "swatch", "data-series": i}, sample(this.chart, i)),
                             quoted(one.label)
                         ],
                         (event) => this.toggle(i, event.currentTarget), {"aria-pressed": "true"}),
@@ -206,14 +208,14 @@ class Plot {
     }
 
     readOut(at) {
-        this.spec.series.forEach((one, i) => {
+        this.chart.series.forEach((one, i) => {
             const text = at === null ? "" : this.valueText(one, at);
             this.values[i].textContent = text;
         });
     }
 
     valueText({lows, highs}, at) {
-        const {text} = this.spec;
+        const {text} = this.chart;
         if (!isKnown(highs[at])) return kNothing;
         return lows && lows[at] !== highs[at] ? `${text(lows[at])} to ${text(highs[at])}` :
                                                 text(highs[at]);
@@ -221,13 +223,13 @@ class Plot {
 
     // What a screen reader says in place of the picture.
     summary() {
-        const parts = this.spec.series.map(({label, lows, highs}) => {
+        const parts = this.chart.series.map(({label, lows, highs}) => {
             const known = (lows || []).concat(highs).filter(isKnown);
             if (known.length === 0) return `${label}: nothing`;
             const [least, most] = extremesOf(known);
-            return `${label}: ${this.spec.text(least)} to ${this.spec.text(most)}`;
+            return `${label}: ${this.chart.text(least)} to ${this.chart.text(most)}`;
         });
-        return `Plot over time. ${this.spec.title}. ${parts.join("; ")}`;
+        return `Plot over time. ${this.chart.title}. ${parts.join("; ")}`;
     }
 
     destroy() {
@@ -258,8 +260,8 @@ function timeAxis(colours) {
     };
 }
 
-function valueAxis(spec, colours) {
-    const values = (u, ticks) => ticks.map((tick) => (isKnown(tick) ? spec.text(tick) : ""));
+function valueAxis(chart, colours) {
+    const values = (u, ticks) => ticks.map((tick) => (isKnown(tick) ? chart.text(tick) : ""));
     return {
         stroke: colours.text,
         grid: {stroke: colours.grid, width: 1},
@@ -267,7 +269,7 @@ function valueAxis(spec, colours) {
         font: "12px system-ui, sans-serif",
         size: kAxisWidth,
         values,
-        ...(spec.splits ? {splits: spec.splits} : {})
+        ...(chart.splits ? {splits: chart.splits} : {})
     };
 }
 
@@ -307,14 +309,14 @@ function writeOver(u, text, x, y, colours) {
 const kSvg = "http://www.w3.org/2000/svg";
 
 // A piece of a series as it looks in the plot, in colours that follow the reader's setting.
-function sample(spec, index) {
+function sample(chart, index) {
     const svg = document.createElementNS(kSvg, "svg");
     svg.setAttribute("viewBox", "0 0 28 12");
     svg.setAttribute("aria-hidden", "true");
-    const isArea = spec.stacked || spec.marks;
+    const isArea = chart.stacked || chart.marks;
     const paint = () => {
         const colours = theme();
-        const one = spec.series[index];
+        const one = chart.series[index];
         const colour = one.colour ? colours[one.colour] : colours.series(index);
         const shape = document.createElementNS(kSvg, isArea ? "rect" : "line");
         const attributes = isArea ? {x: 8, y: 0, width: 12, height: 12, fill: colour} : {

@@ -141,12 +141,12 @@ function momentOf(timeline, events, priority, step) {
 
 function tsPlots(report, timeline) {
     const {history, pids, tables, limits} = report;
-    const specs = [
+    const charts = [
         ratePlot(history, timeline, pids), ...pcrPlots(history, pids, limits),
         ptsPlot(history, pids), tablePlot(history, tables)
     ];
     const plots =
-        specs.filter((spec) => spec.series.length > 0).map((spec) => new Plot(timeline, spec));
+        charts.filter((chart) => chart.series.length > 0).map((chart) => new Plot(timeline, chart));
     plots.splice(1, 0, priorityStrip(report, timeline));
     return plots;
 }
