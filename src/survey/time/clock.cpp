@@ -38,11 +38,26 @@ double deviation_of(double rate, double mean) {
     return std::abs(rate / mean - 1);
 }
 
-// Is a rate near the mean, by more than what rounding could change? Spares most rates the division.
-bool surely_near(double rate, double mean) {
-    constexpr double kSure = kConstantRateDeviation * (1 - 1e-9);
-    return std::abs(rate - mean) < kSure * mean;
-}
+// Which rates are near the mean. Only what rounding could change is divided for.
+class Nearness {
+  public:
+    explicit Nearness(double mean)
+        : mean_(mean),
+          surely_near_(mean * kConstantRateDeviation * (1 - 1e-9)),
+          surely_far_(mean * kConstantRateDeviation * (1 + 1e-9)) {}
+
+    bool is_sure(double rate) const { return std::abs(rate - mean_) < surely_near_; }
+    bool is_near(double rate) const {
+        const double off = std::abs(rate - mean_);
+        if (off < surely_near_ || off > surely_far_) return off < surely_near_;
+        return deviation_of(rate, mean_) < kConstantRateDeviation;
+    }
+
+  private:
+    double mean_;
+    double surely_near_;
+    double surely_far_;
+};
 
 }  // namespace
 
@@ -83,10 +98,11 @@ std::optional<bool> RateSpread::constant(uint64_t intervals) const {
     const SoFar& so_far = so_far_[first.size() - 1];
     if (so_far.ticks == 0) return std::nullopt;
     const double mean = rate_of(so_far.bytes, so_far.ticks);
-    if (surely_near(so_far.least, mean) && surely_near(so_far.most, mean)) return true;
+    const Nearness nearness(mean);
+    if (nearness.is_sure(so_far.least) && nearness.is_sure(so_far.most)) return true;
     size_t near = 0;
     for (const double rate : first)
-        near += surely_near(rate, mean) || deviation_of(rate, mean) < kConstantRateDeviation;
+        near += nearness.is_near(rate);
     if (2 * near != first.size()) return 2 * near > first.size();
     double farthest_near = 0;
     double nearest_far = std::numeric_limits<double>::infinity();

@@ -130,7 +130,7 @@ void add_watch_options(CLI::App& command, WatchSettings& settings) {
 
 std::shared_ptr<WatchOptions> watch_options_of(const WatchSettings& settings,
                                                const MonitorOptions& monitor) {
-    const auto options = std::make_shared<WatchOptions>();
+    auto options = std::make_shared<WatchOptions>();
     options->urls = settings.urls;
     options->config = settings.config;
     options->source = settings.config.empty() ? settings.urls.front() : settings.config;
