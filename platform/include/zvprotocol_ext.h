@@ -9,8 +9,8 @@
 
 ZV_BEGIN_DECLS
 
-/* The socket of an open datagram source, for those who wait for many sources at once and take many
- * datagrams in one call. It is non-blocking and stays the library's: close closes it.
+/* The socket of an open datagram source, for those who wait for many sources at once, and who take
+ * more than one datagram a call. It is non-blocking and stays the library's: close closes it.
  * context  in  may be null
  * -> the descriptor; -1 when it is not open for reading as "udp" or "rtp" */
 ZV_API int zvptc_ext_getSocket(const ZvptcUrlContext* context);

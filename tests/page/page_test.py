@@ -19,7 +19,7 @@ RIGHT = "\ue014"  # the key, as WebDriver writes it
 HOSTILE_NAME = "<script>bad()<\u2028\"'&.ts"
 
 PLOTTED = """const view = document.querySelector(`[data-plot="${arguments[0]}"]`).view;
-return view.chart.series.map(({label, lows, highs}) => ({label, lows, highs}))"""
+return view.plan.series.map(({label, lows, highs}) => ({label, lows, highs}))"""
 PAINTED = """return [...document.querySelectorAll(".canvas canvas")].map((canvas) => {
     const {data} = canvas.getContext("2d").getImageData(0, 0, canvas.width, canvas.height);
     const colours = new Set();

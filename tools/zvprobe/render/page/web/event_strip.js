@@ -4,7 +4,7 @@
 
 const kRowColours = ["first", "second", "third"]; // from the top
 
-// chart:
+// plan:
 //   title, note
 //   rows          [{label, short, counts}]: counts by step; short: what the axis says
 //   onPick(row, step)   called for a mark that was clicked

@@ -11,7 +11,7 @@ function mediaPlots({history, findings, timestamps: hasStamps}, timeline) {
             .map(
                 (track) => (
                     {label: trackLabel(track), lows: track[figure].min, highs: track[figure].max}));
-    const charts = [
+    const plans = [
         {
             id: "rate",
             title: "Bit rate",
@@ -40,7 +40,7 @@ function mediaPlots({history, findings, timestamps: hasStamps}, timeline) {
         },
     ];
     const plots =
-        charts.filter((chart) => chart.series.length > 0).map((chart) => new Plot(timeline, chart));
+        plans.filter((plan) => plan.series.length > 0).map((plan) => new Plot(timeline, plan));
     plots.splice(1, 0, mediaStrip(tracks, findings, timeline));
     return plots;
 }

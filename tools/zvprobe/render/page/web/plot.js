@@ -5,7 +5,7 @@
 const kPlotHeight = 190;
 const kAxisWidth = 78;
 
-// chart:
+// plan:
 //   id, title, note      note: a line on how to read it
 //   series               [{label, lows, highs, colour, dash, joins}]; highs are what is drawn
 //   stacked              series are areas one on the other, the first at the bottom
@@ -15,20 +15,20 @@ const kAxisWidth = 78;
 //   lines                [{value, text}] across the plot
 //   marks                drawn as marks and no lines
 class Plot {
-    constructor(timeline, chart) {
+    constructor(timeline, plan) {
         this.timeline = timeline;
-        this.chart = chart;
-        this.shown = chart.series.map(() => true);
+        this.plan = plan;
+        this.shown = plan.series.map(() => true);
         this.place = make(
             "div",
-            {class: "canvas", role: "img", "aria-label": this.summary(), "data-plot": chart.id});
+            {class: "canvas", role: "img", "aria-label": this.summary(), "data-plot": plan.id});
         this.place.view = this; // what is drawn, for whoever looks into the page by a script
         this.legend = this.makeLegend();
         this.element = make(
             "figure", {class: "plot"},
             make(
-                "figcaption", {}, make("h3", {}, chart.title),
-                make("p", {class: "note"}, chart.note || "")),
+                "figcaption", {}, make("h3", {}, plan.title),
+                make("p", {class: "note"}, plan.note || "")),
             this.place, this.legend);
         timeline.add(this);
     }
@@ -48,12 +48,12 @@ class Plot {
             this.chart.setSize({width, height: this.height()});
     }
 
-    height() { return this.chart.height || kPlotHeight; }
+    height() { return this.plan.height || kPlotHeight; }
 
     // uPlot's columns: times, then what is drawn. Areas are drawn from the top down, each over the
     // ones above it, so the columns of a stack are sums in reverse order.
     data() {
-        const {series, stacked} = this.chart;
+        const {series, stacked} = this.plan;
         const columns =
             series.map((one, i) => (this.shown[i] ? one.highs : one.highs.map(() => null)));
         if (!stacked) return [this.timeline.starts, ...columns.map(withEnd)];
@@ -66,11 +66,11 @@ class Plot {
 
     // The place of a series in the data of the chart.
     columnOf(seriesIndex) {
-        return this.chart.stacked ? this.chart.series.length - seriesIndex : seriesIndex + 1;
+        return this.plan.stacked ? this.plan.series.length - seriesIndex : seriesIndex + 1;
     }
 
     options(width) {
-        const {chart} = this;
+        const {plan} = this;
         const colours = theme();
         return {
             width,
@@ -78,8 +78,8 @@ class Plot {
             legend: {show: false},
             padding: [8, 22, 0, 0],
             cursor: {y: false, points: {show: false}, drag: {setScale: false}},
-            scales: {x: {time: false}, y: {distr: chart.log ? 3 : 1, range: () => this.yRange()}},
-            axes: [timeAxis(colours), valueAxis(chart, colours)],
+            scales: {x: {time: false}, y: {distr: plan.log ? 3 : 1, range: () => this.yRange()}},
+            axes: [timeAxis(colours), valueAxis(plan, colours)],
             series: [{}, ...this.chartSeries(colours)],
             hooks: {
                 setSelect: [(u) => this.takeSelection(u)],
@@ -96,14 +96,14 @@ class Plot {
         const inView = (values) => values.slice(first, last + 1).filter(isKnown);
         const drawn = this.data().slice(1).flatMap(inView);
         const below =
-            this.chart.series.flatMap(({lows}, i) => (lows && this.shown[i] ? inView(lows) : []));
+            this.plan.series.flatMap(({lows}, i) => (lows && this.shown[i] ? inView(lows) : []));
         const [min, max] = extremesOf(drawn.concat(below));
-        const [low, high] = min <= max ? this.chart.range(min, max) : [0, 1];
+        const [low, high] = min <= max ? this.plan.range(min, max) : [0, 1];
         return high > low ? [low, high] : [low, low + 1];
     }
 
     chartSeries(colours) {
-        const {series, stacked} = this.chart;
+        const {series, stacked} = this.plan;
         const list = series.map((one, i) => {
             const colour = one.colour ? colours[one.colour] : colours.series(i);
             if (stacked)
@@ -159,10 +159,9 @@ class Plot {
         ctx.beginPath();
         ctx.rect(u.bbox.left, u.bbox.top, u.bbox.width, u.bbox.height);
         ctx.clip();
-        (this.chart.lines || []).forEach((line) => drawLine(u, line, colours));
-        if (this.chart.stacked)
-            this.chart.series.forEach((one, i) => this.labelArea(u, i, colours));
-        if (this.chart.drawOver) this.chart.drawOver(u, colours);
+        (this.plan.lines || []).forEach((line) => drawLine(u, line, colours));
+        if (this.plan.stacked) this.plan.series.forEach((one, i) => this.labelArea(u, i, colours));
+        if (this.plan.drawOver) this.plan.drawOver(u, colours);
         ctx.restore();
     }
 
@@ -180,20 +179,19 @@ class Plot {
         }
         if (best.height < 15 * devicePixelRatio) return;
         const x = u.valToPos(this.timeline.starts[best.at], "x", true);
-        writeOver(u, this.chart.series[index].label, x, best.top + best.height / 2, colours);
+        writeOver(u, this.plan.series[index].label, x, best.top + best.height / 2, colours);
     }
 
     makeLegend() {
-        this.values = this.chart.series.map(() => make("span", {class: "value"}));
+        this.values = this.plan.series.map(() => make("span", {class: "value"}));
         return make(
-            "ul", {class: "legend", "aria-label": `Series of ${this.chart.title}`},
-            this.chart.series.map(
+            "ul", {class: "legend", "aria-label": `Series of ${this.plan.title}`},
+            this.plan.series.map(
                 (one, i) => make(
                     "li", {},
                     button(
                         [
-                            make(
-                                "span", {class: "swatch", "data-series": i}, sample(this.chart, i)),
+                            make("span", {class: "swatch", "data-series": i}, sample(this.plan, i)),
                             quoted(one.label)
                         ],
                         (event) => this.toggle(i, event.currentTarget), {"aria-pressed": "true"}),
@@ -208,14 +206,14 @@ class Plot {
     }
 
     readOut(at) {
-        this.chart.series.forEach((one, i) => {
+        this.plan.series.forEach((one, i) => {
             const text = at === null ? "" : this.valueText(one, at);
             this.values[i].textContent = text;
         });
     }
 
     valueText({lows, highs}, at) {
-        const {text} = this.chart;
+        const {text} = this.plan;
         if (!isKnown(highs[at])) return kNothing;
         return lows && lows[at] !== highs[at] ? `${text(lows[at])} to ${text(highs[at])}` :
                                                 text(highs[at]);
@@ -223,13 +221,13 @@ class Plot {
 
     // What a screen reader says in place of the picture.
     summary() {
-        const parts = this.chart.series.map(({label, lows, highs}) => {
+        const parts = this.plan.series.map(({label, lows, highs}) => {
             const known = (lows || []).concat(highs).filter(isKnown);
             if (known.length === 0) return `${label}: nothing`;
             const [least, most] = extremesOf(known);
-            return `${label}: ${this.chart.text(least)} to ${this.chart.text(most)}`;
+            return `${label}: ${this.plan.text(least)} to ${this.plan.text(most)}`;
         });
-        return `Plot over time. ${this.chart.title}. ${parts.join("; ")}`;
+        return `Plot over time. ${this.plan.title}. ${parts.join("; ")}`;
     }
 
     destroy() {
@@ -260,8 +258,8 @@ function timeAxis(colours) {
     };
 }
 
-function valueAxis(chart, colours) {
-    const values = (u, ticks) => ticks.map((tick) => (isKnown(tick) ? chart.text(tick) : ""));
+function valueAxis(plan, colours) {
+    const values = (u, ticks) => ticks.map((tick) => (isKnown(tick) ? plan.text(tick) : ""));
     return {
         stroke: colours.text,
         grid: {stroke: colours.grid, width: 1},
@@ -269,7 +267,7 @@ function valueAxis(chart, colours) {
         font: "12px system-ui, sans-serif",
         size: kAxisWidth,
         values,
-        ...(chart.splits ? {splits: chart.splits} : {})
+        ...(plan.splits ? {splits: plan.splits} : {})
     };
 }
 
@@ -309,14 +307,14 @@ function writeOver(u, text, x, y, colours) {
 const kSvg = "http://www.w3.org/2000/svg";
 
 // A piece of a series as it looks in the plot, in colours that follow the reader's setting.
-function sample(chart, index) {
+function sample(plan, index) {
     const svg = document.createElementNS(kSvg, "svg");
     svg.setAttribute("viewBox", "0 0 28 12");
     svg.setAttribute("aria-hidden", "true");
-    const isArea = chart.stacked || chart.marks;
+    const isArea = plan.stacked || plan.marks;
     const paint = () => {
         const colours = theme();
-        const one = chart.series[index];
+        const one = plan.series[index];
         const colour = one.colour ? colours[one.colour] : colours.series(index);
         const shape = document.createElementNS(kSvg, isArea ? "rect" : "line");
         const attributes = isArea ? {x: 8, y: 0, width: 12, height: 12, fill: colour} : {

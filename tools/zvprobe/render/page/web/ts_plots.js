@@ -141,12 +141,12 @@ function momentOf(timeline, events, priority, step) {
 
 function tsPlots(report, timeline) {
     const {history, pids, tables, limits} = report;
-    const charts = [
+    const plans = [
         ratePlot(history, timeline, pids), ...pcrPlots(history, pids, limits),
         ptsPlot(history, pids), tablePlot(history, tables)
     ];
     const plots =
-        charts.filter((chart) => chart.series.length > 0).map((chart) => new Plot(timeline, chart));
+        plans.filter((plan) => plan.series.length > 0).map((plan) => new Plot(timeline, plan));
     plots.splice(1, 0, priorityStrip(report, timeline));
     return plots;
 }
