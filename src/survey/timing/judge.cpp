@@ -293,20 +293,18 @@ void Judge::judge_pcr(uint16_t pid, PidTiming& of_pid, const PcrLine::Point& poi
           point.time_s);
 }
 
-// How far the time stamp is ahead of the PCR.
-void Judge::note_lead(const PtsCame& came, PidTiming& of_pid, double now_s) {
-    const double since_pcr = now_s - timing(came.reference->pid).last_pcr_s;
-    if (std::isnan(since_pcr)) return;
-    const double ahead_s = seconds_ahead(came.decoding, came.reference->value, since_pcr);
-    of_pid.ahead_s.add(ahead_s);
-    if (history_) history_->see_pts_ahead(came.pid, now_s, ahead_s);
-}
-
 void Judge::see(const PtsCame& came, double now_s) {
     PidTiming& of_pid = timing(came.pid);
     if (!std::isnan(of_pid.last_pts_s)) of_pid.pts_intervals_s.add(now_s - of_pid.last_pts_s);
     of_pid.last_pts_s = now_s;
-    if (came.reference) note_lead(came, of_pid, now_s);
+    if (came.reference) {
+        const double since_pcr = now_s - timing(came.reference->pid).last_pcr_s;
+        if (!std::isnan(since_pcr)) {
+            const double ahead_s = seconds_ahead(came.decoding, came.reference->value, since_pcr);
+            of_pid.ahead_s.add(ahead_s);
+            if (history_) history_->see_pts_ahead(came.pid, now_s, ahead_s);
+        }
+    }
     if (!of_pid.pts_due) return;
     check_wait(of_pid.pts, Indicator::kPtsError, limits_.pts, came.pid, now_s, came.offset);
     of_pid.pts.begin(now_s);

@@ -75,7 +75,6 @@ class Judge {
     Repetition repetition_of(const SectionDone& done);
     Wait* sub_table(const SectionDone& done, Indicator indicator);
     void note_interval(const SectionDone& done, double begin_s);
-    void note_lead(const PtsCame& came, PidTiming& of_pid, double now_s);
     void check_distance(const SectionDone& done, double begin_s);
     void check_present_following(const SectionDone& done, double begin_s);
     void check_unreferenced(PidTiming& timing, const Segment& segment);
