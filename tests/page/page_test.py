@@ -186,6 +186,12 @@ class Page(unittest.TestCase):
         self.assertNotEqual(self.browser.run(stroke), light)
         self.assertEqual(self.browser.complaints(), [])
 
+    def test_a_printer_finds_the_plots_painted(self):
+        self.show(f"{MEDIA}/single.ts")
+        painted = self.browser.run('dispatchEvent(new Event("beforeprint"));' + PAINTED)
+        self.assertGreater(len(painted), 2)
+        self.assertGreater(min(painted), 2)
+
     def test_several_sources_have_a_page_each(self):
         self.show("faulty.ts", f"{MEDIA}/h264-aac.flv", f"{MEDIA}/mpeg1-layer3.mp3")
         self.browser.click("nav button:nth-child(2)")

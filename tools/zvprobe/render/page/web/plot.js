@@ -39,7 +39,8 @@ class Plot {
         if (this.chart) this.chart.destroy();
         this.place.replaceChildren();
         this.chart = new uPlot(this.options(width), this.data(), this.place);
-        this.showRange();
+        // Painted at once: a printer does not wait.
+        this.chart.batch(() => this.showRange());
     }
 
     resize() {
