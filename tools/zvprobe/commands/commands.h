@@ -10,7 +10,7 @@
 #include "commands/session.h"
 #include "io/rtp_stream.h"
 #include "ts/indicator_choice.h"
-#include "watch/endpoint.h"
+#include "watch/http/endpoint.h"
 #include "zvsurvey.h"
 
 namespace zvprobe {

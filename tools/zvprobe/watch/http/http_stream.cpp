@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // Implementation of http_stream.h.
-#include "watch/http_stream.h"
+#include "watch/http/http_stream.h"
 
 #include <arpa/inet.h>
 #include <poll.h>

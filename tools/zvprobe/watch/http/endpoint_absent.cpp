@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 // The endpoint where the libraries for it are not installed: it says so.
 #include "io/source.h"
-#include "watch/endpoint.h"
+#include "watch/http/endpoint.h"
 
 namespace zvprobe {
 

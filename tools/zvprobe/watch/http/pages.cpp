@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // Implementation of pages.h.
-#include "watch/pages.h"
+#include "watch/http/pages.h"
 
 #include <sstream>
 
@@ -9,8 +9,8 @@
 #include "bitStream.h"
 #include "render/json_report.h"
 #include "render/text_report.h"
-#include "watch/html.h"
-#include "watch/metrics.h"
+#include "watch/http/html.h"
+#include "watch/http/metrics.h"
 
 namespace zvprobe {
 namespace {

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // Implementation of endpoint.h: who may ask, for what, and how many at a time.
-#include "watch/endpoint.h"
+#include "watch/http/endpoint.h"
 
 #include <unistd.h>
 
@@ -13,8 +13,8 @@
 #include "base/numbers.h"
 #include "base/printable.h"
 #include "io/source.h"
-#include "watch/http_stream.h"
-#include "watch/pages.h"
+#include "watch/http/http_stream.h"
+#include "watch/http/pages.h"
 
 namespace zvprobe {
 namespace {

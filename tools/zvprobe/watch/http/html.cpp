@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // Implementation of html.h.
-#include "watch/html.h"
+#include "watch/http/html.h"
 
 #include <cctype>
 #include <cstdio>

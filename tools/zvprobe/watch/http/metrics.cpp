@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // Implementation of metrics.h. Names and meanings are told in docs/OPERATIONS.md.
-#include "watch/metrics.h"
+#include "watch/http/metrics.h"
 
 #include <prometheus/metric_family.h>
 #include <prometheus/text_serializer.h>
