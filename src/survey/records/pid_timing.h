@@ -22,12 +22,9 @@ struct Wait {
 
     // -> true when the limit has passed by now; once for each wait
     bool is_over(double limit_s, double now_s) {
-        if (!running || told || now_s - since_s <= limit_s + kRounding) return false;
+        if (!running || told || now_s - since_s <= limit_s + kHalfTickSeconds) return false;
         return told = true;
     }
-
-    // Times are worked out in doubles from 27 MHz ticks: a gap as long as its limit is no error.
-    static constexpr double kRounding = 1e-9;
 };
 
 struct PidTiming {

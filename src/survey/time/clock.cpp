@@ -12,9 +12,6 @@
 namespace zv::survey {
 namespace {
 
-// Places in time are products of doubles: what is a second long may come out as a little more.
-constexpr double kRounding = 0.027;  // ticks, a nanosecond
-
 constexpr double kBitsPerPacket = 1504;
 constexpr double kConstantRateDeviation = 0.005;
 constexpr uint64_t kFewestIntervals = 8;
@@ -163,7 +160,7 @@ std::optional<TimeLine> Clock::own_pcr(uint64_t offset, const PcrStep& step) {
 std::optional<TimeLine> Clock::other_pcr(uint16_t pid, uint64_t offset, const PcrStep& step) {
     if (!rate_known_) return std::nullopt;
     const double now = onward()->at(offset);
-    if (now - pcr_ticks_ <= kPcrHz + kRounding) return std::nullopt;
+    if (now - pcr_ticks_ <= kPcrHz + kHalfTick) return std::nullopt;
     pid_ = pid;
     if (step.sound())
         ticks_per_byte_ = static_cast<double>(step.ticks) / static_cast<double>(step.bytes);

@@ -10,6 +10,13 @@
 namespace zv::survey {
 
 constexpr double kPcrHz = 27e6;
+
+// PCRs are whole ticks, but times are doubles and worked out through rates: what is exactly at a
+// limit may come out a little later. Half a tick is more than a double of seconds is off after
+// four years, and less than any two PCRs can differ.
+constexpr double kHalfTick = 0.5;  // ticks
+constexpr double kHalfTickSeconds = kHalfTick / kPcrHz;
+
 constexpr uint64_t kPcrRange = (uint64_t{1} << 33) * 300;
 constexpr uint64_t kLongestPcrStep = 27'000'000;  // on by more than a second is a jump
 

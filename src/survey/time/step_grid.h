@@ -7,6 +7,8 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "survey/time/clock.h"
+
 namespace zv::survey {
 
 class StepGrid {
@@ -20,8 +22,8 @@ class StepGrid {
     // -> the step of a time, which may be beyond the last; step 0 for times before the first packet
     uint64_t step_of(double time_s) const {
         constexpr double kMost = 0x1p62;
-        constexpr double kRounding = 1e-9;  // what is at a step's beginning is in it
-        const double first_steps = (time_s + kRounding) / kFirstStep;
+        // what is at a step's beginning is in it
+        const double first_steps = (time_s + kHalfTickSeconds) / kFirstStep;
         if (!(first_steps > 0)) return 0;
         return static_cast<uint64_t>(std::fmin(first_steps, kMost)) >> doublings_;
     }
