@@ -9,7 +9,7 @@
 set -eu
 
 packages="g++ cmake ninja-build pkg-config libcli11-dev nlohmann-json3-dev libcurl4-openssl-dev libncurses-dev
-          libgtest-dev libbenchmark-dev rapidjson-dev tmux
+          libgtest-dev libbenchmark-dev rapidjson-dev tmux parallel
           prometheus-cpp-dev libcpp-httplib-dev"
 case ${1:-} in
 '') ;;

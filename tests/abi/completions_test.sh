@@ -21,6 +21,8 @@ zvprobe sample.ts --st => --stats --strict
 zvprobe --pace=p => pcr pts
 zvprobe --ind => --indicators
 zvprobe --limits sam => sample.ts
+zvprobe --files-from oth => other.flv
+zvprobe --js => --json --json-lines
 zvprobe --html oth => other.flv
 zvprobe monitor --li => --limit --limits --listen
 zvprobe -q extract sam => sample.ts

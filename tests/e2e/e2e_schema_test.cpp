@@ -74,6 +74,10 @@ TEST_F(Schema, DescribesEveryReport) {
         shell("zvprobe monitor --json-lines --history '" + media("single.ts") + "'").out);
     for (std::string line; std::getline(lines, line);)
         EXPECT_TRUE(accepts(line)) << line;
+    lines = std::istringstream(
+        shell(make_sources() + "zvprobe --json-lines $all cut.* empty missing .").out);
+    for (std::string line; std::getline(lines, line);)
+        EXPECT_TRUE(accepts(line)) << line;
 }
 
 TEST_F(Schema, RefusesWhatTheToolNeverPrints) {
@@ -85,6 +89,9 @@ TEST_F(Schema, RefusesWhatTheToolNeverPrints) {
         EXPECT_FALSE(accepts(whole.dump())) << what;
         ++offenders;
     };
+    for_each_offender(line, line, "", check);
+    line = json::parse(shell("zvprobe --json-lines '" + media("h264-aac.flv") + "'").out);
+    ASSERT_TRUE(accepts(line.dump()));
     for_each_offender(line, line, "", check);
     for (const json& source : json(all["sources"])) {
         all["sources"] = json::array({source});

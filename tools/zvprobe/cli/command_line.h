@@ -16,6 +16,7 @@ struct CommandLine {
     ExitStatus status = kExitOk;                 // of a line with nothing to do
     std::string subject;                         // what the command is about, for its complaints
     bool writes = false;  // what it writes is no report: cut short it is worth nothing
+    bool many = false;    // it reports on many sources: cut short it has left some out
 };
 
 // Help, version and what is wrong with the line are printed here.

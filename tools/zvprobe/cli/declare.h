@@ -17,7 +17,7 @@ namespace zvprobe {
 template <typename Options>
 std::string subject_of(const Options& options) {
     if constexpr (requires { options.sources; })
-        return options.sources.front();
+        return options.sources.empty() ? options.files_from : options.sources.front();
     else if constexpr (requires { options.source; })
         return options.source;
     else if constexpr (requires { options.in; })
@@ -31,10 +31,20 @@ constexpr bool kOnlyReports =
     std::is_same_v<Options, ProbeOptions> || std::is_same_v<Options, MonitorOptions> ||
     std::is_same_v<Options, WatchOptions>;
 
+// A run over many sources is not done when a signal ends it, whatever it has printed.
+template <typename Options>
+bool is_long_run(const Options& options) {
+    if constexpr (std::is_same_v<Options, ProbeOptions>)
+        return options.json_lines || !options.files_from.empty();
+    else
+        return false;
+}
+
 template <typename Options>
 void choose(CommandLine& line, const std::shared_ptr<Options>& options) {
     line.subject = subject_of(*options);
     line.writes = !kOnlyReports<Options>;
+    line.many = is_long_run(*options);
     line.command = [options](const Session& session) { return run_command(*options, session); };
 }
 

@@ -2,10 +2,13 @@
 // Implementation of help.h.
 #include "cli/help.h"
 
+#include <algorithm>
+
 namespace zvprobe {
 namespace {
 
 constexpr size_t kColumnWidth = 20;
+constexpr int kScreenLines = 24;
 
 bool is_root(const CLI::App* app) {
     return app->get_parent() == nullptr;
@@ -15,11 +18,12 @@ class ShortFormatter : public CLI::Formatter {
   public:
     ShortFormatter() { column_width(kColumnWidth); }
 
-    // There is no room for blank lines in the longest one.
+    // There is no room for blank lines in the longest ones.
     std::string make_help(const CLI::App* app, std::string name,
                           CLI::AppFormatMode mode) const override {
         std::string text = CLI::Formatter::make_help(app, std::move(name), mode);
-        while (is_root(app) && text.find("\n\n") != text.npos)
+        const bool is_long = std::ranges::count(text, '\n') >= kScreenLines;
+        while (is_long && text.find("\n\n") != text.npos)
             text = CLI::detail::find_and_replace(text, "\n\n", "\n");
         return text;
     }

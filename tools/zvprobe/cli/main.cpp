@@ -51,7 +51,9 @@ int main(int argc, char** argv) {
     const CommandLine line = read_command_line(argc, argv);
     if (line.writes) let_lost_readers_be_told();
     const int status = tell(output, line.command ? run_guarded(line) : line.status);
-    // Who started a command that writes sees that it was cut short by what ended it.
-    if (line.writes && status != kExitOk && interrupted()) end_by_signal(interrupting_signal());
+    // Who started a command that writes, or one for many sources, sees that it was cut short by what
+    // ended it.
+    const bool cut_short = interrupted() && (line.many || (line.writes && status != kExitOk));
+    if (cut_short) end_by_signal(interrupting_signal());
     return status;
 }

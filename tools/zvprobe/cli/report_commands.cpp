@@ -1,5 +1,7 @@
 // SPDX-License-Identifier: MIT
 // The commands that report: probe and monitor.
+#include <algorithm>
+
 #include "base/numbers.h"
 #include "cli/declare.h"
 #include "cli/help.h"
@@ -53,7 +55,25 @@ void add_limits(CLI::App& app, IndicatorSettings& settings, const char* group) {
 
 struct ProbeSettings : IndicatorSettings {
     ProbeOptions options;
+    bool null_separated = false;
 };
+
+void add_many_sources(CLI::App& app, ProbeSettings& settings, const char* group) {
+    ProbeOptions& options = settings.options;
+    app.add_flag("--json-lines", options.json_lines,
+                 "Print a line of JSON for each source as it is done")
+        ->group(group);
+    CLI::Option* const list =
+        app.add_option("--files-from", options.files_from,
+                       "Read more sources from a list, a line each")
+            ->type_name("FILE")
+            ->check(check_given)
+            ->group(group);
+    app.add_flag("-0,--null", settings.null_separated,
+                 "With --files-from: names end with NUL (find -print0)")
+        ->needs(list)
+        ->group(group);
+}
 
 void add_probe_options(CLI::App& app, ProbeSettings& settings, const char* detail_group) {
     ProbeOptions& options = settings.options;
@@ -63,7 +83,7 @@ void add_probe_options(CLI::App& app, ProbeSettings& settings, const char* detai
         ->type_name("FILE")
         ->check(check_given);
     app.add_flag("--history", options.history,
-                 "With --json: how a transport stream went over its time, too")
+                 "With --json, --json-lines: how it went over its time, too")
         ->group(detail_group);
     app.add_flag("--resolver", options.resolver, "Show what the library's resolver tells hosts")
         ->group(detail_group);
@@ -82,16 +102,34 @@ void add_probe_options(CLI::App& app, ProbeSettings& settings, const char* detai
         ->type_name("LIST")
         ->check(check_given)
         ->group(detail_group);
+    add_many_sources(app, settings, detail_group);
     add_limits(app, settings, detail_group);
     add_exit_help(app, {kExitOk, kExitFindings, kExitUsage, kExitCannotOpen, kExitUnknownFormat});
 }
 
-ProbeOptions probe_options_of(const ProbeSettings& settings) {
-    ProbeOptions options = settings.options;
-    if (options.sources.empty()) throw CLI::RequiredError("SOURCE");
+void check_sources(const ProbeOptions& options) {
+    if (options.sources.empty() && options.files_from.empty()) throw CLI::RequiredError("SOURCE");
+    const bool reads_input = std::ranges::count(options.sources, "-") > 0;
+    if (reads_input && options.files_from == "-")
+        throw CLI::ExcludesError("--files-from -", "- as a source");
+}
+
+// The page and the one object have all sources in them, lines have one each.
+void check_outputs(const ProbeOptions& options) {
     if (options.json && is_standard_output(options.html))
         throw CLI::ExcludesError("--html -", "--json");
-    if (options.history && !options.json) throw CLI::RequiresError("--history", "--json");
+    if (options.json_lines && options.json) throw CLI::ExcludesError("--json-lines", "--json");
+    if (options.json_lines && !options.html.empty())
+        throw CLI::ExcludesError("--json-lines", "--html");
+    if (options.history && !options.json && !options.json_lines)
+        throw CLI::RequiresError("--history", "--json or --json-lines");
+}
+
+ProbeOptions probe_options_of(const ProbeSettings& settings) {
+    ProbeOptions options = settings.options;
+    if (settings.null_separated) options.separator = '\0';
+    check_sources(options);
+    check_outputs(options);
     options.limits = limits_from(settings.limits_file, settings.limits);
     if (settings.indicators.empty()) return options;
     if (!options.strict) throw CLI::RequiresError("--indicators", "--strict");

@@ -17,9 +17,12 @@ namespace zvprobe {
 
 struct ProbeOptions {
     std::vector<std::string> sources;
+    std::string files_from;  // list of more sources; empty: none
+    char separator = '\n';   // of its names
     bool json = false;
-    bool history = false;   // over the stream's time, in the JSON
-    bool resolver = false;  // show the resolver's account, too
+    bool json_lines = false;  // a line for each source as it is done
+    bool history = false;     // over the stream's time, in the JSON
+    bool resolver = false;    // show the resolver's account, too
     bool statistics = false;
     bool strict = false;
     IndicatorChoice indicators;  // that count as errors, too

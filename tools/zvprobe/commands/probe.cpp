@@ -9,17 +9,12 @@
 #include <thread>
 #include <utility>
 
-#include "base/interrupt.h"
 #include "commands/commands.h"
-#include "commands/parts/format_detect.h"
 #include "commands/parts/page_file.h"
-#include "commands/parts/record_media.h"
 #include "commands/parts/side_by_side.h"
-#include "commands/parts/ts_probe.h"
-#include "flv/flv_probe.h"
+#include "commands/source_names.h"
+#include "commands/source_probe.h"
 #include "io/source.h"
-#include "render/audio/mpeg_audio_findings.h"
-#include "render/flv/flv_finding_text.h"
 #include "render/json_report.h"
 #include "render/page/page_report.h"
 #include "render/progress.h"
@@ -28,134 +23,20 @@
 namespace zvprobe {
 namespace {
 
-Pace pace_of(const std::string& name) {
-    if (name.empty()) return Pace::kNone;
-    return name == "pts" ? Pace::kPts : Pace::kPcr;
-}
+// Standard output cannot be written: what is still to be read would be read for nothing. The
+// caller of the command says why.
+struct OutputLost {};
 
-Failure cannot_open(const std::string& message) {
-    return {"cannot_open", kExitCannotOpen, message};
-}
-
-Failure read_error(const std::string& message) {
-    return {"read_error", kExitCannotOpen, message};
-}
-
-Failure unknown_format() {
-    const char* const reason =
-        interrupted() ? "interrupted before its format was known" : "not a known format";
-    return {"unknown_format", kExitUnknownFormat, reason};
-}
-
-// Reads one source; one object for each call.
-class SourceProbe {
-  public:
-    SourceProbe(const std::string& name, const ProbeOptions& options, const Session& session)
-        : options_(options), session_(session), findings_(name, session.verbosity > 0) {
-        report_.name = name;
-    }
-
-    SourceReport run() {
-        try {
-            const auto source = open_source(report_.name);
-            read(*source);
-        } catch (const SourceError& error) {
-            report_.failure = cannot_open(error.what());
-        } catch (const std::bad_alloc&) {
-            report_.failure = read_error("out of memory");
-        }
-        report_.interrupted = interrupted();
-        return std::move(report_);
-    }
-
-  private:
-    void read(Source& source) {
-        const auto first_window = source.next(0);
-        const DetectedFormat format = detect_format(first_window, source.at_end());
-        if (std::holds_alternative<TransportStream>(format)) {
-            read_transport_stream(source, first_window);
-        } else if (std::holds_alternative<FlvStart>(format)) {
-            report_.content = read_flv(source, first_window);
-        } else if (std::holds_alternative<MpegAudioStart>(format)) {
-            read_mpeg_audio(source, first_window);
-        } else {
-            report_.failure = unknown_format();
-        }
-        if (!source.error().empty()) report_.failure = read_error(source.error());
-    }
-
-    void read_transport_stream(Source& source, std::span<const uint8_t> first_window) {
-        Progress progress = make_progress(source);
-        TsProbeOptions options;
-        options.pace = pace_of(options_.pace);
-        options.live = source.origin() == Source::Origin::kNetwork && options_.pace.empty();
-        options.statistics = options_.statistics;
-        options.history = options_.history || !options_.html.empty();
-        options.limits = options_.limits;
-        options.on_progress = [&progress](uint64_t bytes) { progress.show(bytes); };
-        TsReport report = probe_transport_stream(findings_, source, first_window, options);
-        if (report.has_packets())
-            report_.content = std::move(report);
-        else
-            report_.failure = unknown_format();
-    }
-
-    FlvReport read_flv(Source& source, std::span<const uint8_t> first_window) {
-        Progress progress = make_progress(source);
-        FlvProbeOptions options;
-        options.on_progress = [&progress](uint64_t bytes) { progress.show(bytes); };
-        options.on_finding = telling(findings_);
-        if (!options_.html.empty()) record_flv(report_.media.emplace(), options);
-        return probe_flv(source, first_window, options);
-    }
-
-    // After a large tag there may be anything.
-    void read_mpeg_audio(Source& source, std::span<const uint8_t> first_window) {
-        Progress progress = make_progress(source);
-        MpegAudioProbeOptions options;
-        options.on_finding = teller_of(findings_);
-        options.on_progress = [&progress](uint64_t bytes) { progress.show(bytes); };
-        if (!options_.html.empty()) record_mpeg_audio(report_.media.emplace(), options);
-        MpegAudioReport report = probe_mpeg_audio(source, first_window, options);
-        if (report.first)
-            report_.content = std::move(report);
-        else
-            report_.failure = unknown_format();
-    }
-
-    Progress make_progress(const Source& source) const {
-        const bool draw = !session_.quiet && options_.pace.empty() && is_terminal(STDERR_FILENO);
-        return Progress(source.size().value_or(0), draw);
-    }
-
-    const ProbeOptions& options_;
-    const Session& session_;
-    FindingLog findings_;
-    SourceReport report_;
-};
-
-struct FindingsSeeker {
-    const IndicatorChoice& choice;
-
-    bool operator()(const std::monostate&) const { return false; }
-    bool operator()(const TsReport& report) const { return has_findings(report, choice); }
-    template <typename Report>
-    bool operator()(const Report& report) const {
-        return has_findings(report);
-    }
-};
-
-ExitStatus status_of(const SourceReport& report, const ProbeOptions& options) {
-    if (report.failure) return report.failure->status;
-    if (!options.strict) return kExitOk;
-    return std::visit(FindingsSeeker{options.indicators}, report.content) ? kExitFindings : kExitOk;
+void flush_report() {
+    if (!std::cout.flush()) throw OutputLost();
 }
 
 // As many as there are cores, unless packets are to come in real time.
 size_t jobs_of(const ProbeOptions& options) {
     const size_t wanted = options.jobs > 0 ? options.jobs : std::thread::hardware_concurrency();
     if (!options.pace.empty()) return 1;
-    return std::clamp<size_t>(wanted, 1, std::max<size_t>(options.sources.size(), 1));
+    const size_t useful = options.files_from.empty() ? options.sources.size() : wanted;
+    return std::clamp<size_t>(wanted, 1, std::max<size_t>(useful, 1));
 }
 
 // Prints reports one by one: text as they come, JSON and the page when all are known.
@@ -176,7 +57,7 @@ class ReportPrinter {
         } else if (report.has_content()) {
             if (std::exchange(printed_any_, true)) std::cout << '\n';
             print_text(std::cout, report, text_options_);
-            std::cout.flush();
+            flush_report();
         }
     }
 
@@ -207,21 +88,76 @@ class ReportPrinter {
     bool printed_any_ = false;
 };
 
+struct Line {
+    std::string text;
+    int status;
+};
+
+Line line_of(const SourceReport& report, size_t index, const ProbeOptions& options) {
+    const ExitStatus status = status_of(report, options);
+    return {json_line(report, index, status), status};
+}
+
+// What goes wrong here, however it does, is about this source alone.
+Line probe_line(const NamedSource& source, const ProbeOptions& options, const Session& session) {
+    std::string why;
+    try {
+        const SourceReport report = probe_source(source.name, options, session);
+        if (report.failure) complain(report.name, report.failure->message);
+        return line_of(report, source.index, options);
+    } catch (const std::bad_alloc&) {
+        why = "out of memory";
+    } catch (const std::exception& error) {
+        why = error.what();
+    }
+    complain(source.name, why);
+    return line_of(failed_report(source.name, why), source.index, options);
+}
+
+// Prints a line for each source once it is read. -> exit status
+int print_lines(const ProbeOptions& options, const Session& session, SourceNames& names) {
+    int status = kExitOk;
+    SideBySide<NamedSource, Line> probes(jobs_of(options), Order::kAsDone);
+    probes.run([&] { return names.next(); },
+               [&](const NamedSource& source) { return probe_line(source, options, session); },
+               [&](const Line& line) {
+                   status = std::max(status, line.status);
+                   std::cout << line.text << '\n';
+                   flush_report();
+               });
+    return status;
+}
+
+// Prints reports in the order of the sources. -> exit status
+int print_reports(const ProbeOptions& options, const Session& session, SourceNames& names) {
+    ReportPrinter printer(options);
+    SideBySide<NamedSource, SourceReport> probes(jobs_of(options), Order::kAsGiven);
+    probes.run(
+        [&] { return names.next(); },
+        [&](const NamedSource& source) { return probe_source(source.name, options, session); },
+        [&](SourceReport report) { printer.take(std::move(report)); });
+    return printer.finish();
+}
+
 }  // namespace
 
 int run_command(const ProbeOptions& options, const Session& session) {
-    const size_t jobs = jobs_of(options);
-    const Session quiet = {session.verbosity, session.quiet || jobs > 1, session.log_file};
-    SideBySide<SourceReport> probes(options.sources.size(), jobs);
+    const bool quiet = session.quiet || jobs_of(options) > 1;
+    const Session calm = {session.verbosity, quiet, session.log_file};
     try {
-        ReportPrinter printer(options);
-        probes.run([&](size_t i) { return SourceProbe(options.sources[i], options, quiet).run(); },
-                   [&](size_t, SourceReport report) { printer.take(std::move(report)); });
-        return printer.finish();
+        SourceNames names(options.sources, options.files_from, options.separator);
+        const int status = options.json_lines ? print_lines(options, calm, names)
+                                              : print_reports(options, calm, names);
+        if (names.error().empty()) return status;
+        complain(options.files_from, names.error());
+        return std::max<int>(status, kExitCannotOpen);
+    } catch (const SourceError& error) {
+        complain(options.files_from, error.what());
     } catch (const OutputError& error) {
         complain(options.html, std::string("cannot be written: ") + error.what());
-        return kExitCannotOpen;
+    } catch (const OutputLost&) {
     }
+    return kExitCannotOpen;
 }
 
 }  // namespace zvprobe

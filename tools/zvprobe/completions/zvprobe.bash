@@ -18,7 +18,7 @@ _zvprobe() {
     local current=${COMP_WORDS[COMP_CWORD]} previous=${COMP_WORDS[COMP_CWORD - 1]}
     local common="--help --version --verbose --quiet --log"
     local limits="--limits --limit"
-    local probe="--json --history --html --resolver --stats --strict --pace --jobs --indicators $limits" options="" words="" files=yes
+    local probe="--json --history --html --resolver --stats --strict --pace --jobs --indicators --json-lines --files-from --null $limits" options="" words="" files=yes
     local commands="probe monitor extract rtp pace remap flv-meta mp3-fix build" kinds="pat pmt sdt null"
     COMPREPLY=()
 
@@ -29,7 +29,7 @@ _zvprobe() {
         previous=${COMP_WORDS[COMP_CWORD - 2]}=
     fi
     case $previous in
-        --log | --log= | --limits | --limits= | --html | --html= | --config | --config=)
+        --log | --log= | --limits | --limits= | --html | --html= | --config | --config= | --files-from | --files-from=)
             mapfile -t COMPREPLY < <(compgen -f -- "$current")
             compopt -o filenames 2>/dev/null
             return

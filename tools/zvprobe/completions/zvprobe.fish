@@ -42,6 +42,9 @@ for condition in $no_command "__zvprobe_seen probe"
     complete -c zvprobe -n $condition -x -l indicators -d 'With --strict, these count as errors'
     complete -c zvprobe -n $condition -l pace -f -a 'pcr pts' -d 'Feed in real time'
     complete -c zvprobe -n $condition -x -l jobs -d 'Sources read at a time'
+    complete -c zvprobe -n $condition -l json-lines -d 'A line of JSON for each source as it is done'
+    complete -c zvprobe -n $condition -r -l files-from -d 'Read more sources from a list'
+    complete -c zvprobe -n $condition -s 0 -l null -d 'With --files-from, names end with NUL'
 end
 
 set -l monitor "__zvprobe_seen monitor"

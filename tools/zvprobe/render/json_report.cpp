@@ -11,6 +11,7 @@ namespace zvprobe {
 namespace {
 
 constexpr int kIndent = 2;
+constexpr int kOneLine = -1;
 
 // Adds the format's name and, under that name, what is known.
 struct ContentWriter {
@@ -78,6 +79,15 @@ void print_json(std::ostream& out, const std::vector<SourceReport>& reports) {
     for (const SourceReport& report : reports)
         root["sources"].push_back(to_json(report));
     out << json_text(root, kIndent) << '\n';
+}
+
+std::string json_line(const SourceReport& report, size_t index, ExitStatus status) {
+    Json line = {{"schema", kJsonSchema},
+                 {"library_version", zvbitStream_api_version()},
+                 {"index", index},
+                 {"status", static_cast<int>(status)}};
+    line.update(to_json(report));
+    return json_text(line, kOneLine);
 }
 
 }  // namespace zvprobe

@@ -5,6 +5,7 @@
 
 #include <nlohmann/json_fwd.hpp>
 #include <ostream>
+#include <string>
 #include <vector>
 
 #include "render/source_report.h"
@@ -12,6 +13,11 @@
 namespace zvprobe {
 
 void print_json(std::ostream& out, const std::vector<SourceReport>& reports);
+
+// -> the same about one source of many, in one line without its end
+// index   of the source among all, from 0
+// status  what the source alone would end the process with
+std::string json_line(const SourceReport& report, size_t index, ExitStatus status);
 
 // What there is about one source.
 nlohmann::ordered_json to_json(const SourceReport& report);
