@@ -63,12 +63,11 @@ void add_many_sources(CLI::App& app, ProbeSettings& settings, const char* group)
     app.add_flag("--json-lines", options.json_lines,
                  "Print a line of JSON for each source as it is done")
         ->group(group);
-    CLI::Option* const list =
-        app.add_option("--files-from", options.files_from,
-                       "Read more sources from a list, a line each")
-            ->type_name("FILE")
-            ->check(check_given)
-            ->group(group);
+    CLI::Option* const list = app.add_option("--files-from", options.files_from,
+                                             "Read more sources from a list, a line each")
+                                  ->type_name("FILE")
+                                  ->check(check_given)
+                                  ->group(group);
     app.add_flag("-0,--null", settings.null_separated,
                  "With --files-from: names end with NUL (find -print0)")
         ->needs(list)

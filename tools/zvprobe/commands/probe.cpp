@@ -9,6 +9,7 @@
 #include <thread>
 #include <utility>
 
+#include "base/memory_reserve.h"
 #include "commands/commands.h"
 #include "commands/parts/page_file.h"
 #include "commands/parts/side_by_side.h"
@@ -102,6 +103,7 @@ Line line_of(const SourceReport& report, size_t index, const ProbeOptions& optio
 Line probe_line(const NamedSource& source, const ProbeOptions& options, const Session& session) {
     std::string why;
     try {
+        const MemoryReserve reserve;
         const SourceReport report = probe_source(source.name, options, session);
         if (report.failure) complain(report.name, report.failure->message);
         return line_of(report, source.index, options);

@@ -3,6 +3,7 @@
 #include "render/json_report.h"
 
 #include <cstdio>
+#include <utility>
 
 #include "base/json.h"
 #include "bitStream.h"
@@ -86,7 +87,9 @@ std::string json_line(const SourceReport& report, size_t index, ExitStatus statu
                  {"library_version", zvbitStream_api_version()},
                  {"index", index},
                  {"status", static_cast<int>(status)}};
-    line.update(to_json(report));
+    Json source = to_json(report);
+    for (auto& [name, value] : source.items())
+        line[name] = std::move(value);  // update() would copy all of it
     return json_text(line, kOneLine);
 }
 
