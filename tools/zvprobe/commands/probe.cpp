@@ -145,6 +145,8 @@ int print_reports(const ProbeOptions& options, const Session& session, SourceNam
 
 int run_command(const ProbeOptions& options, const Session& session) {
     const bool quiet = session.quiet || jobs_of(options) > 1;
+    // Threads complain while this one prints: they must not flush what it has begun.
+    std::cerr.tie(nullptr);
     const Session calm = {session.verbosity, quiet, session.log_file};
     try {
         SourceNames names(options.sources, options.files_from, options.separator);
