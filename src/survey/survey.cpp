@@ -98,6 +98,7 @@ inline size_t Survey::pass_ordinary(const Framer::Step& step, size_t from, uint6
     PidRecord* const records = &pids_[0];
     const uint8_t* at = step.packets + from * packet_size;
     offset += from * packet_size;
+    uint64_t null_unit_starts = 0;  // any other packet that starts a unit is not passed here
     for (; from < step.count; ++from, at += packet_size, offset += packet_size) {
         const HeaderWord head = {load_be32(at)};
         PidRecord& record = records[head.pid()];
@@ -108,7 +109,9 @@ inline size_t Survey::pass_ordinary(const Framer::Step& step, size_t from, uint6
         record.last_offset = offset;
         record.last_packet = at;
         record.note_counter(head);
+        null_unit_starts += head.payload_unit_start_indicator();
     }
+    if (null_unit_starts > 0) pids_.detail(kPidNull).unit_starts += null_unit_starts;
     return from;
 }
 
@@ -123,7 +126,7 @@ inline size_t Survey::pass_ordinary(const Framer::Step& step, size_t from, uint6
     if (!came_before) came_.push_back(packet.pid());
     record.last_packet = packet.bytes();
     record.note_counter(packet.head());
-    if (packet.pid() == kPidNull) record.judged_bits = kContinuingBits;
+    if (packet.pid() == kPidNull) record.judged_bits = kContinuingBits & ~kUnitStartBit;
     // Only a packet with payload tells whether what follows is scrambled.
     const bool ordinary =
         !record.detail->watched && !record.repeated && packet.has_payload() && !packet.scrambled();
