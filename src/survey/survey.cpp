@@ -229,14 +229,17 @@ inline void Survey::see_time_stamps(const Packet& packet, PidDetail& detail, uin
     if (!stamps) return;
     if (detail.pts.count++ == 0) detail.pts.first = stamps->pts;
     detail.pts.last = stamps->pts;
-    detail.pts.dts_count += stamps->dts.has_value();
+    detail.pts.dts_count += stamps->has_dts;
     detail.pts.waited_for = detail.has(Role::kPts);
-    PtsCame came = {offset, packet.pid(), stamps->decoding(), std::nullopt};
+    int32_t reference_pid = kNoPid;
+    uint64_t reference = 0;
     if (const auto pcr_pid = model_.pcr_pid_for(packet.pid(), detail)) {
-        const PidDetail& clock = pids_.detail(*pcr_pid);
-        if (clock.pcr) came.reference = PcrReference{*pcr_pid, clock.pcr->last_value()};
+        if (const PcrValues* const pcrs = pids_.detail(*pcr_pid).pcr.get()) {
+            reference_pid = *pcr_pid;
+            reference = pcrs->last_value();
+        }
     }
-    timing_.push(came);
+    timing_.push(PtsCame{offset, packet.pid(), reference_pid, stamps->decoding, reference});
 }
 
 void Survey::see_transport_error(uint16_t pid, uint64_t offset) {
