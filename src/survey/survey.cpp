@@ -8,6 +8,13 @@
 #include <utility>
 
 namespace zv::survey {
+namespace {
+
+// Packets to ask the memory for: further on than the framer's step and its own look-ahead, so that the
+// memory is asked all the time and not in a burst a step (64 is a twelfth slower than 96).
+constexpr size_t kPacketsAhead = 96;
+
+}  // namespace
 
 Survey::Survey(EventLog::Tell tell, SeePackets see_packets, const Limits& limits,
                SeeTimeLine see_line, bool keep_history)
@@ -95,11 +102,13 @@ inline size_t Survey::pass_ordinary(const Framer::Step& step, size_t from, uint6
     const size_t packet_size = framer_.counts().packet_size;
     const uint64_t stretch_now = stretch();
     const uint64_t gap_bytes = timing_.gap_bytes();
+    const uintptr_t ahead = kPacketsAhead * packet_size;
     PidRecord* const records = &pids_[0];
     const uint8_t* at = step.packets + from * packet_size;
     offset += from * packet_size;
     uint64_t null_unit_starts = 0;  // any other packet that starts a unit is not passed here
     for (; from < step.count; ++from, at += packet_size, offset += packet_size) {
+        prefetch_packet(at, ahead);
         const HeaderWord head = {load_be32(at)};
         PidRecord& record = records[head.pid()];
         const bool ordinary = record.ordinary_in == stretch_now && record.just_continues(head) &&
