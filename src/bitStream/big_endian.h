@@ -17,9 +17,16 @@ constexpr uint32_t load_be32(const uint8_t* p) {
            (static_cast<uint32_t>(p[2]) << 8) | p[3];
 }
 
+constexpr uint32_t load_be24(const uint8_t* p) {
+    return (static_cast<uint32_t>(p[0]) << 16) | (static_cast<uint32_t>(p[1]) << 8) | p[2];
+}
+
 // The first bytes of a span; a hardened standard library checks that it has them.
 constexpr uint16_t load_be16(std::span<const uint8_t> bytes) {
     return load_be16(bytes.first<2>().data());
+}
+constexpr uint32_t load_be24(std::span<const uint8_t> bytes) {
+    return load_be24(bytes.first<3>().data());
 }
 constexpr uint32_t load_be32(std::span<const uint8_t> bytes) {
     return load_be32(bytes.first<4>().data());

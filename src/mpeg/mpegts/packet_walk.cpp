@@ -17,7 +17,7 @@ PacketWalk::PacketWalk(MPEGTSContext& ctx, const uint8_t* buf, int len) : buf_(b
     ahead_ = uintptr_t{kLookAhead} * static_cast<uintptr_t>(size_);
     const uint8_t* const end = at(std::min(count_, kLookAhead));
     for (const uint8_t* pkt = buf; pkt < end; pkt += size_)
-        prefetch(reinterpret_cast<uintptr_t>(pkt));
+        prefetch_packet(pkt, 0);
 }
 
 bool PacketWalk::open(MPEGTSContext& ctx, int index) const {

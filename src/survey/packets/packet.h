@@ -64,10 +64,8 @@ class Packet {
 // The time stamps of a PES packet, in 90 kHz ticks.
 struct TimeStamps {
     uint64_t pts;
-    std::optional<uint64_t> dts;
-
-    // When the unit is decoded.
-    uint64_t decoding() const { return dts.value_or(pts); }
+    uint64_t decoding;  // when the unit is decoded: the DTS, where there is one
+    bool has_dts;
 };
 
 // -> the time stamps of the PES packet that `payload` begins with, when their fields are whole
@@ -77,10 +75,10 @@ inline std::optional<TimeStamps> read_time_stamps(std::span<const uint8_t> paylo
     if (!pes_validate(p) || !pes_has_optional_header(p[3]) || !pes_validate_header(p))
         return std::nullopt;
     if (!pes_has_pts(p) || pes_get_headerlength(p) < kPtsFieldSize) return std::nullopt;
-    TimeStamps stamps = {pes_get_pts(p), std::nullopt};
-    if (pes_has_dts(p) && pes_get_headerlength(p) >= kBothFieldsSize && payload.size() >= kDtsEnd)
-        stamps.dts = pes_get_dts(p);
-    return stamps;
+    const uint64_t pts = pes_get_pts(p);
+    const bool has_dts =
+        pes_has_dts(p) && pes_get_headerlength(p) >= kBothFieldsSize && payload.size() >= kDtsEnd;
+    return TimeStamps{pts, has_dts ? pes_get_dts(p) : pts, has_dts};
 }
 
 }  // namespace zv::survey

@@ -79,7 +79,8 @@ struct alignas(64) PidRecord {
     // Packets that just continue need no second look; in this stretch of input and time not even
     // a new segment.
     uint64_t ordinary_in = kNeverOrdinary;
-    // What the bits of such a packet's header are; the counter of null packets says nothing.
+    // What the bits of such a packet's header are; of null packets neither counter nor unit start
+    // says anything.
     uint32_t judged_bits = kContinuingBits | kCounterBits;
     uint8_t due_bits = 0;
     bool repeated = false;  // the latest packet had the counter of the one before

@@ -297,10 +297,11 @@ void Judge::see(const PtsCame& came, double now_s) {
     PidTiming& of_pid = timing(came.pid);
     if (!std::isnan(of_pid.last_pts_s)) of_pid.pts_intervals_s.add(now_s - of_pid.last_pts_s);
     of_pid.last_pts_s = now_s;
-    if (came.reference) {
-        const double since_pcr = now_s - timing(came.reference->pid).last_pcr_s;
+    if (came.reference_pid != kNoPid) {
+        const double since_pcr =
+            now_s - timing(static_cast<uint16_t>(came.reference_pid)).last_pcr_s;
         if (!std::isnan(since_pcr)) {
-            const double ahead_s = seconds_ahead(came.decoding, came.reference->value, since_pcr);
+            const double ahead_s = seconds_ahead(came.decoding, came.reference, since_pcr);
             of_pid.ahead_s.add(ahead_s);
             if (history_) history_->see_pts_ahead(came.pid, now_s, ahead_s);
         }

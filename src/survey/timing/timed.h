@@ -3,7 +3,6 @@
 #pragma once
 
 #include <cstdint>
-#include <optional>
 #include <variant>
 
 #include "survey/records/events.h"
@@ -53,17 +52,12 @@ struct PcrCame {
     uint64_t intervals;  // of the clock so far, with this PCR
 };
 
-// The PCR with which a time stamp is compared.
-struct PcrReference {
-    uint16_t pid;
-    uint64_t value;
-};
-
 struct PtsCame {
     uint64_t offset;
     uint16_t pid;
-    uint64_t decoding;  // 90 kHz
-    std::optional<PcrReference> reference;
+    int32_t reference_pid;  // of the PCR with which it is compared; kNoPid without one
+    uint64_t decoding;      // 90 kHz
+    uint64_t reference;     // the PCR
 };
 
 struct PtsInterrupted {

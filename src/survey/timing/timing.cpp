@@ -71,7 +71,7 @@ void Timing::pcr(uint16_t pid, uint64_t offset, const PcrStep& step) {
     const auto line = clock_.see(pid, offset, step);
     const PcrCame came = {offset, pid, step, clock_.intervals()};
     if (has_room)
-        waiting_.emplace_back(came);
+        waiting_.emplace_back(std::in_place_type<PcrCame>, came);
     else
         drop(came);
     if (!line) return;

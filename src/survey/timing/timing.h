@@ -38,16 +38,17 @@ class Timing {
     void arrive(double now_s);
     bool live() const { return arrival_s_.has_value(); }
 
-    // Takes what came: one of the entries of timed.h.
+    // Takes what came: one of the entries of timed.h. Where it waits it is only stored, member by
+    // member: a copy of what was just written would be read in larger pieces, for which the
+    // processor waits. So nothing here but copies takes the address of `entry`.
     template <typename Entry>
-    void push(const Entry& entry) {
-        if (arrival_s_) {
-            judge(entry, arrival_line());
-        } else if (make_room(entry.offset)) {
-            waiting_.emplace_back(std::in_place_type<Entry>, entry);
-        } else {
-            drop(entry);
-        }
+    [[gnu::always_inline]] void push(const Entry& entry) {
+        if (arrival_s_)
+            judge_at_arrival(Entry(entry));
+        else if (make_room(entry.offset))
+            waiting_.emplace_back(std::in_place_type<FirstPat>).template emplace<Entry>(entry);
+        else
+            drop(Timed(entry));
     }
     void tell(const Event& event) {
         push(FoundEvent{event.offset, event, events_.found(event), clock_.intervals(), false});
@@ -102,6 +103,11 @@ class Timing {
         else
             judge_.see(entry, now_s);
         return now_s;
+    }
+
+    template <typename Entry>
+    [[gnu::noinline]] void judge_at_arrival(const Entry& entry) {
+        judge(entry, arrival_line());
     }
 
     void settle(const TimeLine& line, uint64_t offset);

@@ -14,6 +14,8 @@ namespace zvprobe {
 
 using zv::big_endian;
 using zv::four_letters;
+using zv::load_be24;
+using zv::load_be32;
 using zv::store_big_endian;
 
 // -> all the bytes, at most four, as one number, the last the most significant

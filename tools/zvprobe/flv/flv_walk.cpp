@@ -46,7 +46,7 @@ uint32_t body_kept(const FlvTag& tag, std::span<const uint8_t> start) {
 }  // namespace
 
 uint32_t flv_timestamp(std::span<const uint8_t> header) {
-    return big_endian(header.subspan(4, 3)) | uint32_t{header[7]} << 24;
+    return load_be24(header.subspan(4)) | uint32_t{header[7]} << 24;
 }
 
 uint32_t FlvTag::size() const {
@@ -64,19 +64,19 @@ std::span<const uint8_t> FlvTag::body() const {
 bool starts_like_flv(std::span<const uint8_t> bytes) {
     constexpr uint8_t kMaxVersion = 15;
     return bytes.size() >= ZV_FLV_FILE_HEADER_SIZE && std::memcmp(bytes.data(), "FLV", 3) == 0 &&
-           bytes[3] <= kMaxVersion && big_endian(bytes.subspan(5, 4)) >= ZV_FLV_FILE_HEADER_SIZE &&
-           big_endian(bytes.subspan(5, 4)) <= Source::kMaxKept;
+           bytes[3] <= kMaxVersion && load_be32(bytes.subspan(5)) >= ZV_FLV_FILE_HEADER_SIZE &&
+           load_be32(bytes.subspan(5)) <= Source::kMaxKept;
 }
 
 void FlvWalk::begin() {
     const auto header = cursor_.peek(ZV_FLV_FILE_HEADER_SIZE);
     reading_.version = header[3];
     reading_.flags = header[4];
-    reading_.header_length = big_endian(header.subspan(5, 4));
+    reading_.header_length = load_be32(header.subspan(5));
     cursor_.skip(reading_.header_length);
     const auto word = cursor_.peek(kSizeWord);
     if (word.size() < kSizeWord) return end(word.size());
-    check_size_word(cursor_.position(), 0, big_endian(word));
+    check_size_word(cursor_.position(), 0, load_be32(word));
     cursor_.skip(kSizeWord);
     reading_.bytes = cursor_.position();
 }
@@ -96,7 +96,7 @@ bool FlvWalk::next(FlvTag& tag) {
 // While in step, other tag types are passed over, and a stream id is only counted.
 bool FlvWalk::is_tag(std::span<const uint8_t> header) const {
     const bool known = is_known_type(header[0]);
-    const bool no_stream_id = big_endian(header.subspan(8, 3)) == 0;
+    const bool no_stream_id = load_be24(header.subspan(8)) == 0;
     if (!in_step_) return known && no_stream_id;
     const bool other =
         (header[0] & zv::flv::kReservedBits) == 0 && (header[0] & zv::flv::kTagTypeMask) != 0;
@@ -107,8 +107,8 @@ bool FlvWalk::is_tag(std::span<const uint8_t> header) const {
 // random bytes does.
 bool FlvWalk::may_be_tag(std::span<const uint8_t> bytes) const {
     constexpr int64_t kMaxJump = 600'000;  // ms
-    if (!is_known_type(bytes[0]) || big_endian(bytes.subspan(8, 3)) != 0 ||
-        big_endian(bytes.subspan(1, 3)) == 0)
+    if (!is_known_type(bytes[0]) || load_be24(bytes.subspan(8)) != 0 ||
+        load_be24(bytes.subspan(1)) == 0)
         return false;
     const int64_t jump = int64_t{flv_timestamp(bytes)} - last_timestamp_;
     if (jump < -kMaxJump || jump > kMaxJump) return false;
@@ -122,8 +122,8 @@ bool FlvWalk::read_tag(FlvTag& tag) {
     tag.type = start[0] & zv::flv::kTagTypeMask;
     tag.filtered = (start[0] & zv::flv::kFilterBit) != 0;
     tag.timestamp = flv_timestamp(start);
-    tag.data_len = big_endian(start.subspan(1, 3));
-    tag.stream_id = big_endian(start.subspan(8, 3));
+    tag.data_len = load_be24(start.subspan(1));
+    tag.stream_id = load_be24(start.subspan(8));
     cursor_.prefetch(tag.size());
     tag.bytes.clear();
     cursor_.read(kHeaderSize + body_kept(tag, start), tag.bytes);
@@ -134,7 +134,7 @@ bool FlvWalk::read_tag(FlvTag& tag) {
         end(cursor_.position() - tag.offset + word.size());
         return false;
     }
-    tag.size_word = big_endian(word);
+    tag.size_word = load_be32(word);
     check_size_word(cursor_.position(), tag.size(), tag.size_word);
     cursor_.skip(kSizeWord);
     ++reading_.tags;

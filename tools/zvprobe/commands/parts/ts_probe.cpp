@@ -43,7 +43,7 @@ class TsProbe {
         for (;;) {
             const bool last = source.at_end();
             feed(window);
-            if (options_.on_progress) options_.on_progress(survey_.totals().bytes);
+            if (options_.on_progress) options_.on_progress(fed_);
             if (last && !source.stopped() && !stopped()) return finish();
             if (interrupted()) return;
             if (options_.on_window && !options_.on_window(survey_.records())) return;
@@ -66,6 +66,7 @@ class TsProbe {
         do {
             const auto piece = window.first(std::min(most, window.size()));
             survey_.feed(piece, options_.live);
+            fed_ += piece.size();
             window = window.subspan(piece.size());
         } while (!window.empty() && !stopped());
     }
@@ -96,6 +97,7 @@ class TsProbe {
     Resolver resolver_;
     EventTallies events_;
     SurveyRun survey_;
+    uint64_t fed_ = 0;  // bytes: the survey's totals have them, too, but go over all PIDs
 };
 
 }  // namespace

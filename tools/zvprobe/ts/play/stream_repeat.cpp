@@ -88,7 +88,7 @@ void StreamRepeat::move_time_stamps(uint8_t* bytes) const {
     if (!stamps) return;
     uint8_t* const pes = bytes + (payload.data() - bytes);
     move_stamp(pes + kPtsField, offset_);
-    if (stamps->dts) move_stamp(pes + kDtsField, offset_);
+    if (stamps->has_dts) move_stamp(pes + kDtsField, offset_);
 }
 
 }  // namespace zvprobe
