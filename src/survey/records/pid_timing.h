@@ -22,7 +22,7 @@ struct Wait {
 
     // -> true when the limit has passed by now; once for each wait
     bool is_over(double limit_s, double now_s) {
-        if (!running || told || now_s - since_s <= limit_s + kHalfTickSeconds) return false;
+        if (!running || told || now_s - since_s <= limit_s + rounding_s(now_s)) return false;
         return told = true;
     }
 };

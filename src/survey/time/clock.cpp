@@ -160,7 +160,7 @@ std::optional<TimeLine> Clock::own_pcr(uint64_t offset, const PcrStep& step) {
 std::optional<TimeLine> Clock::other_pcr(uint16_t pid, uint64_t offset, const PcrStep& step) {
     if (!rate_known_) return std::nullopt;
     const double now = onward()->at(offset);
-    if (now - pcr_ticks_ <= kPcrHz + kHalfTick) return std::nullopt;
+    if (now - pcr_ticks_ <= kPcrHz * (1 + rounding_s(now / kPcrHz))) return std::nullopt;
     pid_ = pid;
     if (step.sound())
         ticks_per_byte_ = static_cast<double>(step.ticks) / static_cast<double>(step.bytes);

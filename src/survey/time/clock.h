@@ -11,11 +11,13 @@ namespace zv::survey {
 
 constexpr double kPcrHz = 27e6;
 
-// PCRs are whole ticks, but times are doubles and worked out through rates: what is exactly at a
-// limit may come out a little later. Half a tick is more than a double of seconds is off after
-// four years, and less than any two PCRs can differ.
-constexpr double kHalfTick = 0.5;  // ticks
-constexpr double kHalfTickSeconds = kHalfTick / kPcrHz;
+// Times are doubles, worked out through rates: what is exactly at a limit may come out a little
+// later, by more the longer the stream runs. A nanosecond, and twice the distance of two doubles of
+// that size: 15 ns after a year.
+// now_s  in  seconds from the first packet on
+constexpr double rounding_s(double now_s) {
+    return 1e-9 + now_s * 0x1p-51;
+}
 
 constexpr uint64_t kPcrRange = (uint64_t{1} << 33) * 300;
 constexpr uint64_t kLongestPcrStep = 27'000'000;  // on by more than a second is a jump

@@ -23,7 +23,7 @@ class StepGrid {
     uint64_t step_of(double time_s) const {
         constexpr double kMost = 0x1p62;
         // what is at a step's beginning is in it
-        const double first_steps = (time_s + kHalfTickSeconds) / kFirstStep;
+        const double first_steps = (time_s + rounding_s(time_s)) / kFirstStep;
         if (!(first_steps > 0)) return 0;
         return static_cast<uint64_t>(std::fmin(first_steps, kMost)) >> doublings_;
     }

@@ -108,7 +108,7 @@ void Judge::check_unreferenced(PidTiming& of_pid, const Segment& segment) {
     if (exempt || of_pid.named || of_pid.reported || std::isnan(first_pat_s_)) return;
     const double since =
         std::max({of_pid.first_s, first_pat_s_, of_pid.unnamed_since_s}) + limits_.unreferenced;
-    if (of_pid.last_s <= since + kHalfTickSeconds) return;
+    if (of_pid.last_s <= since + rounding_s(since)) return;
     of_pid.reported = true;
     count({.kind = event_of(Indicator::kUnreferencedPid),
            .pid = segment.pid,
@@ -158,7 +158,7 @@ void Judge::check_distance(const SectionDone& done, double begin_s) {
     const auto indicator = distance_indicator(done.pid, done.table_id);
     if (!indicator || std::isnan(done.record->timing.last_end_s)) return;
     const double distance = begin_s - done.record->timing.last_end_s;
-    if (distance >= limits_.section_distance - kHalfTickSeconds) return;
+    if (distance >= limits_.section_distance - rounding_s(begin_s)) return;
     count({.kind = event_of(*indicator),
            .clause = Clause::kTooClose,
            .pid = done.pid,
@@ -262,7 +262,7 @@ void Judge::see(const PcrCame& came, double now_s) {
     PidTiming& of_pid = timing(came.pid);
     const double apart = now_s - of_pid.last_pcr_s;
     if (!came.step.first && !came.step.signalled &&
-        apart > limits_.pcr_repetition + kHalfTickSeconds) {
+        apart > limits_.pcr_repetition + rounding_s(now_s)) {
         count({.kind = event_of(Indicator::kPcrRepetitionError),
                .pid = came.pid,
                .offset = came.offset,
