@@ -11,8 +11,10 @@
 
 #include "base/interrupt.h"
 #include "base/numbers.h"
+#include "base/texts.h"
 #include "commands/commands.h"
 #include "commands/parts/reload_signal.h"
+#include "commands/parts/service_manager.h"
 #include "io/source.h"
 #include "render/monitor_report.h"
 #include "render/progress.h"
@@ -38,24 +40,27 @@ class WatchCommand {
         try {
             watch_.set_sources(wanted_sources());
         } catch (const UsageError& error) {
-            std::cerr << "zvprobe: " << error.what() << '\n';  // made to be printed
+            log_line(Gravity::kError, error.what());  // made to be printed
             return kExitUsage;
         }
         try {
             listen();
         } catch (const UsageError& error) {
-            std::cerr << "zvprobe: " << error.what() << '\n';
+            log_line(Gravity::kError, error.what());
             return kExitUsage;
         } catch (const SourceError& error) {
-            complain(options_.endpoint.listen, error.what());
+            complain(options_.endpoint.listen, error.what(), Gravity::kError);
             return kExitCannotOpen;
         }
+        tell_ready();
         while (!interrupted()) {
             std::this_thread::sleep_for(kTick);
             watch_.tick();
+            if (watch_.is_working()) manager_.is_alive();
             if (reload_wanted()) reload();
             if (due()) report(false);
         }
+        manager_.stopping();
         report(true);
         return kExitOk;
     }
@@ -69,16 +74,21 @@ class WatchCommand {
     void listen() {
         if (options_.endpoint.listen.empty()) return;
         endpoint_.emplace(watch_, options_.endpoint);
-        complain("http://" + endpoint_->address(), "answers");
+        complain("http://" + endpoint_->address(), "answers", Gravity::kNotice);
     }
+
+    void tell_ready() { manager_.ready(counted(watch_.sources().size(), "source", "sources")); }
 
     // A file with anything wrong in it changes nothing.
     void reload() {
+        manager_.reloading();
         try {
             watch_.set_sources(wanted_sources());
-            complain(options_.config, "read again");
+            complain(options_.config, "read again", Gravity::kNotice);
+            tell_ready();
         } catch (const UsageError& error) {
-            std::cerr << std::string("zvprobe: ") + error.what() + "; nothing is changed\n";
+            log_line(Gravity::kError, error.what() + std::string("; nothing is changed"));
+            manager_.ready("refused: " + std::string(error.what()));
         }
     }
 
@@ -156,6 +166,7 @@ class WatchCommand {
     const Clock::time_point begin_ = Clock::now();
     const Clock::duration interval_ =
         std::chrono::round<Clock::duration>(Seconds(options_.interval_s));
+    ServiceManager manager_;
     Watch watch_;
     std::optional<Endpoint> endpoint_;
     Clock::time_point next_report_ = Clock::now() + interval_;

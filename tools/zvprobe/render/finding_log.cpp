@@ -26,7 +26,9 @@ void FindingLog::tell(const ZvSurveyEvent& event) const {
     if (event.pid != ZV_SURVEY_NONE) text += ", PID " + pid_text(static_cast<uint16_t>(event.pid));
     text += std::string(": ") + event.kind;
     if (event.indicator != nullptr) text += std::string(" (") + event.indicator + ")";
-    complain(source_, text + ": " + printable(event.message));
+    const bool is_fault = event.indicator != nullptr;
+    complain(source_, text + ": " + printable(event.message),
+             is_fault ? Gravity::kWarning : Gravity::kInfo);
 }
 
 }  // namespace zvprobe

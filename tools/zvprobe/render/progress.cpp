@@ -6,7 +6,6 @@
 #include <atomic>
 #include <cmath>
 #include <cstdio>
-#include <iostream>
 
 #include "base/printable.h"
 
@@ -62,11 +61,9 @@ void wipe_progress() {
     if (line_stands.exchange(false)) std::fputs("\r\033[K", stderr);
 }
 
-void complain(const std::string& name, const std::string& message) {
+void complain(const std::string& name, const std::string& message, Gravity gravity) {
     wipe_progress();
-    // In one piece: other threads may complain at the same time.
-    const std::string shown = name.empty() ? "\"\"" : printable(name);
-    std::cerr << "zvprobe: " + shown + ": " + message + '\n';
+    log_line(gravity, (name.empty() ? "\"\"" : printable(name)) + ": " + message);
 }
 
 }  // namespace zvprobe

@@ -7,6 +7,8 @@
 #include <cstdint>
 #include <string>
 
+#include "render/log_line.h"
+
 namespace zvprobe {
 
 // Draws on standard error, and wipes the line when destroyed.
@@ -33,6 +35,7 @@ class Progress {
 void wipe_progress();
 
 // Writes "zvprobe: name: message" on standard error, in place of a progress line. Any thread.
-void complain(const std::string& name, const std::string& message);
+void complain(const std::string& name, const std::string& message,
+              Gravity gravity = Gravity::kWarning);
 
 }  // namespace zvprobe

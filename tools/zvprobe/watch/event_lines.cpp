@@ -8,17 +8,24 @@
 namespace zvprobe {
 
 bool EventLines::next(Time now) {
-    if (now - minute_begin_ >= std::chrono::minutes(1)) {
-        const uint64_t untold = in_minute_ > kMostPerMinute ? in_minute_ - kMostPerMinute : 0;
-        if (untold > 0) say(counted(untold, "line", "lines") + " left out in a minute");
-        minute_begin_ = now;
-        in_minute_ = 0;
-    }
+    tick(now);
+    if (in_minute_ == 0) minute_begin_ = now;
     return ++in_minute_ <= kMostPerMinute;
 }
 
-void EventLines::say(const std::string& text) const {
-    complain(name_, text);
+void EventLines::tick(Time now) {
+    if (in_minute_ > 0 && now - minute_begin_ >= std::chrono::minutes(1)) finish();
+}
+
+void EventLines::finish() {
+    const uint64_t untold = in_minute_ > kMostPerMinute ? in_minute_ - kMostPerMinute : 0;
+    if (untold > 0)
+        say(counted(untold, what_, more_of_them_) + " left out in a minute", Gravity::kWarning);
+    in_minute_ = 0;
+}
+
+void EventLines::say(const std::string& text, Gravity gravity) const {
+    complain(name_, text, gravity);
 }
 
 }  // namespace zvprobe

@@ -41,6 +41,10 @@ size_t Receiver::count() const {
     return entries_.size();
 }
 
+bool Receiver::has_looked_within(std::chrono::milliseconds time) const {
+    return Clock::now() - looked_.load() < time;
+}
+
 void Receiver::add(const std::shared_ptr<WatchedSource>& source, bool at_once) {
     const std::lock_guard lock(mutex_);
     const auto seed = static_cast<uint32_t>(std::hash<std::string>()(source->settings().name));
@@ -60,6 +64,7 @@ void Receiver::run() {
     std::array<epoll_event, kMostEvents> events;
     auto next_look = Clock::now();
     while (!stops_) {
+        looked_ = Clock::now();
         const int ready =
             epoll_wait(epoll_, events.data(), kMostEvents, static_cast<int>(kLookAfter.count()));
         const std::lock_guard lock(mutex_);

@@ -34,6 +34,9 @@ class Receiver {
 
     size_t count() const;
 
+    // -> whether its thread has looked for datagrams in that time, and is not stuck. Any thread.
+    bool has_looked_within(std::chrono::milliseconds time) const;
+
   private:
     using Clock = std::chrono::steady_clock;
 
@@ -58,6 +61,7 @@ class Receiver {
 
     const int epoll_;
     std::atomic<bool> stops_{false};
+    std::atomic<Clock::time_point> looked_{Clock::now()};
     mutable std::mutex mutex_;  // for the entries, and the sockets in them
     std::map<uint64_t, Entry> entries_;
     uint64_t next_id_ = 0;

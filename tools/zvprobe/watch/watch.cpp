@@ -15,6 +15,9 @@ namespace {
 // A configuration that makes up names at each reload must not fill the memory.
 constexpr size_t kMostGone = 4096;
 
+// So long without a turn is no load, but a fault.
+constexpr std::chrono::seconds kStandstill{10};
+
 // Threads that begin while it lives leave signals to the main thread, but for the one that ends
 // their waits.
 class SignalsElsewhere {
@@ -100,7 +103,9 @@ std::shared_ptr<Receiver> Watch::least_busy() {
     const size_t most = std::max(1u, std::thread::hardware_concurrency());
     const bool all_busy = least == receivers_.end() || (*least)->count() > 0;
     if (!all_busy || receivers_.size() >= most) return *least;
-    return receivers_.emplace_back(std::make_shared<Receiver>());
+    const auto receiver = std::make_shared<Receiver>();
+    const std::lock_guard lock(mutex_);
+    return receivers_.emplace_back(receiver);
 }
 
 void Watch::tick() {
@@ -109,8 +114,12 @@ void Watch::tick() {
         source->tick();
 }
 
-bool Watch::is_ticking() const {
-    return std::chrono::steady_clock::now() - ticked_.load() < std::chrono::seconds(10);
+bool Watch::is_working() const {
+    if (std::chrono::steady_clock::now() - ticked_.load() >= kStandstill) return false;
+    const std::lock_guard lock(mutex_);
+    return std::ranges::all_of(receivers_, [](const std::shared_ptr<Receiver>& receiver) {
+        return receiver->has_looked_within(kStandstill);
+    });
 }
 
 std::vector<std::shared_ptr<WatchedSource>> Watch::sources() const {

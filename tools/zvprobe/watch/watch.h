@@ -36,8 +36,9 @@ class Watch {
     // -> the sources in the order in which they were set. Any thread.
     std::vector<std::shared_ptr<WatchedSource>> sources() const;
 
-    // -> whether time passes: tick was called not long ago. Any thread.
-    bool is_ticking() const;
+    // -> whether it does its work: tick was called not long ago, and the threads that share sources
+    // out among them have looked for datagrams since. Any thread.
+    bool is_working() const;
 
     // -> null when there is none of that name. Any thread.
     std::shared_ptr<WatchedSource> source(const std::string& name) const;
@@ -58,7 +59,8 @@ class Watch {
     std::map<std::string, Tallies> gone_;  // of sources that are not watched now
     std::vector<std::shared_ptr<Receiver>> receivers_;
     std::vector<Place> places_;
-    mutable std::mutex mutex_;  // for the list, which other threads ask for
+    mutable std::mutex
+        mutex_;  // for listed_ and changes of receivers_, which other threads ask for
     std::vector<std::shared_ptr<WatchedSource>> listed_;
     std::atomic<std::chrono::steady_clock::time_point> ticked_{std::chrono::steady_clock::now()};
 };

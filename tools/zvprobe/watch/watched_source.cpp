@@ -72,7 +72,7 @@ class WatchedSource::Survey {
   private:
     void see_event(const ZvSurveyEvent& event) {
         events_.add(event);
-        if (source_.tell_events_ && source_.lines_.next(source_.now_))
+        if (source_.tell_events_ && source_.event_lines_.next(source_.now_))
             FindingLog(source_.settings_.name, true).tell(event);
     }
 
@@ -87,7 +87,8 @@ WatchedSource::WatchedSource(SourceSettings settings, Tallies tallies, bool tell
     : settings_(std::move(settings)),
       tell_events_(tell_events),
       tallies_(std::move(tallies)),
-      lines_(settings_.name),
+      state_lines_(settings_.name, "line", "lines"),
+      event_lines_(settings_.name, "event", "events"),
       now_(Clock::now()) {
     begin_survey();
     if (is_rtp(settings_.url))
@@ -128,12 +129,14 @@ void WatchedSource::closed(const std::string& why, std::chrono::milliseconds wai
     open_ = told_up_ = false;
     if (!live_) survey_->finish();  // a file has an end, and what comes next is another survey's
     why_away_ = why;
-    if (lines_.next(now_)) lines_.say("away: " + why + "; tried again in " + seconds_text(wait));
+    if (state_lines_.next(now_))
+        state_lines_.say("away: " + why + "; tried again in " + seconds_text(wait),
+                         Gravity::kWarning);
 }
 
 void WatchedSource::warn(const std::string& text) {
     const std::lock_guard lock(mutex_);
-    if (lines_.next(now_)) lines_.say(text);
+    if (state_lines_.next(now_)) state_lines_.say(text, Gravity::kWarning);
 }
 
 void WatchedSource::take_datagrams(std::span<const std::span<const uint8_t>> datagrams,
@@ -196,6 +199,8 @@ void WatchedSource::tick() {
     const std::lock_guard lock(mutex_);
     if (retired_) return;
     read_clock();
+    state_lines_.tick(now_);
+    event_lines_.tick(now_);
     if (rtp_) rtp_->tick(now_);
     if (live_) survey_->tick();
     notice_change();
@@ -206,7 +211,11 @@ void WatchedSource::notice_change() {
     if (up == told_up_) return;
     told_up_ = up;
     why_away_ = up ? "" : "no packets come";
-    if (lines_.next(now_)) lines_.say(up ? "up: packets come" : "away: no packets come");
+    if (!state_lines_.next(now_)) return;
+    if (up)
+        state_lines_.say("up: packets come", Gravity::kNotice);
+    else
+        state_lines_.say("away: no packets come", Gravity::kWarning);
 }
 
 Tallies WatchedSource::retire() {
@@ -215,6 +224,8 @@ Tallies WatchedSource::retire() {
     survey_->finish();
     follow();
     retired_ = true;
+    state_lines_.finish();
+    event_lines_.finish();
     tallies_.survey_begins_anew();
     tallies_.rtp_begins_anew();
     return tallies_;

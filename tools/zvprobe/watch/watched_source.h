@@ -129,7 +129,8 @@ class WatchedSource {
     mutable std::mutex mutex_;
     // All that follows is under the mutex.
     mutable Tallies tallies_;
-    EventLines lines_;
+    EventLines state_lines_;
+    EventLines event_lines_;  // apart: no flood of them must hide that the source is away
     std::unique_ptr<Survey> survey_;
     std::unique_ptr<RtpStream> rtp_;
     std::vector<uint8_t> unframed_;  // what came since the last packet in sync

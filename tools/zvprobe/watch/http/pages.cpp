@@ -113,7 +113,7 @@ Page report_page(const Watch& watch, const std::string& name) {
 }
 
 Page health_page(const Watch& watch) {
-    if (watch.is_ticking()) return {200, kText, "ok\n"};
+    if (watch.is_working()) return {200, kText, "ok\n"};
     return {503, kText, "the watch stands still\n"};
 }
 
