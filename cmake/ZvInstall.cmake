@@ -1,8 +1,9 @@
 # SPDX-License-Identifier: MIT
-# What `cmake --install` puts where. Five components: runtime (shared libraries), dev (headers,
+# What `cmake --install` puts where. Six components: runtime (shared libraries), dev (headers,
 # archives, CMake package, pkg-config file), survey and survey_dev (the same of libzvsurvey, which
-# needs no other library of ours) and tool (zvprobe with manual page and completions). The install
-# rule of zvprobe itself stands beside the target.
+# needs no other library of ours), tool (zvprobe with manual page and completions) and service, which
+# is installed only when asked for: it writes into /etc. The install rule of zvprobe itself stands
+# beside the target.
 include(CMakePackageConfigHelpers)
 
 set(zv_shared zvbitstream zvlog zvcommon zvprotocol)
@@ -68,4 +69,22 @@ if(ZV_BUILD_TOOLS)
         DESTINATION ${CMAKE_INSTALL_DATADIR}/zsh/vendor-completions COMPONENT tool)
     install(FILES ${completions}/zvprobe.fish
         DESTINATION ${CMAKE_INSTALL_DATADIR}/fish/vendor_completions.d COMPONENT tool)
+endif()
+
+# The service is nothing without an endpoint.
+if(ZV_BUILD_TOOLS AND ZV_LISTEN AND TARGET PkgConfig::zv_prometheus AND TARGET PkgConfig::zv_httplib)
+    set(zv_service zvprobe-monitor)
+    set(ZV_CONFIG_DIR ${CMAKE_INSTALL_FULL_SYSCONFDIR})
+    configure_file(share/systemd/zvprobe-monitor.service.in
+        ${PROJECT_BINARY_DIR}/zvprobe-monitor.service @ONLY)
+    install(FILES ${PROJECT_BINARY_DIR}/zvprobe-monitor.service
+        DESTINATION lib/systemd/system COMPONENT service EXCLUDE_FROM_ALL)
+    install(FILES share/systemd/zvprobe-monitor.default RENAME zvprobe-monitor
+        DESTINATION ${ZV_CONFIG_DIR}/default COMPONENT service EXCLUDE_FROM_ALL)
+    install(FILES examples/watch.toml
+        DESTINATION ${ZV_CONFIG_DIR}/zvprobe COMPONENT service EXCLUDE_FROM_ALL)
+    install(FILES share/grafana/zvprobe.json
+        DESTINATION ${CMAKE_INSTALL_DATADIR}/zvprobe/grafana COMPONENT service EXCLUDE_FROM_ALL)
+    install(FILES share/prometheus/zvprobe.rules.yml
+        DESTINATION ${CMAKE_INSTALL_DATADIR}/zvprobe/prometheus COMPONENT service EXCLUDE_FROM_ALL)
 endif()

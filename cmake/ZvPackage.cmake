@@ -1,6 +1,6 @@
 # SPDX-License-Identifier: MIT
 # Debian packages from the install components: libzvbitstream<SONAME>, libzvbitstream-dev,
-# libzvsurvey<SONAME>, libzvsurvey-dev and zvprobe.
+# libzvsurvey<SONAME>, libzvsurvey-dev, zvprobe and zvprobe-monitor.
 # Build with the preset "deb" (prefix /usr), then `cpack --preset deb`.
 set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGE_NAME zvbitstream)
@@ -13,6 +13,9 @@ set(CPACK_STRIP_FILES ON)
 set(CPACK_COMPONENTS_ALL runtime dev survey survey_dev)
 if(ZV_BUILD_TOOLS)
     list(APPEND CPACK_COMPONENTS_ALL tool)
+endif()
+if(zv_service)
+    list(APPEND CPACK_COMPONENTS_ALL service)
 endif()
 
 set(CPACK_DEB_COMPONENT_INSTALL ON)
@@ -89,6 +92,26 @@ set(CPACK_DEBIAN_TOOL_DESCRIPTION
 Describes MPEG transport streams, FLV files and MPEG audio, from files, pipes
 and the network, as text or JSON. Monitors live streams, extracts elementary
 streams, unpacks RTP, builds tables and sends streams in real time.")
+
+# The service of `zvprobe monitor`. What it has in /etc is the administrator's.
+set(zv_control ${PROJECT_BINARY_DIR}/deb-control/zvprobe-monitor)
+file(WRITE ${zv_control}/conffiles "/etc/default/zvprobe-monitor\n/etc/zvprobe/watch.toml\n")
+set(CPACK_DEBIAN_SERVICE_PACKAGE_CONTROL_EXTRA ${zv_control}/conffiles)
+foreach(script postinst prerm postrm)
+    configure_file(share/debian/zvprobe-monitor.${script} ${zv_control}/${script} COPYONLY)
+    list(APPEND CPACK_DEBIAN_SERVICE_PACKAGE_CONTROL_EXTRA ${zv_control}/${script})
+endforeach()
+set(CPACK_DEBIAN_SERVICE_PACKAGE_NAME zvprobe-monitor)
+set(CPACK_DEBIAN_SERVICE_PACKAGE_ARCHITECTURE all)
+set(CPACK_DEBIAN_SERVICE_PACKAGE_SECTION video)
+set(CPACK_DEBIAN_SERVICE_PACKAGE_DEPENDS "zvprobe (= ${PROJECT_VERSION}), procps")
+set(CPACK_DEBIAN_SERVICE_PACKAGE_SUGGESTS "prometheus")
+set(CPACK_DEBIAN_SERVICE_DESCRIPTION
+"watch over many media streams (systemd service)
+Runs `zvprobe monitor` over the streams that /etc/zvprobe/watch.toml names, and
+answers Prometheus and browsers.
+.
+With alert rules for Prometheus and a dashboard for Grafana.")
 
 # Copyright, changelog and compression of documents, as Debian's policy asks.
 set(CPACK_PRE_BUILD_SCRIPTS ${PROJECT_SOURCE_DIR}/cmake/DebDocuments.cmake)

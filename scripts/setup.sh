@@ -15,7 +15,7 @@ case ${1:-} in
 '') ;;
 checks)
     packages="$packages clang clang-format clang-tidy libclang-rt-14-dev valgrind abigail-tools doxygen jq zsh fish
-              python3 prometheus chromium chromium-driver"
+              python3 prometheus systemd chromium chromium-driver"
     ;;
 *)
     echo "usage: scripts/setup.sh [checks]" >&2
