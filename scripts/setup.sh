@@ -5,7 +5,7 @@
 #   (nothing)  what building and testing need
 #   checks     also what only some checks use: lint, fuzzing, instruction counts, the ABI, the
 #              reference, shells whose completions are tried, Python for its host, a browser for the
-#              HTML report
+#              HTML report, Prometheus and systemd for what the service brings
 set -eu
 
 packages="g++ cmake ninja-build pkg-config libcli11-dev nlohmann-json3-dev libcurl4-openssl-dev libncurses-dev
