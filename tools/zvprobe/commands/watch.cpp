@@ -36,6 +36,8 @@ class WatchCommand {
         : options_(options), watch_(session.verbosity > 0) {}
 
     int run() {
+        // Else what other threads complain of would flush standard output while a report is written.
+        std::cerr.tie(nullptr);
         if (!options_.config.empty()) expect_reload_signals();
         try {
             watch_.set_sources(wanted_sources());
