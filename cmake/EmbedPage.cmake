@@ -56,6 +56,8 @@ zv_base64(style_hash ${style_hex})
 zv_base64(script_hash ${script_hex})
 string(REPLACE "@STYLE_HASH@" "${style_hash}" html "${html}")
 string(REPLACE "@SCRIPT_HASH@" "${script_hash}" html "${html}")
+string(REGEX MATCH "Security-Policy\" content=\"([^\"]*)\"" policy "${html}")
+set(policy "${CMAKE_MATCH_1}")
 string(REPLACE "@STYLE@" "${all_styles}" html "${html}")
 
 # zv_cut(before after text mark): what stands before the mark, and what after it
@@ -78,4 +80,5 @@ file(WRITE ${OUT}
     "namespace zvprobe {\n\n"
     "const std::string_view kPageBeforeData = R\"zvpage(${before_data})zvpage\";\n\n"
     "const std::string_view kPageAfterData = R\"zvpage(${after_data})zvpage\";\n\n"
+    "const std::string_view kPagePolicy = R\"zvpage(${policy})zvpage\";\n\n"
     "}  // namespace zvprobe\n")

@@ -107,6 +107,10 @@ typedef struct ZvSurveyOptions {
      * "history" of the JSON. It takes up to 20 MiB, of an ordinary stream less than 2; the bound of
      * 64 MiB in all holds. */
     int32_t history;
+
+    /* Most rows of each list of the history, where that is fewer than is said of the list below, so
+     * that it takes 40 KiB for each of them at most, and 200 more; 0: as many as is said there. */
+    uint32_t history_rows;
 } ZvSurveyOptions;
 
 /* Takes a piece of JSON. -> 0 to go on, anything else to stop */

@@ -79,11 +79,16 @@ Limits limits_of(const ZvSurveyLimits& set) {
     return limits;
 }
 
+size_t history_rows_of(const ZvSurveyOptions& options) {
+    if (options.history == 0) return 0;
+    return options.history_rows == 0 ? SIZE_MAX : options.history_rows;
+}
+
 }  // namespace
 
 ZvSurvey::ZvSurvey(const ZvSurveyOptions& options)
     : survey(teller(options), packet_seer(options), limits_of(options.limits), line_seer(options),
-             options.history != 0) {}
+             history_rows_of(options)) {}
 
 ZvSurvey* zvsurvey_new(const ZvSurveyOptions* options) {
     try {

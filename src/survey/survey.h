@@ -42,7 +42,7 @@ class Survey {
     static constexpr size_t kMostSyncLosses = 1000;
 
     Survey(EventLog::Tell tell, SeePackets see_packets, const Limits& limits, SeeTimeLine see_line,
-           bool keep_history);
+           size_t history_rows);
 
     void feed(std::span<const uint8_t> bytes);
 

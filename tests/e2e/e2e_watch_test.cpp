@@ -226,13 +226,24 @@ TEST_F(Watch, ShowsPagesInWhichNamesAreOnlyText) {
     const std::string all = get("/");
     EXPECT_NE(all.find("<a href=\"/sources/one\">one</a></td><td>1679</td>"), all.npos) << all;
     EXPECT_NE(all.find("x=&lt;i&gt;"), all.npos) << all;
-    EXPECT_NE(get("/sources/one").find("Colour Bars"), std::string::npos);
+    const std::string page = get("/sources/one");
+    EXPECT_NE(page.find("Colour Bars"), page.npos);
+    EXPECT_NE(page.find("\"history\":{"), page.npos);
+    EXPECT_NE(page.find("\"json\":\"/api/sources/one\"},\"sources_left_out\""), page.npos);
+    EXPECT_EQ(get("/api/sources/one").find("\"history\""), std::string::npos);
+    // What the page allows itself, a script and a style of its own, stands in the header, too.
+    std::smatch policy;
+    ASSERT_TRUE(std::regex_search(page, policy, std::regex("Policy\" content=\"([^\"]+)\"")));
+    const std::string head = ask("HEAD /sources/one HTTP/1.1\r\nHost: localhost\r\n\r\n");
+    EXPECT_NE(head.find("\r\nContent-Security-Policy: " + policy[1].str() + "; frame-"), head.npos);
+    EXPECT_EQ(head.find("unsafe"), head.npos) << head;
     tool_.reset();
     start({name, "udp://127.0.0.1:" + std::to_string(free_port(SOCK_DGRAM))});
     const std::string link = "%3Cb%20a%3D%221%22%3E%26c%20d%2Ets";
     EXPECT_NE(get("/").find("<a href=\"/sources/" + link + "\">&lt;b a=&quot;1&quot;&gt;&amp;c d"),
               std::string::npos);
-    EXPECT_TRUE(await([&] { return get("/sources/" + link).find("H.264") != std::string::npos; }));
+    EXPECT_TRUE(
+        await([&] { return get("/sources/" + link).find("\"h264\"") != std::string::npos; }));
     EXPECT_EQ(get("/sources/" + link).find("<b a"), std::string::npos);
     EXPECT_EQ(get("/sources/other"), "");
 }

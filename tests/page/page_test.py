@@ -7,6 +7,7 @@ import pathlib
 import subprocess
 import sys
 import tempfile
+import time
 import unittest
 
 import browser
@@ -206,6 +207,42 @@ class Page(unittest.TestCase):
         self.assertLess(os.path.getsize(self.place / "page.html"), MOST)
         self.assertGreater(len(self.browser.run(ROWS, "PIDs")), 200)
         self.assertGreater(min(self.browser.run(PAINTED)), 2)
+
+    def test_a_watch_renews_its_page_until_the_reader_works_with_it(self):
+        with subprocess.Popen([PROBE, "monitor", "--listen", "0", f"{MEDIA}/three-programs.ts"],
+                              stdout=subprocess.DEVNULL, stderr=subprocess.PIPE, text=True) as watch:
+            address = next(line for line in watch.stderr if "answers" in line).split()[1][:-1]
+            try:
+                self.read_live_page(address)
+            finally:
+                watch.terminate()
+                watch.communicate()
+
+    def read_live_page(self, address):
+        self.browser.open(address)
+        self.browser.complaints()
+        self.browser.click("td a")
+        self.wait_until("return document.querySelector('.watch button')")
+        self.assertIn("three-programs.ts", self.text("h1"))
+        self.assertGreater(min(self.browser.run(PAINTED)), 2)
+        self.browser.run("window.first = true")
+        self.wait_until("return !window.first && document.querySelector('.watch button')")
+        self.browser.run("window.first = true")
+        self.browser.click("#report h2")
+        self.assertEqual(self.text(".watch button"), "Renew")
+        time.sleep(6)
+        self.assertTrue(self.browser.run("return window.first"), "it stays")
+        self.browser.click(".watch button")
+        self.wait_until("return !window.first && document.querySelector('.watch button')")
+        self.assertEqual(self.text(".watch button"), "Stop")
+        self.assertEqual(self.browser.complaints(), [])
+
+    def wait_until(self, script):
+        for _ in range(100):
+            if self.browser.run(script):
+                return
+            time.sleep(0.1)
+        self.fail(script)
 
 
 if __name__ == "__main__":

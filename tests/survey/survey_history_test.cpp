@@ -241,6 +241,20 @@ TEST(SurveyHistory, HasRowsForTheFirstOfVeryManyPids) {
     EXPECT_EQ(history.at("pts_left_out"), (600 - 512) * 3);
     EXPECT_EQ(history.at("packets")[0].at("pid"), 0) << "ascending, whatever came first";
     EXPECT_EQ(history.at("packets").back().at("pid"), 0x1FFE);
+
+    ZvSurveyOptions options = with_history();
+    options.history_rows = 10;
+    const Json survey = SurveyRun(&options).feed(stream.bytes()).finish().json();
+    const Json& few = survey.at("history");
+    for (const char* const list : {"packets", "pcr", "pts", "tables"})
+        EXPECT_EQ(few.at(list).size(), 10) << list;
+    uint64_t packets = 0;
+    for (size_t step = 0; step < few.at("steps"); ++step) {
+        packets += few.at("other_packets")[step].get<uint64_t>();
+        for (const Json& row : few.at("packets"))
+            packets += row.at("packets")[step].get<uint64_t>();
+    }
+    EXPECT_EQ(packets, survey.at("packets")) << "what has no row is counted all the same";
 }
 
 // -> datagrams of seven packets at times, and what came of them

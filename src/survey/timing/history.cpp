@@ -78,7 +78,7 @@ void History::merge_steps() {
 
 void History::see_pcr_interval(uint16_t pid, double time_s, double ticks) {
     const size_t step = step_at(time_s);
-    if (PcrRow* const row = row_of(pcrs_, pid, kMostPcrRows))
+    if (PcrRow* const row = row_of(pcrs_, pid, pcr_rows_))
         row->intervals_ticks.add(step, ticks);
     else
         ++pcr_left_out_;
@@ -86,7 +86,7 @@ void History::see_pcr_interval(uint16_t pid, double time_s, double ticks) {
 
 void History::see_pcr_deviation(uint16_t pid, double time_s, double ns) {
     const size_t step = step_at(time_s);
-    if (PcrRow* const row = row_of(pcrs_, pid, kMostPcrRows))
+    if (PcrRow* const row = row_of(pcrs_, pid, pcr_rows_))
         row->deviations_ns.add(step, ns);
     else
         ++pcr_left_out_;
@@ -94,7 +94,7 @@ void History::see_pcr_deviation(uint16_t pid, double time_s, double ns) {
 
 void History::see_pts_ahead(uint16_t pid, double time_s, double seconds) {
     const size_t step = step_at(time_s);
-    if (StepExtremes* const row = row_of(pts_ahead_s_, pid, kMostPtsRows))
+    if (StepExtremes* const row = row_of(pts_ahead_s_, pid, pts_rows_))
         row->add(step, seconds);
     else
         ++pts_left_out_;
@@ -102,7 +102,7 @@ void History::see_pts_ahead(uint16_t pid, double time_s, double seconds) {
 
 void History::see_table_interval(uint16_t pid, uint8_t table_id, double time_s, double seconds) {
     const size_t step = step_at(time_s);
-    StepValues* const row = row_of(table_intervals_s_, TableKey{pid, table_id}, kMostTableRows);
+    StepValues* const row = row_of(table_intervals_s_, TableKey{pid, table_id}, table_rows_);
     if (!row) {
         ++tables_left_out_;
         return;
@@ -133,7 +133,7 @@ void History::end_live(double last_s) {
 // The first PIDs have a row each.
 void History::give_rows() {
     for (; looked_at_ < came_.size(); ++looked_at_)
-        if (looked_at_ < kMostPacketRows) packets_.try_emplace(came_[looked_at_]);
+        if (looked_at_ < packet_rows_) packets_.try_emplace(came_[looked_at_]);
 }
 
 // The packets that are not in the steps yet came from from_s to to_s.
@@ -142,13 +142,13 @@ void History::count_packets(double from_s, double to_s) {
     give_rows();
     for (auto& [pid, row] : packets_)
         spread(row, pids_[pid].packets, from_s, to_s);
-    if (looked_at_ > kMostPacketRows) spread(other_packets_, packets_of_others(), from_s, to_s);
+    if (looked_at_ > packet_rows_) spread(other_packets_, packets_of_others(), from_s, to_s);
     counted_s_ = to_s;
 }
 
 uint64_t History::packets_of_others() const {
     uint64_t packets = 0;
-    for (const uint16_t pid : std::span(came_).first(looked_at_).subspan(kMostPacketRows))
+    for (const uint16_t pid : std::span(came_).first(looked_at_).subspan(packet_rows_))
         packets += pids_[pid].packets;
     return packets;
 }

@@ -4,6 +4,7 @@
 // is bounded: a row for so many PIDs or tables, made when there is something to put into it.
 #pragma once
 
+#include <algorithm>
 #include <array>
 #include <cstdint>
 #include <map>
@@ -49,7 +50,13 @@ class History {
     };
 
     // pids  in  whose packets are counted; longer-lived
-    explicit History(const Pids& pids) : pids_(pids) {}
+    // rows  in  that each list has at most, besides the bounds above
+    History(const Pids& pids, size_t rows)
+        : packet_rows_(std::min(rows, kMostPacketRows)),
+          pcr_rows_(std::min(rows, kMostPcrRows)),
+          pts_rows_(std::min(rows, kMostPtsRows)),
+          table_rows_(std::min(rows, kMostTableRows)),
+          pids_(pids) {}
 
     // The first packet of a PID came.
     void see_pid(uint16_t pid) { came_.push_back(pid); }
@@ -97,6 +104,7 @@ class History {
     uint64_t packets_of_others() const;
     void spread(PacketRow& row, uint64_t packets, double from_s, double to_s);
 
+    const size_t packet_rows_, pcr_rows_, pts_rows_, table_rows_;
     const Pids& pids_;
     StepGrid grid_;
     double counted_s_ = 0;        // up to here packets are in the steps

@@ -22,11 +22,11 @@ uint64_t offset_of(const Timed& timed) {
 }  // namespace
 
 Timing::Timing(EventLog& events, Pids& pids, Tables& tables, const Limits& limits,
-               SeeTimeLine see_line, bool keep_history)
+               SeeTimeLine see_line, size_t history_rows)
     : events_(events),
       pids_(pids),
       see_line_(std::move(see_line)),
-      history_(keep_history ? std::make_unique<History>(pids) : nullptr),
+      history_(history_rows > 0 ? std::make_unique<History>(pids, history_rows) : nullptr),
       judge_(events, pids, tables, clock_, limits, history_.get()),
       gap_bytes_(kGapBytesWithoutClock) {}
 

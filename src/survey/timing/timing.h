@@ -25,9 +25,10 @@ class Timing {
     static constexpr size_t kMostWaiting = 65536;
 
     // see_line      in  gets each line of time, and where it ends; may be empty
-    // keep_history  in  what is measured is kept step by step, too
+    // history_rows  in  what is measured is kept step by step, too, in lists of so many rows at most;
+    //                   0: it is not
     Timing(EventLog& events, Pids& pids, Tables& tables, const Limits& limits, SeeTimeLine see_line,
-           bool keep_history);
+           size_t history_rows);
 
     // The first packet was found.
     void begin(size_t packet_size, uint64_t first_offset) {

@@ -33,7 +33,7 @@ constexpr std::chrono::milliseconds kTick{50};
 class WatchCommand {
   public:
     WatchCommand(const WatchOptions& options, const Session& session)
-        : options_(options), watch_(session.verbosity > 0) {}
+        : options_(options), watch_(session.verbosity > 0, !options.endpoint.listen.empty()) {}
 
     int run() {
         // Else what other threads complain of would flush standard output while a report is written.

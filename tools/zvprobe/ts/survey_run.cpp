@@ -30,13 +30,15 @@ std::vector<Record> all_of(const ZvSurvey* survey,
 
 }  // namespace
 
-SurveyRun::SurveyRun(SurveyCallbacks callbacks, const ZvSurveyLimits& limits, bool history)
+SurveyRun::SurveyRun(SurveyCallbacks callbacks, const ZvSurveyLimits& limits,
+                     std::optional<uint32_t> history_rows)
     : callbacks_(std::move(callbacks)), survey_(nullptr, zvsurvey_free) {
     ZvSurveyOptions options = {};
     options.size = sizeof options;
     options.arg = this;
     options.limits = limits;
-    options.history = history;
+    options.history = history_rows.has_value();
+    options.history_rows = history_rows.value_or(0);
     options.on_event = [](void* arg, const ZvSurveyEvent* event) {
         auto& run = *static_cast<SurveyRun*>(arg);
         run.keep_exception([&] { run.callbacks_.on_event(*event); });
@@ -146,14 +148,14 @@ void SurveyRun::for_each_stream(
             see(stream);
 }
 
-Json SurveyRun::json() const {
+std::string SurveyRun::json_text() const {
     std::string text;
     const auto append = [](void* arg, const char* piece, size_t size) {
         static_cast<std::string*>(arg)->append(piece, size);
         return 0;
     };
     if (zvsurvey_json(survey_.get(), append, &text) != 0) throw std::bad_alloc();
-    return Json::parse(text);
+    return text;
 }
 
 }  // namespace zvprobe

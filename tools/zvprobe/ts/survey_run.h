@@ -8,6 +8,7 @@
 #include <memory>
 #include <optional>
 #include <span>
+#include <string>
 #include <vector>
 
 #include "base/json.h"
@@ -30,9 +31,10 @@ class SurveyRun {
   public:
     // Throws std::bad_alloc, as do the functions below.
     // limits:  of the indicators, 0 for the default
-    // history: the JSON tells how the stream went over its time, too
+    // history_rows: the JSON tells how the stream went over its time, too, in lists of so many rows
+    //               at most, 0 for as many as there may be
     explicit SurveyRun(SurveyCallbacks callbacks, const ZvSurveyLimits& limits = {},
-                       bool history = false);
+                       std::optional<uint32_t> history_rows = {});
     SurveyRun(const SurveyRun&) = delete;
     SurveyRun& operator=(const SurveyRun&) = delete;
 
@@ -62,7 +64,10 @@ class SurveyRun {
     void for_each_program(const std::function<void(const ZvSurveyProgram& program)>& see) const;
     void for_each_stream(const std::function<void(const ZvSurveyStream& stream)>& see) const;
 
-    Json json() const;
+    // -> the JSON object as text: quickly, and to be parsed at leisure
+    std::string json_text() const;
+
+    Json json() const { return Json::parse(json_text()); }
 
     // -> for the functions of zvsurvey.h that give records
     const ZvSurvey* records() const { return survey_.get(); }

@@ -38,7 +38,8 @@ class SignalsElsewhere {
 
 }  // namespace
 
-Watch::Watch(bool tell_events) : tell_events_(tell_events) {}
+Watch::Watch(bool tell_events, bool keep_history)
+    : tell_events_(tell_events), keep_history_(keep_history) {}
 
 Watch::~Watch() {
     set_sources({});
@@ -70,7 +71,8 @@ Watch::Place Watch::begin(const SourceSettings& settings) {
     Tallies tallies;
     if (auto known = gone_.extract(settings.name)) tallies = std::move(known.mapped());
     Place place;
-    place.source = std::make_shared<WatchedSource>(settings, std::move(tallies), tell_events_);
+    place.source =
+        std::make_shared<WatchedSource>(settings, std::move(tallies), tell_events_, keep_history_);
     if (!sends_datagrams(settings.url)) {
         place.reader = std::make_unique<StreamReader>(place.source);
         return place;

@@ -21,7 +21,8 @@ namespace zvprobe {
 class Watch {
   public:
     // tell_events: every event of every source gets a line
-    explicit Watch(bool tell_events);
+    // keep_history: of every source, for its report
+    explicit Watch(bool tell_events, bool keep_history = false);
     ~Watch();
     Watch(const Watch&) = delete;
     Watch& operator=(const Watch&) = delete;
@@ -56,6 +57,7 @@ class Watch {
     std::shared_ptr<Receiver> least_busy();
 
     const bool tell_events_;
+    const bool keep_history_;
     std::map<std::string, Tallies> gone_;  // of sources that are not watched now
     std::vector<std::shared_ptr<Receiver>> receivers_;
     std::vector<Place> places_;

@@ -16,6 +16,9 @@ namespace {
 // Bytes without a packet in sync after which another packet size is looked for: some hundred packets.
 constexpr size_t kMostUnframed = size_t{64} << 10;
 
+// A history takes at most 40 KiB for each of these: less than 3 MiB of the 4 that a source may take.
+constexpr uint32_t kHistoryRows = 64;
+
 uint64_t microseconds(WatchedSource::Clock::time_point time) {
     return static_cast<uint64_t>(
         std::chrono::duration_cast<std::chrono::microseconds>(time.time_since_epoch()).count());
@@ -27,6 +30,13 @@ std::string seconds_text(std::chrono::milliseconds time) {
 
 bool is_rtp(const std::string& url) {
     return zvptc_api_getPtcindex(url.c_str(), 0, 0) == ZVPTC_INDEX_RTP;
+}
+
+Json parsed(const std::string& survey, bool with_history) {
+    return Json::parse(survey, [&](int depth, Json::parse_event_t event, const Json& part) {
+        const bool is_key = depth == 1 && event == Json::parse_event_t::key;
+        return with_history || !is_key || part != "history";
+    });
 }
 
 }  // namespace
@@ -43,7 +53,8 @@ class WatchedSource::Survey {
                     saw_packets_ = true;
                 },
                 {}},
-               source.settings_.limits) {}
+               source.settings_.limits,
+               source.keep_history_ ? std::optional(kHistoryRows) : std::nullopt) {}
 
     // -> true when there were packets in sync
     bool feed(std::span<const uint8_t> bytes, bool live) {
@@ -61,11 +72,13 @@ class WatchedSource::Survey {
     // What waits for more bytes to be believed is counted.
     void finish() { run_.finish(); }
 
-    TsReport report() {
+    // -> all but its JSON object, whose text is quickly made and is read later
+    TsReport report(std::string& json_text) {
+        json_text = run_.json_text();
         TsReport report;
-        report.survey = run_.json();
         report.events = events_;
         report.resolver = resolver_.account();
+        report.limits = source_.settings_.limits;
         return report;
     }
 
@@ -83,9 +96,11 @@ class WatchedSource::Survey {
     SurveyRun run_;
 };
 
-WatchedSource::WatchedSource(SourceSettings settings, Tallies tallies, bool tell_events)
+WatchedSource::WatchedSource(SourceSettings settings, Tallies tallies, bool tell_events,
+                             bool keep_history)
     : settings_(std::move(settings)),
       tell_events_(tell_events),
+      keep_history_(keep_history),
       tallies_(std::move(tallies)),
       state_lines_(settings_.name, "line", "lines"),
       event_lines_(settings_.name, "event", "events"),
@@ -300,16 +315,22 @@ void WatchedSource::describe_services(SourceState& state) const {
     });
 }
 
-SourceReport WatchedSource::report() const {
-    const std::lock_guard lock(mutex_);
+SourceReport WatchedSource::report(bool with_history) const {
     SourceReport report;
     report.name = settings_.name;
-    if (!last_packet_) {
-        report.failure = {"cannot_open", kExitCannotOpen,
-                          why_away_.empty() ? "no packets came yet" : why_away_};
-        return report;
+    std::string survey;
+    TsReport content;
+    {
+        const std::lock_guard lock(mutex_);
+        if (!last_packet_) {
+            report.failure = {"cannot_open", kExitCannotOpen,
+                              why_away_.empty() ? "no packets came yet" : why_away_};
+            return report;
+        }
+        content = survey_->report(survey);
     }
-    report.content = survey_->report();
+    content.survey = parsed(survey, with_history);
+    report.content = std::move(content);
     return report;
 }
 

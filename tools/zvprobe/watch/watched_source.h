@@ -71,7 +71,9 @@ class WatchedSource {
 
     // tallies: what a source of that name has counted before
     // tell_events: every event of the survey gets a line
-    WatchedSource(SourceSettings settings, Tallies tallies, bool tell_events);
+    // keep_history: how the stream goes over its time is kept, for reports
+    WatchedSource(SourceSettings settings, Tallies tallies, bool tell_events,
+                  bool keep_history = false);
     WatchedSource(const WatchedSource&) = delete;
     WatchedSource& operator=(const WatchedSource&) = delete;
     ~WatchedSource();
@@ -103,8 +105,10 @@ class WatchedSource {
 
     SourceState state() const;
 
-    // -> what `probe` would say of it
-    SourceReport report() const;
+    // -> what `probe` would say of it. What bytes wait for meanwhile is a copy of what is known, not
+    //    the making of the report
+    // with_history: how it went over its time is in it, if it is kept
+    SourceReport report(bool with_history = false) const;
 
     // -> all counts. Nothing is taken any more.
     Tallies retire();
@@ -126,6 +130,7 @@ class WatchedSource {
 
     const SourceSettings settings_;
     const bool tell_events_;
+    const bool keep_history_;
     mutable std::mutex mutex_;
     // All that follows is under the mutex.
     mutable Tallies tallies_;

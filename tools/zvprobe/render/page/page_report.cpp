@@ -4,7 +4,6 @@
 
 #include <string_view>
 
-#include "base/json.h"
 #include "bitStream.h"
 #include "render/page/page_data.h"
 #include "render/page/page_parts.h"
@@ -47,8 +46,10 @@ std::string source_text(const SourceReport& report, size_t room) {
 
 }  // namespace
 
-std::string page_of(std::span<const SourceReport> reports) {
-    size_t room = kMostOfPage - kPageBeforeData.size() - kPageAfterData.size() - kRoomForFrame;
+std::string page_of(std::span<const SourceReport> reports, const Json& live) {
+    const std::string live_text = escaped(json_text(live, -1));
+    size_t room = kMostOfPage - kPageBeforeData.size() - kPageAfterData.size() - kRoomForFrame -
+                  live_text.size();
     std::string sources;
     size_t left_out = 0;
     for (size_t i = 0; i < reports.size(); ++i) {
@@ -63,9 +64,13 @@ std::string page_of(std::span<const SourceReport> reports) {
     }
     std::string page(kPageBeforeData);
     page += "{\"library_version\":\"" + std::string(zvbitStream_api_version()) +
-            "\",\"sources_left_out\":" + std::to_string(left_out) + ",\"sources\":[" + sources +
-            "]}";
+            "\",\"live\":" + live_text + ",\"sources_left_out\":" + std::to_string(left_out) +
+            ",\"sources\":[" + sources + "]}";
     return page += kPageAfterData;
+}
+
+std::string_view page_policy() {
+    return kPagePolicy;
 }
 
 }  // namespace zvprobe

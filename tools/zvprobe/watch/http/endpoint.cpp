@@ -118,10 +118,7 @@ class Endpoint::Server : private httplib::Server {
             respond(request, answer);
             return HandlerResponse::Handled;
         });
-        set_default_headers(
-            {{"Cache-Control", "no-store"},
-             {"X-Content-Type-Options", "nosniff"},
-             {"Content-Security-Policy", "default-src 'none'; style-src 'unsafe-inline'"}});
+        set_default_headers({{"Cache-Control", "no-store"}, {"X-Content-Type-Options", "nosniff"}});
         bind();
         start();
     }
@@ -183,6 +180,7 @@ class Endpoint::Server : private httplib::Server {
         try {
             const Page page = page_at(watch_, request.path);
             answer.status = page.status;
+            answer.set_header("Content-Security-Policy", page.policy);
             answer.set_content(page.body, page.type);
         } catch (const std::exception&) {
             fail(answer, 500, "out of memory\n");

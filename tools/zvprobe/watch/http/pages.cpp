@@ -2,13 +2,14 @@
 // Implementation of pages.h.
 #include "watch/http/pages.h"
 
+#include <mutex>
 #include <sstream>
 
 #include "base/json.h"
 #include "base/printable.h"
 #include "bitStream.h"
 #include "render/json_report.h"
-#include "render/text_report.h"
+#include "render/page/page_report.h"
 #include "watch/http/html.h"
 #include "watch/http/metrics.h"
 
@@ -22,6 +23,12 @@ constexpr char kHtml[] = "text/html; charset=utf-8";
 constexpr std::string_view kSources = "/api/sources/";
 constexpr std::string_view kReports = "/sources/";
 constexpr int kIndent = 2;
+constexpr int kRenewed_s = 5;
+constexpr char kNoFrames[] = "; frame-ancestors 'none'";  // which only a header can say
+
+// Of two who ask at the same time one waits: so many as may ask would otherwise hold some ten MB
+// each, and hold up those who receive.
+std::mutex one_report;
 
 Json source_json(const WatchedSource& source) {
     const SourceState state = source.state();
@@ -97,19 +104,14 @@ Page overview(const Watch& watch) {
     return {200, kHtml, html_page("zvprobe", body + "</table>")};
 }
 
+// As `probe --html` draws it.
 Page report_page(const Watch& watch, const std::string& name) {
     const auto source = watch.source(name);
     if (!source) return not_found();
-    const SourceReport report = source->report();
-    std::ostringstream out;
-    if (report.failure)
-        out << printable(report.failure->message) << '\n';
-    else
-        print_text(out, report, {});
-    const std::string body = "<p><a href=\"/\">all sources</a> &middot; <a href=\"/api/sources/" +
-                             path_part(name) + "\">JSON</a></p><h1>" + html_text(name) +
-                             "</h1><pre>" + html_text(out.str()) + "</pre>";
-    return {200, kHtml, html_page(name, body)};
+    const SourceReport report = source->report(true);
+    const Json live = {
+        {"renew_s", kRenewed_s}, {"all", "/"}, {"json", std::string(kSources) + path_part(name)}};
+    return {200, kHtml, page_of({&report, 1}, live), std::string(page_policy()) + kNoFrames};
 }
 
 Page health_page(const Watch& watch) {
@@ -123,8 +125,9 @@ Page page_at(const Watch& watch, const std::string& path) {
     if (path == "/metrics") return {200, kMetrics, metrics_text(watch)};
     if (path == "/healthz") return health_page(watch);
     if (path == "/api/sources") return sources_page(watch);
-    if (path.starts_with(kSources)) return source_page(watch, path.substr(kSources.size()));
     if (path == "/") return overview(watch);
+    const std::lock_guard lock(one_report);
+    if (path.starts_with(kSources)) return source_page(watch, path.substr(kSources.size()));
     if (path.starts_with(kReports)) return report_page(watch, path.substr(kReports.size()));
     return not_found();
 }

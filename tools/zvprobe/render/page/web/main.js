@@ -91,6 +91,7 @@ function chooser(sources, leftOutCount) {
 const page = JSON.parse(document.getElementById("data").textContent);
 document.getElementById("made").textContent = `zvprobe, library ${page.library_version}`;
 if (page.sources.length > 0) chooser(page.sources.map(unpack), page.sources_left_out || 0);
+addWatchBar(page.live);
 let resizing = 0;
 addEventListener("resize", () => {
     cancelAnimationFrame(resizing);
