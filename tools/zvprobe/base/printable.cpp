@@ -7,6 +7,8 @@
 #include <cstdio>
 #include <span>
 
+#include "base/passwords.h"
+
 namespace zvprobe {
 namespace {
 
@@ -77,7 +79,9 @@ size_t display_width(std::string_view text) {
     return width;
 }
 
-std::string printable(std::string_view text) {
+std::string printable(std::string_view any_text) {
+    const std::string hidden = without_passwords(any_text);
+    std::string_view text = hidden;
     std::string out;
     while (!text.empty()) {
         const CodePoint point = first_code_point(text);

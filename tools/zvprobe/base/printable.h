@@ -9,7 +9,8 @@
 namespace zvprobe {
 
 // Makes a text from a stream or a file name safe to print: control characters, bidirectional
-// overrides and bytes that are no UTF-8 become "\xNN" per byte, a backslash becomes two.
+// overrides and bytes that are no UTF-8 become "\xNN" per byte, a backslash becomes two, and the
+// passwords of URLs "***".
 std::string printable(std::string_view text);
 
 // -> columns that a printable text takes on a terminal, where East Asian characters take two and

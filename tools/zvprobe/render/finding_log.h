@@ -6,14 +6,16 @@
 #include <cstdint>
 #include <string>
 
+#include "base/passwords.h"
 #include "zvsurvey.h"
 
 namespace zvprobe {
 
 class FindingLog {
   public:
-    // source: its name; told: false keeps silent
-    FindingLog(std::string source, bool told) : source_(std::move(source)), told_(told) {}
+    // source: its name, of which passwords are left out; told: false keeps silent
+    FindingLog(const std::string& source, bool told)
+        : source_(without_passwords(source)), told_(told) {}
 
     // Tells how many were not told.
     ~FindingLog();

@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "base/json.h"
+#include "base/passwords.h"
 #include "bitStream.h"
 
 namespace zvprobe {
@@ -61,7 +62,7 @@ std::string json_text(const Json& json, int indent) {
 
 Json to_json(const SourceReport& report) {
     Json source;
-    source["source"] = report.name;
+    source["source"] = without_passwords(report.name);
     source["interrupted"] = report.interrupted;
     if (report.failure) {
         source["error"] = {{"kind", report.failure->kind}, {"message", report.failure->message}};

@@ -10,6 +10,7 @@
 #include <sstream>
 
 #include "base/numbers.h"
+#include "base/passwords.h"
 #include "base/printable.h"
 #include "io/small_file.h"
 #include "ts/indicator_limits.h"
@@ -198,8 +199,10 @@ std::vector<SourceSettings> sources_of_urls(const std::vector<std::string>& urls
     std::set<std::string> seen;
     for (const std::string& url : urls) {
         check_url(url);
-        if (!seen.insert(url).second) throw UsageError("source " + in_quotes(url) + " comes twice");
-        sources.push_back({url, url, {}, limits});
+        const std::string name = without_passwords(url);
+        if (!seen.insert(name).second)
+            throw UsageError("source " + in_quotes(url) + " comes twice");
+        sources.push_back({name, url, {}, limits});
     }
     return sources;
 }

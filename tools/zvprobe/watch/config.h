@@ -22,7 +22,7 @@ std::vector<SourceSettings> sources_of_file(const std::string& path,
 std::vector<SourceSettings> sources_of_text(std::string_view text, const std::string& name,
                                             const ZvSurveyLimits& defaults);
 
-// -> the sources of URLs, which are their names
+// -> the sources of URLs, which are their names, without passwords
 // Throws UsageError when a URL comes twice.
 std::vector<SourceSettings> sources_of_urls(const std::vector<std::string>& urls,
                                             const ZvSurveyLimits& limits);

@@ -4,6 +4,7 @@
 
 #include <cmath>
 
+#include "base/passwords.h"
 #include "render/json_report.h"
 
 namespace zvprobe {
@@ -125,7 +126,7 @@ void add_media(Json& part, const MediaRecord& record, const PageBounds& bounds) 
 }
 
 Json page_data(const SourceReport& report, const PageBounds& bounds) {
-    Json source = {{"source", report.name}, {"interrupted", report.interrupted}};
+    Json source = {{"source", without_passwords(report.name)}, {"interrupted", report.interrupted}};
     source["error"] = report.failure ? Json{{"message", report.failure->message}} : Json(nullptr);
     cut_to(source, bounds);
     std::visit(PartWriter{report, bounds, source}, report.content);
