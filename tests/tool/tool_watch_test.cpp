@@ -253,7 +253,7 @@ class WatchTest : public testing::Test {
 
     const Bytes media_ = load_media("single.ts");
     const std::string text_{media_.begin(), media_.end()};
-    Watch watch_{false};
+    Watch watch_{Watch::Options()};
     std::atomic<bool> ends_{false};
     std::thread asker_{[this] { ask(); }};
 };

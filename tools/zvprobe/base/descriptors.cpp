@@ -4,6 +4,7 @@
 
 #include <fcntl.h>
 #include <poll.h>
+#include <sys/resource.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -25,6 +26,13 @@ void occupy_standard_descriptors() {
         // The lowest free number is this one. The wrong direction makes its use fail.
         static_cast<void>(open("/dev/null", fd == STDIN_FILENO ? O_WRONLY : O_RDONLY));
     }
+}
+
+uint64_t raise_descriptor_limit() {
+    rlimit limit = {};
+    if (getrlimit(RLIMIT_NOFILE, &limit) != 0) return UINT64_MAX;
+    const rlimit raised = {limit.rlim_max, limit.rlim_max};
+    return setrlimit(RLIMIT_NOFILE, &raised) == 0 ? raised.rlim_cur : limit.rlim_cur;
 }
 
 int write_all(int fd, std::span<const uint8_t> bytes, const std::function<bool()>& gives_up) {

@@ -13,6 +13,10 @@ namespace zvprobe {
 // number and is taken for standard input or output. Reading and writing them fails as before.
 void occupy_standard_descriptors();
 
+// Raises the limit of descriptors as far as the process may.
+// -> how many it may have now
+uint64_t raise_descriptor_limit();
+
 // Writes all of it, waiting where a non-blocking descriptor has no room.
 // gives_up  asked after each signal and each partial write: true ends it
 // -> 0 or an errno, EINTR when it gave up

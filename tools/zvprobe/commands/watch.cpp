@@ -9,6 +9,7 @@
 #include <optional>
 #include <thread>
 
+#include "base/descriptors.h"
 #include "base/interrupt.h"
 #include "base/numbers.h"
 #include "base/texts.h"
@@ -29,31 +30,38 @@ using Clock = std::chrono::steady_clock;
 using Seconds = std::chrono::duration<double>;
 
 constexpr std::chrono::milliseconds kTick{50};
+// Descriptors that sources leave to the rest: what threads wait with, files that are read for a moment,
+// and enough connections to look at the watch.
+constexpr uint64_t kOtherDescriptors = 96;
+
+uint64_t descriptors_for_sources() {
+    const uint64_t all = raise_descriptor_limit();
+    return all > 2 * kOtherDescriptors ? all - kOtherDescriptors : all / 2;
+}
 
 class WatchCommand {
   public:
     WatchCommand(const WatchOptions& options, const Session& session)
-        : options_(options), watch_(session.verbosity > 0, !options.endpoint.listen.empty()) {}
+        : options_(options),
+          watch_({session.verbosity > 0, !options.endpoint.listen.empty(), descriptors_}) {}
 
     int run() {
         // Else what other threads complain of would flush standard output while a report is written.
         std::cerr.tie(nullptr);
         if (!options_.config.empty()) expect_reload_signals();
         try {
-            watch_.set_sources(wanted_sources());
+            const std::vector<SourceSettings> sources = wanted_sources();
+            listen();  // first: sources may take all descriptors
+            watch_.set_sources(sources);
         } catch (const UsageError& error) {
             log_line(Gravity::kError, error.what());  // made to be printed
-            return kExitUsage;
-        }
-        try {
-            listen();
-        } catch (const UsageError& error) {
-            log_line(Gravity::kError, error.what());
             return kExitUsage;
         } catch (const SourceError& error) {
             complain(options_.endpoint.listen, error.what(), Gravity::kError);
             return kExitCannotOpen;
         }
+        if (endpoint_) complain("http://" + endpoint_->address(), "answers", Gravity::kNotice);
+        say_if_descriptors_are_short();
         tell_ready();
         while (!interrupted()) {
             std::this_thread::sleep_for(kTick);
@@ -74,9 +82,15 @@ class WatchCommand {
     }
 
     void listen() {
-        if (options_.endpoint.listen.empty()) return;
-        endpoint_.emplace(watch_, options_.endpoint);
-        complain("http://" + endpoint_->address(), "answers", Gravity::kNotice);
+        if (!options_.endpoint.listen.empty()) endpoint_.emplace(watch_, options_.endpoint);
+    }
+
+    void say_if_descriptors_are_short() const {
+        const size_t sources = watch_.sources().size();
+        if (sources > descriptors_)
+            complain("monitor", counted(sources, "source", "sources") + ", and the limit of file " +
+                                    "descriptors (ulimit -Hn) leaves room for " +
+                                    std::to_string(descriptors_) + ": the others stay away");
     }
 
     void tell_ready() { manager_.ready(counted(watch_.sources().size(), "source", "sources")); }
@@ -87,6 +101,7 @@ class WatchCommand {
         try {
             watch_.set_sources(wanted_sources());
             complain(options_.config, "read again", Gravity::kNotice);
+            say_if_descriptors_are_short();
             tell_ready();
         } catch (const UsageError& error) {
             log_line(Gravity::kError, error.what() + std::string("; nothing is changed"));
@@ -165,6 +180,7 @@ class WatchCommand {
     }
 
     const WatchOptions& options_;
+    const uint64_t descriptors_ = descriptors_for_sources();
     const Clock::time_point begin_ = Clock::now();
     const Clock::duration interval_ =
         std::chrono::round<Clock::duration>(Seconds(options_.interval_s));

@@ -28,7 +28,14 @@ int make_epoll() {
 
 }  // namespace
 
-Receiver::Receiver() : epoll_(make_epoll()), thread_([this] { run(); }) {}
+Receiver::Receiver() : epoll_(make_epoll()) {
+    try {
+        thread_ = std::thread([this] { run(); });
+    } catch (const std::system_error&) {
+        ::close(epoll_);
+        throw;
+    }
+}
 
 Receiver::~Receiver() {
     stops_ = true;

@@ -3,7 +3,10 @@
 #include "watch/watch.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <csignal>
+#include <functional>
+#include <system_error>
 #include <thread>
 #include <utility>
 
@@ -17,6 +20,12 @@ constexpr size_t kMostGone = 4096;
 
 // So long without a turn is no load, but a fault.
 constexpr std::chrono::seconds kStandstill{10};
+
+// Of a connection there may be some more while it is made.
+uint64_t descriptors_of(const std::string& url) {
+    if (!sends_datagrams(url)) return 4;
+    return opens_at_once(url) ? 1 : 2;
+}
 
 // Threads that begin while it lives leave signals to the main thread, but for the one that ends
 // their waits.
@@ -38,8 +47,7 @@ class SignalsElsewhere {
 
 }  // namespace
 
-Watch::Watch(bool tell_events, bool keep_history)
-    : tell_events_(tell_events), keep_history_(keep_history) {}
+Watch::Watch(const Options& options) : options_(options) {}
 
 Watch::~Watch() {
     set_sources({});
@@ -71,23 +79,43 @@ Watch::Place Watch::begin(const SourceSettings& settings) {
     Tallies tallies;
     if (auto known = gone_.extract(settings.name)) tallies = std::move(known.mapped());
     Place place;
-    place.source =
-        std::make_shared<WatchedSource>(settings, std::move(tallies), tell_events_, keep_history_);
-    if (!sends_datagrams(settings.url)) {
-        place.reader = std::make_unique<StreamReader>(place.source);
-        return place;
-    }
-    // The look-up of a name may take long, and the others must not wait for it.
-    const bool shared = opens_at_once(settings.url);
-    place.receiver = shared ? least_busy() : std::make_shared<Receiver>();
-    place.receiver->add(place.source, shared);
+    place.source = std::make_shared<WatchedSource>(settings, std::move(tallies),
+                                                   options_.tell_events, options_.keep_history);
+    const auto seed = static_cast<uint32_t>(std::hash<std::string>()(settings.name));
+    place.backoff = Backoff(seed);
+    receive(place);
     return place;
+}
+
+// What cannot be received now is tried again as a source that does not open.
+void Watch::receive(Place& place) {
+    const SignalsElsewhere mask;
+    const std::string& url = place.source->settings().url;
+    const uint64_t needed = descriptors_of(url);
+    try {
+        if (descriptors_ + needed > options_.descriptors)
+            throw std::system_error(EMFILE, std::generic_category());
+        if (!sends_datagrams(url)) {
+            place.reader = std::make_unique<StreamReader>(place.source);
+        } else {
+            // The look-up of a name may take long, and the others must not wait for it.
+            const bool shared = opens_at_once(url);
+            place.receiver = shared ? least_busy() : std::make_shared<Receiver>();
+            place.receiver->add(place.source, shared);
+        }
+        descriptors_ += needed;
+    } catch (const std::system_error& error) {
+        const auto wait = place.backoff.next();
+        place.next_try = std::chrono::steady_clock::now() + wait;
+        place.source->closed(error.code().message(), wait);
+    }
 }
 
 void Watch::end(std::vector<Place> places) {
     for (const Place& place : places)
         if (place.reader) place.reader->stop();
     for (Place& place : places) {
+        if (place.is_received()) descriptors_ -= descriptors_of(place.source->settings().url);
         place.reader.reset();
         if (place.receiver) place.receiver->remove(*place.source);
         if (gone_.size() < kMostGone)
@@ -105,13 +133,21 @@ std::shared_ptr<Receiver> Watch::least_busy() {
     const size_t most = std::max(1u, std::thread::hardware_concurrency());
     const bool all_busy = least == receivers_.end() || (*least)->count() > 0;
     if (!all_busy || receivers_.size() >= most) return *least;
-    const auto receiver = std::make_shared<Receiver>();
-    const std::lock_guard lock(mutex_);
-    return receivers_.emplace_back(receiver);
+    try {
+        const auto receiver = std::make_shared<Receiver>();
+        const std::lock_guard lock(mutex_);
+        return receivers_.emplace_back(receiver);
+    } catch (const std::system_error&) {
+        if (receivers_.empty()) throw;
+        return *least;
+    }
 }
 
 void Watch::tick() {
-    ticked_ = std::chrono::steady_clock::now();
+    const auto now = std::chrono::steady_clock::now();
+    ticked_ = now;
+    for (Place& place : places_)
+        if (!place.is_received() && now >= place.next_try) receive(place);
     for (const auto& source : sources())
         source->tick();
 }

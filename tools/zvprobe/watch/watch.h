@@ -11,6 +11,7 @@
 #include <string>
 #include <vector>
 
+#include "watch/backoff.h"
 #include "watch/receiver.h"
 #include "watch/source_settings.h"
 #include "watch/stream_reader.h"
@@ -20,9 +21,14 @@ namespace zvprobe {
 
 class Watch {
   public:
-    // tell_events: every event of every source gets a line
-    // keep_history: of every source, for its report
-    explicit Watch(bool tell_events, bool keep_history = false);
+    struct Options {
+        bool tell_events = false;   // every event of every source gets a line
+        bool keep_history = false;  // of every source, for its report
+
+        // How many the sources may have together; those for which there is none left stay away.
+        uint64_t descriptors = UINT64_MAX;
+    };
+    explicit Watch(const Options& options);
     ~Watch();
     Watch(const Watch&) = delete;
     Watch& operator=(const Watch&) = delete;
@@ -45,19 +51,25 @@ class Watch {
     std::shared_ptr<WatchedSource> source(const std::string& name) const;
 
   private:
-    // A source, and what it is received by: one of the two.
+    // A source, and what it is received by: one of the two, or none where threads or descriptors are
+    // short.
     struct Place {
+        bool is_received() const { return receiver || reader; }
+
         std::shared_ptr<WatchedSource> source = {};
         std::shared_ptr<Receiver> receiver = {};
         std::unique_ptr<StreamReader> reader = {};
+        Backoff backoff{0};
+        std::chrono::steady_clock::time_point next_try = {};  // while it is not received
     };
 
     Place begin(const SourceSettings& settings);
+    void receive(Place& place);
     void end(std::vector<Place> places);
     std::shared_ptr<Receiver> least_busy();
 
-    const bool tell_events_;
-    const bool keep_history_;
+    const Options options_;
+    uint64_t descriptors_ = 0;             // that those need which are received
     std::map<std::string, Tallies> gone_;  // of sources that are not watched now
     std::vector<std::shared_ptr<Receiver>> receivers_;
     std::vector<Place> places_;
