@@ -5,6 +5,7 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 
@@ -43,6 +44,7 @@ std::span<const uint8_t> payload_of(std::span<const uint8_t> datagram) {
 class StreamSource : public ReadSource {
   public:
     explicit StreamSource(const std::string& url);  // throws SourceError
+    void expect_live() override;
     Origin origin() const override { return Origin::kNetwork; }
     std::optional<uint64_t> size() const override { return std::nullopt; }
 
@@ -52,15 +54,24 @@ class StreamSource : public ReadSource {
 
   private:
     UrlHandle url_;
+    size_t most_ = SIZE_MAX;  // bytes to wait for at once
 };
+
+// A connection gives as much as is asked for, however long that takes: of a slow stream, seconds.
+constexpr size_t kLivePiece = size_t{7} * 188;
 
 StreamSource::StreamSource(const std::string& url) {
     const std::string error = url_.open(url, UrlHandle::For::kReading);
     if (!error.empty()) throw SourceError(error);
 }
 
+void StreamSource::expect_live() {
+    ReadSource::expect_live();
+    if (url_.socket() < 0) most_ = kLivePiece;  // no datagrams
+}
+
 int StreamSource::read_once(std::span<uint8_t> room) {
-    const int got = url_.read(room);
+    const int got = url_.read(room.first(std::min(room.size(), most_)));
     if (got <= 0 || url_.protocol() != ZVPTC_INDEX_RTP) return got;
     const auto payload = payload_of(room.first(static_cast<size_t>(got)));
     if (payload.empty()) return -EINTR;
