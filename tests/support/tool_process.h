@@ -6,6 +6,7 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/ioctl.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -64,10 +65,11 @@ struct Pipe {
 
 class ToolProcess {
   public:
+    // descriptors: how many it may have at most; 0: as many as the test
     // in, out: what the tool gets as descriptors 0 and 1; negative: /dev/null. Errors are in the
     // file "stderr" of the directory, where the tool runs.
     ToolProcess(const std::string& directory, const std::vector<std::string>& arguments,
-                int in = -1, int out = -1)
+                int in = -1, int out = -1, rlim_t descriptors = 0)
         : errors_(std::filesystem::path(directory) / "stderr") {
         std::vector<char*> argv = {const_cast<char*>("zvprobe")};
         for (const std::string& argument : arguments)
@@ -81,6 +83,8 @@ class ToolProcess {
         dup2(out < 0 ? null : out, STDOUT_FILENO);
         if (chdir(directory.c_str()) == 0) {
             dup2(creat("stderr", 0600), STDERR_FILENO);
+            const rlimit limit = {descriptors / 2, descriptors};
+            if (descriptors > 0) setrlimit(RLIMIT_NOFILE, &limit);
             execv(ZV_PROBE_BINARY, argv.data());
         }
         _exit(127);
@@ -99,6 +103,8 @@ class ToolProcess {
     bool has_said(const std::string& word) const {
         return read_file(errors_).find(word) != std::string::npos;
     }
+
+    pid_t pid() const { return pid_; }
 
     // -> bytes that it has read ("rchar") or written ("wchar") so far
     uint64_t counted(const std::string& what) const {

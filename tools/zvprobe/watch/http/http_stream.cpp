@@ -19,6 +19,7 @@ constexpr std::chrono::seconds kRequestTime{5};
 constexpr std::chrono::milliseconds kRequestTimePressed{250};
 constexpr std::chrono::milliseconds kLook{50};
 constexpr std::chrono::seconds kAnswerTime{20};
+constexpr std::chrono::seconds kAnswerTimePressed{2};
 
 void describe(const sockaddr_storage& address, std::string& ip, int& port) {
     char text[INET6_ADDRSTRLEN] = "";
@@ -49,19 +50,21 @@ bool HttpStream::wait(short events, Clock::time_point end) const {
     }
 }
 
-bool HttpStream::wait_for_request() {
+// usual, pressed: how long it may take from its begin, and how long while others wait
+bool HttpStream::wait_in_turn(short events, Clock::time_point begin, Clock::duration usual,
+                              Clock::duration pressed) const {
     for (;;) {
-        const auto now = Clock::now();
-        if (wait(POLLIN, std::min(begin_ + kRequestTime, now + kLook))) return true;
-        const auto most = is_pressed_() ? kRequestTimePressed : kRequestTime;
-        if (Clock::now() >= begin_ + most) return false;
+        if (wait(events, std::min(begin + usual, Clock::now() + kLook))) return true;
+        if (Clock::now() >= begin + (is_pressed_() ? pressed : usual)) return false;
     }
 }
 
 // The HTTP library asks for a byte at a time.
 ssize_t HttpStream::read(char* to, size_t size) {
     if (taken_ == filled_) {
-        if (left_ == 0 || Clock::now() >= begin_ + kRequestTime || !wait_for_request()) return -1;
+        if (left_ == 0 || Clock::now() >= begin_ + kRequestTime ||
+            !wait_in_turn(POLLIN, begin_, kRequestTime, kRequestTimePressed))
+            return -1;
         const ssize_t got = recv(fd_, buffer_, std::min(sizeof buffer_, left_), MSG_DONTWAIT);
         if (got <= 0) return got;
         filled_ = static_cast<size_t>(got);
@@ -75,9 +78,9 @@ ssize_t HttpStream::read(char* to, size_t size) {
 }
 
 ssize_t HttpStream::write(const char* from, size_t size) {
-    if (answer_end_ == Clock::time_point()) answer_end_ = Clock::now() + kAnswerTime;
+    if (answer_begin_ == Clock::time_point()) answer_begin_ = Clock::now();
     for (;;) {
-        if (!wait(POLLOUT, answer_end_)) return -1;
+        if (!wait_in_turn(POLLOUT, answer_begin_, kAnswerTime, kAnswerTimePressed)) return -1;
         const ssize_t sent = send(fd_, from, size, MSG_DONTWAIT | MSG_NOSIGNAL);
         if (sent >= 0 || (errno != EAGAIN && errno != EWOULDBLOCK && errno != EINTR)) return sent;
     }

@@ -13,7 +13,7 @@ namespace zvprobe {
 class HttpStream : public httplib::Stream {
   public:
     // fd           is closed by who gave it
-    // is_pressed   asked while a request is waited for: others wait for this thread
+    // is_pressed   asked while the other side is waited for: others wait for this thread
     HttpStream(int fd, std::function<bool()> is_pressed);
 
     bool is_readable() const override { return true; }
@@ -28,13 +28,14 @@ class HttpStream : public httplib::Stream {
     using Clock = std::chrono::steady_clock;
 
     bool wait(short events, Clock::time_point end) const;
-    bool wait_for_request();
+    bool wait_in_turn(short events, Clock::time_point begin, Clock::duration usual,
+                      Clock::duration pressed) const;
 
     const int fd_;
     const std::function<bool()> is_pressed_;
     const Clock::time_point begin_ = Clock::now();
-    Clock::time_point answer_end_ = {};  // none has begun
-    size_t left_;                        // bytes that the request may still have
+    Clock::time_point answer_begin_ = {};  // none has begun
+    size_t left_;                          // bytes that the request may still have
     char buffer_[2048];
     size_t filled_ = 0;
     size_t taken_ = 0;
