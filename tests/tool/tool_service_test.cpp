@@ -157,7 +157,8 @@ TEST(Receiver, ThatIsStuckIsSeenToBe) {
     Loopback loopback;
     loopback.give_port_away();
     const auto source = std::make_shared<WatchedSource>(
-        SourceSettings{"a", "udp://127.0.0.1:" + std::to_string(loopback.port)}, Tallies{}, true);
+        SourceSettings{"a", "udp://127.0.0.1:" + std::to_string(loopback.port)}, Tallies{},
+        WatchedSource::Options{true});
     Receiver receiver;
     receiver.add(source, true);
     std::this_thread::sleep_for(400ms);

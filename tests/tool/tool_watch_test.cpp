@@ -117,7 +117,8 @@ void send(WatchedSource& source, const Bytes& bytes, size_t size = kDatagram) {
 }
 
 std::unique_ptr<WatchedSource> source_at(const std::string& url) {
-    auto source = std::make_unique<WatchedSource>(SourceSettings{"a", url}, Tallies{}, false);
+    auto source = std::make_unique<WatchedSource>(SourceSettings{"a", url}, Tallies{},
+                                                  WatchedSource::Options{});
     source->opened(false);
     return source;
 }

@@ -79,8 +79,9 @@ Watch::Place Watch::begin(const SourceSettings& settings) {
     Tallies tallies;
     if (auto known = gone_.extract(settings.name)) tallies = std::move(known.mapped());
     Place place;
-    place.source = std::make_shared<WatchedSource>(settings, std::move(tallies),
-                                                   options_.tell_events, options_.keep_history);
+    place.source = std::make_shared<WatchedSource>(
+        settings, std::move(tallies),
+        WatchedSource::Options{options_.tell_events, options_.keep_history});
     const auto seed = static_cast<uint32_t>(std::hash<std::string>()(settings.name));
     place.backoff = Backoff(seed);
     receive(place);

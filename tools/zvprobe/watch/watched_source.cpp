@@ -54,7 +54,7 @@ class WatchedSource::Survey {
                 },
                 {}},
                source.settings_.limits,
-               source.keep_history_ ? std::optional(kHistoryRows) : std::nullopt) {}
+               source.options_.keep_history ? std::optional(kHistoryRows) : std::nullopt) {}
 
     // -> true when there were packets in sync
     bool feed(std::span<const uint8_t> bytes, bool live) {
@@ -85,7 +85,7 @@ class WatchedSource::Survey {
   private:
     void see_event(const ZvSurveyEvent& event) {
         events_.add(event);
-        if (source_.tell_events_ && source_.event_lines_.next(source_.now_))
+        if (source_.options_.tell_events && source_.event_lines_.next(source_.now_))
             FindingLog(source_.settings_.name, true).tell(event);
     }
 
@@ -96,15 +96,13 @@ class WatchedSource::Survey {
     SurveyRun run_;
 };
 
-WatchedSource::WatchedSource(SourceSettings settings, Tallies tallies, bool tell_events,
-                             bool keep_history)
+WatchedSource::WatchedSource(SourceSettings settings, Tallies tallies, Options options)
     : settings_(std::move(settings)),
-      tell_events_(tell_events),
-      keep_history_(keep_history),
+      options_(std::move(options)),
       tallies_(std::move(tallies)),
       state_lines_(settings_.name, "line", "lines"),
       event_lines_(settings_.name, "event", "events"),
-      now_(Clock::now()) {
+      now_(options_.now()) {
     begin_survey();
     if (is_rtp(settings_.url))
         rtp_ = std::make_unique<RtpStream>(
@@ -115,7 +113,7 @@ WatchedSource::~WatchedSource() = default;
 
 // Another thread may have read the clock later and come first.
 void WatchedSource::read_clock() {
-    now_ = std::max(now_, Clock::now());
+    now_ = std::max(now_, options_.now());
 }
 
 void WatchedSource::begin_survey() {
@@ -256,7 +254,7 @@ SourceState WatchedSource::state() const {
     const std::lock_guard lock(mutex_);
     follow();
     SourceState state;
-    state.up = open_ && last_packet_ && Clock::now() - *last_packet_ < kSilence;
+    state.up = open_ && last_packet_ && options_.now() - *last_packet_ < kSilence;
     state.why_away = why_away_;
     state.tallies = tallies_;
     state.uses_rtp = rtp_ != nullptr && !rtp_->is_plain();

@@ -6,6 +6,7 @@
 
 #include <chrono>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -69,11 +70,14 @@ class WatchedSource {
     // Without packets for this long a source is away.
     static constexpr std::chrono::seconds kSilence{2};
 
+    struct Options {
+        bool tell_events = false;   // every event of the survey gets a line
+        bool keep_history = false;  // how the stream goes over its time is kept, for reports
+        std::function<Clock::time_point()> now = Clock::now;
+    };
+
     // tallies: what a source of that name has counted before
-    // tell_events: every event of the survey gets a line
-    // keep_history: how the stream goes over its time is kept, for reports
-    WatchedSource(SourceSettings settings, Tallies tallies, bool tell_events,
-                  bool keep_history = false);
+    WatchedSource(SourceSettings settings, Tallies tallies, Options options);
     WatchedSource(const WatchedSource&) = delete;
     WatchedSource& operator=(const WatchedSource&) = delete;
     ~WatchedSource();
@@ -129,8 +133,7 @@ class WatchedSource {
     void describe_services(SourceState& state) const;
 
     const SourceSettings settings_;
-    const bool tell_events_;
-    const bool keep_history_;
+    const Options options_;
     mutable std::mutex mutex_;
     // All that follows is under the mutex.
     mutable Tallies tallies_;
