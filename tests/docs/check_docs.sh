@@ -49,6 +49,26 @@ check_console() {
     fi
 }
 
+# Settings of other programs are checked by these, where they are installed.
+check_setting() {
+    case $1 in
+    *.caddy) set -- caddy adapt --adapter caddyfile --config "$1" ;;
+    *.nginx)
+        # A test has no certificates, no port that is not for everyone, no place for nginx's own files.
+        { echo 'events {} http { access_log off;'
+          for what in client_body proxy fastcgi uwsgi scgi; do
+              echo "${what}_temp_path $work/$what;"
+          done
+          sed '/ssl_certificate/d; s/listen .*;/listen 127.0.0.1:44443;/' "$1"
+          echo '}'; } >"$work/nginx.conf"
+        set -- nginx -t -q -e stderr -c "$work/nginx.conf" -g "pid $work/nginx.pid;" ;;
+    *) if grep -q '^groups:' "$1"; then set -- rules "$1"; else set -- config "$1"; fi
+       set -- promtool check "$@" ;;
+    esac
+    command -v "$1" >/dev/null || return 0
+    "$@" >"$work/said" 2>&1 || fault "line $line: $(cat "$work/said")"
+}
+
 # Files, presets, targets and options that instructions name.
 check_instructions() {
     tr '=>' '  ' <"$1" | awk '{
@@ -76,6 +96,7 @@ check_snippet() {
             fault "line $line: this code stands in no example" ;;
     *.console) check_console "$1" ;;
     *.sh) check_instructions "$1" ;;
+    *.yaml | *.nginx | *.caddy) check_setting "$1" ;;
     *) fault "line $line: cannot check this kind of snippet" ;;
     esac
 }
