@@ -51,7 +51,9 @@ class SteadyLoop {
         MPEGTSStream& es = stream_of_entry(ctx, entry);
         const bool is_paced = (Options & ZV_TS_PACE_PES) && &es == ctx.btc_es;
         const bool is_timed = (Options & ZV_TS_PES_TIMING) || is_paced;
-        const bool starts_unit = is_timed && head.payload_unit_start_indicator();
+        // In null packets, too, the bit is often set. One branch for both: they come at random.
+        static_assert(kHasNoOrder == 1);
+        const bool starts_unit = is_timed && (head.payload_unit_start_indicator() & ~entry) != 0;
         if (starts_unit && (is_paced || !starts_pes_header(pkt + kTsHeaderSize))) return false;
         if (Options & ZV_TS_CHECK_CC) {
             const unsigned counter_bits = ((entry & kHasNoOrder) - 1u) & 15;
