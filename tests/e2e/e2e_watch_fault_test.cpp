@@ -169,24 +169,6 @@ TEST_F(Watch, BeginsFromNothingAfterItWasKilledOnTheSamePort) {
     EXPECT_TRUE(shows(of("ts_packets_total", sender.url()), 5 * 7));
 }
 
-TEST_F(Watch, AnswersOthersWhileSomeDoNotRead) {
-    std::vector<std::string> sources;
-    for (int i = 0; i < 60; ++i)  // so that an answer is larger than what sockets hold
-        sources.push_back(folder_.put(std::string(200, 'a') + std::to_string(i),
-                                      read_file(media("three-programs.ts"))));
-    start(sources);
-    ASSERT_TRUE(await([&] { return get("/metrics").size() > 1'000'000; }))
-        << get("/metrics").size();
-    std::vector<std::unique_ptr<Connection>> slow;
-    for (int i = 0; i < 100; ++i) {
-        slow.push_back(std::make_unique<Connection>(port_, 2048));
-        slow.back()->send("GET /metrics HTTP/1.1\r\nHost: localhost\r\n\r\n");
-    }
-    const auto begin = std::chrono::steady_clock::now();
-    EXPECT_EQ(get("/healthz"), "ok\n");
-    EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(8));
-}
-
 TEST_F(Watch, ServesAThousandConnectionsInTurn) {
     start({"none"});
     const size_t before = descriptors();

@@ -157,6 +157,7 @@ TEST_F(Watch, ShowsPagesInWhichNamesAreOnlyText) {
     EXPECT_TRUE(
         await([&] { return get("/sources/" + link).find("\"h264\"") != std::string::npos; }));
     EXPECT_EQ(get("/sources/" + link).find("<b a"), std::string::npos);
+    EXPECT_NE(get("/sources/" + link).find("\"json\":\"/api/sources/" + link), std::string::npos);
     EXPECT_EQ(get("/sources/other"), "");
 }
 

@@ -8,8 +8,6 @@
 #include <cstdlib>
 #include <iostream>
 
-#include "base/passwords.h"
-
 namespace zvprobe {
 namespace {
 
@@ -29,7 +27,7 @@ std::string begin_of_line(Gravity gravity) {
 }  // namespace
 
 void log_line(Gravity gravity, const std::string& text) {
-    std::cerr << begin_of_line(gravity) + without_passwords(text) + '\n';
+    std::cerr << begin_of_line(gravity) + text + '\n';
 }
 
 }  // namespace zvprobe

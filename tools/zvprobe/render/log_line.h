@@ -11,7 +11,7 @@ namespace zvprobe {
 enum class Gravity { kError = 3, kWarning = 4, kNotice = 5, kInfo = 6 };
 
 // Writes "zvprobe: text" and the end of the line in one piece. Into the journal, which knows the name
-// of the process, "<4>text". Passwords of URLs are left out. Any thread.
+// of the process, "<4>text". Any thread.
 void log_line(Gravity gravity, const std::string& text);
 
 }  // namespace zvprobe
