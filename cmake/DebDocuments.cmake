@@ -13,6 +13,14 @@ get_filename_component(source ${CPACK_RESOURCE_FILE_LICENSE} DIRECTORY)
 file(READ ${source}/third_party/uplot/LICENSE uplot_license)
 set(tool_license
     "${license}\n\nThe pages that zvprobe writes hold uPlot 1.6.32, whose licence is this:\n\n${uplot_license}\n")
+# Libraries of headers alone are compiled into it.
+foreach(headers libcli11-dev nlohmann-json3-dev)
+    if(EXISTS /usr/share/doc/${headers}/copyright)
+        file(READ /usr/share/doc/${headers}/copyright headers_license)
+        string(APPEND tool_license
+            "\nIt is built with the headers of ${headers}, whose copyright file is this:\n\n${headers_license}\n")
+    endif()
+endforeach()
 
 # zv_gzip(file): replaces a file by its compressed form, without name and time inside.
 function(zv_gzip file)
