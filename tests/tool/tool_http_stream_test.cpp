@@ -20,9 +20,9 @@ class HttpStreamTest : public testing::Test {
     }
     // -> how long it took until the rest of an answer, or of a request, was given up
     Clock::duration until_given_up(bool writes) {
+        const auto begin = Clock::now();  // before that of the stream
         zvprobe::HttpStream stream(ends_[0], [this] { return pressed_; });
         std::string bytes(1'000'000, 'x');
-        const auto begin = Clock::now();
         while ((writes ? stream.write(bytes.data(), bytes.size())
                        : stream.read(bytes.data(), bytes.size())) > 0) {
         }
