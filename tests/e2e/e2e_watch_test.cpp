@@ -86,6 +86,30 @@ TEST_F(Watch, GoesOnCountingThroughReloadsAndRefusesAWrongFile) {
     EXPECT_EQ(tool_->wait(), 0);
 }
 
+// The file is read from its beginning again and again: each survey counts as much as the one before.
+TEST_F(Watch, CountsInIntervalsWhatIsOpenedAgain) {
+    folder_.put("a.ts", read_file(media("single.ts")));
+    const Pipe out;
+    ToolProcess tool(dir_, {"monitor", "--json-lines", "--interval", "0.2", "a.ts", "none"}, -1,
+                     out.write_end);
+    std::string text;
+    const auto packets = [&] {
+        if (out.fill() > 0) {
+            char piece[65536];
+            const ssize_t n = read(out.read_end, piece, sizeof piece);
+            if (n > 0) text.append(piece, static_cast<size_t>(n));
+        }
+        uint64_t sum = 0;
+        const std::regex count("\"counts\":\\{\"packets\":([0-9]+)");
+        for (std::sregex_iterator at(text.begin(), text.end(), count), end; at != end; ++at)
+            sum += std::stoull((*at)[1]);
+        return sum;
+    };
+    EXPECT_TRUE(await([&] { return packets() == 2 * 1679; })) << text.substr(0, 2000);
+    tool.send(SIGTERM);
+    EXPECT_EQ(tool.wait(), 0);
+}
+
 TEST_F(Watch, AnswersOnlyWhatItIsAskedFor) {
     start({"--allow-host", "Probe.example", "none"});
     const std::string good = "GET /healthz HTTP/1.1\r\nHost: ";

@@ -142,6 +142,26 @@ TEST(WatchedSource, GoesOnCountingWhenThePacketSizeChangesAndThroughGarbage) {
     EXPECT_EQ(source->report().content.index(), 1u);
 }
 
+TEST(WatchedSource, KeepsTheCountsOfSurveysThatEnded) {
+    WatchedSource::Options options;
+    options.keep_counts = true;
+    WatchedSource source({"a", "tcp://127.0.0.1:1"}, {}, options);
+    Bytes bytes = load_media("single.ts");
+    bytes.erase(bytes.begin() + 188 * 1000, bytes.begin() + 188 * 1001);
+    for (int i = 0; i < 3; ++i) {  // each time as many bytes as before
+        source.opened(true);
+        source.take_bytes(bytes, false);
+    }
+    WatchedSource::Before before;
+    const SourceReport report = source.report(false, &before);
+    const TsCounts now = counts_of(std::get<TsReport>(report.content).survey);
+    EXPECT_EQ(before.bytes, 3 * bytes.size());
+    EXPECT_EQ(before.counts.packets, 2 * (kPackets - 1));
+    EXPECT_EQ(before.counts.faults.continuity_errors, 2 * now.faults.continuity_errors);
+    EXPECT_EQ(before.counts.of_indicator("1.4"), 2 * now.of_indicator("1.4"));
+    EXPECT_GT(now.of_indicator("1.4"), 0u);
+}
+
 TEST(WatchedSource, CountsWhatRtpLostOnceAlsoWhenTheSenderChanges) {
     const auto source = source_at("rtp://127.0.0.1:1");
     const Bytes bytes = load_media("single.ts");

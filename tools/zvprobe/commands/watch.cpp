@@ -43,7 +43,8 @@ class WatchCommand {
   public:
     WatchCommand(const WatchOptions& options, const Session& session)
         : options_(options),
-          watch_({session.verbosity > 0, !options.endpoint.listen.empty(), descriptors_}) {}
+          watch_({session.verbosity > 0, !options.endpoint.listen.empty(), descriptors_,
+                  options.reports && options.json_lines}) {}
 
     int run() {
         // Else what other threads complain of would flush standard output while a report is written.
@@ -100,6 +101,7 @@ class WatchCommand {
         manager_.reloading();
         try {
             watch_.set_sources(wanted_sources());
+            renew_past();
             complain(options_.config, "read again", Gravity::kNotice);
             say_if_descriptors_are_short();
             tell_ready();
@@ -121,7 +123,7 @@ class WatchCommand {
         std::vector<WatchLine> lines;
         for (const auto& source : watch_.sources()) {
             if (options_.json_lines)
-                print_json_line(*source, last);
+                print_json_line(source, last);
             else
                 lines.push_back(line_of(*source));
         }
@@ -132,7 +134,7 @@ class WatchCommand {
 
     WatchLine line_of(const WatchedSource& source) {
         const SourceState state = source.state();
-        Past& past = past_of(source);
+        Past& past = past_of(source.settings().name);
         const auto now = Clock::now();
         const double seconds = Seconds(now - past.reported).count();
         WatchLine line;
@@ -149,20 +151,24 @@ class WatchCommand {
         return line;
     }
 
-    void print_json_line(const WatchedSource& source, bool last) {
-        SourceReport report = source.report();
+    // A survey begins anew whenever a connection or a file is opened again: what those before it
+    // have counted goes with it, so that nothing of the interval is left out.
+    void print_json_line(const std::shared_ptr<WatchedSource>& source, bool last) {
+        WatchedSource::Before before;
+        SourceReport report = source->report(false, &before);
         report.interrupted = last;
-        Past& past = past_of(source);
+        Past& past = past_of(source->settings().name);
+        // Where its settings changed, its counts begin at 0, and its bytes go on.
+        if (past.source.lock() != source) past.source = source, past.counts = {};
         const auto now = Clock::now();
         MonitorTime time = {Seconds(now - begin_).count(), Seconds(now - past.reported).count(), 0};
         if (auto* const content = std::get_if<TsReport>(&report.content)) {
-            TsCounts counts = counts_of(content->survey);
-            // Of a survey that began since.
-            if (content->bytes() < past.bytes) past.counts = {}, past.bytes = 0;
-            time.interval_bytes = content->bytes() - past.bytes;
+            TsCounts counts = std::move(before.counts);
+            add_counts(counts, counts_of(content->survey));
+            time.interval_bytes = before.bytes - past.bytes;
             content->interval = {time.interval_s, counts_between(past.counts, counts)};
             past.counts = std::move(counts);
-            past.bytes = content->bytes();
+            past.bytes = before.bytes;
         }
         past.reported = now;
         print_monitor_json(std::cout, report, time);
@@ -173,10 +179,22 @@ class WatchCommand {
         Clock::time_point reported;
         uint64_t bytes = 0;
         TsCounts counts = {};
+        std::weak_ptr<WatchedSource> source = {};  // whose the counts are
     };
 
-    Past& past_of(const WatchedSource& source) {
-        return past_.try_emplace(source.settings().name, Past{begin_}).first->second;
+    Past& past_of(const std::string& name) {
+        return past_.try_emplace(name, Past{begin_}).first->second;
+    }
+
+    // What is not watched any more is forgotten, and what is new begins now. A name that comes back
+    // goes on with the bytes that it had.
+    void renew_past() {
+        std::erase_if(past_, [&](const auto& past) { return !watch_.source(past.first); });
+        for (const auto& source : watch_.sources()) {
+            const std::string& name = source->settings().name;
+            if (!past_.contains(name))
+                past_[name] = {Clock::now(), source->state().tallies.bytes, {}, {}};
+        }
     }
 
     const WatchOptions& options_;

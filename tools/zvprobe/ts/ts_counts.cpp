@@ -6,6 +6,14 @@
 #include <array>
 
 namespace zvprobe {
+namespace {
+
+constexpr std::array kFaults = {
+    &TsFaults::sync_losses,    &TsFaults::byte_errors,      &TsFaults::skipped_bytes,
+    &TsFaults::trailing_bytes, &TsFaults::transport_errors, &TsFaults::continuity_errors,
+    &TsFaults::packets_lost,   &TsFaults::pids_with_losses, &TsFaults::crc_errors};
+
+}  // namespace
 
 TableFaults faults_of_pid(const Json& pid) {
     const Json& continuity = pid["continuity"];
@@ -54,15 +62,25 @@ TsCounts counts_of(const Json& survey) {
 TsCounts counts_between(const TsCounts& before, const TsCounts& now) {
     const auto grown = [](uint64_t from, uint64_t to) { return to - std::min(from, to); };
     TsCounts counts = {grown(before.packets, now.packets), {}, {}};
-    for (const auto member :
-         {&TsFaults::sync_losses, &TsFaults::byte_errors, &TsFaults::skipped_bytes,
-          &TsFaults::trailing_bytes, &TsFaults::transport_errors, &TsFaults::continuity_errors,
-          &TsFaults::packets_lost, &TsFaults::pids_with_losses, &TsFaults::crc_errors})
+    for (const auto member : kFaults)
         counts.faults.*member = grown(before.faults.*member, now.faults.*member);
     for (const auto& [id, count] : now.indicators)
         counts.indicators.push_back(
             {id, count ? std::optional(grown(before.of_indicator(id), *count)) : std::nullopt});
     return counts;
+}
+
+void add_counts(TsCounts& all, const TsCounts& more) {
+    all.packets += more.packets;
+    for (const auto member : kFaults)
+        all.faults.*member += more.faults.*member;
+    for (const auto& [id, count] : more.indicators) {
+        const auto known = std::ranges::find(all.indicators, id, &IndicatorCount::id);
+        if (known == all.indicators.end())
+            all.indicators.push_back({id, count});
+        else if (count)
+            known->count = known->count.value_or(0) + *count;
+    }
 }
 
 }  // namespace zvprobe

@@ -48,6 +48,9 @@ TsCounts counts_of(const Json& survey);
 // -> what came after it; 0 for what was taken back since
 TsCounts counts_between(const TsCounts& before, const TsCounts& now);
 
+// Counts what came of one stream to what came of others.
+void add_counts(TsCounts& all, const TsCounts& more);
+
 // What came since the report before.
 struct TsInterval {
     double seconds;

@@ -81,7 +81,7 @@ Watch::Place Watch::begin(const SourceSettings& settings) {
     Place place;
     place.source = std::make_shared<WatchedSource>(
         settings, std::move(tallies),
-        WatchedSource::Options{options_.tell_events, options_.keep_history});
+        WatchedSource::Options{options_.tell_events, options_.keep_history, options_.keep_counts});
     const auto seed = static_cast<uint32_t>(std::hash<std::string>()(settings.name));
     place.backoff = Backoff(seed);
     receive(place);

@@ -27,6 +27,8 @@ class Watch {
 
         // How many the sources may have together; those for which there is none left stay away.
         uint64_t descriptors = UINT64_MAX;
+
+        bool keep_counts = false;  // of surveys that ended, of every source
     };
     explicit Watch(const Options& options);
     ~Watch();

@@ -125,6 +125,8 @@ void WatchedSource::end_survey() {
     survey_->finish();
     tallies_.follow(survey_->run());
     tallies_.survey_begins_anew();
+    if (options_.keep_counts)
+        add_counts(ended_counts_, counts_of(parsed(survey_->run().json_text(), false)));
 }
 
 void WatchedSource::opened(bool begins_anew) {
@@ -313,13 +315,14 @@ void WatchedSource::describe_services(SourceState& state) const {
     });
 }
 
-SourceReport WatchedSource::report(bool with_history) const {
+SourceReport WatchedSource::report(bool with_history, Before* before) const {
     SourceReport report;
     report.name = settings_.name;
     std::string survey;
     TsReport content;
     {
         const std::lock_guard lock(mutex_);
+        if (before != nullptr) *before = {tallies_.bytes, ended_counts_};
         if (!last_packet_) {
             report.failure = {"cannot_open", kExitCannotOpen,
                               why_away_.empty() ? "no packets came yet" : why_away_};

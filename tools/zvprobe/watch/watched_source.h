@@ -18,6 +18,7 @@
 #include "render/source_report.h"
 #include "ts/resolver.h"
 #include "ts/survey_run.h"
+#include "ts/ts_counts.h"
 #include "watch/event_lines.h"
 #include "watch/source_settings.h"
 #include "watch/tallies.h"
@@ -73,7 +74,14 @@ class WatchedSource {
     struct Options {
         bool tell_events = false;   // every event of the survey gets a line
         bool keep_history = false;  // how the stream goes over its time is kept, for reports
+        bool keep_counts = false;   // those of surveys that ended are kept, for Before
         std::function<Clock::time_point()> now = Clock::now;
+    };
+
+    // What there was of the source until a report, beside the survey that the report is of.
+    struct Before {
+        uint64_t bytes = 0;  // all that came, of this survey too
+        TsCounts counts;     // of surveys that ended
     };
 
     // tallies: what a source of that name has counted before
@@ -112,7 +120,8 @@ class WatchedSource {
     // -> what `probe` would say of it. What bytes wait for meanwhile is a copy of what is known, not
     //    the making of the report
     // with_history: how it went over its time is in it, if it is kept
-    SourceReport report(bool with_history = false) const;
+    // before: gets what the report alone does not tell
+    SourceReport report(bool with_history = false, Before* before = nullptr) const;
 
     // -> all counts. Nothing is taken any more.
     Tallies retire();
@@ -140,6 +149,7 @@ class WatchedSource {
     EventLines state_lines_;
     EventLines event_lines_;  // apart: no flood of them must hide that the source is away
     std::unique_ptr<Survey> survey_;
+    TsCounts ended_counts_;  // of the surveys before it
     std::unique_ptr<RtpStream> rtp_;
     std::vector<uint8_t> unframed_;  // what came since the last packet in sync
     Clock::time_point now_;          // never goes back
