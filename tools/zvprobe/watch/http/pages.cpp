@@ -65,6 +65,7 @@ Page not_found() {
 Page source_page(const Watch& watch, const std::string& name) {
     const auto source = watch.source(name);
     if (!source) return not_found();
+    const std::lock_guard lock(one_report);
     std::ostringstream out;
     std::vector<SourceReport> reports;
     reports.push_back(source->report());
@@ -108,6 +109,7 @@ Page overview(const Watch& watch) {
 Page report_page(const Watch& watch, const std::string& name) {
     const auto source = watch.source(name);
     if (!source) return not_found();
+    const std::lock_guard lock(one_report);
     const SourceReport report = source->report(true);
     const Json live = {
         {"renew_s", kRenewed_s}, {"all", "/"}, {"json", std::string(kSources) + path_part(name)}};
@@ -126,7 +128,6 @@ Page page_at(const Watch& watch, const std::string& path) {
     if (path == "/healthz") return health_page(watch);
     if (path == "/api/sources") return sources_page(watch);
     if (path == "/") return overview(watch);
-    const std::lock_guard lock(one_report);
     if (path.starts_with(kSources)) return source_page(watch, path.substr(kSources.size()));
     if (path.starts_with(kReports)) return report_page(watch, path.substr(kReports.size()));
     return not_found();
