@@ -162,6 +162,23 @@ TEST(WatchedSource, KeepsTheCountsOfSurveysThatEnded) {
     EXPECT_GT(now.of_indicator("1.4"), 0u);
 }
 
+TEST(WatchedSource, IsAwayAfterItWasOpenedAgainUntilPacketsCome) {
+    const auto source = source_at("tcp://127.0.0.1:1");
+    const Bytes bytes = load_media("single.ts");
+    const auto is_up = [&] {
+        source->tick();
+        return source->state().up;
+    };
+    source->take_bytes(bytes, true);
+    EXPECT_TRUE(is_up());
+    source->closed("the end", std::chrono::seconds(1));
+    EXPECT_FALSE(is_up());
+    source->opened(true);
+    EXPECT_FALSE(is_up()) << "the packets are those of the connection before";
+    source->take_bytes(bytes, true);
+    EXPECT_TRUE(is_up());
+}
+
 TEST(WatchedSource, CountsWhatRtpLostOnceAlsoWhenTheSenderChanges) {
     const auto source = source_at("rtp://127.0.0.1:1");
     const Bytes bytes = load_media("single.ts");

@@ -134,6 +134,7 @@ void WatchedSource::opened(bool begins_anew) {
     read_clock();
     if (was_open_) ++tallies_.reconnects;
     open_ = was_open_ = true;
+    has_packets_ = false;
     begins_anew_ = begins_anew_ || begins_anew;
 }
 
@@ -141,7 +142,7 @@ void WatchedSource::closed(const std::string& why, std::chrono::milliseconds wai
     const std::lock_guard lock(mutex_);
     if (retired_) return;
     read_clock();
-    open_ = told_up_ = false;
+    open_ = told_up_ = has_packets_ = false;
     if (!live_) survey_->finish();  // a file has an end, and what comes next is another survey's
     why_away_ = why;
     if (state_lines_.next(now_))
@@ -192,6 +193,7 @@ void WatchedSource::feed(std::span<const uint8_t> bytes, bool live) {
 
 void WatchedSource::note_packets() {
     unframed_.clear();
+    has_packets_ = true;
     last_packet_ = now_;
     last_packet_time_ = std::chrono::system_clock::now();
 }
@@ -221,8 +223,13 @@ void WatchedSource::tick() {
     notice_change();
 }
 
+// Packets of the connection before say nothing of this one.
+bool WatchedSource::is_up(Clock::time_point now) const {
+    return open_ && has_packets_ && now - *last_packet_ < kSilence;
+}
+
 void WatchedSource::notice_change() {
-    const bool up = open_ && last_packet_ && now_ - *last_packet_ < kSilence;
+    const bool up = is_up(now_);
     if (up == told_up_) return;
     told_up_ = up;
     why_away_ = up ? "" : "no packets come";
@@ -256,7 +263,7 @@ SourceState WatchedSource::state() const {
     const std::lock_guard lock(mutex_);
     follow();
     SourceState state;
-    state.up = open_ && last_packet_ && options_.now() - *last_packet_ < kSilence;
+    state.up = is_up(options_.now());
     state.why_away = why_away_;
     state.tallies = tallies_;
     state.uses_rtp = rtp_ != nullptr && !rtp_->is_plain();

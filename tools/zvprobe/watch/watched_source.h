@@ -136,6 +136,7 @@ class WatchedSource {
     void end_survey();
     void follow() const;
     void read_clock();
+    bool is_up(Clock::time_point now) const;
     void notice_change();
     void describe_pids(SourceState& state) const;
     void describe_tables(SourceState& state) const;
@@ -157,6 +158,7 @@ class WatchedSource {
     std::chrono::system_clock::time_point last_packet_time_;
     bool open_ = false;
     bool was_open_ = false;
+    bool has_packets_ = false;  // since it was opened
     bool begins_anew_ = false;  // with the next bytes
     bool told_up_ = false;
     bool live_ = true;
