@@ -174,6 +174,7 @@ TEST(WatchedSource, IsAwayAfterItWasOpenedAgainUntilPacketsCome) {
     source->closed("the end", std::chrono::seconds(1));
     EXPECT_FALSE(is_up());
     source->opened(true);
+    EXPECT_EQ(source->state().why_away, "no packets came yet");
     EXPECT_FALSE(is_up()) << "the packets are those of the connection before";
     source->take_bytes(bytes, true);
     EXPECT_TRUE(is_up());

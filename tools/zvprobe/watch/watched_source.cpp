@@ -16,6 +16,8 @@ namespace {
 // Bytes without a packet in sync after which another packet size is looked for: some hundred packets.
 constexpr size_t kMostUnframed = size_t{64} << 10;
 
+constexpr char kNoneYet[] = "no packets came yet";
+
 // A history takes at most 40 KiB for each of these: less than 3 MiB of the 4 that a source may take.
 constexpr uint32_t kHistoryRows = 64;
 
@@ -133,9 +135,15 @@ void WatchedSource::opened(bool begins_anew) {
     const std::lock_guard lock(mutex_);
     read_clock();
     if (was_open_) ++tallies_.reconnects;
+    if (!open_) begin_to_wait();
     open_ = was_open_ = true;
-    has_packets_ = false;
     begins_anew_ = begins_anew_ || begins_anew;
+}
+
+// Not when a silent socket is exchanged: there the silence goes on.
+void WatchedSource::begin_to_wait() {
+    has_packets_ = false;
+    why_away_ = kNoneYet;
 }
 
 void WatchedSource::closed(const std::string& why, std::chrono::milliseconds wait) {
@@ -264,7 +272,7 @@ SourceState WatchedSource::state() const {
     follow();
     SourceState state;
     state.up = is_up(options_.now());
-    state.why_away = why_away_;
+    if (!state.up) state.why_away = why_away_;
     state.tallies = tallies_;
     state.uses_rtp = rtp_ != nullptr && !rtp_->is_plain();
     if (last_packet_)
@@ -332,7 +340,7 @@ SourceReport WatchedSource::report(bool with_history, Before* before) const {
         if (before != nullptr) *before = {tallies_.bytes, ended_counts_};
         if (!last_packet_) {
             report.failure = {"cannot_open", kExitCannotOpen,
-                              why_away_.empty() ? "no packets came yet" : why_away_};
+                              why_away_.empty() ? kNoneYet : why_away_};
             return report;
         }
         content = survey_->report(survey);

@@ -136,6 +136,7 @@ class WatchedSource {
     void end_survey();
     void follow() const;
     void read_clock();
+    void begin_to_wait();
     bool is_up(Clock::time_point now) const;
     void notice_change();
     void describe_pids(SourceState& state) const;
