@@ -180,6 +180,25 @@ TEST(WatchedSource, IsAwayAfterItWasOpenedAgainUntilPacketsCome) {
     EXPECT_TRUE(is_up());
 }
 
+TEST(WatchedSource, TellsOnceThatNothingOrNoPacketsCame) {
+    auto now = WatchedSource::Clock::now();
+    WatchedSource::Options options;
+    options.now = [&] { return now; };
+    WatchedSource source({"a", "udp://127.0.0.1:1"}, {}, options);
+    testing::internal::CaptureStderr();
+    source.opened(false);
+    for (int i = 0; i < 10; ++i, now += std::chrono::seconds(1)) {
+        if (i == 5) send(source, Bytes(1000, 0x55));
+        source.tick();
+        const char* const why = i < 5 ? "no packets came yet" : "bytes, but no packets";
+        EXPECT_EQ(source.state().why_away, why) << i;
+    }
+    source.opened(false);  // as a socket that is silent for long
+    source.tick();
+    EXPECT_EQ(testing::internal::GetCapturedStderr(),
+              "zvprobe: a: away: no packets came yet\nzvprobe: a: away: bytes, but no packets\n");
+}
+
 TEST(WatchedSource, CountsWhatRtpLostOnceAlsoWhenTheSenderChanges) {
     const auto source = source_at("rtp://127.0.0.1:1");
     const Bytes bytes = load_media("single.ts");

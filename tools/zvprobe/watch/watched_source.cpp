@@ -142,7 +142,9 @@ void WatchedSource::opened(bool begins_anew) {
 
 // Not when a silent socket is exchanged: there the silence goes on.
 void WatchedSource::begin_to_wait() {
-    has_packets_ = false;
+    has_bytes_ = has_packets_ = false;
+    opened_ = now_;
+    told_of_wait_.clear();
     why_away_ = kNoneYet;
 }
 
@@ -170,6 +172,7 @@ void WatchedSource::take_datagrams(std::span<const std::span<const uint8_t>> dat
     read_clock();
     tallies_.receive_drops += drops;
     for (const std::span<const uint8_t> datagram : datagrams) {
+        has_bytes_ = has_bytes_ || !datagram.empty();
         if (rtp_)
             rtp_->put(datagram, now_);
         else
@@ -182,6 +185,7 @@ void WatchedSource::take_bytes(std::span<const uint8_t> bytes, bool live) {
     if (retired_ || bytes.empty()) return;
     read_clock();
     live_ = live;
+    has_bytes_ = true;
     feed(bytes, live);
 }
 
@@ -229,6 +233,7 @@ void WatchedSource::tick() {
     if (rtp_) rtp_->tick(now_);
     if (live_) survey_->tick();
     notice_change();
+    notice_nothing_yet();
 }
 
 // Packets of the connection before say nothing of this one.
@@ -246,6 +251,15 @@ void WatchedSource::notice_change() {
         state_lines_.say("up: packets come", Gravity::kNotice);
     else
         state_lines_.say("away: no packets come", Gravity::kWarning);
+}
+
+// A source may be open and never give a packet. What is wrong with it is told once.
+void WatchedSource::notice_nothing_yet() {
+    if (!open_ || has_packets_ || now_ - opened_ < kSilence) return;
+    const char* const why = has_bytes_ ? "bytes, but no packets" : kNoneYet;
+    if (told_of_wait_ == why) return;
+    told_of_wait_ = why_away_ = why;
+    if (state_lines_.next(now_)) state_lines_.say("away: " + why_away_, Gravity::kWarning);
 }
 
 Tallies WatchedSource::retire() {

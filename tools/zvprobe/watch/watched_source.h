@@ -139,6 +139,7 @@ class WatchedSource {
     void begin_to_wait();
     bool is_up(Clock::time_point now) const;
     void notice_change();
+    void notice_nothing_yet();
     void describe_pids(SourceState& state) const;
     void describe_tables(SourceState& state) const;
     void describe_services(SourceState& state) const;
@@ -159,7 +160,10 @@ class WatchedSource {
     std::chrono::system_clock::time_point last_packet_time_;
     bool open_ = false;
     bool was_open_ = false;
+    Clock::time_point opened_;
+    bool has_bytes_ = false;    // since it was opened
     bool has_packets_ = false;  // since it was opened
+    std::string told_of_wait_;  // since it was opened
     bool begins_anew_ = false;  // with the next bytes
     bool told_up_ = false;
     bool live_ = true;
