@@ -53,6 +53,14 @@ TEST(WatchConfig, NamesSourcesWithLabelsAndLimits) {
     EXPECT_EQ(sources[1].labels.at("site"), "far, south");
 }
 
+// One byte that is no UTF-8 would have Prometheus refuse the metrics of all sources.
+TEST(WatchConfig, NamesSourcesOfUrlsInUtf8) {
+    const std::string url = "a\xff\xe2\x82/\xc3\xa9\\\n\x1b.ts";
+    const auto sources = sources_of_urls({url}, {});
+    EXPECT_EQ(sources[0].url, url);
+    EXPECT_EQ(sources[0].name, "a\uFFFD\uFFFD\uFFFD/\u00e9\\\\x0a\\x1b.ts");
+}
+
 TEST(WatchConfig, TakesTheExample) {
     const auto sources = sources_of_file(ZV_EXAMPLES "/watch.toml", {});
     ASSERT_EQ(sources.size(), 3u);

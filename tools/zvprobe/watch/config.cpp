@@ -199,7 +199,7 @@ std::vector<SourceSettings> sources_of_urls(const std::vector<std::string>& urls
     std::set<std::string> seen;
     for (const std::string& url : urls) {
         check_url(url);
-        const std::string name = without_passwords(url);
+        const std::string name = as_name(without_passwords(url));
         if (!seen.insert(name).second)
             throw UsageError("source " + in_quotes(url) + " comes twice");
         sources.push_back({name, url, {}, limits});
