@@ -11,6 +11,7 @@
 
 #include "base/numbers.h"
 #include "support/await.h"
+#include "support/folder.h"
 #include "support/loopback.h"
 #include "support/test_media.h"
 #include "watch/backoff.h"
@@ -97,6 +98,24 @@ TEST(WatchConfig, RefusesAFileWithLineAndReason) {
         EXPECT_TRUE(
             std::regex_search(refusal(text), std::regex(std::string("^watch.toml:") + reason)))
             << text << refusal(text);
+}
+
+// Reading a pipe would stop the thread that answers signals.
+TEST(WatchConfig, RefusesAtOnceWhatIsNoRegularFile) {
+    Folder folder;
+    const std::string pipe = folder / "pipe";
+    ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
+    for (const auto& [path, reason] : {std::pair{pipe, "is no regular file"},
+                                       {std::string(folder.path()), "is a directory"},
+                                       {std::string("/dev/zero"), "is no regular file"},
+                                       {pipe + "less", "No such file or directory"}}) {
+        try {
+            sources_of_file(path, {});
+            ADD_FAILURE() << path;
+        } catch (const UsageError& error) {
+            EXPECT_EQ(error.what(), path + ": " + reason);
+        }
+    }
 }
 
 TEST(WatchBackoff, GrowsToAMinuteAndIsNeverQuiteTheSame) {

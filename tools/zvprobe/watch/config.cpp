@@ -184,7 +184,7 @@ std::vector<SourceSettings> sources_of_file(const std::string& path,
                                             const ZvSurveyLimits& defaults) {
     std::string text;
     try {
-        text = text_of_file(path, kLargestFile);
+        text = text_of_regular_file(path, kLargestFile);
     } catch (const UsageError& error) {
         throw UsageError(printable(path) + ": " + error.what());
     }
