@@ -40,7 +40,8 @@ TEST(WatchConfig, NamesSourcesWithLabelsAndLimits) {
     ZvSurveyLimits defaults = {};
     defaults.pmt_s = 0.9;
     const auto sources = sources_of_text(
-        "# all of them\n\n[news]  # the first\nurl = \"udp://eth0@239.1.1.1:1234?rcvbuf=9000\"\n"
+        "\uFEFF# all of them\n\n[news]  # the first\nurl = "
+        "\"udp://eth0@239.1.1.1:1234?rcvbuf=9000\"\n"
         "labels.site = 'north'\n[news.limits]\npat = 0.7\n\n[sport-2]\n  url = rtp://[::1]:5004\n"
         "[sport-2.labels]\nsite = \"far, south\" # there\n",
         "watch.toml", defaults);
@@ -82,7 +83,11 @@ TEST(WatchConfig, RefusesAFileWithLineAndReason) {
              {good + "[a.labels]\npid = x\n", "4: label .pid. is one that metrics have"},
              {good + "[a.labels]\n1st = x\n", "4: label .1st."},
              {good + "[a b]\n", "3: section .a b.: a name has"},
-             {good + "[b]\n", "3: source .b. has no url"},
+             {good + "[b]\n\n[b.limits]\n", "3: source .b. has no url"},
+             {good + "[default]\n", "3: section .*: the name default is reserved"},
+             {good + "[b]\nurl\n", "4: not understood: .url."},
+             {good + "[b]\nurl # = a\n", "4: not understood"},
+             {good + "labels.c = 1\n[a.labels]\nc = 2\n", "5: .c. is set twice"},
              {good + "[b\n", "3: no head of a section"},
              {good + "[]\n", "3: "},
              {good + "[b]\nurl = gopher://x:1\n", "4: url .* unknown protocol"},
