@@ -7,6 +7,15 @@ namespace {
 using namespace zvtest;
 using nlohmann::json;
 
+bool has_ipv6() {
+    const int fd = socket(AF_INET6, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    sockaddr_in6 any{};
+    any.sin6_family = AF_INET6;
+    const bool has = bind(fd, reinterpret_cast<const sockaddr*>(&any), sizeof any) == 0;
+    close(fd);
+    return has;
+}
+
 TEST_F(Watch, TellsInMetricsWhatProbeTellsOfTheSameStream) {
     const std::string name = "three-programs.ts", path = media(name);
     std::string damaged = read_file(path);
@@ -150,6 +159,19 @@ TEST_F(Watch, AnswersOnlyWhatItIsAskedFor) {
     EXPECT_EQ(shell("zvprobe monitor --listen nowhere none").status, 2);
     EXPECT_EQ(shell("zvprobe monitor --listen " + std::to_string(port_) + " none").status, 3);
     EXPECT_EQ(shell("zvprobe monitor --allow-host x none").status, 2);
+}
+
+TEST_F(Watch, KnowsTheAddressItListensAtInCapitalsAndOnBothFamilies) {
+    address_ = "0X7F.1:";  // 127.0.0.1
+    start({"none"});
+    EXPECT_TRUE(ask("GET /healthz HTTP/1.1\r\nHost: 0X7F.1\r\n\r\n").starts_with("HTTP/1.1 200"));
+    address_ = "[::]:";
+    if (!has_ipv6()) GTEST_SKIP() << "no IPv6 here";
+    start({"none"});
+    EXPECT_TRUE(
+        ask("GET /healthz HTTP/1.1\r\nHost: 127.0.0.1\r\n\r\n").starts_with("HTTP/1.1 200"));
+    EXPECT_TRUE(
+        ask("GET /healthz HTTP/1.1\r\nHost: 127.0.0.2\r\n\r\n").starts_with("HTTP/1.1 403"));
 }
 
 TEST_F(Watch, ShowsPagesInWhichNamesAreOnlyText) {

@@ -11,6 +11,7 @@
 
 #include "base/numbers.h"
 #include "support/await.h"
+#include "support/folder.h"
 #include "support/loopback.h"
 #include "support/test_media.h"
 #include "watch/backoff.h"
@@ -39,7 +40,8 @@ TEST(WatchConfig, NamesSourcesWithLabelsAndLimits) {
     ZvSurveyLimits defaults = {};
     defaults.pmt_s = 0.9;
     const auto sources = sources_of_text(
-        "# all of them\n\n[news]  # the first\nurl = \"udp://eth0@239.1.1.1:1234?rcvbuf=9000\"\n"
+        "\uFEFF# all of them\n\n[news]  # the first\nurl = "
+        "\"udp://eth0@239.1.1.1:1234?rcvbuf=9000\"\n"
         "labels.site = 'north'\n[news.limits]\npat = 0.7\n\n[sport-2]\n  url = rtp://[::1]:5004\n"
         "[sport-2.labels]\nsite = \"far, south\" # there\n",
         "watch.toml", defaults);
@@ -51,6 +53,14 @@ TEST(WatchConfig, NamesSourcesWithLabelsAndLimits) {
     EXPECT_EQ(sources[1].url, "rtp://[::1]:5004");
     EXPECT_EQ(sources[0].labels.at("site"), "north");
     EXPECT_EQ(sources[1].labels.at("site"), "far, south");
+}
+
+// One byte that is no UTF-8 would have Prometheus refuse the metrics of all sources.
+TEST(WatchConfig, NamesSourcesOfUrlsInUtf8) {
+    const std::string url = "a\xff\xe2\x82/\xc3\xa9\\\n\x1b.ts";
+    const auto sources = sources_of_urls({url}, {});
+    EXPECT_EQ(sources[0].url, url);
+    EXPECT_EQ(sources[0].name, "a\uFFFD\uFFFD\uFFFD/\u00e9\\\\x0a\\x1b.ts");
 }
 
 TEST(WatchConfig, TakesTheExample) {
@@ -73,7 +83,11 @@ TEST(WatchConfig, RefusesAFileWithLineAndReason) {
              {good + "[a.labels]\npid = x\n", "4: label .pid. is one that metrics have"},
              {good + "[a.labels]\n1st = x\n", "4: label .1st."},
              {good + "[a b]\n", "3: section .a b.: a name has"},
-             {good + "[b]\n", "3: source .b. has no url"},
+             {good + "[b]\n\n[b.limits]\n", "3: source .b. has no url"},
+             {good + "[default]\n", "3: section .*: the name default is reserved"},
+             {good + "[b]\nurl\n", "4: not understood: .url."},
+             {good + "[b]\nurl # = a\n", "4: not understood"},
+             {good + "labels.c = 1\n[a.labels]\nc = 2\n", "5: .c. is set twice"},
              {good + "[b\n", "3: no head of a section"},
              {good + "[]\n", "3: "},
              {good + "[b]\nurl = gopher://x:1\n", "4: url .* unknown protocol"},
@@ -89,6 +103,24 @@ TEST(WatchConfig, RefusesAFileWithLineAndReason) {
         EXPECT_TRUE(
             std::regex_search(refusal(text), std::regex(std::string("^watch.toml:") + reason)))
             << text << refusal(text);
+}
+
+// Reading a pipe would stop the thread that answers signals.
+TEST(WatchConfig, RefusesAtOnceWhatIsNoRegularFile) {
+    Folder folder;
+    const std::string pipe = folder / "pipe";
+    ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
+    for (const auto& [path, reason] : {std::pair{pipe, "is no regular file"},
+                                       {std::string(folder.path()), "is a directory"},
+                                       {std::string("/dev/zero"), "is no regular file"},
+                                       {pipe + "less", "No such file or directory"}}) {
+        try {
+            sources_of_file(path, {});
+            ADD_FAILURE() << path;
+        } catch (const UsageError& error) {
+            EXPECT_EQ(error.what(), path + ": " + reason);
+        }
+    }
 }
 
 TEST(WatchBackoff, GrowsToAMinuteAndIsNeverQuiteTheSame) {

@@ -95,6 +95,22 @@ std::string printable(std::string_view any_text) {
     return out;
 }
 
+std::string as_name(std::string_view text) {
+    std::string out;
+    while (!text.empty()) {
+        const CodePoint point = first_code_point(text);
+        const std::string_view bytes = text.substr(0, point.length == 0 ? 1 : point.length);
+        if (point.length == 0)
+            out += "\uFFFD";
+        else if (!may_be_printed(point))
+            append_escaped(out, bytes);
+        else
+            out += bytes;
+        text.remove_prefix(bytes.size());
+    }
+    return out;
+}
+
 std::string in_quotes(std::string_view text) {
     return '"' + printable(text) + '"';
 }

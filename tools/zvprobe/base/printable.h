@@ -13,6 +13,10 @@ namespace zvprobe {
 // passwords of URLs "***".
 std::string printable(std::string_view text);
 
+// Makes a text a name that other programs read as UTF-8: each byte that is no UTF-8 becomes U+FFFD,
+// characters that printable() escapes become "\xNN" per byte. All else stays.
+std::string as_name(std::string_view text);
+
 // -> columns that a printable text takes on a terminal, where East Asian characters take two and
 //    combining ones none
 size_t display_width(std::string_view printable_text);

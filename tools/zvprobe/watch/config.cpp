@@ -69,9 +69,13 @@ class Reader {
 
     // Throws UsageError.
     void take(const std::string& line) {
+        ++line_;
         const std::string text = CLI::detail::trim_copy(line);
         if (text.empty() || text.front() == '#' || text.front() == ';') return;
         if (text.front() == '[') return begin_section(text);
+        // The reader would take a key alone for one that is "true".
+        if (text.substr(0, text.find('#')).find('=') == text.npos)
+            throw UsageError("not understood: " + in_quotes(text));
         const CLI::ConfigItem item = item_of(text);
         if (item.inputs.size() != 1 || item.inputs[0].find('"') != std::string::npos)
             throw UsageError(in_quotes(item.name) + " is not one value");
@@ -80,11 +84,16 @@ class Reader {
 
     // Throws UsageError when something is missing.
     std::vector<SourceSettings> finish() {
-        for (const SourceSettings& source : sources_)
-            if (source.url.empty())
-                throw UsageError("source " + in_quotes(source.name) + " has no url");
+        for (size_t i = 0; i < sources_.size(); ++i) {
+            if (!sources_[i].url.empty()) continue;
+            line_ = first_lines_[i];
+            throw UsageError("source " + in_quotes(sources_[i].name) + " has no url");
+        }
         return std::move(sources_);
     }
+
+    // -> number of the line that was taken last, or that has what finish() threw for
+    size_t line() const { return line_; }
 
   private:
     // "[name]", with a comment after it perhaps.
@@ -95,9 +104,12 @@ class Reader {
         if (end == text.npos || text.starts_with("[[") || (!rest.empty() && rest[0] != '#'))
             throw UsageError("no head of a section: " + in_quotes(text));
         head_ = text.substr(0, end + 1);
-        seen_.clear();
         const std::vector<std::string> path = item_of("any = 1").parents;
-        if (path.empty()) throw UsageError("section " + in_quotes(head_) + " has no name");
+        if (path.empty())
+            throw UsageError("section " + in_quotes(head_) +
+                             (CLI::detail::to_lower(head_).find("default") != head_.npos
+                                  ? ": the name default is reserved"
+                                  : " has no name"));
         check_source_name(path[0]);
         if (path.size() > 2 || (path.size() == 2 && path[1] != "labels" && path[1] != "limits"))
             throw UsageError("section " + in_quotes(head_) +
@@ -111,6 +123,7 @@ class Reader {
         if (source_of(name) != sources_.end()) return;
         if (sources_.size() >= kMostSources) throw UsageError("more than 4096 sources");
         sources_.push_back({name, "", {}, defaults_});
+        first_lines_.push_back(line_);
     }
 
     std::vector<SourceSettings>::iterator source_of(const std::string& name) {
@@ -122,7 +135,7 @@ class Reader {
              const std::string& value) {
         if (head_.empty()) throw UsageError(in_quotes(name) + " stands before the first section");
         const std::string part = path.size() > 1 ? path[1] : "";
-        if (!seen_.insert(part + '.' + name).second)
+        if (!seen_.insert(path[0] + '.' + part + '.' + name).second)
             throw UsageError(in_quotes(name) + " is set twice");
         SourceSettings& source = *source_of(path[0]);
         if (part == "labels")
@@ -155,8 +168,10 @@ class Reader {
     const ZvSurveyLimits defaults_;
     std::string head_;  // of the section
     std::set<std::vector<std::string>> heads_;
-    std::set<std::string> seen_;  // keys of the section
+    std::set<std::string> seen_;  // keys, with their sources and parts
     std::vector<SourceSettings> sources_;
+    std::vector<size_t> first_lines_;  // of each source
+    size_t line_ = 0;
 };
 
 }  // namespace
@@ -164,18 +179,18 @@ class Reader {
 std::vector<SourceSettings> sources_of_text(std::string_view text, const std::string& name,
                                             const ZvSurveyLimits& defaults) {
     Reader reader(defaults);
+    constexpr std::string_view kByteOrderMark = "\uFEFF";
+    if (text.starts_with(kByteOrderMark)) text.remove_prefix(kByteOrderMark.size());
     std::istringstream in{std::string(text)};
-    size_t number = 0;
     try {
-        for (std::string line; std::getline(in, line);) {
-            ++number;
+        for (std::string line; std::getline(in, line);)
             reader.take(line);
-        }
         return reader.finish();
     } catch (const UsageError& error) {
-        throw UsageError(printable(name) + ":" + std::to_string(number) + ": " + error.what());
+        throw UsageError(printable(name) + ":" + std::to_string(reader.line()) + ": " +
+                         error.what());
     } catch (const CLI::Error& error) {
-        throw UsageError(printable(name) + ":" + std::to_string(number) + ": " +
+        throw UsageError(printable(name) + ":" + std::to_string(reader.line()) + ": " +
                          printable(error.what()));
     }
 }
@@ -184,7 +199,7 @@ std::vector<SourceSettings> sources_of_file(const std::string& path,
                                             const ZvSurveyLimits& defaults) {
     std::string text;
     try {
-        text = text_of_file(path, kLargestFile);
+        text = text_of_regular_file(path, kLargestFile);
     } catch (const UsageError& error) {
         throw UsageError(printable(path) + ": " + error.what());
     }
@@ -199,7 +214,7 @@ std::vector<SourceSettings> sources_of_urls(const std::vector<std::string>& urls
     std::set<std::string> seen;
     for (const std::string& url : urls) {
         check_url(url);
-        const std::string name = without_passwords(url);
+        const std::string name = as_name(without_passwords(url));
         if (!seen.insert(name).second)
             throw UsageError("source " + in_quotes(url) + " comes twice");
         sources.push_back({name, url, {}, limits});

@@ -112,6 +112,7 @@ class Endpoint::Server : private httplib::Server {
         : watch_(watch), address_(address_of(settings.listen)) {
         for (const std::string& host : settings.allow_hosts)
             hosts_.insert(host_name(host + ':'));
+        hosts_.insert(host_name(address_.host + ':'));
         new_task_queue = [this] { return new Workers(waiting_); };
         set_socket_options(allow_early_reuse);
         set_pre_routing_handler([this](const httplib::Request& request, httplib::Response& answer) {
@@ -193,8 +194,9 @@ class Endpoint::Server : private httplib::Server {
         if (!request.has_header("Host")) return request.version == "HTTP/1.0";
         if (request.get_header_value_count("Host") != 1) return false;
         const std::string host = host_name(request.get_header_value("Host"));
-        return host == "localhost" || host == address_.host || host == request.local_addr ||
-               hosts_.contains(host);
+        // A socket of both families has IPv4 addresses mapped.
+        return host == "localhost" || host == request.local_addr ||
+               "::ffff:" + host == request.local_addr || hosts_.contains(host);
     }
 
     static void fail(httplib::Response& answer, int status, const char* why) {
