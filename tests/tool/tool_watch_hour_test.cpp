@@ -96,7 +96,8 @@ class LongWatch : public testing::Test {
 
     Clock::time_point now_{1h};
     LongStream stream_;
-    WatchedSource source_{{"a", "rtp://127.0.0.1:1"}, {}, {false, true, [this] { return now_; }}};
+    WatchedSource source_{
+        {"a", "rtp://127.0.0.1:1"}, {}, {.keep_history = true, .now = [this] { return now_; }}};
     uint64_t lost_ = 0;
 };
 
