@@ -171,7 +171,7 @@ void give(WatchedSource& source, const Bytes& bytes, size_t packet_size, size_t 
 TEST(WatchedSource, CountsEveryPacketWhenThePacketSizeChanges) {
     constexpr Part kPlain{"single.ts", 188}, kParity{"single-204.ts", 204},
         kTimeCoded{"single-192.m2ts", 192}, kGarbage{nullptr, 188};
-    for (const size_t piece : {size_t{0}, size_t{1000}, size_t{65536}}) {
+    for (const size_t piece : {size_t{0}, size_t{7}, size_t{1000}, size_t{65536}}) {
         SCOPED_TRACE(piece);
         const auto source = source_at(piece == 0 ? "udp://127.0.0.1:1" : "tcp://127.0.0.1:1");
         uint64_t packets = 0, bytes = 0;

@@ -5,25 +5,17 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
-#include <utility>
 
 #include "base/texts.h"
-#include "mpeg/ts_packet/packet_fields.h"
 #include "render/finding_log.h"
+#include "ts/unframed_bytes.h"
 #include "zvprotocol.h"
 
 namespace zvprobe {
 namespace {
 
-// Bytes without packets after which another packet size is looked for. Looking takes as long as the
-// survey of a hundred packets.
-constexpr size_t kMostUnframed = size_t{16} << 10;
-
 // More than any look for packets waits for.
 constexpr size_t kFiller = 2048;
-
-// So many packets in a row are no accident.
-constexpr uint64_t kSureRun = 5;
 
 constexpr char kNoneYet[] = "no packets came yet";
 
@@ -50,13 +42,6 @@ Json parsed(const std::string& survey, bool with_history) {
     });
 }
 
-// -> of the packets in the bytes; 0 when there are none
-uint64_t packet_size_of(std::span<const uint8_t> bytes) {
-    SurveyRun run({[](const ZvSurveyEvent&) {}, [](auto, auto, auto) {}, {}});
-    run.feed(bytes, false);
-    return run.totals().packet_size;
-}
-
 }  // namespace
 
 // A survey with what else `probe` tells of the same packets.
@@ -68,7 +53,8 @@ class WatchedSource::Survey {
           run_({[this](const ZvSurveyEvent& event) { see_event(event); },
                 [this](std::span<const uint8_t> packets, size_t packet_size, uint64_t offset) {
                     resolver_.parse(packets, packet_size, ZV_TS_CHECK_CC);
-                    note_run(packets.size() / packet_size, packet_size, offset);
+                    unframed_.see_packets(packets, packet_size, offset);
+                    saw_packets_ = true;
                 },
                 {}},
                source.settings_.limits,
@@ -77,11 +63,8 @@ class WatchedSource::Survey {
     // -> true when there were packets in sync
     bool feed(std::span<const uint8_t> bytes, bool live) {
         saw_packets_ = false;
-        fed_ += bytes.size();
-        if (live)
-            run_.feed_at(bytes, microseconds(source_.now_));
-        else
-            run_.feed(bytes, false);
+        give(bytes, live);
+        unframed_.keep(bytes);
         return saw_packets_;
     }
 
@@ -91,13 +74,12 @@ class WatchedSource::Survey {
     // What waits for more bytes to be believed is counted.
     void finish() { run_.finish(); }
 
-    // -> bytes since the last packets that are no accident
-    uint64_t unframed() const { return fed_ - std::min(fed_, framed_); }
+    UnframedBytes& unframed() { return unframed_; }
 
-    // Those belong to another survey: no packets are looked for in them any more.
+    // The unframed bytes belong to another survey: no packets are looked for in them any more.
     void leave_unframed(bool live) {
         constexpr std::array<uint8_t, kFiller> kNoPackets{};
-        feed(kNoPackets, live);
+        give(kNoPackets, live);
     }
 
     // -> all but its JSON object, whose text is quickly made and is read later
@@ -111,13 +93,11 @@ class WatchedSource::Survey {
     }
 
   private:
-    // A packet's own bytes are framed, and not what the packet size adds to them: when the next packet
-    // is of another size, it begins there.
-    void note_run(size_t packets, size_t packet_size, uint64_t offset) {
-        saw_packets_ = true;
-        run_length_ = offset == run_end_ ? run_length_ + packets : packets;
-        run_end_ = offset + packets * packet_size;
-        if (run_length_ >= kSureRun) framed_ = run_end_ - packet_size + zv::kTsPacketSize;
+    void give(std::span<const uint8_t> bytes, bool live) {
+        if (live)
+            run_.feed_at(bytes, microseconds(source_.now_));
+        else
+            run_.feed(bytes, false);
     }
 
     void see_event(const ZvSurveyEvent& event) {
@@ -130,10 +110,7 @@ class WatchedSource::Survey {
     Resolver resolver_;
     EventTallies events_;
     bool saw_packets_ = false;
-    uint64_t fed_ = 0;         // bytes
-    uint64_t framed_ = 0;      // of these, up to the last packet of the last sure run
-    uint64_t run_length_ = 0;  // packets in a row
-    uint64_t run_end_ = 0;     // where the next one of the run begins
+    UnframedBytes unframed_;
     SurveyRun run_;
 };
 
@@ -238,8 +215,7 @@ void WatchedSource::feed(std::span<const uint8_t> bytes, bool live) {
     }
     tallies_.bytes += bytes.size();
     if (survey_->feed(bytes, live)) note_packets();
-    keep_unframed(bytes);
-    if (unframed_.size() >= kMostUnframed) look_for_other_framing(live);
+    if (survey_->unframed().are_many()) look_for_other_framing(live);
 }
 
 void WatchedSource::note_packets() {
@@ -248,23 +224,12 @@ void WatchedSource::note_packets() {
     last_packet_time_ = std::chrono::system_clock::now();
 }
 
-// bytes: what the survey was given just now
-void WatchedSource::keep_unframed(std::span<const uint8_t> bytes) {
-    const size_t known = unframed_.size() + bytes.size();
-    const size_t kept = std::min<uint64_t>(known, survey_->unframed());
-    if (kept <= bytes.size()) {
-        unframed_.assign(bytes.end() - static_cast<ptrdiff_t>(kept), bytes.end());
-        return;
-    }
-    unframed_.insert(unframed_.end(), bytes.begin(), bytes.end());
-    unframed_.erase(unframed_.begin(), unframed_.end() - static_cast<ptrdiff_t>(kept));
-}
-
-// A survey stays with the packet size that it has found. What it makes nothing of may be packets of
-// another size: then a new survey goes on with them.
+// When what the survey makes nothing of is packets of another size, a new survey goes on with them.
 void WatchedSource::look_for_other_framing(bool live) {
-    const std::vector<uint8_t> bytes = std::exchange(unframed_, {});
-    const uint64_t size = packet_size_of(bytes), before = survey_->run().totals().packet_size;
+    const std::vector<uint8_t> bytes = survey_->unframed().release();
+    if (bytes.empty()) return;
+    const uint64_t size = packet_size_of(bytes);
+    const uint64_t before = survey_->run().totals().packet_size;
     if (size == 0 || size == before) return;
     if (state_lines_.next(now_))
         state_lines_.say("packets of " + std::to_string(size) + " bytes, of " +
@@ -274,7 +239,6 @@ void WatchedSource::look_for_other_framing(bool live) {
     end_survey();
     begin_survey();
     if (survey_->feed(bytes, live)) note_packets();
-    keep_unframed(bytes);
 }
 
 void WatchedSource::tick() {

@@ -131,7 +131,6 @@ class WatchedSource {
 
     void feed(std::span<const uint8_t> bytes, bool live);
     void note_packets();
-    void keep_unframed(std::span<const uint8_t> bytes);
     void look_for_other_framing(bool live);
     void begin_survey();
     void end_survey();
@@ -155,8 +154,7 @@ class WatchedSource {
     std::unique_ptr<Survey> survey_;
     TsCounts ended_counts_;  // of the surveys before it
     std::unique_ptr<RtpStream> rtp_;
-    std::vector<uint8_t> unframed_;  // what came since the last packet in step
-    Clock::time_point now_;          // never goes back
+    Clock::time_point now_;  // never goes back
     std::optional<Clock::time_point> last_packet_;
     std::chrono::system_clock::time_point last_packet_time_;
     bool open_ = false;
