@@ -15,6 +15,13 @@ ZV_BEGIN_DECLS
  * -> the descriptor; -1 when it is not open for reading as "udp" or "rtp" */
 ZV_API int zvptc_ext_getSocket(const ZvptcUrlContext* context);
 
+/* Why the last open of the calling thread failed, in words, where its errno value says less: an http
+ * server's status ("HTTP 404 Not Found"), what the resolver says of a host name, or what libcurl says
+ * of TLS.
+ * -> the text, until the thread opens something again; empty when the errno value says all, and after
+ *    an open that did not fail. Any thread. */
+ZV_API const char* zvptc_ext_getOpenFailure(void);
+
 ZV_END_DECLS
 
 #endif

@@ -9,6 +9,7 @@
 
 #include "zvprotocol.h"
 #include "zvprotocol/io.h"
+#include "zvprotocol/open_failure.h"
 
 namespace zvptc {
 
@@ -57,6 +58,7 @@ inline int close_unopened(const ZvptcUrlContext* context) noexcept {
 // How every open begins: refuses a context that is in use, splits the URL and checks that it is of
 // the protocol `index`. -> 0 or a negated errno
 inline int begin_open(ZvptcUrlContext* context, int index) noexcept {
+    forget_open_failure();
     if (!context) return failure(EINVAL);
     if (context->opened_by) return failure(EBUSY);
     const int result = zvptc_api_urlSplit_urlctt(context);

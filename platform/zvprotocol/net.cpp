@@ -10,6 +10,7 @@
 #include <cstdio>
 #include <cstring>
 
+#include "zvprotocol/open_failure.h"
 #include "zvprotocol/url.h"
 
 namespace zvptc {
@@ -23,6 +24,7 @@ using InterfaceList = std::unique_ptr<ifaddrs, InterfaceListDeleter>;
 int resolver_error(int code) noexcept {
     if (code == EAI_SYSTEM) return errno;
     if (code == EAI_MEMORY) return ENOMEM;
+    explain_open_failure(gai_strerror(code));
     return code == EAI_AGAIN ? EAGAIN : EHOSTUNREACH;
 }
 

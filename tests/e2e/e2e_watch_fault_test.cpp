@@ -84,6 +84,7 @@ TEST_F(Watch, OpensAgainAServerThatEndsAndStallsAndSendsGarbage) {
         GTEST_SKIP() << "built without libcurl";
     ASSERT_TRUE(says("tried again")) << get("/api/sources");
     ASSERT_TRUE(shows(of("ts_packets_total", name), 2 * size / 188)) << get("/api/sources");
+    EXPECT_TRUE(tool_->has_said("away: HTTP 503 Service Unavailable; tried again in "));
     EXPECT_EQ(metrics().at(of("ts_bytes_total", name)), 2 * size + 200'000);
     EXPECT_EQ(metrics().at(of("reconnects_total", name)), 2) << "what is refused is not open";
     EXPECT_TRUE(shows(of("up", name), 0)) << "the connection stands, and nothing comes";
@@ -95,6 +96,29 @@ TEST_F(Watch, OpensAgainAServerThatEndsAndStallsAndSendsGarbage) {
     }
     EXPECT_FALSE(tool_->has_said("sEcret"));
     tool_.reset();  // what the server waits for
+}
+
+// A file or a route is not what is missing.
+TEST_F(Watch, SaysWhatAServerAnswersAndThatANameIsNotKnown) {
+    Server server([](int fd) {
+        char request[2048];
+        if (recv(fd, request, sizeof request, 0) <= 0) return;
+        send_all(fd, "HTTP/1.1 404 Gone fishing\r\nContent-Length: 0\r\n\r\n");
+    });
+    setenv("no_proxy", "*", 1);
+    const std::string url = "http://127.0.0.1:" + std::to_string(server.port) + "/x";
+    const Outcome outcome = shell("zvprobe --json " + url);
+    if (outcome.err.find("not implemented") != outcome.err.npos) GTEST_SKIP() << "without libcurl";
+    EXPECT_EQ(outcome.status, 3);
+    EXPECT_EQ(outcome.err, "zvprobe: " + url + ": HTTP 404 Not Found\n");
+    EXPECT_EQ(json::parse(outcome.out)["sources"][0]["error"]["message"], "HTTP 404 Not Found");
+    const std::string nowhere = "udp://" + std::string(64, 'x') + ":5";
+    start({url, nowhere});
+    EXPECT_TRUE(says("away: HTTP 404 Not Found; tried again in "));
+    EXPECT_TRUE(says("away: Name or service not known; tried again in "));
+    const json sources = json::parse(get("/api/sources"))["sources"];
+    EXPECT_EQ(sources[0]["why_away"], "HTTP 404 Not Found");
+    EXPECT_EQ(sources[1]["why_away"], "Name or service not known");
 }
 
 TEST_F(Watch, SaysSoWhenTheKernelGivesLessThanTheBufferAskedFor) {

@@ -2,6 +2,9 @@
 // The handlers of the network over the loopback interface: udp and rtp, tcp, and http against a web
 // server of a few pages.
 #include <gtest/gtest.h>
+#include <netdb.h>
+
+#include <zvprotocol_ext.h>
 
 #include "support/protocol_source.h"
 
@@ -163,6 +166,8 @@ void serve_http(int fd) {
         return send_all(fd,
                         "HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n"
                         "3\r\nabc\r\nno size\r\n");
+    if (asks("/busy")) return send_all(fd, "HTTP/1.1 503 <\x1b>\r\nContent-Length: 0\r\n\r\n");
+    if (asks("/odd")) return send_all(fd, "HTTP/1.1 499 Odd\r\nContent-Length: 0\r\n\r\n");
     if (asks("/stall")) {
         send_all(fd, ok + "100\r\n\r\nabc");
         return wait_for_hang_up(fd);
@@ -203,9 +208,26 @@ TEST_F(ProtocolHttp, TellsRefusalsFromEmptyPages) {
     EXPECT_EQ(open_result(local("http", server.port, "/moved")), 0);
     EXPECT_EQ(open_result(local("http", server.port, "/x"), ZVPTC_OPEN_WRITE), -EOPNOTSUPP);
     EXPECT_EQ(open_result(local("http", free_port(SOCK_STREAM))), -ECONNREFUSED);
+    EXPECT_STREQ(zvptc_ext_getOpenFailure(), "") << "the errno value says it all";
     Source empty(local("http", server.port, "/empty"));
     ASSERT_EQ(empty.open(), 0);
     EXPECT_EQ(empty.read(1), 0);
+}
+
+// A status is no errno value, and a name that is not known is no missing route.
+TEST_F(ProtocolHttp, SaysInWordsWhyItDoesNotOpen) {
+    const auto words = [this](const std::string& url) {
+        open_result(url.starts_with('/') ? local("http", server.port, url) : url);
+        return std::string(zvptc_ext_getOpenFailure());
+    };
+    EXPECT_EQ(words("/none"), "HTTP 404 Not Found");
+    EXPECT_EQ(words("/busy"), "HTTP 503 Service Unavailable");
+    EXPECT_EQ(words("/odd"), "HTTP 499");
+    const std::string unknown = std::string(64, 'x') + "/";  // no server of names need be asked
+    EXPECT_NE(words("http://" + unknown).find("esolve host"), std::string::npos);
+    EXPECT_EQ(words("/empty"), "") << "of another open";
+    for (const char* const scheme : {"tcp://", "udp://"})
+        EXPECT_EQ(words(scheme + std::string(64, 'x') + ":5"), gai_strerror(EAI_NONAME));
 }
 
 TEST_F(ProtocolHttp, ReportsABodyThatBreaksOffStallsOrIsInterrupted) {

@@ -50,6 +50,7 @@ struct Loaded {
         finder.find(api.easy_setopt, "curl_easy_setopt");
         finder.find(api.easy_getinfo, "curl_easy_getinfo");
         finder.find(api.easy_pause, "curl_easy_pause");
+        finder.find(api.easy_strerror, "curl_easy_strerror");
         finder.find(api.multi_init, "curl_multi_init");
         finder.find(api.multi_cleanup, "curl_multi_cleanup");
         finder.find(api.multi_add_handle, "curl_multi_add_handle");

@@ -7,6 +7,9 @@
 #include <new>
 #include <utility>
 
+#include "zvprotocol/http/http_status.h"
+#include "zvprotocol/open_failure.h"
+
 namespace zvptc {
 namespace {
 
@@ -31,8 +34,6 @@ int curl_error(CURLcode code) noexcept {
         case CURLE_COULDNT_RESOLVE_HOST:
         case CURLE_COULDNT_RESOLVE_PROXY:
             return EHOSTUNREACH;
-        case CURLE_COULDNT_CONNECT:
-            return ECONNREFUSED;
         case CURLE_OPERATION_TIMEDOUT:
             return ETIMEDOUT;
         case CURLE_URL_MALFORMAT:
@@ -95,7 +96,10 @@ int HttpStream::open(const char* url) noexcept {
         const int result = pump(deadline);
         if (result < 0) return result;
     }
-    return begin_ < end_ ? 0 : transfer_error();
+    if (begin_ < end_) return 0;
+    const int result = transfer_error();
+    if (result < 0) explain_failure();
+    return result;
 }
 
 int HttpStream::read(uint8_t* buffer, int size) noexcept {
@@ -162,9 +166,25 @@ int HttpStream::transfer_error() const noexcept {
         case CURLE_RECV_ERROR:
             // Where the system has no complaint the bytes are at fault, as in a wrong chunk size.
             return number(CURLINFO_OS_ERRNO) == 0 ? -EBADMSG : -ECONNRESET;
+        case CURLE_COULDNT_CONNECT:
+            return -connect_error();
         default:
             return -curl_error(result_);
     }
+}
+
+int HttpStream::connect_error() const noexcept {
+    const long error = number(CURLINFO_OS_ERRNO);
+    return error > 0 ? static_cast<int>(error) : ECONNREFUSED;
+}
+
+// EIO stands for whatever has no errno value of its own, as a certificate that is not trusted.
+void HttpStream::explain_failure() const noexcept {
+    char text[64];
+    if (result_ == CURLE_HTTP_RETURNED_ERROR)
+        explain_open_failure(http_status_text(number(CURLINFO_RESPONSE_CODE), text));
+    else if (curl_error(result_) == EHOSTUNREACH || -transfer_error() == EIO)
+        explain_open_failure(curl().easy_strerror(result_));
 }
 
 long HttpStream::number(CURLINFO what) const noexcept {

@@ -35,6 +35,8 @@ class HttpStream {
     int pump(const Deadline& deadline) noexcept;
     void run() noexcept;
     int transfer_error() const noexcept;
+    int connect_error() const noexcept;
+    void explain_failure() const noexcept;
     long number(CURLINFO what) const noexcept;
 
     int timeout_ms_;

@@ -28,7 +28,8 @@ std::string UrlHandle::open(const std::string& url, For what_for) {
     const int opened = handler->open(&context_);
     if (opened < 0) {
         zvptc_api_deinit();
-        return text_of(-opened);
+        const std::string told = zvptc_ext_getOpenFailure();
+        return told.empty() ? text_of(-opened) : told;
     }
     handler_ = handler;
     return {};
