@@ -136,13 +136,25 @@ TEST_F(Watch, AnswersOnlyWhatItIsAskedFor) {
              {std::string("POST /metrics HTTP/1.1\r\nHost: localhost\r\nContent-Length: 9\r\n\r\n"),
               "405 .*Allow: GET, HEAD"},
              {std::string("DELETE /api/sources/none HTTP/1.1\r\nHost: localhost\r\n\r\n"), "405 "},
-             {std::string("BREW / HTTP/1.1\r\nHost: localhost\r\n\r\n"), "400 "},
+             {std::string("BREW / HTTP/1.1\r\nHost: localhost\r\n\r\n"), "405 .*Allow: GET, HEAD"},
+             {std::string("BR(W / HTTP/1.1\r\nHost: localhost\r\n\r\n"), "400 "},
+             // As through a proxy: the host of the target counts.
+             {"GET HTTP://127.0.0.1:9/healthz HTTP/1.1\r\nHost: evil.example\r\n\r\n",
+              "200 .*ok\n"},
+             {"GET http://probe.example/metrics?x HTTP/1.0\r\n\r\n", "200 .*zvprobe_up"},
+             {"GET http://localhost HTTP/1.1\r\nHost: localhost\r\n\r\n", "200 .*<h1>Sources"},
+             {"GET http://localhost?x HTTP/1.1\r\nHost: localhost\r\n\r\n", "200 .*<h1>Sources"},
+             {"GET http://evil.example/healthz HTTP/1.1\r\nHost: localhost\r\n\r\n", "403 "},
+             {"GET http://x@evil.example:9/ HTTP/1.0\r\n\r\n", "403 "},
+             {"GET http://localhost/healthz HTTP/1.1\r\n\r\n", "403 "},
+             {"GET http:///healthz HTTP/1.1\r\nHost: localhost\r\n\r\n", "403 "},
              {std::string("GET /../../etc/passwd HTTP/1.1\r\nHost: localhost\r\n\r\n"), "404 "},
              {std::string("GET /api/sources/%2e%2e%2fstream HTTP/1.1\r\nHost: localhost\r\n\r\n"),
               "404 "},
              {std::string("GET /api/sources/none HTTP/1.1\r\nHost: localhost\r\n\r\n"),
               "200 .*\"cannot_open\""},
              {"GET /" + std::string(9000, 'a') + " HTTP/1.1\r\nHost: localhost\r\n\r\n", "414 "},
+             {"GET /" + std::string(200'000, 'a') + " HTTP/1.1\r\nHost: localhost\r\n\r\n", "414 "},
              {good + "localhost\r\nRange: bytes=0-0,0-0,1-1\r\n\r\n", "20[06] .*ok\n"},
          }) {
         const std::string got = ask(request);
@@ -157,7 +169,15 @@ TEST_F(Watch, AnswersOnlyWhatItIsAskedFor) {
         flood += "X: " + std::to_string(flood.size()) + "\r\n";
     EXPECT_FALSE(ask(flood).starts_with("HTTP/1.1 200"));
     EXPECT_EQ(shell("zvprobe monitor --listen nowhere none").status, 2);
-    EXPECT_EQ(shell("zvprobe monitor --listen " + std::to_string(port_) + " none").status, 3);
+    for (const auto& [address, reason] : {
+             std::pair{std::to_string(port_), "Address already in use"},
+             {std::string("192.0.2.1:0"), "Cannot assign requested address"},
+             {std::string(64, 'x') + ":0", "Name or service not known"},
+         }) {
+        const Outcome outcome = shell("zvprobe monitor --listen " + address + " none 2>&1");
+        EXPECT_EQ(outcome.status, 3);
+        EXPECT_EQ(outcome.out, "zvprobe: " + address + ": cannot listen there: " + reason + "\n");
+    }
     EXPECT_EQ(shell("zvprobe monitor --allow-host x none").status, 2);
 }
 

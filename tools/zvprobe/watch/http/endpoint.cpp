@@ -2,11 +2,14 @@
 // Implementation of endpoint.h: who may ask, for what, and how many at a time.
 #include "watch/http/endpoint.h"
 
+#include <netdb.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <condition_variable>
 #include <csignal>
+#include <cstring>
 #include <deque>
 #include <set>
 
@@ -15,6 +18,7 @@
 #include "io/source.h"
 #include "watch/http/http_stream.h"
 #include "watch/http/pages.h"
+#include "watch/http/request_line.h"
 
 namespace zvprobe {
 namespace {
@@ -38,6 +42,17 @@ Address address_of(const std::string& text) {
     if (!port || host.find_first_of("[]/ ") != host.npos)
         throw UsageError("listen: " + in_quotes(text) + " is no ADDRESS:PORT");
     return {host.empty() ? kUsualAddress : host, static_cast<int>(*port)};
+}
+
+// What the HTTP library does not tell. -> why no socket can be bound to the host; empty: it may be
+std::string resolver_complaint(const std::string& host) {
+    addrinfo hints{};
+    hints.ai_socktype = SOCK_STREAM;
+    hints.ai_flags = AI_PASSIVE;
+    addrinfo* list = nullptr;
+    const int code = getaddrinfo(host.c_str(), nullptr, &hints, &list);
+    if (code == 0) freeaddrinfo(list);
+    return code == 0 ? "" : gai_strerror(code);
 }
 
 // -> the name in a Host header, without its port, in lower case
@@ -139,11 +154,15 @@ class Endpoint::Server : private httplib::Server {
 
   private:
     void bind() {
+        const std::string why = resolver_complaint(address_.host);
+        if (!why.empty()) throw SourceError("cannot listen there: " + why);
+        errno = 0;
         if (address_.port == 0)
             address_.port = bind_to_any_port(address_.host);
         else if (!bind_to_port(address_.host, address_.port))
             address_.port = -1;
-        if (address_.port < 0) throw SourceError("cannot listen there");
+        if (address_.port < 0)
+            throw SourceError(std::string("cannot listen there: ") + std::strerror(errno));
         // The library has five wait, beyond which clients try again seconds later.
         ::listen(svr_sock_, kMostWaiting);
     }
@@ -163,13 +182,26 @@ class Endpoint::Server : private httplib::Server {
     // One request a connection: who asks every few seconds need not hold a thread in between.
     bool process_and_close_socket(socket_t fd) override {
         HttpStream stream(fd, [this] { return waiting_ > 0; });
+        RequestLine line = rewritten(stream.read_line(kMostOfRequestLine + 1));
+        stream.give_back(std::move(line.text));
         bool closed = false;
         // Parts of an answer are of no use here, and many that overlap would make it huge.
-        const bool good = process_request(
-            stream, true, closed, [](httplib::Request& request) { request.ranges.clear(); });
+        const bool good = process_request(stream, true, closed, [&line](httplib::Request& request) {
+            request.ranges.clear();
+            if (line.host) ask_host(request, *line.host);
+        });
+        if (line.too_long) stream.discard_rest();
         shutdown(fd, SHUT_RDWR);
         close(fd);
         return good;
+    }
+
+    // What the target names counts, not the header (RFC 9112, 3.2.2), which must be there as in any request.
+    static void ask_host(httplib::Request& request, const std::string& host) {
+        const size_t headers = request.get_header_value_count("Host");
+        if (headers > 1 || (headers == 0 && request.version != "HTTP/1.0")) return;
+        request.headers.erase("Host");
+        request.headers.emplace("Host", host);
     }
 
     void respond(const httplib::Request& request, httplib::Response& answer) const {

@@ -18,6 +18,8 @@ constexpr std::chrono::seconds kRequestTime{5};
 // Clients send their request with the connection. Who does not must go when others wait.
 constexpr std::chrono::milliseconds kRequestTimePressed{250};
 constexpr std::chrono::milliseconds kLook{50};
+constexpr size_t kMostDiscarded = size_t{256} << 10;
+constexpr std::chrono::seconds kDiscardTime{1};
 constexpr std::chrono::seconds kAnswerTime{20};
 constexpr std::chrono::seconds kAnswerTimePressed{2};
 
@@ -61,6 +63,11 @@ bool HttpStream::wait_in_turn(short events, Clock::time_point begin, Clock::dura
 
 // The HTTP library asks for a byte at a time.
 ssize_t HttpStream::read(char* to, size_t size) {
+    if (given_back_taken_ < given_back_.size()) {
+        const size_t count = given_back_.copy(to, size, given_back_taken_);
+        given_back_taken_ += count;
+        return static_cast<ssize_t>(count);
+    }
     if (taken_ == filled_) {
         if (left_ == 0 || Clock::now() >= begin_ + kRequestTime ||
             !wait_in_turn(POLLIN, begin_, kRequestTime, kRequestTimePressed))
@@ -75,6 +82,25 @@ ssize_t HttpStream::read(char* to, size_t size) {
     std::memcpy(to, buffer_ + taken_, count);
     taken_ += count;
     return static_cast<ssize_t>(count);
+}
+
+std::string HttpStream::read_line(size_t most) {
+    std::string line;
+    char c = '\0';
+    while (c != '\n' && line.size() < most && read(&c, 1) == 1)
+        line += c;
+    return line;
+}
+
+void HttpStream::discard_rest() {
+    shutdown(fd_, SHUT_WR);
+    const auto begin = Clock::now();
+    for (size_t got = 0; got < kMostDiscarded;) {
+        if (!wait_in_turn(POLLIN, begin, kDiscardTime, {})) return;
+        const ssize_t n = recv(fd_, buffer_, sizeof buffer_, MSG_DONTWAIT);
+        if (n <= 0) return;
+        got += static_cast<size_t>(n);
+    }
 }
 
 ssize_t HttpStream::write(const char* from, size_t size) {

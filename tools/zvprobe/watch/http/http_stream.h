@@ -7,6 +7,7 @@
 
 #include <chrono>
 #include <functional>
+#include <string>
 
 namespace zvprobe {
 
@@ -20,6 +21,20 @@ class HttpStream : public httplib::Stream {
     bool is_writable() const override { return true; }
     ssize_t read(char* to, size_t size) override;
     ssize_t write(const char* from, size_t size) override;
+
+    // -> the next line, with its "\n": fewer bytes when no more come, or it has more than `most`
+    std::string read_line(size_t most);
+
+    // The next reads begin with these.
+    void give_back(std::string bytes) {
+        given_back_ = std::move(bytes);
+        given_back_taken_ = 0;
+    }
+
+    // Takes no notice of what the other side still sends. A connection that is closed before is reset,
+    // and what was not read of the answer may be lost with it.
+    void discard_rest();
+
     void get_remote_ip_and_port(std::string& ip, int& port) const override;
     void get_local_ip_and_port(std::string& ip, int& port) const override;
     socket_t socket() const override { return fd_; }
@@ -39,6 +54,8 @@ class HttpStream : public httplib::Stream {
     char buffer_[2048];
     size_t filled_ = 0;
     size_t taken_ = 0;
+    std::string given_back_;
+    size_t given_back_taken_ = 0;
 };
 
 }  // namespace zvprobe
