@@ -63,6 +63,24 @@ TEST(WatchConfig, NamesSourcesOfUrlsInUtf8) {
     EXPECT_EQ(sources[0].name, "a\uFFFD\uFFFD\uFFFD/\u00e9\\\\x0a\\x1b.ts");
 }
 
+TEST(WatchConfig, TakesTextsAsTheyStand) {
+    for (const auto& [value, text] : {
+             std::pair{R"("udp://x:1#f" # a comment)", R"(udp://x:1#f)"},
+             {R"('udp://x:1#f'# a comment)", R"(udp://x:1#f)"},
+             {R"("a\"b\\c=[1, 2] 'd'")", R"(a"b\c=[1, 2] 'd')"},
+             {R"('a\"b\\c')", R"(a\"b\\c)"},
+             {R"("5")", R"(5)"},
+             {R"(5.ts)", R"(5.ts)"},
+             {R"(-a.ts # there)", R"(-a.ts)"},
+             {R"(udp://x:1?a=b)", R"(udp://x:1?a=b)"},
+         })
+        EXPECT_EQ(sources_of_text("[a]\nurl = " + std::string(value), "", {}).at(0).url, text);
+    const auto labels =
+        sources_of_text("[a]\nurl = x\nlabels.b='#1'\nlabels.c=5\n", "", {})[0].labels;
+    EXPECT_EQ(labels.at("b"), "#1");
+    EXPECT_EQ(labels.at("c"), "5");
+}
+
 TEST(WatchConfig, TakesTheExample) {
     const auto sources = sources_of_file(ZV_EXAMPLES "/watch.toml", {});
     ASSERT_EQ(sources.size(), 3u);
@@ -93,7 +111,17 @@ TEST(WatchConfig, RefusesAFileWithLineAndReason) {
              {good + "[b]\nurl = gopher://x:1\n", "4: url .* unknown protocol"},
              {good + "[b]\nurl = udp://x:99999\n", "4: url .* malformed"},
              {good + "[b]\nurl = -\n", "4: url .-.: no URL"},
-             {good + "[b]\nurl = \"udp://x:1#f\"\n", "4: .url. is not one value"},
+             {good + "[b]\nurl = \"udp://x:1\n", "4: a text without its end: .\"udp://x:1"},
+             {good + "[b]\nurl = \"udp://x:1\\\"\n", "4: a text without its end"},
+             {good + "[b]\nurl = \"udp:\\u002f/x:1\"\n", "4: no escape but .* is taken"},
+             {good + "[b]\nurl = '''udp://x:1'''\n", "4: a text of several lines"},
+             {good + "[b]\nurl = 'a' 'b'\n", "4: more than one value"},
+             {good + "[b]\nurl = 5 # a\n", "4: url .5 # a. is no text"},
+             {good + "[b]\nurl = -1.5e3\n", "4: url .* is no text"},
+             {good + "[b]\nurl = true\n", "4: url .* is no text"},
+             {good + "[b]\nurl = [\"udp://x:1\"]\n", "4: url .* is no text"},
+             {good + "labels.c = [\"x\"]\n", "3: .c. is not one value"},
+             {good + "[b]\nurl = a\"b\n", "4: .url. is not one value"},
              {good + "[b]\nurl = udp://x:1 udp://x:2\n", "4: .url. is not one value"},
              {std::string("url = udp://x:1\n"), "1: .url. stands before the first section"},
              {good + "[b]\nurl = \n", "4: "},

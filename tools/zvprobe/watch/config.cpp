@@ -6,6 +6,7 @@
 #include <CLI/CLI.hpp>
 
 #include <algorithm>
+#include <optional>
 #include <set>
 #include <sstream>
 
@@ -14,6 +15,7 @@
 #include "base/printable.h"
 #include "io/small_file.h"
 #include "ts/indicator_limits.h"
+#include "watch/toml_text.h"
 #include "zvprotocol.h"
 
 namespace zvprobe {
@@ -76,10 +78,7 @@ class Reader {
         // The reader would take a key alone for one that is "true".
         if (text.substr(0, text.find('#')).find('=') == text.npos)
             throw UsageError("not understood: " + in_quotes(text));
-        const CLI::ConfigItem item = item_of(text);
-        if (item.inputs.size() != 1 || item.inputs[0].find('"') != std::string::npos)
-            throw UsageError(in_quotes(item.name) + " is not one value");
-        set(item.parents, item.name, item.inputs[0]);
+        take_value(text, CLI::detail::trim_copy(text.substr(text.find('=') + 1)));
     }
 
     // Throws UsageError when something is missing.
@@ -96,6 +95,20 @@ class Reader {
     size_t line() const { return line_; }
 
   private:
+    // line: has the value at its end. A text in quotation marks stays out of the reader's sight.
+    void take_value(const std::string& line, const std::string& value) {
+        const std::optional<std::string> quoted = quoted_text(value);
+        const std::string key = line.substr(0, line.find('=') + 1);
+        const CLI::ConfigItem item = item_of(quoted ? key + " text" : line);
+        if (quoted) return set(item.parents, item.name, *quoted);
+        if (item.parents.size() == 1 && item.name == "url" && is_other_than_text(value))
+            throw UsageError("url " + in_quotes(value) + " is no text");
+        if (item.inputs.size() != 1 || value.starts_with('[') ||
+            item.inputs[0].find('"') != std::string::npos)
+            throw UsageError(in_quotes(item.name) + " is not one value");
+        set(item.parents, item.name, item.inputs[0]);
+    }
+
     // "[name]", with a comment after it perhaps.
     void begin_section(const std::string& text) {
         const size_t end = text.find(']');
