@@ -180,6 +180,14 @@ TEST_F(Watch, LeavesDescriptorsForQuestionsAndReloads) {
         EXPECT_LT(tool_->counted("syscr"), before + 5000) << "no busy loop";
     }
     EXPECT_EQ(get("/healthz"), "ok\n");
+    // A connection takes more than a group: room for six where 24 are left.
+    text.clear();
+    for (int i = 0; i < 8; ++i)
+        text += section("t" + std::to_string(i), "tcp://127.0.0.1:1");
+    reload(text);
+    EXPECT_TRUE(
+        says("8 sources, and the limit of file descriptors (ulimit -Hn) leaves room for 6"));
+    EXPECT_TRUE(says("t6: away: Too many open files"));
     Sender late;
     reload(section("late", late.url()));
     late.send_next(3);

@@ -88,10 +88,11 @@ class WatchCommand {
 
     void say_if_descriptors_are_short() const {
         const size_t sources = watch_.sources().size();
-        if (sources > descriptors_)
+        const size_t left_out = watch_.without_descriptors();
+        if (left_out > 0)
             complain("monitor", counted(sources, "source", "sources") + ", and the limit of file " +
                                     "descriptors (ulimit -Hn) leaves room for " +
-                                    std::to_string(descriptors_) + ": the others stay away");
+                                    std::to_string(sources - left_out) + ": the others stay away");
     }
 
     void tell_ready() { manager_.ready(counted(watch_.sources().size(), "source", "sources")); }

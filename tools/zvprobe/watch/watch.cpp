@@ -11,6 +11,7 @@
 #include <utility>
 
 #include "io/datagram_source.h"
+#include "zvprotocol.h"
 
 namespace zvprobe {
 namespace {
@@ -21,8 +22,10 @@ constexpr size_t kMostGone = 4096;
 // So long without a turn is no load, but a fault.
 constexpr std::chrono::seconds kStandstill{10};
 
-// Of a connection there may be some more while it is made.
+// While it is made a connection takes more than later: over HTTP two pairs of sockets and that of the
+// look-up as long as a server of names does not answer.
 uint64_t descriptors_of(const std::string& url) {
+    if (zvptc_api_matchByUrlAndIndex(url.c_str(), ZVPTC_INDEX_HTTP) != 0) return 6;
     if (!sends_datagrams(url)) return 4;
     return opens_at_once(url) ? 1 : 2;
 }
@@ -93,9 +96,9 @@ void Watch::receive(Place& place) {
     const SignalsElsewhere mask;
     const std::string& url = place.source->settings().url;
     const uint64_t needed = descriptors_of(url);
+    place.lacks_descriptors = descriptors_ + needed > options_.descriptors;
     try {
-        if (descriptors_ + needed > options_.descriptors)
-            throw std::system_error(EMFILE, std::generic_category());
+        if (place.lacks_descriptors) throw std::system_error(EMFILE, std::generic_category());
         if (!sends_datagrams(url)) {
             place.reader = std::make_unique<StreamReader>(place.source);
         } else {
@@ -151,6 +154,10 @@ void Watch::tick() {
         if (!place.is_received() && now >= place.next_try) receive(place);
     for (const auto& source : sources())
         source->tick();
+}
+
+size_t Watch::without_descriptors() const {
+    return static_cast<size_t>(std::ranges::count(places_, true, &Place::lacks_descriptors));
 }
 
 bool Watch::is_working() const {

@@ -39,6 +39,9 @@ class Watch {
     // of a name go on in any case.
     void set_sources(const std::vector<SourceSettings>& all);
 
+    // -> how many of them are not received because the descriptors are taken: not each needs as many
+    size_t without_descriptors() const;
+
     // Time passes; to be called ten times a second or so.
     void tick();
 
@@ -61,6 +64,7 @@ class Watch {
         std::shared_ptr<WatchedSource> source = {};
         std::shared_ptr<Receiver> receiver = {};
         std::unique_ptr<StreamReader> reader = {};
+        bool lacks_descriptors = false;
         Backoff backoff{0};
         std::chrono::steady_clock::time_point next_try = {};  // while it is not received
     };
