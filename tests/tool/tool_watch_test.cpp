@@ -303,6 +303,24 @@ TEST(WatchedSource, TellsOnceThatNothingOrNoPacketsCame) {
               "zvprobe: a: away: no packets came yet\nzvprobe: a: away: bytes, but no packets\n");
 }
 
+// The name has its escapes already, and is the same in metrics.
+TEST(WatchedSource, IsCalledInItsLinesWhatItIsCalledElsewhere) {
+    WatchedSource::Options options;
+    options.tell_events = true;
+    const SourceSettings settings = sources_of_urls({"a\nb\\c.ts"}, {}).at(0);
+    EXPECT_EQ(settings.name, "a\\x0ab\\c.ts");
+    testing::internal::CaptureStderr();
+    WatchedSource source(settings, {}, options);
+    source.warn("so");
+    source.opened(false);
+    source.take_bytes(load_media("single.ts"), false);
+    std::istringstream lines(testing::internal::GetCapturedStderr());
+    int count = 0;
+    for (std::string line; std::getline(lines, line); ++count)
+        EXPECT_TRUE(line.starts_with("zvprobe: " + settings.name + ": ")) << line;
+    EXPECT_GT(count, 1);
+}
+
 TEST(WatchedSource, CountsWhatRtpLostOnceAlsoWhenTheSenderChanges) {
     const auto source = source_at("rtp://127.0.0.1:1");
     const Bytes bytes = load_media("single.ts");

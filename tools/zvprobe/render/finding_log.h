@@ -7,9 +7,15 @@
 #include <string>
 
 #include "base/passwords.h"
+#include "render/log_line.h"
 #include "zvsurvey.h"
 
 namespace zvprobe {
+
+// -> "byte 376, 0:01:02.500, PID 0x0100: continuity (1.4): ..."
+std::string text_of(const ZvSurveyEvent& event);
+
+Gravity gravity_of(const ZvSurveyEvent& event);
 
 class FindingLog {
   public:

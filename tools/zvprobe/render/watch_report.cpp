@@ -19,10 +19,9 @@ void print_watch_text(std::ostream& out, const std::vector<WatchLine>& lines, co
     Columns columns;
     columns.add({"source", "packets", "kbit/s", "cc errors", "RTP lost", "dropped", "state"});
     for (const WatchLine& line : lines)
-        columns.add({printable(line.name), std::to_string(line.packets),
-                     fixed(line.bits_per_second / 1000, 1), std::to_string(line.continuity_errors),
-                     std::to_string(line.rtp_packets_lost), std::to_string(line.receive_drops),
-                     state_text(line, style)});
+        columns.add({line.name, std::to_string(line.packets), fixed(line.bits_per_second / 1000, 1),
+                     std::to_string(line.continuity_errors), std::to_string(line.rtp_packets_lost),
+                     std::to_string(line.receive_drops), state_text(line, style)});
     columns.print(out, style, "watch");
     out << '\n';
 }

@@ -12,7 +12,7 @@
 namespace zvprobe {
 
 struct WatchLine {
-    std::string name;
+    std::string name;  // made to be printed
     bool up = false;
     std::string why_away;
     uint64_t packets = 0;

@@ -25,7 +25,8 @@ void EventLines::finish() {
 }
 
 void EventLines::say(const std::string& text, Gravity gravity) const {
-    complain(name_, text, gravity);
+    wipe_progress();
+    log_line(gravity, name_ + ": " + text);
 }
 
 }  // namespace zvprobe

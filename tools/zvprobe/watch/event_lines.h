@@ -16,6 +16,7 @@ class EventLines {
     using Time = std::chrono::steady_clock::time_point;
     static constexpr int kMostPerMinute = 10;
 
+    // name: made to be printed, as that of a source is
     // what, more_of_them: what a line tells, as "event" and "events"
     EventLines(std::string name, const char* what, const char* more_of_them)
         : name_(std::move(name)), what_(what), more_of_them_(more_of_them) {}

@@ -11,7 +11,7 @@
 namespace zvprobe {
 
 struct SourceSettings {
-    std::string name;  // unique in a watch
+    std::string name;  // unique in a watch, and safe to print
     std::string url;
     std::map<std::string, std::string> labels = {};
     ZvSurveyLimits limits = {};

@@ -103,7 +103,7 @@ class WatchedSource::Survey {
     void see_event(const ZvSurveyEvent& event) {
         events_.add(event);
         if (source_.options_.tell_events && source_.event_lines_.next(source_.now_))
-            FindingLog(source_.settings_.name, true).tell(event);
+            source_.event_lines_.say(text_of(event), gravity_of(event));
     }
 
     WatchedSource& source_;
