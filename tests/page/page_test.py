@@ -1,6 +1,7 @@
 # SPDX-License-Identifier: MIT
 """The HTML report in a real browser. Without one there is nothing to test: exit status 77.
 usage: page_test.py ZVPROBE MEDIA_FOLDER"""
+import contextlib
 import json
 import os
 import pathlib
@@ -31,6 +32,11 @@ PAINTED = """return [...document.querySelectorAll(".canvas canvas")].map((canvas
 ROWS = """const table = [...document.querySelectorAll("table")]
     .find((one) => one.caption.textContent === arguments[0]);
 return [...table.tBodies[0].rows].map((row) => [...row.cells].map((cell) => cell.textContent))"""
+
+
+# The heading that is there now is not there after a renewal.
+MARK = "document.querySelector('#report h1').marked = true"
+IS_RENEWED = "return !document.querySelector('#report h1').marked"
 
 
 class Page(unittest.TestCase):
@@ -209,33 +215,53 @@ class Page(unittest.TestCase):
         self.assertGreater(min(self.browser.run(PAINTED)), 2)
 
     def test_a_watch_renews_its_page_until_the_reader_works_with_it(self):
-        with subprocess.Popen([PROBE, "monitor", "--listen", "0", f"{MEDIA}/three-programs.ts"],
+        with self.watch() as address:
+            self.open_live_page(address)
+            self.assertIn("three-programs.ts", self.text("h1"))
+            self.wait_until_renewed()
+            self.assertGreater(min(self.browser.run(PAINTED)), 2)
+            self.browser.run(MARK)
+            self.browser.click("#report h2")
+            self.assertEqual(self.text(".watch button"), "Renew")
+            time.sleep(6)
+            self.assertFalse(self.browser.run(IS_RENEWED), "it stays")
+            self.browser.click(".watch button")
+            self.wait_until(IS_RENEWED)
+            self.assertEqual(self.text(".watch button"), "Stop")
+            self.assertEqual(self.browser.complaints(), [])
+
+    def test_the_page_of_a_watch_outlives_the_watch(self):
+        with self.watch() as address:
+            self.open_live_page(address)
+        note = "return document.querySelector('.watch span').textContent"
+        self.wait_until(note + ".startsWith('No answer since ')")
+        self.assertGreater(min(self.browser.run(PAINTED)), 2)
+        port = address.rsplit(":", 1)[1]
+        with self.watch(port):
+            self.wait_until(note + ".startsWith('Renewed')")
+            self.wait_until_renewed()
+        with self.watch(port, "other"):
+            self.wait_until(note + ".startsWith('Not watched since ')")
+
+    @contextlib.contextmanager
+    def watch(self, port="0", source=f"{MEDIA}/three-programs.ts"):
+        with subprocess.Popen([PROBE, "monitor", "--listen", port, source],
                               stdout=subprocess.DEVNULL, stderr=subprocess.PIPE, text=True) as watch:
-            address = next(line for line in watch.stderr if "answers" in line).split()[1][:-1]
             try:
-                self.read_live_page(address)
+                yield next(line for line in watch.stderr if "answers" in line).split()[1][:-1]
             finally:
                 watch.terminate()
                 watch.communicate()
 
-    def read_live_page(self, address):
+    def open_live_page(self, address):
         self.browser.open(address)
         self.browser.complaints()
         self.browser.click("td a")
         self.wait_until("return document.querySelector('.watch button')")
-        self.assertIn("three-programs.ts", self.text("h1"))
-        self.assertGreater(min(self.browser.run(PAINTED)), 2)
-        self.browser.run("window.first = true")
-        self.wait_until("return !window.first && document.querySelector('.watch button')")
-        self.browser.run("window.first = true")
-        self.browser.click("#report h2")
-        self.assertEqual(self.text(".watch button"), "Renew")
-        time.sleep(6)
-        self.assertTrue(self.browser.run("return window.first"), "it stays")
-        self.browser.click(".watch button")
-        self.wait_until("return !window.first && document.querySelector('.watch button')")
-        self.assertEqual(self.text(".watch button"), "Stop")
-        self.assertEqual(self.browser.complaints(), [])
+
+    def wait_until_renewed(self):
+        self.browser.run(MARK)
+        self.wait_until(IS_RENEWED)
 
     def wait_until(self, script):
         for _ in range(100):

@@ -138,6 +138,12 @@ TEST(Page, HoldsTextsOfAnyKindAsText) {
     EXPECT_EQ(source["mpegts"]["programs"][0]["service"]["name"], kHostile);
 }
 
+TEST(Page, AsksForNothingUnlessItIsLive) {
+    EXPECT_EQ(page_of({}).find("connect-src"), std::string::npos);
+    const std::string page = page_of({}, {{"renew_s", 5}});
+    EXPECT_NE(page.find("Policy\" content=\"" + live_page_policy() + '"'), page.npos);
+}
+
 TEST(Page, SharesItsRoomAmongManySources) {
     std::vector<SourceReport> reports;
     for (int i = 0; i < 2; ++i)

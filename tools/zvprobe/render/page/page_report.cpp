@@ -11,6 +11,9 @@
 namespace zvprobe {
 namespace {
 
+// What a page that renews itself may do besides: ask where it came from.
+constexpr std::string_view kMayAsk = "; connect-src 'self'";
+
 constexpr size_t kRoomForFrame = 512;  // of the data: what stands around the sources
 
 // The JSON with no character that a reader of HTML or of scripts takes for anything but text. They
@@ -63,14 +66,15 @@ std::string page_of(std::span<const SourceReport> reports, const Json& live) {
         sources += (sources.empty() ? "" : ",") + text;
     }
     std::string page(kPageBeforeData);
+    if (!live.is_null()) page.insert(page.find(kPagePolicy) + kPagePolicy.size(), kMayAsk);
     page += "{\"library_version\":\"" + std::string(zvbitStream_api_version()) +
             "\",\"live\":" + live_text + ",\"sources_left_out\":" + std::to_string(left_out) +
             ",\"sources\":[" + sources + "]}";
     return page += kPageAfterData;
 }
 
-std::string_view page_policy() {
-    return kPagePolicy;
+std::string live_page_policy() {
+    return std::string(kPagePolicy).append(kMayAsk);
 }
 
 }  // namespace zvprobe

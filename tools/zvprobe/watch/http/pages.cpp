@@ -113,7 +113,7 @@ Page report_page(const Watch& watch, const std::string& name) {
     const SourceReport report = source->report(true);
     const Json live = {
         {"renew_s", kRenewed_s}, {"all", "/"}, {"json", std::string(kSources) + path_part(name)}};
-    return {200, kHtml, page_of({&report, 1}, live), std::string(page_policy()) + kNoFrames};
+    return {200, kHtml, page_of({&report, 1}, live), live_page_policy() + kNoFrames};
 }
 
 Page health_page(const Watch& watch) {
