@@ -63,6 +63,24 @@ TEST(WatchConfig, NamesSourcesOfUrlsInUtf8) {
     EXPECT_EQ(sources[0].name, "a\uFFFD\uFFFD\uFFFD/\u00e9\\\\x0a\\x1b.ts");
 }
 
+TEST(WatchConfig, NamesNoTokenOfAUrlAndKeepsSourcesApart) {
+    const std::vector<std::string> urls = {"http://h/a?token=x&b&=c#d",
+                                           "http://h/a?token=y&e&=#d",
+                                           "HTTPS://u@h/?",
+                                           "http://v@h/",
+                                           "http://w@h/",
+                                           "udp://10.0.0.1@239.1.1.1:5?rcvbuf=9000"};
+    std::vector<std::string> names;
+    for (const SourceSettings& source : sources_of_urls(urls, {}))
+        names.push_back(source.name);
+    EXPECT_EQ(names, std::vector<std::string>(
+                         {"http://h/a?token=***&***&=***#d", "http://h/a?token=***&***&=***#d (2)",
+                          "HTTPS://***@h/?", "http://***@h/", "http://***@h/ (2)", urls.back()}));
+    EXPECT_THROW(sources_of_urls({urls[0], urls[0]}, {}), UsageError);
+    EXPECT_EQ(refusal("[a]\nurl = http://h:x/?token=y\n"),
+              "watch.toml:2: url \"http://h:x/?token=***\": malformed");
+}
+
 TEST(WatchConfig, TakesTextsAsTheyStand) {
     for (const auto& [value, text] : {
              std::pair{R"("udp://x:1#f" # a comment)", R"(udp://x:1#f)"},

@@ -11,8 +11,9 @@ namespace {
 int open_http(ZvptcUrlContext* context) noexcept {
     const int begun = begin_open(context, ZVPTC_INDEX_HTTP);
     if (begun < 0) return begun;
-    fprintf(stderr, "zvprotocol: cannot open %s: built without libcurl, no http or https\n",
-            context->url);
+    // The rest of the URL may have a password in it.
+    fprintf(stderr, "zvprotocol: cannot open %s://%s: built without libcurl, no http or https\n",
+            context->protocol, context->hostname);
     return failure(ENOSYS);
 }
 

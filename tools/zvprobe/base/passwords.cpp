@@ -2,6 +2,10 @@
 // Implementation of passwords.h.
 #include "base/passwords.h"
 
+#include <algorithm>
+
+#include "base/numbers.h"
+
 namespace zvprobe {
 namespace {
 
@@ -41,12 +45,27 @@ std::string without_passwords(std::string_view text) {
         out.append(before).append(kAuthority);
         text.remove_prefix(found + kAuthority.size());
         const size_t at = takes_sender(before) ? text.npos : end_of_user(text);
-        const size_t colon = text.substr(0, at == text.npos ? 0 : at).find(':');
-        if (colon == text.npos) continue;
-        out.append(text.substr(0, colon + 1)).append(kHidden);
+        if (at == text.npos) continue;
+        out.append(kHidden);
         text.remove_prefix(at);
     }
     return out.append(text);
+}
+
+std::string without_query_values(std::string_view url) {
+    const size_t fragment = std::min(url.find('#'), url.size());
+    const size_t query = url.substr(0, fragment).find('?');
+    if (query == url.npos) return std::string(url);
+    std::string out(url.substr(0, query));
+    char before = '?';
+    for (const std::string_view part : split(url.substr(query + 1, fragment - query - 1), '&')) {
+        const size_t equals = part.find('=');
+        out += before;
+        if (equals != part.npos) out.append(part.substr(0, equals + 1));
+        if (!part.empty()) out.append(kHidden);
+        before = '&';
+    }
+    return out.append(url.substr(fragment));
 }
 
 }  // namespace zvprobe

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Passwords in URLs: a source may need one, and no report, log line or page may tell it.
+// Secrets in URLs: a source may need a password or a token, and no report, log line or page may tell it.
 #pragma once
 
 #include <string>
@@ -7,7 +7,11 @@
 
 namespace zvprobe {
 
-// -> the text with "***" in place of the password of each URL that has one
+// -> the text with "***" in place of user name and password of each URL that has them: one without a
+//    password may be a token
 std::string without_passwords(std::string_view text);
+
+// -> the URL with "***" in place of the values in its query
+std::string without_query_values(std::string_view url);
 
 }  // namespace zvprobe

@@ -10,7 +10,7 @@ namespace zvprobe {
 
 // Makes a text from a stream or a file name safe to print: control characters, bidirectional
 // overrides and bytes that are no UTF-8 become "\xNN" per byte, a backslash becomes two, and the
-// passwords of URLs "***".
+// users and passwords of URLs "***".
 std::string printable(std::string_view text);
 
 // Makes a text a name that other programs read as UTF-8: each byte that is no UTF-8 becomes U+FFFD,

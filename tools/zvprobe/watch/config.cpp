@@ -6,6 +6,7 @@
 #include <CLI/CLI.hpp>
 
 #include <algorithm>
+#include <map>
 #include <optional>
 #include <set>
 #include <sstream>
@@ -54,13 +55,19 @@ void check_label(const std::string& name) {
         throw UsageError("label " + in_quotes(name) + " is one that metrics have themselves");
 }
 
+// A token of a web server may be in the query; that of any other URL is for the protocol library.
+std::string shown(const std::string& url) {
+    const bool asks = zvptc_api_matchByUrlAndIndex(url.c_str(), ZVPTC_INDEX_HTTP) != 0;
+    return without_passwords(asks ? without_query_values(url) : url);
+}
+
 // Standard input cannot be opened again, and the next file read would be another one.
 void check_url(const std::string& url) {
     if (url.empty() || url == "-" || url.size() > kLongestUrl)
-        throw UsageError("url " + in_quotes(url) + ": no URL that can be watched");
+        throw UsageError("url " + in_quotes(shown(url)) + ": no URL that can be watched");
     ZvptcUrlInfo info{};
     if (zvptc_api_urlSplit_urlinfo(&info, url.c_str()) < 0)
-        throw UsageError("url " + in_quotes(url) + ": malformed");
+        throw UsageError("url " + in_quotes(shown(url)) + ": malformed");
     if (info.ptc_index < 0)
         throw UsageError("url " + in_quotes(url) + ": unknown protocol " + in_quotes(info.scheme));
 }
@@ -224,12 +231,17 @@ std::vector<SourceSettings> sources_of_file(const std::string& path,
 std::vector<SourceSettings> sources_of_urls(const std::vector<std::string>& urls,
                                             const ZvSurveyLimits& limits) {
     std::vector<SourceSettings> sources;
-    std::set<std::string> seen;
+    std::set<std::string> seen, names;
+    std::map<std::string, int> counts;
     for (const std::string& url : urls) {
         check_url(url);
-        const std::string name = as_name(without_passwords(url));
-        if (!seen.insert(name).second)
-            throw UsageError("source " + in_quotes(url) + " comes twice");
+        if (!seen.insert(url).second)
+            throw UsageError("source " + in_quotes(shown(url)) + " comes twice");
+        // Those that differ only in what is hidden are told apart by their number.
+        const std::string base = as_name(shown(url));
+        std::string name = base;
+        for (int& count = counts[base]; !names.insert(name).second;)
+            name = base + " (" + std::to_string(++count + 1) + ")";
         sources.push_back({name, url, {}, limits});
     }
     return sources;

@@ -22,8 +22,9 @@ std::vector<SourceSettings> sources_of_file(const std::string& path,
 std::vector<SourceSettings> sources_of_text(std::string_view text, const std::string& name,
                                             const ZvSurveyLimits& defaults);
 
-// -> the sources of URLs, which are their names, without passwords and as as_name() has them
-// Throws UsageError when a name comes twice.
+// -> the sources of URLs, which are their names, without users and passwords, values in queries of HTTP, and
+//    as as_name() has them; those of which that leaves the same are numbered
+// Throws UsageError when a URL comes twice.
 std::vector<SourceSettings> sources_of_urls(const std::vector<std::string>& urls,
                                             const ZvSurveyLimits& limits);
 
