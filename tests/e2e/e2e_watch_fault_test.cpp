@@ -99,6 +99,25 @@ TEST_F(Watch, OpensAgainAServerThatEndsAndStallsAndSendsGarbage) {
     tool_.reset();  // what the server waits for
 }
 
+// What opens and ends is not away for its end, where there was never a stream in it.
+TEST_F(Watch, SaysThatThereIsNoTransportStreamInWhatEnds) {
+    folder_.put("few.ts", read_file(media("single.ts")).substr(0, size_t{4} * 188));
+    static_cast<void>(file(section("flv", media("h264-aac.flv")) +
+                           section("mp3", media("mpeg1-layer3.mp3")) + section("few", "few.ts") +
+                           section("nothing", "/dev/null")));
+    start({"--config", "stream"});
+    EXPECT_TRUE(says("flv: away: no transport stream; tried again in "));
+    EXPECT_TRUE(says("mp3: away: no transport stream; tried again in "));
+    EXPECT_TRUE(says("few: away: the end; tried again in "));
+    EXPECT_TRUE(says("nothing: away: no bytes came; tried again in "));
+    EXPECT_EQ(metrics().at(of("up", "flv")), 0);
+    EXPECT_TRUE(await([&] {
+        return json::parse(get("/api/sources"))["sources"][0]["why_away"] ==
+                   "no transport stream" &&
+               get("/").find("away no transport stream") != std::string::npos;
+    }));
+}
+
 // A file or a route is not what is missing.
 TEST_F(Watch, SaysWhatAServerAnswersAndThatANameIsNotKnown) {
     Server server([](int fd) {

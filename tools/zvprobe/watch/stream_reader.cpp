@@ -75,7 +75,7 @@ std::string StreamReader::read_once() {
         if (!window.empty()) last = now;
         if (now - last >= kLongSilence) return "nothing came for long";
     }
-    return input->error().empty() ? "the end" : input->error();
+    return input->error().empty() ? source_->why_ended() : input->error();
 }
 
 void StreamReader::wait(std::chrono::milliseconds time) {

@@ -164,13 +164,25 @@ void WatchedSource::begin_to_wait() {
     why_away_ = kNoneYet;
 }
 
+// Nothing follows that bytes could wait for: few packets are believed only now.
+void WatchedSource::settle() {
+    look_for_other_framing(live_);
+    if (!live_) survey_->finish();  // a file has an end, and what comes next is another survey's
+}
+
+std::string WatchedSource::why_ended() {
+    const std::lock_guard lock(mutex_);
+    if (!has_bytes_) return "no bytes came";
+    settle();
+    return has_packets_ || survey_->run().totals().packets > 0 ? "the end" : "no transport stream";
+}
+
 void WatchedSource::closed(const std::string& why, std::chrono::milliseconds wait) {
     const std::lock_guard lock(mutex_);
     if (retired_) return;
     read_clock();
-    look_for_other_framing(live_);
+    settle();
     open_ = told_up_ = has_packets_ = false;
-    if (!live_) survey_->finish();  // a file has an end, and what comes next is another survey's
     why_away_ = why;
     if (state_lines_.next(now_))
         state_lines_.say("away: " + why + "; tried again in " + seconds_text(wait),

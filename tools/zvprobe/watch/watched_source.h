@@ -97,6 +97,9 @@ class WatchedSource {
     // It was opened. begins_anew: what comes now does not go on where the bytes before ended
     void opened(bool begins_anew);
 
+    // -> what is to be said of one that has come to its end: there may have been no stream in it
+    std::string why_ended();
+
     // It ended, or does not open. wait: until it is tried again
     void closed(const std::string& why, std::chrono::milliseconds wait);
 
@@ -132,6 +135,7 @@ class WatchedSource {
     void feed(std::span<const uint8_t> bytes, bool live);
     void note_packets();
     void look_for_other_framing(bool live);
+    void settle();
     void begin_survey();
     void end_survey();
     void follow() const;
