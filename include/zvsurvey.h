@@ -111,6 +111,13 @@ typedef struct ZvSurveyOptions {
     /* Most rows of each list of the history, where that is fewer than is said of the list below, so
      * that it takes 40 KiB for each of them at most, and 200 more; 0: as many as is said there. */
     uint32_t history_rows;
+
+    /* Seconds: the history keeps this much of the latest time at least, in steps that stop growing
+     * once 540 of them are as long, and forgets what is older; 0: it keeps all of it. For streams
+     * that are watched for months. */
+    uint32_t history_span_s;
+
+    uint32_t reserved; /* 0. Without it the record would end in padding, which hosts leave unset. */
 } ZvSurveyOptions;
 
 /* Takes a piece of JSON. -> 0 to go on, anything else to stop */
@@ -330,13 +337,16 @@ typedef struct ZvSurveySyncLoss {
 } ZvSurveySyncLoss;
 
 /* How the stream went over its time, in equal steps from its first packet on. The steps are 0.1 s
- * long; whenever there would be more than ZV_SURVEY_MAX_STEPS, two become one. Packets are counted at
- * the clock's first PCR after a step and spread evenly over the time since the count before; live
- * each is counted in the step in which it arrived. What is measured stands in the step in which it
- * is known: intervals where they end. Before zvsurvey_finish the packets of the latest step or two
- * may be missing. */
+ * long; whenever there would be more than ZV_SURVEY_MAX_STEPS, two become one. With
+ * ZvSurveyOptions.history_span_s they double only until 9/10 of them cover that span; from then on
+ * the oldest tenth is dropped instead, or more after a gap, and what is measured late for a dropped
+ * step is not kept. Packets are counted at the clock's first PCR after a step and spread evenly over
+ * the time since the count before; live each is counted in the step in which it arrived. What is
+ * measured stands in the step in which it is known: intervals where they end. Before zvsurvey_finish
+ * the packets of the latest step or two may be missing. */
 typedef struct ZvSurveyHistory {
-    double start_s;                /* when the first step begins: 0, the first packet */
+    double start_s;                /* when the first step begins; 0, the first packet, until steps
+                                      are dropped */
     double step_s;                 /* how long each step is: 0.1, 0.2, 0.4, ... */
     size_t steps;                  /* 0: no clock yet, and every list is empty */
     size_t packet_rows;            /* entries of zvsurvey_history_packets */
@@ -350,14 +360,15 @@ typedef struct ZvSurveyHistory {
     uint64_t tables_left_out;      /* intervals of tables, the same */
 } ZvSurveyHistory;
 
-/* Packets of a PID: those whose first packets came first have a row, 1024 of them. */
+/* Packets of a PID: those whose first packets came first have a row, 1024 of them, and keep it. */
 typedef struct ZvSurveyHistoryPackets {
-    uint16_t pid; /* 0..8191 */
-    const uint64_t*
-        packets; /* by step; their sum is the PID's packets once the survey is finished */
+    uint16_t pid;            /* 0..8191 */
+    const uint64_t* packets; /* by step; once the survey is finished their sum is the PID's packets,
+                                less those that came before start_s */
 } ZvSurveyHistoryPackets;
 
-/* PCRs of a PID; 256 PIDs at most. */
+/* PCRs of a PID; 256 PIDs at most. Here and in the next two lists a row without a value in any step
+ * is removed when steps are dropped, and another may have its place. */
 typedef struct ZvSurveyHistoryPcr {
     uint16_t pid;                 /* 0..8191 */
     const double* interval_min_s; /* by step: from one value to the next; NaN: none in the step */
@@ -381,7 +392,8 @@ typedef struct ZvSurveyHistoryTable {
     const double* interval_max_s; /* by step: the longest that ended there; NaN: none */
 } ZvSurveyHistoryTable;
 
-/* Counts of an indicator that is measured and counted something at a known time. */
+/* Counts of an indicator that is measured and counted something in a step, be it one that was dropped
+ * since. */
 typedef struct ZvSurveyHistoryEvents {
     const char* id;         /* "1.3.a" */
     const uint64_t* counts; /* by step */

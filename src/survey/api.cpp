@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <optional>
 #include <span>
 #include <string_view>
 
@@ -79,16 +80,18 @@ Limits limits_of(const ZvSurveyLimits& set) {
     return limits;
 }
 
-size_t history_rows_of(const ZvSurveyOptions& options) {
-    if (options.history == 0) return 0;
-    return options.history_rows == 0 ? SIZE_MAX : options.history_rows;
+std::optional<HistoryBounds> history_of(const ZvSurveyOptions& options) {
+    if (options.history == 0) return std::nullopt;
+    HistoryBounds bounds = {.span_s = options.history_span_s};
+    if (options.history_rows > 0) bounds.rows = options.history_rows;
+    return bounds;
 }
 
 }  // namespace
 
 ZvSurvey::ZvSurvey(const ZvSurveyOptions& options)
     : survey(teller(options), packet_seer(options), limits_of(options.limits), line_seer(options),
-             history_rows_of(options)) {}
+             history_of(options)) {}
 
 ZvSurvey* zvsurvey_new(const ZvSurveyOptions* options) {
     try {

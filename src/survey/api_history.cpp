@@ -59,6 +59,7 @@ int zvsurvey_history(const ZvSurvey* survey, ZvSurveyHistory* out, size_t size) 
     const History* const history = history_of(survey);
     if (!history || !out) return 0;
     ZvSurveyHistory record = {};
+    record.start_s = history->start_s();
     record.step_s = history->step_s();
     record.steps = history->steps();
     record.packet_rows = count_rows(history->packets());

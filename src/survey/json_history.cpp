@@ -15,7 +15,7 @@ class HistoryWriter {
         : survey_(survey), history_(*survey.timing().history()), out_(out) {}
 
     void write() {
-        out_.member("start_s", 0.0);
+        out_.member("start_s", history_.start_s());
         out_.member("step_s", history_.step_s());
         out_.member("steps", history_.steps());
         write_packets();

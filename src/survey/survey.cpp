@@ -17,11 +17,11 @@ constexpr size_t kPacketsAhead = 96;
 }  // namespace
 
 Survey::Survey(EventLog::Tell tell, SeePackets see_packets, const Limits& limits,
-               SeeTimeLine see_line, size_t history_rows)
+               SeeTimeLine see_line, const std::optional<HistoryBounds>& history)
     : see_packets_(std::move(see_packets)),
       events_(std::move(tell)),
       limits_(limits),
-      timing_(events_, pids_, tables_, limits_, std::move(see_line), history_rows) {}
+      timing_(events_, pids_, tables_, limits_, std::move(see_line), history) {}
 
 void Survey::feed(std::span<const uint8_t> bytes) {
     bytes_ += bytes.size();

@@ -42,7 +42,7 @@ class Survey {
     static constexpr size_t kMostSyncLosses = 1000;
 
     Survey(EventLog::Tell tell, SeePackets see_packets, const Limits& limits, SeeTimeLine see_line,
-           size_t history_rows);
+           const std::optional<HistoryBounds>& history);
 
     void feed(std::span<const uint8_t> bytes);
 

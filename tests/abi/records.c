@@ -54,5 +54,10 @@ SIZE(ZvmemCounters, 16);
 
 /* A host's `size` tells how many of the members it knows. */
 AT(ZvSurveyOptions, size, 0);
+#ifdef __LP64__
+/* No member ends in room that a later one would take. */
+AT(ZvSurveyOptions, history_span_s, 208);
+SIZE(ZvSurveyOptions, 216);
+#endif
 
 typedef int zv_not_empty;

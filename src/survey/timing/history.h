@@ -1,13 +1,15 @@
 // SPDX-License-Identifier: MIT
 // How a stream went over its time, in the steps of step_grid.h: packets of each PID, extremes of PCR
 // intervals, PCR accuracy, lead of time stamps and table intervals, counts of the indicators. Memory
-// is bounded: a row for so many PIDs or tables, made when there is something to put into it.
+// is bounded: a row for so many PIDs or tables, made when there is something to put into it. Of a
+// history that keeps the latest time only, rows that became empty are given to others.
 #pragma once
 
 #include <algorithm>
 #include <array>
 #include <cstdint>
 #include <map>
+#include <optional>
 #include <vector>
 
 #include "survey/records/indicators.h"
@@ -25,6 +27,13 @@ struct StepExtremes {
 
     void add(size_t step, double value);
     void merge();
+    void drop(size_t count);
+    bool is_empty() const;
+};
+
+struct HistoryBounds {
+    size_t rows = SIZE_MAX;  // of each list at most, besides the bounds of History
+    uint32_t span_s = 0;     // what is kept at least of the latest time; 0: all of it
 };
 
 class History {
@@ -35,7 +44,7 @@ class History {
     static constexpr size_t kMostTableRows = 512;
 
     struct PacketRow {
-        uint64_t counted = 0;  // of the PID's packets, those that are in the steps
+        uint64_t counted = 0;  // of the PID's packets, those that are or were in the steps
         StepCounts steps;
     };
     struct PcrRow {
@@ -50,18 +59,18 @@ class History {
     };
 
     // pids  in  whose packets are counted; longer-lived
-    // rows  in  that each list has at most, besides the bounds above
-    History(const Pids& pids, size_t rows)
-        : packet_rows_(std::min(rows, kMostPacketRows)),
-          pcr_rows_(std::min(rows, kMostPcrRows)),
-          pts_rows_(std::min(rows, kMostPtsRows)),
-          table_rows_(std::min(rows, kMostTableRows)),
-          pids_(pids) {}
+    History(const Pids& pids, const HistoryBounds& bounds)
+        : packet_rows_(std::min(bounds.rows, kMostPacketRows)),
+          pcr_rows_(std::min(bounds.rows, kMostPcrRows)),
+          pts_rows_(std::min(bounds.rows, kMostPtsRows)),
+          table_rows_(std::min(bounds.rows, kMostTableRows)),
+          pids_(pids),
+          grid_(bounds.span_s) {}
 
     // The first packet of a PID came.
     void see_pid(uint16_t pid) { came_.push_back(pid); }
 
-    // What was measured, at its time.
+    // What was measured, at its time; nothing is kept of what is older than the first step.
     void see_pcr_interval(uint16_t pid, double time_s, double ticks);
     void see_pcr_deviation(uint16_t pid, double time_s, double ns);
     void see_pts_ahead(uint16_t pid, double time_s, double seconds);
@@ -80,6 +89,7 @@ class History {
     void reach_live(double came_s, double now_s);
     void end_live(double last_s);
 
+    double start_s() const { return grid_.start_s(); }
     size_t steps() const { return grid_.steps(); }
     double step_s() const { return grid_.step_s(); }
     const std::map<uint16_t, PacketRow>& packets() const { return packets_; }
@@ -97,12 +107,22 @@ class History {
     uint64_t tables_left_out() const { return tables_left_out_; }
 
   private:
-    size_t step_at(double time_s);
+    // A time in which packets came, and the steps that it is in.
+    struct Stretch {
+        double from_s, to_s;
+        double step_s;
+        uint64_t kept;  // the first step that is
+        uint64_t from, last;
+    };
+
+    [[gnu::always_inline]] std::optional<size_t> step_at(double time_s);
     void merge_steps();
+    void drop_steps(size_t count);
+    void remove_empty_rows();
     void count_packets(double from_s, double to_s);
     void give_rows();
     uint64_t packets_of_others() const;
-    void spread(PacketRow& row, uint64_t packets, double from_s, double to_s);
+    void spread(PacketRow& row, uint64_t packets, const Stretch& over);
 
     const size_t packet_rows_, pcr_rows_, pts_rows_, table_rows_;
     const Pids& pids_;

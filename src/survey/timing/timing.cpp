@@ -22,11 +22,11 @@ uint64_t offset_of(const Timed& timed) {
 }  // namespace
 
 Timing::Timing(EventLog& events, Pids& pids, Tables& tables, const Limits& limits,
-               SeeTimeLine see_line, size_t history_rows)
+               SeeTimeLine see_line, const std::optional<HistoryBounds>& history)
     : events_(events),
       pids_(pids),
       see_line_(std::move(see_line)),
-      history_(history_rows > 0 ? std::make_unique<History>(pids, history_rows) : nullptr),
+      history_(history ? std::make_unique<History>(pids, *history) : nullptr),
       judge_(events, pids, tables, clock_, limits, history_.get()),
       gap_bytes_(kGapBytesWithoutClock) {}
 

@@ -24,11 +24,10 @@ class Timing {
   public:
     static constexpr size_t kMostWaiting = 65536;
 
-    // see_line      in  gets each line of time, and where it ends; may be empty
-    // history_rows  in  what is measured is kept step by step, too, in lists of so many rows at most;
-    //                   0: it is not
+    // see_line  in  gets each line of time, and where it ends; may be empty
+    // history   in  what is measured is kept step by step, too, within these bounds
     Timing(EventLog& events, Pids& pids, Tables& tables, const Limits& limits, SeeTimeLine see_line,
-           size_t history_rows);
+           const std::optional<HistoryBounds>& history);
 
     // The first packet was found.
     void begin(size_t packet_size, uint64_t first_offset) {
