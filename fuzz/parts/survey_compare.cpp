@@ -3,6 +3,7 @@
 #include "parts/survey_compare.h"
 
 #include <cmath>
+#include <optional>
 
 #include "reference/survey_reference.h"
 #include "support/history_check.h"
@@ -34,10 +35,13 @@ std::string differ(const Json& reference, const Json& survey) {
 // A finished survey.
 class Surveyed {
   public:
-    Surveyed(std::span<const uint8_t> bytes, PieceSizes sizes, size_t scale, bool history) {
+    // span_s  in  what a history keeps of the latest time, 0 for all of it; nothing: none is kept
+    Surveyed(std::span<const uint8_t> bytes, PieceSizes sizes, size_t scale,
+             std::optional<uint32_t> span_s) {
         ZvSurveyOptions options = {};
         options.size = sizeof options;
-        options.history = history;
+        options.history = span_s.has_value();
+        options.history_span_s = span_s.value_or(0);
         survey_ = zvsurvey_new(&options);
         require(survey_, "there is memory");
         for (size_t pieces = 0; !bytes.empty(); ++pieces) {
@@ -53,6 +57,16 @@ class Surveyed {
     Surveyed& operator=(const Surveyed&) = delete;
 
     ZvSurvey* operator*() const { return survey_; }
+
+    std::string json() const {
+        std::string text;
+        const auto add = [](void* to, const char* part, size_t size) {
+            static_cast<std::string*>(to)->append(part, size);
+            return 0;
+        };
+        require(zvsurvey_json(survey_, add, &text) == 0, "JSON can be written");
+        return text;
+    }
 
   private:
     ZvSurvey* survey_ = nullptr;
@@ -121,6 +135,17 @@ void require_indicator(const ZvSurveyIndicator& survey, const ReferenceTiming& r
     require(close(found->second.last_s, survey.last_s, {}), survey.name);
 }
 
+// A history of the latest time is the end of the whole one.
+void require_window(const nlohmann::json& whole, std::span<const uint8_t> bytes, PieceSizes sizes,
+                    size_t scale) {
+    constexpr uint32_t kSpan = 1;
+    const auto latest = nlohmann::json::parse(Surveyed(bytes, sizes, scale, kSpan).json());
+    std::string wrong = zvtest::HistoryCheck(latest, kSpan).run();
+    require(wrong.empty(), ("the latest history adds up: " + wrong).c_str());
+    wrong = zvtest::WindowCheck(latest.at("history"), whole.at("history"), false).run();
+    require(wrong.empty(), ("the latest history is the end of all: " + wrong).c_str());
+}
+
 }  // namespace
 
 std::string difference(const Json& reference, const Json& survey) {
@@ -129,17 +154,13 @@ std::string difference(const Json& reference, const Json& survey) {
 }
 
 Json survey_in_pieces(std::span<const uint8_t> bytes, PieceSizes sizes, size_t scale) {
-    const Surveyed survey(bytes, sizes, scale, true);
-    std::string text;
-    const auto add = [](void* to, const char* part, size_t size) {
-        static_cast<std::string*>(to)->append(part, size);
-        return 0;
-    };
-    require(zvsurvey_json(*survey, add, &text) == 0, "JSON can be written");
+    const std::string text = Surveyed(bytes, sizes, scale, 0).json();
     // What the reference does not have: it adds up to what both have.
     const nlohmann::json made = nlohmann::json::parse(text);
     const std::string wrong = zvtest::HistoryCheck(made).run();
     require(wrong.empty(), ("the history adds up to the totals: " + wrong).c_str());
+    // Of shorter streams nothing is dropped.
+    if (made.at("history").at("step_s") > 0.1) require_window(made, bytes, sizes, scale);
     return Json::parse(text);
 }
 
@@ -153,7 +174,7 @@ void require_as_reference(std::span<const uint8_t> bytes, PieceSizes sizes, size
 bool require_timing_as_reference(std::span<const uint8_t> bytes, PieceSizes sizes, size_t scale) {
     const auto reference = survey_reference_timing(bytes);
     if (reference && reference->undecided) return false;
-    const Surveyed survey(bytes, sizes, scale, false);
+    const Surveyed survey(bytes, sizes, scale, std::nullopt);
     ZvSurveyTotals totals;
     require(zvsurvey_totals(*survey, &totals, sizeof totals) == 1, "there are totals");
     require((totals.packet_size > 0) == reference.has_value(), "both find packets or none");

@@ -113,14 +113,21 @@ std::vector<uint8_t> make_input(fuzz::ByteSource& in, uint8_t mode) {
     }
 }
 
+// What is kept of how the stream goes over its time.
+struct History {
+    bool kept;
+    uint32_t span_s;  // 0: all of it
+};
+
 // A survey of the input, and what its callbacks were told.
 class Run {
   public:
-    Run(std::span<const uint8_t> input, bool history) : input_(input) {
+    Run(std::span<const uint8_t> input, History history) : input_(input) {
         ZvSurveyOptions options = {};
         options.size = sizeof options;
         options.arg = this;
-        options.history = history;
+        options.history = history.kept;
+        options.history_span_s = history.span_s;
         options.on_event = [](void* self, const ZvSurveyEvent* event) {
             static_cast<Run*>(self)->see_event(*event);
         };
@@ -191,13 +198,13 @@ class Run {
     uint64_t packets_ = 0, events_ = 0, next_ = 0;
 };
 
-std::string survey_whole(std::span<const uint8_t> input, bool history) {
+std::string survey_whole(std::span<const uint8_t> input, History history) {
     Run run(input, history);
     run.feed(input);
     return run.finish();
 }
 
-std::string survey_cut(std::span<const uint8_t> input, bool history, fuzz::PieceSizes sizes,
+std::string survey_cut(std::span<const uint8_t> input, History history, fuzz::PieceSizes sizes,
                        size_t scale) {
     Run run(input, history);
     bool looked = false;
@@ -215,20 +222,20 @@ std::string survey_cut(std::span<const uint8_t> input, bool history, fuzz::Piece
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     fuzz::ByteSource in(data, size);
     const uint8_t mode = in.u8();
-    const bool history = mode & 0x40;
+    const History history = {(mode & 0x40) != 0, mode & 0x20 ? 1u : 0u};
     const fuzz::PieceSizes sizes(in);
     const std::vector<uint8_t> input = make_input(in, mode);
 
     const size_t held_before = CountedNew::most_held = CountedNew::held;
     const std::string whole = survey_whole(input, history);
     // Of many short tables a row each is large.
-    const size_t little = (size_t{history ? 7u : 4u} << 20) + 64 * input.size();
+    const size_t little = (size_t{history.kept ? 7u : 4u} << 20) + 64 * input.size();
     fuzz::require(CountedNew::most_held - held_before < little, "a survey of little is little");
     fuzz::require(CountedNew::most_held - held_before < size_t{64} << 20, "a survey has its bound");
     fuzz::require(nlohmann::json::accept(whole), "the JSON is JSON, and UTF-8");
-    if (history) {
+    if (history.kept) {
         const nlohmann::json survey = nlohmann::json::parse(whole);
-        const std::string wrong = zvtest::HistoryCheck(survey).run();
+        const std::string wrong = zvtest::HistoryCheck(survey, history.span_s).run();
         fuzz::require(wrong.empty(), ("the history adds up to the totals: " + wrong).c_str());
     }
     fuzz::require(survey_cut(input, history, sizes, mode & 0x80 ? 37 : 1) == whole,
