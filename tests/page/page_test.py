@@ -132,8 +132,44 @@ class Page(unittest.TestCase):
         low, high = ranges[0]
         self.assertTrue(low > 2 and 4 < high < 7 and low < 4, ranges[0])
         self.browser.run("""[...document.querySelectorAll("button")]
-            .find((one) => one.textContent === "Whole stream").click()""")
+            .find((one) => one.textContent === "All of it").click()""")
         self.assertIn("all of it", self.range())
+
+    def test_plots_of_the_latest_time_tell_times_since_the_first_packet(self):
+        began = 10_000_020
+        self.show("faulty.ts")
+        page = (self.place / "page.html").read_text()
+        head, rest = page.split('id="data">')
+        data, tail = rest.split("</script>", 1)
+        data = json.loads(data)
+        report = data["sources"][0]["mpegts"]
+        report["history"]["start_s"] = began
+        report["clock"]["duration_s"] += began
+        events = report["events"]["list"]["rows"]
+        self.assertGreater(len(events), 1)
+        for row in events[1:]:
+            row[0] += began
+        (self.place / "later.html").write_text(f'{head}id="data">{json.dumps(data)}</script>{tail}')
+        self.browser.open((self.place / "later.html").as_uri())
+        self.browser.settle()
+        self.assertEqual(self.browser.complaints(), [])
+        self.assertIn("The plots show the last 0:00:10.", self.text("#report"))
+        self.assertEqual(self.range(), "all of it: 2777:47:00.0 to 2777:47:10.0")
+        scale = "return document.querySelector('[data-plot=rate]').view.chart.scales.x"
+        self.assertEqual(self.browser.run(scale)["min"], began)
+        self.assertGreater(min(self.browser.run(PAINTED)), 2)
+        self.browser.press(".cursor input", RIGHT * 3)
+        self.assertEqual(self.text(".clock"), "2777:47:00.3")
+        links = self.browser.run("""const table = [...document.querySelectorAll("table")]
+            .find((one) => one.caption.textContent === "Events");
+            window.links = [...table.tBodies[0].rows].map((row) => row.querySelector("button"));
+            return links.map((one) => one !== null)""")
+        self.assertEqual(links, [False] + [True] * (len(events) - 1))
+        self.browser.run("links[1].click()")
+        zoomed = self.browser.run(scale)
+        self.assertLessEqual(zoomed["min"], events[1][0])
+        self.assertGreaterEqual(zoomed["max"], events[1][0])
+        self.assertLess(zoomed["max"] - zoomed["min"], 5)
 
     def test_the_keyboard_moves_the_cursor_and_hides_series(self):
         self.show("faulty.ts")

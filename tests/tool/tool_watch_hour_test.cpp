@@ -156,6 +156,10 @@ TEST_F(LongWatch, AYearOfSilencesTakesNoMemory) {
         if (day == 60) early = heap_in_use();
     }
     EXPECT_LT(heap_in_use(), early + 256 * 1024) << "some lists of events are not full yet";
+    const SourceReport report = source_.report(true);
+    const Json& history = std::get<TsReport>(report.content).survey.at("history");
+    EXPECT_EQ(history.at("step_s"), 12.8) << "for the last hour at least";
+    EXPECT_NEAR(history.at("start_s").get<double>(), 366 * 86400, 2.5 * 3600);
     EXPECT_EQ(source_.retire().packets.sum(), 366 * kPackets);
 }
 

@@ -31,14 +31,15 @@ std::vector<Record> all_of(const ZvSurvey* survey,
 }  // namespace
 
 SurveyRun::SurveyRun(SurveyCallbacks callbacks, const ZvSurveyLimits& limits,
-                     std::optional<uint32_t> history_rows)
+                     const std::optional<SurveyHistory>& history)
     : callbacks_(std::move(callbacks)), survey_(nullptr, zvsurvey_free) {
     ZvSurveyOptions options = {};
     options.size = sizeof options;
     options.arg = this;
     options.limits = limits;
-    options.history = history_rows.has_value();
-    options.history_rows = history_rows.value_or(0);
+    options.history = history.has_value();
+    options.history_rows = history ? history->rows : 0;
+    options.history_span_s = history ? history->span_s : 0;
     options.on_event = [](void* arg, const ZvSurveyEvent* event) {
         auto& run = *static_cast<SurveyRun*>(arg);
         run.keep_exception([&] { run.callbacks_.on_event(*event); });

@@ -27,14 +27,19 @@ struct SurveyCallbacks {
     std::function<void(const ZvSurveyTimeLine& line)> on_clock;
 };
 
+// How much is kept of how the stream goes over its time.
+struct SurveyHistory {
+    uint32_t rows = 0;    // of each list at most; 0: as many as there may be
+    uint32_t span_s = 0;  // of the latest time at least; 0: all of it
+};
+
 class SurveyRun {
   public:
     // Throws std::bad_alloc, as do the functions below.
     // limits:  of the indicators, 0 for the default
-    // history_rows: the JSON tells how the stream went over its time, too, in lists of so many rows
-    //               at most, 0 for as many as there may be
+    // history: the JSON tells how the stream went over its time, too
     explicit SurveyRun(SurveyCallbacks callbacks, const ZvSurveyLimits& limits = {},
-                       std::optional<uint32_t> history_rows = {});
+                       const std::optional<SurveyHistory>& history = {});
     SurveyRun(const SurveyRun&) = delete;
     SurveyRun& operator=(const SurveyRun&) = delete;
 

@@ -22,6 +22,10 @@ constexpr char kNoneYet[] = "no packets came yet";
 // A history takes at most 40 KiB for each of these: less than 3 MiB of the 4 that a source may take.
 constexpr uint32_t kHistoryRows = 64;
 
+// An hour: who is called looks for what was just now, in steps of 13 seconds. Steps of months would be
+// hours long.
+constexpr uint32_t kHistorySeconds = 3600;
+
 uint64_t microseconds(WatchedSource::Clock::time_point time) {
     return static_cast<uint64_t>(
         std::chrono::duration_cast<std::chrono::microseconds>(time.time_since_epoch()).count());
@@ -58,7 +62,9 @@ class WatchedSource::Survey {
                 },
                 {}},
                source.settings_.limits,
-               source.options_.keep_history ? std::optional(kHistoryRows) : std::nullopt) {}
+               source.options_.keep_history
+                   ? std::optional(SurveyHistory{kHistoryRows, kHistorySeconds})
+                   : std::nullopt) {}
 
     // -> true when there were packets in sync
     bool feed(std::span<const uint8_t> bytes, bool live) {

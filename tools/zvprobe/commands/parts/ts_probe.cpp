@@ -37,7 +37,8 @@ class TsProbe {
                        see_packets(packets, packet_size);
                    },
                    {}},
-                  options.limits, options.history ? std::optional<uint32_t>(0) : std::nullopt) {}
+                  options.limits, options.history ? std::optional(SurveyHistory{}) : std::nullopt) {
+    }
 
     void read(Source& source, std::span<const uint8_t> window) {
         for (;;) {

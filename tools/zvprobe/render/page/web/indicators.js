@@ -48,8 +48,8 @@ const kPriorities = [
     "Third priority: does the rest fit?"
 ];
 
-// Groups of a table, one for each priority. goTo: called with a time that was chosen
-function indicatorTable(indicators, clock, goTo) {
+// Groups of a table, one for each priority. goToOf: gives what is called with a time that was chosen
+function indicatorTable(indicators, clock, goToOf) {
     const head = ["Indicator", "What it means", "Count", "First", "Last"].map(
         (title, i) => make("th", {scope: "col", class: i === 2 ? "right" : null}, title));
     const groups = [1, 2, 3].map(
@@ -59,7 +59,7 @@ function indicatorTable(indicators, clock, goTo) {
                 "tr", {},
                 make("th", {scope: "rowgroup", colspan: 5, class: "group"}, kPriorities[priority])),
             indicators.filter((i) => i.priority === priority)
-                .map((i) => indicatorRow(i, clock, goTo))));
+                .map((i) => indicatorRow(i, clock, goToOf))));
     const caption = "Indicators of ETSI TR 101 290";
     return scrollable(
         caption,
@@ -68,7 +68,7 @@ function indicatorTable(indicators, clock, goTo) {
             make("thead", {}, make("tr", {}, head)), groups));
 }
 
-function indicatorRow(indicator, clock, goTo) {
+function indicatorRow(indicator, clock, goToOf) {
     const {id, name, measured, count} = indicator;
     const title = make("th", {scope: "row"}, `${id} `, make("span", {class: "name"}, name));
     const meaning = make("td", {class: "wide"}, kMeanings[id] || "");
@@ -80,8 +80,8 @@ function indicatorRow(indicator, clock, goTo) {
     return make(
         "tr", {class: count > 0 ? "bad" : null}, title, meaning,
         make("td", {class: "right"}, make("span", {"aria-hidden": "true"}, mark), grouped(count)),
-        make("td", {}, timeLink(indicator.first_s, goTo)),
-        make("td", {}, timeLink(indicator.last_s, goTo)));
+        make("td", {}, timeLink(indicator.first_s, goToOf(indicator.first_s))),
+        make("td", {}, timeLink(indicator.last_s, goToOf(indicator.last_s))));
 }
 
 // A time that leads to its place in the plots; without plots it is only a time.

@@ -77,7 +77,8 @@ class Plot {
             width,
             height: this.height(),
             legend: {show: false},
-            padding: [8, 22, 0, 0],
+            // on the right half of the last time
+            padding: [8, Math.max(22, 4 * shortTime(this.timeline.end, 0).length), 0, 0],
             cursor: {y: false, points: {show: false}, drag: {setScale: false}},
             scales: {x: {time: false}, y: {distr: plan.log ? 3 : 1, range: () => this.yRange()}},
             axes: [timeAxis(colours), valueAxis(plan, colours)],

@@ -97,7 +97,7 @@ class Timeline {
         });
         this.clock = make("output", {class: "clock"}, timeText(this.start, 1));
         this.range = make("span", {class: "range", role: "status"});
-        this.whole = button("Whole stream", () => this.zoom(this.start, this.end));
+        this.whole = button("All of it", () => this.zoom(this.start, this.end));
         const controls = make(
             "div", {class: "controls"},
             make(

@@ -246,7 +246,7 @@ function tableTable({tables, tables_left_out: more}) {
     ];
 }
 
-function eventTable({events}, goTo) {
+function eventTable({events}, goToOf) {
     if (events.total === 0) return make("p", {}, "Nothing happened.");
     const kinds = [...new Set(events.list.map((row) => row.kind))].sort();
     const filters = makeFilters({
@@ -264,7 +264,7 @@ function eventTable({events}, goTo) {
                 {
                     title: "Time",
                     value: (row) => row.time_s,
-                    cell: (row) => timeLink(row.time_s, goTo)
+                    cell: (row) => timeLink(row.time_s, goToOf(row.time_s))
                 },
                 {title: "Indicator", value: (row) => row.indicator},
                 {title: "Kind", value: (row) => row.kind},
@@ -282,6 +282,15 @@ function eventTable({events}, goTo) {
     ];
 }
 
+// Of a stream that is watched the plots have the latest time only.
+function windowNote(timeline) {
+    if (timeline.start === 0) return null;
+    const length = timeText(timeline.end - timeline.start, 0);
+    return make(
+        "p", {class: "note"}, `The plots show the last ${length}. Figures and tables are of all ` +
+            "that came, and every time is counted from the first packet.");
+}
+
 // -> {elements, timeline (null without a clock)}
 function tsReport(report) {
     const {history, clock} = report;
@@ -289,8 +298,11 @@ function tsReport(report) {
         new Timeline(history, isKnown(clock.duration_s) ? clock.duration_s : 0) :
         null;
     const goTo = timeline ? (seconds) => timeline.zoomTo(seconds) : null;
+    // What was before the plots begin is no place in them.
+    const goToOf = (seconds) =>
+        timeline && timeline.start > 0 && seconds < timeline.start ? null : goTo;
     const time = timeline ?
-        [timeline.controls, tsPlots(report, timeline).map((plot) => plot.element)] :
+        [windowNote(timeline), timeline.controls, tsPlots(report, timeline).map((plot) => plot.element)] :
         make(
             "p", {},
             report.history_left_out ? "There was no room for plots in this page." :
@@ -301,10 +313,10 @@ function tsReport(report) {
             tsFacts(report),
             section("Programmes", programTree(report)),
             section("Over time", time),
-            section("TR 101 290", indicatorTable(report.tr101290, clock, goTo)),
+            section("TR 101 290", indicatorTable(report.tr101290, clock, goToOf)),
             section("PIDs", pidTable(report)),
             section("Tables", tableTable(report)),
-            section("Events", eventTable(report, goTo)),
+            section("Events", eventTable(report, goToOf)),
         ]
     };
 }
