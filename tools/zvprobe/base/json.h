@@ -2,15 +2,13 @@
 // What the JSON of all formats is made of.
 #pragma once
 
-#include <nlohmann/json.hpp>
 #include <string>
 #include <string_view>
 
 #include "base/capped_list.h"
+#include "base/json_memory.h"
 
 namespace zvprobe {
-
-using Json = nlohmann::ordered_json;
 
 inline constexpr char kJsonSchema[] = "zvprobe/2";
 

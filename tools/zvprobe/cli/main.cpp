@@ -15,6 +15,17 @@
 namespace zvprobe {
 namespace {
 
+CommandLine read_guarded(int argc, const char* const* argv) {
+    try {
+        return read_command_line(argc, argv);
+    } catch (const std::bad_alloc&) {
+        complain("the command line", "out of memory");
+    }
+    CommandLine nothing;
+    nothing.status = kExitCannotOpen;
+    return nothing;
+}
+
 int run(const CommandLine& line) {
     start_log(line.session);
     const int status = line.command(line.session);
@@ -48,7 +59,7 @@ int main(int argc, char** argv) {
     occupy_standard_descriptors();
     StandardOutput output;
     catch_signals();
-    const CommandLine line = read_command_line(argc, argv);
+    const CommandLine line = read_guarded(argc, argv);
     if (line.writes) let_lost_readers_be_told();
     const int status = tell(output, line.command ? run_guarded(line) : line.status);
     // Who started a command that writes, or one for many sources, sees that it was cut short by what

@@ -9,7 +9,7 @@
 #include <thread>
 #include <utility>
 
-#include "base/memory_reserve.h"
+#include "base/patience.h"
 #include "commands/commands.h"
 #include "commands/parts/page_file.h"
 #include "commands/parts/side_by_side.h"
@@ -103,7 +103,6 @@ Line line_of(const SourceReport& report, size_t index, const ProbeOptions& optio
 Line probe_line(const NamedSource& source, const ProbeOptions& options, const Session& session) {
     std::string why;
     try {
-        const MemoryReserve reserve;
         const SourceReport report = probe_source(source.name, options, session);
         if (report.failure) complain(report.name, report.failure->message);
         return line_of(report, source.index, options);
@@ -112,8 +111,9 @@ Line probe_line(const NamedSource& source, const ProbeOptions& options, const Se
     } catch (const std::exception& error) {
         why = error.what();
     }
-    complain(source.name, why);
-    return line_of(failed_report(source.name, why), source.index, options);
+    patiently([&] { complain(source.name, why); });
+    return patiently(
+        [&] { return line_of(failed_report(source.name, why), source.index, options); });
 }
 
 // Prints a line for each source once it is read. -> exit status

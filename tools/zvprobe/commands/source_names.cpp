@@ -5,6 +5,8 @@
 #include <new>
 #include <utility>
 
+#include "base/patience.h"
+
 namespace zvprobe {
 
 SourceNames::SourceNames(const std::vector<std::string>& given, const std::string& list,
@@ -16,7 +18,7 @@ SourceNames::SourceNames(const std::vector<std::string>& given, const std::strin
 std::optional<NamedSource> SourceNames::next() noexcept {
     if (!error_.empty()) return std::nullopt;
     try {
-        if (std::optional<std::string> name = next_name())
+        if (auto name = patiently([this] { return next_name(); }))
             return NamedSource{index_++, std::move(*name)};
     } catch (const std::bad_alloc&) {
         error_ = "out of memory";  // so short that it needs none

@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <utility>
 
 #include "base/interrupt.h"
 #include "io/source.h"
@@ -43,26 +44,25 @@ NameList::~NameList() {
 }
 
 std::optional<std::string> NameList::next() {
-    std::string name;
     while (!over_) {
         if (begin_ == end_ && !fill()) break;
-        const bool whole = take_piece(name);
-        if (name.size() > kLongestName) fail("a name is longer than any path");
+        const bool whole = take_piece();
+        if (name_.size() > kLongestName) fail("a name is longer than any path");
         // A path ends there for the system, and another file might be taken for it.
-        if (name.find('\0') != name.npos) fail("a name has a NUL in it; lists of these need -0");
-        if (whole && !over_ && !name.empty()) return name;
+        if (name_.find('\0') != name_.npos) fail("a name has a NUL in it; lists of these need -0");
+        if (whole && !over_ && !name_.empty()) return std::exchange(name_, {});
     }
     // The last name may lack its separator.
-    if (name.empty() || !error_.empty() || interrupted()) return std::nullopt;
-    return name;
+    if (name_.empty() || !error_.empty() || interrupted()) return std::nullopt;
+    return std::exchange(name_, {});
 }
 
 // -> true when the name is whole
-bool NameList::take_piece(std::string& name) {
+bool NameList::take_piece() {
     const char* const from = buffer_.data() + begin_;
     const char* const to = buffer_.data() + end_;
     const char* const stop = std::find(from, to, separator_);
-    name.append(from, stop);
+    name_.append(from, stop);
     const size_t taken = static_cast<size_t>(stop - from) + (stop == to ? 0 : 1);
     begin_ += taken;
     position_ += taken;

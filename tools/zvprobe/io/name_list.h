@@ -23,6 +23,7 @@ class NameList {
 
     // -> the next name, never an empty one; nothing at the end, at an error and when interrupted. A
     //    name that such an end cuts off is none.
+    //    May throw std::bad_alloc: then the same name is still to come.
     std::optional<std::string> next();
 
     // -> where and why the list ended early, for the user; empty when it did not
@@ -31,13 +32,14 @@ class NameList {
   private:
     bool fill();
     bool wait_for_input() const;
-    bool take_piece(std::string& name);
+    bool take_piece();
     void fail(const std::string& why);
 
     int fd_;
     bool owned_;
     char separator_;
     std::vector<char> buffer_;
+    std::string name_;  // what has come of it
     size_t begin_ = 0;  // of what is left in the buffer
     size_t end_ = 0;
     uint64_t position_ = 0;  // of begin_ in the list

@@ -3,11 +3,11 @@
 // bytes, statistics apart.
 #pragma once
 
-#include <nlohmann/json_fwd.hpp>
 #include <ostream>
 #include <string>
 #include <vector>
 
+#include "base/json.h"
 #include "render/source_report.h"
 
 namespace zvprobe {
@@ -20,13 +20,13 @@ void print_json(std::ostream& out, const std::vector<SourceReport>& reports);
 std::string json_line(const SourceReport& report, size_t index, ExitStatus status);
 
 // What there is about one source.
-nlohmann::ordered_json to_json(const SourceReport& report);
+Json to_json(const SourceReport& report);
 
 // The part about a transport stream.
-nlohmann::ordered_json to_json(const TsReport& report);
+Json to_json(const TsReport& report);
 
 // The parts about an FLV and an MPEG audio source.
-nlohmann::ordered_json to_json(const FlvReport& report);
-nlohmann::ordered_json to_json(const MpegAudioReport& report);
+Json to_json(const FlvReport& report);
+Json to_json(const MpegAudioReport& report);
 
 }  // namespace zvprobe

@@ -5,6 +5,8 @@
 #include <algorithm>
 #include <array>
 
+#include "ts/survey_run.h"
+
 namespace zvprobe {
 namespace {
 
@@ -56,6 +58,27 @@ TsCounts counts_of(const Json& survey) {
             {indicator["id"], indicator["measured"] == true
                                   ? std::optional(indicator["count"].get<uint64_t>())
                                   : std::nullopt});
+    return counts;
+}
+
+TsCounts counts_of(const SurveyRun& survey) {
+    const ZvSurveyTotals totals = survey.totals();
+    TsFaults faults;
+    faults.sync_losses = totals.sync_losses;
+    faults.byte_errors = totals.byte_errors;
+    faults.skipped_bytes = totals.skipped_bytes;
+    faults.trailing_bytes = totals.trailing_bytes;
+    faults.transport_errors = totals.transport_errors;
+    faults.continuity_errors = totals.continuity_errors;
+    faults.packets_lost = totals.packets_lost;
+    faults.crc_errors = totals.crc_errors;
+    for (const ZvSurveyPid& pid : survey.pids())
+        if (pid.continuity_errors > 0) ++faults.pids_with_losses;
+    TsCounts counts = {totals.packets, faults, {}};
+    for (const ZvSurveyIndicator& indicator : survey.indicators())
+        counts.indicators.push_back({indicator.id, indicator.measured != 0
+                                                       ? std::optional(indicator.count)
+                                                       : std::nullopt});
     return counts;
 }
 

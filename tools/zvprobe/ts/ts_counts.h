@@ -11,6 +11,8 @@
 
 namespace zvprobe {
 
+class SurveyRun;
+
 // Errors that a report counts. `--strict` looks at these, and the text lists them.
 struct TsFaults {
     uint64_t sync_losses = 0;
@@ -24,11 +26,14 @@ struct TsFaults {
     uint64_t crc_errors = 0;
 
     bool any() const;
+    bool operator==(const TsFaults&) const = default;
 };
 
 struct IndicatorCount {
     std::string id;
     std::optional<uint64_t> count;  // nothing when it is not measured
+
+    bool operator==(const IndicatorCount&) const = default;
 };
 
 struct TsCounts {
@@ -38,11 +43,15 @@ struct TsCounts {
 
     // -> 0 also when it is not measured
     uint64_t of_indicator(const std::string& id) const;
+    bool operator==(const TsCounts&) const = default;
 };
 
 // -> those of a survey's JSON
 TsFaults faults_of(const Json& survey);
 TsCounts counts_of(const Json& survey);
+
+// -> the same of its records: quickly
+TsCounts counts_of(const SurveyRun& survey);
 
 // before: empty, or earlier counts of the same stream
 // -> what came after it; 0 for what was taken back since

@@ -149,8 +149,7 @@ void WatchedSource::end_survey() {
     survey_->finish();
     tallies_.follow(survey_->run());
     tallies_.survey_begins_anew();
-    if (options_.keep_counts)
-        add_counts(ended_counts_, counts_of(parsed(survey_->run().json_text(), false)));
+    if (options_.keep_counts) add_counts(ended_counts_, counts_of(survey_->run()));
 }
 
 void WatchedSource::opened(bool begins_anew) {

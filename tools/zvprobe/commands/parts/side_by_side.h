@@ -9,8 +9,8 @@
 #include <cstddef>
 #include <exception>
 #include <mutex>
+#include <new>
 #include <optional>
-#include <system_error>
 #include <thread>
 #include <utility>
 #include <vector>
@@ -69,6 +69,10 @@ class SideBySide {
     // So many results wait to be taken at most, for each thread.
     static constexpr size_t kAhead = 4;
 
+    // Addresses that must be there for another thread: its stack has 8 MiB as a rule, and its work
+    // needs some, too.
+    static constexpr size_t kRoom = size_t{16} << 20;
+
     struct Done {
         std::optional<Result> result;
         std::exception_ptr failure;
@@ -93,9 +97,11 @@ class SideBySide {
     void start(std::vector<std::jthread>& threads, Body body) {
         threads.reserve(jobs_);
         try {
-            while (threads.size() < jobs_)
+            while (threads.size() < jobs_) {
+                ::operator delete(::operator new(kRoom));
                 threads.emplace_back(body);
-        } catch (const std::system_error&) {
+            }
+        } catch (const std::exception&) {
         }
     }
 
