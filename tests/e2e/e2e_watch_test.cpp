@@ -227,6 +227,20 @@ TEST_F(Watch, ShowsPagesInWhichNamesAreOnlyText) {
     EXPECT_EQ(get("/sources/other"), "");
 }
 
+TEST_F(Watch, SaysFirstHowManySourcesAreAway) {
+    start({"none"});
+    EXPECT_NE(get("/").find(">1 source, 0 up, 1 away<"), std::string::npos) << get("/");
+    Loopback loopback;
+    loopback.give_port_away();
+    start({"none", "udp://127.0.0.1:" + std::to_string(loopback.port)});
+    const std::string datagram = read_file(media("single.ts")).substr(0, kDatagram);
+    EXPECT_TRUE(await([&] {
+        loopback.send(datagram);
+        return get("/").find(">2 sources, 1 up, 1 away<") != std::string::npos;
+    }));
+    EXPECT_NE(get("/").find("<title>1 away - zvprobe</title>"), std::string::npos);
+}
+
 TEST_F(Watch, AnswersOthersWhileSomeAreSlow) {
     start({"none"});
     std::vector<std::unique_ptr<Connection>> halves;

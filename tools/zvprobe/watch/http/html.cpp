@@ -13,7 +13,7 @@ constexpr char kStyle[] =
     "table{border-collapse:collapse}"
     "th,td{padding:.2em .8em;text-align:right;border-bottom:1px solid #ddd}"
     "th:first-child,td:first-child,th:last-child,td:last-child{text-align:left}"
-    ".up{color:#070}.away{color:#b00}pre{line-height:1.3}";
+    ".up{color:#070}.away{color:#b00}.totals{font-size:1.6em}";
 constexpr char kRenewed_s[] = "5";
 
 }  // namespace

@@ -77,10 +77,9 @@ std::string cell(const std::string& text) {
     return "<td>" + html_text(text) + "</td>";
 }
 
-std::string row_of(const WatchedSource& source) {
-    const SourceState state = source.state();
+std::string row_of(const SourceSettings& settings, const SourceState& state) {
     const Tallies& tallies = state.tallies;
-    const std::string& name = source.settings().name;
+    const std::string& name = settings.name;
     std::string row =
         "<tr><td><a href=\"/sources/" + path_part(name) + "\">" + html_text(name) + "</a></td>";
     for (const uint64_t count :
@@ -90,19 +89,34 @@ std::string row_of(const WatchedSource& source) {
     row += state.up ? "<td class=\"up\">up</td>"
                     : "<td class=\"away\">away " + html_text(printable(state.why_away)) + "</td>";
     std::string labels;
-    for (const auto& [label, value] : source.settings().labels)
+    for (const auto& [label, value] : settings.labels)
         labels.append(labels.empty() ? "" : ", ").append(label).append("=").append(value);
     return row + cell(labels) + "</tr>\n";
 }
 
+// Before the rows: of many, those that are away may be out of sight.
+std::string totals_line(size_t count, size_t away) {
+    return std::string(away > 0 ? "<p class=\"totals away\">" : "<p class=\"totals\">") +
+           std::to_string(count) + (count == 1 ? " source, " : " sources, ") +
+           std::to_string(count - away) + " up, " + std::to_string(away) + " away</p>";
+}
+
 Page overview(const Watch& watch) {
-    std::string body =
-        "<h1>Sources</h1><table><tr><th>source</th><th>packets</th><th>continuity errors</th>"
+    std::string table =
+        "<table><tr><th>source</th><th>packets</th><th>continuity errors</th>"
         "<th>transport errors</th><th>RTP lost</th><th>dropped</th><th>reopened</th><th>state</th>"
         "<th>labels</th></tr>\n";
-    for (const auto& source : watch.sources())
-        body += row_of(*source);
-    return {200, kHtml, html_page("zvprobe", body + "</table>")};
+    const auto sources = watch.sources();
+    size_t away = 0;
+    for (const auto& source : sources) {
+        const SourceState state = source->state();
+        away += state.up ? 0 : 1;
+        table += row_of(source->settings(), state);
+    }
+    const std::string body =
+        "<h1>Sources</h1>" + totals_line(sources.size(), away) + table + "</table>";
+    const std::string title = away > 0 ? std::to_string(away) + " away - zvprobe" : "zvprobe";
+    return {200, kHtml, html_page(title, body)};
 }
 
 // As `probe --html` draws it.
