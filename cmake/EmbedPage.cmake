@@ -1,13 +1,17 @@
 # SPDX-License-Identifier: MIT
-# Puts the HTML report's page, its styles and its scripts into one C++ source. Called by the build:
-#   cmake -D PAGE=folder -D UPLOT=folder -D SCRIPTS=a.js,b.js -D OUT=page_parts.cpp -P EmbedPage.cmake
-# The page's Content-Security-Policy allows exactly this style and this script, by their hashes.
+# Puts the HTML report's page, its styles and its scripts, and the script of a watch's overview,
+# into one C++ source. Called by the build:
+#   cmake -D PAGE=folder -D UPLOT=folder -D SCRIPTS=a.js,b.js -D OVERVIEW=b.js,c.js
+#       -D OUT=page_parts.cpp -P EmbedPage.cmake
+# The Content-Security-Policy of each page allows exactly its script, by its hash, and that of the
+# report exactly its style.
 cmake_minimum_required(VERSION 3.25)
 
-# zv_base64(result hex): the base64 of an SHA-256, 64 hexadecimal digits
-function(zv_base64 result hex)
+# zv_hash(result text): the base64 of the SHA-256 of the text
+function(zv_hash result text)
+    string(SHA256 hex "${text}")
     set(digits "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/")
-    set(text "")
+    set(base64 "")
     # 21 groups of three digits are two base64 digits each; the last digit has two bits of padding.
     foreach(group RANGE 20)
         math(EXPR at "${group} * 3")
@@ -16,12 +20,31 @@ function(zv_base64 result hex)
         math(EXPR low "0x${three} & 63")
         string(SUBSTRING ${digits} ${high} 1 first)
         string(SUBSTRING ${digits} ${low} 1 second)
-        string(APPEND text ${first}${second})
+        string(APPEND base64 ${first}${second})
     endforeach()
     string(SUBSTRING ${hex} 63 1 rest)
     math(EXPR last "0x${rest} << 2")
     string(SUBSTRING ${digits} ${last} 1 first)
-    set(${result} "${text}${first}=" PARENT_SCOPE)
+    set(${result} "${base64}${first}=" PARENT_SCOPE)
+endfunction()
+
+# zv_script(result start files): one script of the files, which share their names, after the start
+function(zv_script result start files)
+    set(all "${start}(() => {\n\"use strict\";\n")
+    string(REPLACE "," ";" files "${files}")
+    foreach(file IN LISTS files)
+        file(READ ${PAGE}/${file} text)
+        string(APPEND all "${text}")
+    endforeach()
+    string(APPEND all "})();\n")
+    string(TOLOWER "${all}" lower)
+    foreach(forbidden "</script" "<!--" ")zvpage\"")
+        string(FIND "${lower}" "${forbidden}" at)
+        if(NOT at EQUAL -1)
+            message(FATAL_ERROR "a script of the page holds ${forbidden}, which would end it early")
+        endif()
+    endforeach()
+    set(${result} "${all}" PARENT_SCOPE)
 endfunction()
 
 file(READ ${UPLOT}/LICENSE uplot_license)
@@ -33,27 +56,12 @@ file(READ ${PAGE}/page.css style)
 string(REGEX REPLACE "^/[*]![^\n]*[*]/" "" uplot_script "${uplot_script}")
 
 string(CONCAT all_styles "${uplot_style}" "${style}")
-set(script_parts "/* uPlot 1.6.32\n\n${uplot_license}*/\n")
-set(all_scripts "${script_parts}${uplot_script}\n(() => {\n\"use strict\";\n")
-string(REPLACE "," ";" SCRIPTS "${SCRIPTS}")
-foreach(script IN LISTS SCRIPTS)
-    file(READ ${PAGE}/${script} text)
-    string(APPEND all_scripts "${text}")
-endforeach()
-string(APPEND all_scripts "})();\n")
+zv_script(all_scripts "/* uPlot 1.6.32\n\n${uplot_license}*/\n${uplot_script}\n" "${SCRIPTS}")
+zv_script(overview_script "" "${OVERVIEW}")
 
-string(TOLOWER "${all_scripts}" lower)
-foreach(forbidden "</script" "<!--" ")zvpage\"")
-    string(FIND "${lower}" "${forbidden}" at)
-    if(NOT at EQUAL -1)
-        message(FATAL_ERROR "a script of the page holds ${forbidden}, which would end it early")
-    endif()
-endforeach()
-
-string(SHA256 style_hex "${all_styles}")
-string(SHA256 script_hex "${all_scripts}")
-zv_base64(style_hash ${style_hex})
-zv_base64(script_hash ${script_hex})
+zv_hash(style_hash "${all_styles}")
+zv_hash(script_hash "${all_scripts}")
+zv_hash(overview_hash "${overview_script}")
 string(REPLACE "@STYLE_HASH@" "${style_hash}" html "${html}")
 string(REPLACE "@SCRIPT_HASH@" "${script_hash}" html "${html}")
 string(REGEX MATCH "Security-Policy\" content=\"([^\"]*)\"" policy "${html}")
@@ -81,4 +89,6 @@ file(WRITE ${OUT}
     "const std::string_view kPageBeforeData = R\"zvpage(${before_data})zvpage\";\n\n"
     "const std::string_view kPageAfterData = R\"zvpage(${after_data})zvpage\";\n\n"
     "const std::string_view kPagePolicy = R\"zvpage(${policy})zvpage\";\n\n"
+    "const std::string_view kOverviewScript = R\"zvpage(${overview_script})zvpage\";\n\n"
+    "const std::string_view kOverviewScriptHash = \"${overview_hash}\";\n\n"
     "}  // namespace zvprobe\n")

@@ -239,6 +239,11 @@ TEST_F(Watch, SaysFirstHowManySourcesAreAway) {
         return get("/").find(">2 sources, 1 up, 1 away<") != std::string::npos;
     }));
     EXPECT_NE(get("/").find("<title>1 away - zvprobe</title>"), std::string::npos);
+    // The one script that may run is the page's own.
+    const std::string head = ask("HEAD / HTTP/1.1\r\nHost: localhost\r\n\r\n");
+    const std::regex policy(
+        "Policy: default-src 'none';.* script-src 'sha256-[^']{44}'; connect-src 'self'");
+    EXPECT_TRUE(std::regex_search(head, policy)) << head;
 }
 
 TEST_F(Watch, AnswersOthersWhileSomeAreSlow) {

@@ -279,9 +279,44 @@ class Page(unittest.TestCase):
         with self.watch(port, "other"):
             self.wait_until(note + ".startsWith('Not watched since ')")
 
+    def test_the_list_of_a_watch_outlives_the_watch(self):
+        packets = "return document.querySelector('td:nth-child(2)').textContent"
+        with self.watch("0", f"{MEDIA}/three-programs.ts", "none") as address:
+            self.open_list(address)
+            self.browser.run("document.querySelector('td a').focus()")
+            before = self.browser.run(packets)
+            self.wait_until(f"{packets} !== '{before}'")
+            self.assertEqual(self.browser.run("return document.activeElement.localName"), "a")
+            self.assertEqual(self.browser.complaints(), [])
+        self.wait_until("return document.title.startsWith('no answer')")
+        self.assertRegex(self.text("#note"), r"^No answer since \d\d:\d\d:\d\d$")
+        self.assertIn("three-programs.ts", self.text("table"))
+        # The page that was there shows what is new: a load would have met the error.
+        self.browser.run("window.stays = true")
+        with self.watch(address.rsplit(":", 1)[1], "other"):
+            self.wait_until("return document.title === '1 away - zvprobe'")
+            self.assertEqual([self.text("#note"), self.text("td a")], ["", "other"])
+            self.assertTrue(self.browser.run("return window.stays"))
+
+    def test_the_list_of_a_watch_renews_itself_without_scripts(self):
+        self.browser.emulate("Emulation.setScriptExecutionDisabled", value=True)
+        try:
+            with self.watch() as address:
+                self.open_list(address)
+                time.sleep(6)
+                self.assertGreater(self.browser.requests().count(address + "/"), 1)
+        finally:
+            self.browser.emulate("Emulation.setScriptExecutionDisabled", value=False)
+
+    def open_list(self, address):
+        self.browser.open("about:blank")
+        self.browser.complaints(), self.browser.requests()
+        self.browser.open(address)
+
     @contextlib.contextmanager
-    def watch(self, port="0", source=f"{MEDIA}/three-programs.ts"):
-        with subprocess.Popen([PROBE, "monitor", "--listen", port, source],
+    def watch(self, port="0", *sources):
+        sources = sources or [f"{MEDIA}/three-programs.ts"]
+        with subprocess.Popen([PROBE, "monitor", "--listen", port, *sources],
                               stdout=subprocess.DEVNULL, stderr=subprocess.PIPE, text=True) as watch:
             try:
                 yield next(line for line in watch.stderr if "answers" in line).split()[1][:-1]

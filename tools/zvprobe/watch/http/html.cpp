@@ -5,6 +5,8 @@
 #include <cctype>
 #include <cstdio>
 
+#include "render/page/page_parts.h"
+
 namespace zvprobe {
 namespace {
 
@@ -13,7 +15,9 @@ constexpr char kStyle[] =
     "table{border-collapse:collapse}"
     "th,td{padding:.2em .8em;text-align:right;border-bottom:1px solid #ddd}"
     "th:first-child,td:first-child,th:last-child,td:last-child{text-align:left}"
-    ".up{color:#070}.away{color:#b00}.totals{font-size:1.6em}";
+    ".up{color:#070}.away{color:#b00}.totals{font-size:1.6em}"
+    "#note{position:sticky;top:0;z-index:1;margin:0;background:#b00;color:#fff;font-size:1.6em}"
+    "#note:not(:empty){padding:.3em .5em}#note:not(:empty)~*{opacity:.5}";
 constexpr char kRenewed_s[] = "5";
 
 }  // namespace
@@ -52,10 +56,19 @@ std::string path_part(std::string_view text) {
 
 std::string html_page(std::string_view title, std::string_view body) {
     std::string out = "<!DOCTYPE html>\n<html lang=\"en\"><head><meta charset=\"utf-8\">";
-    out.append("<meta http-equiv=\"refresh\" content=\"").append(kRenewed_s).append("\">");
+    out.append("<noscript><meta http-equiv=\"refresh\" content=\"").append(kRenewed_s);
+    out.append("\"></noscript><link rel=\"icon\" href=\"data:,\">");
     out.append("<title>").append(html_text(title)).append("</title>");
     out.append("<style>").append(kStyle).append("</style></head>\n<body>");
-    return out.append(body).append("</body></html>\n");
+    out.append("<p id=\"note\" role=\"status\"></p>").append(body);
+    out.append("<script>").append(kOverviewScript);
+    return out.append("</script></body></html>\n");
+}
+
+std::string html_page_policy() {
+    return "default-src 'none'; style-src 'unsafe-inline'; img-src data:; script-src 'sha256-" +
+           std::string(kOverviewScriptHash) + "'; connect-src 'self'; base-uri 'none'; " +
+           "form-action 'none'; frame-ancestors 'none'";
 }
 
 }  // namespace zvprobe

@@ -116,7 +116,7 @@ Page overview(const Watch& watch) {
     const std::string body =
         "<h1>Sources</h1>" + totals_line(sources.size(), away) + table + "</table>";
     const std::string title = away > 0 ? std::to_string(away) + " away - zvprobe" : "zvprobe";
-    return {200, kHtml, html_page(title, body)};
+    return {200, kHtml, html_page(title, body), html_page_policy()};
 }
 
 // As `probe --html` draws it.

@@ -13,7 +13,7 @@ struct Page {
     std::string type;
     std::string body;
     // The Content-Security-Policy.
-    std::string policy = "default-src 'none'; style-src 'unsafe-inline'; frame-ancestors 'none'";
+    std::string policy = "default-src 'none'; frame-ancestors 'none'";
 };
 
 // -> the page of a path, decoded and without a query; 404 for one that is not there

@@ -1,31 +1,14 @@
 // SPDX-License-Identifier: MIT
-// What the page of a running watch has besides the report: it shows anew what the watch knows, until its
-// reader works with it, and leads to the other pages of the watch. It is never left for one that may not
-// come: while the watch gives no answer, what was known last stays.
+// What the page of a running watch has besides the report: it shows anew what the watch knows, until
+// its reader works with it, and leads to the other pages of the watch. While the watch gives no
+// answer, what was known last stays.
 
-const kPatience_ms = 20000;
-
-// Shows what another load of this page has. One of another version has other scripts, and is no page of a
-// report where a proxy wants to know its user first: then it is loaded in place of this one.
-function takeOver(html) {
-    const other = new DOMParser().parseFromString(html, "text/html");
-    const data = other.getElementById("data");
-    const script = (page) => page.scripts.length === 2 ? page.scripts[1].textContent : null;
+// Shows what another load of this page has.
+function takeOver(other) {
     const sources =
-        data && script(other) === script(document) ? JSON.parse(data.textContent).sources : [];
+        isOfThisVersion(other) ? JSON.parse(other.getElementById("data").textContent).sources : [];
     if (sources.length === 0) return location.reload();
     show(unpack(sources[0]));
-}
-
-// -> the status and the text of this page as the watch has it now; 0 for no answer
-async function askWatch() {
-    try {
-        const signal = AbortSignal.timeout(kPatience_ms);
-        const answer = await fetch(location.href, {cache: "no-store", signal});
-        return {status: answer.status, text: await answer.text()};
-    } catch {
-        return {status: 0, text: ""};
-    }
 }
 
 // live: {renew_s, all, json}: seconds, and paths of the list of sources and of the same as JSON
@@ -41,14 +24,14 @@ function watchBar(live) {
     const renew = async () => {
         if (document.hidden || asks) return;
         asks = true;
-        const {status, text} = await askWatch();
+        const {status, page} = await askWatch();
         asks = false;
         if (!timer) return;
-        const since = `since ${answered.toLocaleTimeString()}.`;
+        const since = `since ${clockTime(answered)}.`;
         if (status === 404) return tell(`Not watched ${since}`);
         if (status !== 200) return tell(`No answer ${since}`);
         answered = new Date();
-        takeOver(text);
+        takeOver(page);
         tell(`Renewed every ${live.renew_s} seconds.`);
     };
     const start = () => {
@@ -61,7 +44,7 @@ function watchBar(live) {
         if (!timer) return;
         clearInterval(timer);
         timer = null;
-        tell(`As of ${answered.toLocaleTimeString()}.`);
+        tell(`As of ${clockTime(answered)}.`);
         toggle.textContent = "Renew";
     };
     const toggle = button("", () => {
