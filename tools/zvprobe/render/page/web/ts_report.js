@@ -287,7 +287,8 @@ function windowNote(timeline) {
     if (timeline.start === 0) return null;
     const length = timeText(timeline.end - timeline.start, 0);
     return make(
-        "p", {class: "note"}, `The plots show the last ${length}. Figures and tables are of all ` +
+        "p", {class: "note"},
+        `The plots show the last ${length}. Figures and tables are of all ` +
             "that came, and every time is counted from the first packet.");
 }
 
@@ -302,7 +303,10 @@ function tsReport(report) {
     const goToOf = (seconds) =>
         timeline && timeline.start > 0 && seconds < timeline.start ? null : goTo;
     const time = timeline ?
-        [windowNote(timeline), timeline.controls, tsPlots(report, timeline).map((plot) => plot.element)] :
+        [
+            windowNote(timeline), timeline.controls,
+            tsPlots(report, timeline).map((plot) => plot.element)
+        ] :
         make(
             "p", {},
             report.history_left_out ? "There was no room for plots in this page." :
