@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 // The watch over many sources: its configuration, and what it counts while sources come and go.
+#include <dlfcn.h>
 #include <gtest/gtest.h>
+#include <netdb.h>
 #include <sys/stat.h>
 
 #include <atomic>
@@ -561,4 +563,43 @@ TEST_F(WatchTest, OpensAgainWhatEndsAndNothingWaitsForWhatIsStuck) {
     close(listener);
 }
 
+// A server of names that does not answer until it is told to; the test of it is below.
+std::atomic<bool> names_hang{false};
+std::atomic<int> looked_up{0};
+
+void look_up() {
+    ++looked_up;
+    for (int i = 0; i < 1000 && names_hang; ++i)
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+}
+
+TEST_F(WatchTest, GoesOnWhileALookUpOfANameHoldsUpAReload) {
+    Loopback stays;
+    stays.give_port_away();
+    const SourceSettings other{"stays", "udp://127.0.0.1:" + std::to_string(stays.port)};
+    names_hang = true;
+    watch_.set_sources({other, {"tcp", "tcp://names.invalid:1"}, {"udp", "udp://names.invalid:1"}});
+    ASSERT_TRUE(becomes([] { return looked_up == 2; }));
+    int turns = 0;
+    watch_.set_sources({other}, [&] {
+        watch_.tick();
+        EXPECT_EQ(watch_.sources().size(), 3u);
+        EXPECT_TRUE(watch_.is_working());
+        if (++turns == 10) names_hang = false;
+    });
+    EXPECT_GE(turns, 10);
+    EXPECT_EQ(watch_.sources().size(), 1u);
+}
+
 }  // namespace
+
+// In place of the system's.
+extern "C" int getaddrinfo(const char* host, const char* service, const addrinfo* hints,
+                           addrinfo** list) {
+    using Function = decltype(&getaddrinfo);
+    static const auto systems = reinterpret_cast<Function>(dlsym(RTLD_NEXT, "getaddrinfo"));
+    if (host == nullptr || std::string_view(host) != "names.invalid")
+        return systems(host, service, hints, list);
+    look_up();
+    return EAI_AGAIN;
+}

@@ -31,7 +31,8 @@ class StepGrid {
     double step_s() const { return std::ldexp(kFirstStep, static_cast<int>(doublings_)); }
     double start_s() const {
         // a whole number, whose double is exact
-        return std::ldexp(static_cast<double>(dropped_ / kFirstStepsPerSecond),
+        const uint64_t seconds_of_first_steps = dropped_ / kFirstStepsPerSecond;
+        return std::ldexp(static_cast<double>(seconds_of_first_steps),
                           static_cast<int>(doublings_));
     }
 

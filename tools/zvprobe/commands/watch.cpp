@@ -66,8 +66,7 @@ class WatchCommand {
         tell_ready();
         while (!interrupted()) {
             std::this_thread::sleep_for(kTick);
-            watch_.tick();
-            if (watch_.is_working()) manager_.is_alive();
+            go_on();
             if (reload_wanted()) reload();
             if (due()) report(false);
         }
@@ -97,11 +96,16 @@ class WatchCommand {
 
     void tell_ready() { manager_.ready(counted(watch_.sources().size(), "source", "sources")); }
 
+    void go_on() {
+        watch_.tick();
+        if (watch_.is_working()) manager_.is_alive();
+    }
+
     // A file with anything wrong in it changes nothing.
     void reload() {
         manager_.reloading();
         try {
-            watch_.set_sources(wanted_sources());
+            watch_.set_sources(wanted_sources(), [this] { go_on(); });
             renew_past();
             complain(options_.config, "read again", Gravity::kNotice);
             say_if_descriptors_are_short();

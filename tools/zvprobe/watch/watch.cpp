@@ -6,6 +6,7 @@
 #include <cerrno>
 #include <csignal>
 #include <functional>
+#include <future>
 #include <system_error>
 #include <thread>
 #include <utility>
@@ -29,6 +30,8 @@ uint64_t descriptors_of(const std::string& url) {
     if (!sends_datagrams(url)) return 4;
     return opens_at_once(url) ? 1 : 2;
 }
+
+constexpr std::chrono::milliseconds kTurn{50};
 
 // Threads that begin while it lives leave signals to the main thread, but for the one that ends
 // their waits.
@@ -56,9 +59,10 @@ Watch::~Watch() {
     set_sources({});
 }
 
-void Watch::set_sources(const std::vector<SourceSettings>& all) {
+void Watch::set_sources(const std::vector<SourceSettings>& all,
+                        const std::function<void()>& meanwhile) {
     const SignalsElsewhere mask;
-    std::vector<Place> before = std::move(places_);
+    std::vector<Place> before = std::exchange(places_, {});
     std::vector<Place> now(all.size());
     for (size_t i = 0; i < all.size(); ++i) {
         const auto same = std::ranges::find_if(before, [&](const Place& place) {
@@ -67,7 +71,7 @@ void Watch::set_sources(const std::vector<SourceSettings>& all) {
         if (same != before.end()) now[i] = std::exchange(*same, {});
     }
     std::erase_if(before, [](const Place& place) { return !place.source; });
-    end(std::move(before));  // first: their ports may be those of new ones
+    end_meanwhile(std::move(before), meanwhile);  // first: their ports may be those of new ones
     for (size_t i = 0; i < all.size(); ++i)
         if (!now[i].source) now[i] = begin(all[i]);
     places_ = std::move(now);
@@ -127,6 +131,17 @@ void Watch::end(std::vector<Place> places) {
         else
             place.source->retire();
     }
+}
+
+// A thread that looks up a name ends after half a minute or so, and the others must not wait for it.
+void Watch::end_meanwhile(std::vector<Place> places, const std::function<void()>& meanwhile) {
+    if (places.empty()) return;
+    // Where there are no more threads it is done by get().
+    auto ended =
+        std::async(std::launch::async | std::launch::deferred, [&] { end(std::move(places)); });
+    while (ended.wait_for(kTurn) == std::future_status::timeout)
+        meanwhile();
+    ended.get();
 }
 
 // As many threads as there are cores, each made when it is needed.

@@ -5,6 +5,7 @@
 
 #include <atomic>
 #include <chrono>
+#include <functional>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -37,7 +38,9 @@ class Watch {
 
     // These are the sources from now on. Those that are the same as before go on untouched; counts
     // of a name go on in any case.
-    void set_sources(const std::vector<SourceSettings>& all);
+    // meanwhile: called ten times a second or so while those that go are waited for; it may tick
+    void set_sources(
+        const std::vector<SourceSettings>& all, const std::function<void()>& meanwhile = [] {});
 
     // -> how many of them are not received because the descriptors are taken: not each needs as many
     size_t without_descriptors() const;
@@ -72,6 +75,7 @@ class Watch {
     Place begin(const SourceSettings& settings);
     void receive(Place& place);
     void end(std::vector<Place> places);
+    void end_meanwhile(std::vector<Place> places, const std::function<void()>& meanwhile);
     std::shared_ptr<Receiver> least_busy();
 
     const Options options_;
