@@ -96,9 +96,14 @@ TEST(WatchConfig, TakesTextsAsTheyStand) {
          })
         EXPECT_EQ(sources_of_text("[a]\nurl = " + std::string(value), "", {}).at(0).url, text);
     const auto labels =
-        sources_of_text("[a]\nurl = x\nlabels.b='#1'\nlabels.c=5\n", "", {})[0].labels;
+        sources_of_text(
+            "[a]\nurl = x\nlabels.b='#1'\nlabels.c=5\nlabels.d=\"a\\\\\\\"\"\nlabels.e=''\n", "",
+            {})[0]
+            .labels;
     EXPECT_EQ(labels.at("b"), "#1");
     EXPECT_EQ(labels.at("c"), "5");
+    EXPECT_EQ(labels.at("d"), "a\\\"");
+    EXPECT_EQ(labels.at("e"), "");
 }
 
 TEST(WatchConfig, TakesTheExample) {
@@ -144,7 +149,15 @@ TEST(WatchConfig, RefusesAFileWithLineAndReason) {
              {good + "[b]\nurl = a\"b\n", "4: .url. is not one value"},
              {good + "[b]\nurl = udp://x:1 udp://x:2\n", "4: .url. is not one value"},
              {std::string("url = udp://x:1\n"), "1: .url. stands before the first section"},
-             {good + "[b]\nurl = \n", "4: "},
+             {good + "[b]\nurl = \n", "4: .url. has no value"},
+             {good + "labels.c = # x\n", "3: .c. has no value"},
+             {good + "labels.c.d = x\n", "3: .d. stands below .c."},
+             {good + "[a.labels]\nc.d = x\n", "4: .d. stands below .c."},
+             {good + "labels.c = \"a\x1b\"\n", "3: label .c. has a value that cannot be printed"},
+             {good + "labels.c = 'http://u:p@h/'\n", "3: label .c. has a value"},
+             {good + "[b]\nurl = udp://127.0.0.1\n", "4: url .* has no port"},
+             {good + "[b]\nurl = tcp://:5\n", "4: url .* has no host"},
+             {good + "[b]\nurl = http:///x?a=b\n", "4: url .*a=\\*{3}. has no host"},
              {good + "[b]\nno\n", "4: "},
              {good + "x\n", "3: not understood"},
          })

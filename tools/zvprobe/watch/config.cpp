@@ -61,6 +61,14 @@ std::string shown(const std::string& url) {
     return without_passwords(asks ? without_query_values(url) : url);
 }
 
+// -> what an address needs and does not have, without which it can never be opened; null: nothing
+const char* missing_in(const ZvptcUrlInfo& url) {
+    const bool is_http = url.ptc_index == ZVPTC_INDEX_HTTP;
+    if (url.ptc_index == ZVPTC_INDEX_FILE) return nullptr;
+    if ((is_http || url.ptc_index == ZVPTC_INDEX_TCP) && url.hostname[0] == '\0') return "no host";
+    return is_http || url.port > 0 ? nullptr : "no port";
+}
+
 // Standard input cannot be opened again, and the next file read would be another one.
 void check_url(const std::string& url) {
     if (url.empty() || url == "-" || url.size() > kLongestUrl)
@@ -70,6 +78,8 @@ void check_url(const std::string& url) {
         throw UsageError("url " + in_quotes(shown(url)) + ": malformed");
     if (info.ptc_index < 0)
         throw UsageError("url " + in_quotes(url) + ": unknown protocol " + in_quotes(info.scheme));
+    if (const char* const missing = missing_in(info))
+        throw UsageError("url " + in_quotes(shown(url)) + " has " + missing);
 }
 
 class Reader {
@@ -108,6 +118,8 @@ class Reader {
         const std::string key = line.substr(0, line.find('=') + 1);
         const CLI::ConfigItem item = item_of(quoted ? key + " text" : line);
         if (quoted) return set(item.parents, item.name, *quoted);
+        if (value.empty() || value[0] == '#')
+            throw UsageError(in_quotes(item.name) + " has no value");
         if (item.parents.size() == 1 && item.name == "url" && is_other_than_text(value))
             throw UsageError("url " + in_quotes(value) + " is no text");
         if (item.inputs.size() != 1 || value.starts_with('[') ||
@@ -154,6 +166,9 @@ class Reader {
     void set(const std::vector<std::string>& path, const std::string& name,
              const std::string& value) {
         if (head_.empty()) throw UsageError(in_quotes(name) + " stands before the first section");
+        if (path.size() > 2)
+            throw UsageError(in_quotes(name) + " stands below " + in_quotes(path[2]) +
+                             ", which is one value");
         const std::string part = path.size() > 1 ? path[1] : "";
         if (!seen_.insert(path[0] + '.' + part + '.' + name).second)
             throw UsageError(in_quotes(name) + " is set twice");
@@ -172,7 +187,7 @@ class Reader {
                           const std::string& value) {
         check_label(name);
         if (source.labels.size() >= kMostLabels) throw UsageError("more than 16 labels");
-        if (printable(value) != value)
+        if (as_name(value) != value || without_passwords(value) != value)
             throw UsageError("label " + in_quotes(name) + " has a value that cannot be printed");
         source.labels[name] = value;
     }
