@@ -179,6 +179,11 @@ TEST_F(Watch, AnswersOnlyWhatItIsAskedFor) {
         EXPECT_EQ(outcome.out, "zvprobe: " + address + ": cannot listen there: " + reason + "\n");
     }
     EXPECT_EQ(shell("zvprobe monitor --allow-host x none").status, 2);
+    // The port is in use, so that a name that was taken ends with status 3.
+    const std::string listen = "zvprobe monitor none --listen " + std::to_string(port_);
+    for (const char* const host : {"''", "probe.example:80", "http://probe.example", "'a b'"})
+        EXPECT_EQ(shell(listen + " --allow-host " + host).status, 2) << host;
+    EXPECT_EQ(shell(listen + " --allow-host ::1 --allow-host [::2]").status, 3);
 }
 
 TEST_F(Watch, KnowsTheAddressItListensAtInCapitalsAndOnBothFamilies) {

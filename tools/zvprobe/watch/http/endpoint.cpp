@@ -63,6 +63,14 @@ std::string host_name(std::string header) {
     return header.substr(0, header.rfind(':'));
 }
 
+// A Host header is compared without its port, and an empty one names nothing.
+std::string allowed_host(const std::string& text) {
+    if (text.empty() || std::ranges::count(text, ':') == 1 ||
+        text.find_first_of("/@ ") != text.npos)
+        throw UsageError("allow-host: " + in_quotes(text) + " is no name of a host without a port");
+    return host_name(text + ':');
+}
+
 // The threads that serve. The one that accepts waits when there are too many to be served.
 class Workers : public httplib::TaskQueue {
   public:
@@ -126,7 +134,7 @@ class Endpoint::Server : private httplib::Server {
     Server(const Watch& watch, const EndpointSettings& settings)
         : watch_(watch), address_(address_of(settings.listen)) {
         for (const std::string& host : settings.allow_hosts)
-            hosts_.insert(host_name(host + ':'));
+            hosts_.insert(allowed_host(host));
         hosts_.insert(host_name(address_.host + ':'));
         new_task_queue = [this] { return new Workers(waiting_); };
         set_socket_options(allow_early_reuse);
