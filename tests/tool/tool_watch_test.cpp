@@ -507,6 +507,21 @@ TEST_F(WatchTest, ReloadsFiftyTimesWithoutLossOfWhatStays) {
     EXPECT_EQ(state("stays").tallies.reconnects, 0u);
 }
 
+// The counts of so many names are kept that the next ones are forgotten, but not of what is watched.
+TEST(Watch, KeepsTheCountsOfWhatChangesAfterManyNamesWereMadeUp) {
+    Watch watch({.descriptors = 0});
+    SourceSettings source{"changes", "udp://127.0.0.1:1"};
+    testing::internal::CaptureStderr();
+    watch.set_sources({source});
+    watch.source("changes")->take_bytes(load_media("single.ts"), true);
+    for (int i = 0; i < 5000; ++i)
+        watch.set_sources({source, {"made-up-" + std::to_string(i), "udp://127.0.0.1:2"}});
+    source.labels["site"] = "north";
+    watch.set_sources({source});
+    testing::internal::GetCapturedStderr();
+    EXPECT_EQ(watch.source("changes")->state().tallies.packets.sum(), kPackets);
+}
+
 TEST_F(WatchTest, DoesNotMixTwoGroupsOrTwoSendersOfOnePort) {
     Loopback sender, other;
     const int port = free_port(SOCK_DGRAM);

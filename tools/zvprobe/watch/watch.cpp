@@ -71,9 +71,16 @@ void Watch::set_sources(const std::vector<SourceSettings>& all,
         if (same != before.end()) now[i] = std::exchange(*same, {});
     }
     std::erase_if(before, [](const Place& place) { return !place.source; });
+    std::vector<std::string> ended;
+    ended.reserve(before.size());
+    for (const Place& place : before)
+        ended.push_back(place.source->settings().name);
     end_meanwhile(std::move(before), meanwhile);  // first: their ports may be those of new ones
     for (size_t i = 0; i < all.size(); ++i)
         if (!now[i].source) now[i] = begin(all[i]);
+    // Not before: a source whose settings changed has taken its counts back by now.
+    for (const std::string& name : ended)
+        if (gone_.size() > kMostGone) gone_.erase(name);
     places_ = std::move(now);
     std::vector<std::shared_ptr<WatchedSource>> listed;
     for (const Place& place : places_)
@@ -126,10 +133,7 @@ void Watch::end(std::vector<Place> places) {
         if (place.is_received()) descriptors_ -= descriptors_of(place.source->settings().url);
         place.reader.reset();
         if (place.receiver) place.receiver->remove(*place.source);
-        if (gone_.size() < kMostGone)
-            gone_.insert_or_assign(place.source->settings().name, place.source->retire());
-        else
-            place.source->retire();
+        gone_.insert_or_assign(place.source->settings().name, place.source->retire());
     }
 }
 
