@@ -279,6 +279,20 @@ TEST(WatchedSource, TakesNoAccidentForTheOldPacketSize) {
     EXPECT_EQ(source->state().tallies.packets.sum(), kPackets + parity.size() / 204 + 2);
 }
 
+// The parity of the first packet of 204 bytes is all that belongs to no packet.
+TEST(WatchedSource, SkipsNoPacketThatIsOfAnotherSize) {
+    WatchedSource::Options options;
+    options.keep_counts = true;
+    WatchedSource source({"a", "tcp://127.0.0.1:1"}, {}, options);
+    source.opened(true);
+    for (const char* const media : {"single.ts", "single-204.ts", "single-192.m2ts"})
+        source.take_bytes(load_media(media), true);
+    WatchedSource::Before before;
+    source.report(false, &before);
+    EXPECT_EQ(before.counts.faults.sync_losses, 2u);
+    EXPECT_EQ(before.counts.faults.skipped_bytes, 16u);
+}
+
 TEST(WatchedSource, KeepsTheCountsOfSurveysThatEnded) {
     WatchedSource::Options options;
     options.keep_counts = true;

@@ -43,6 +43,10 @@ std::vector<uint8_t> UnframedBytes::release() {
     return std::exchange(bytes_, {});
 }
 
+size_t parity_size(uint64_t packet_size) {
+    return packet_size == zv::kParityPacketSize ? zv::kParityPacketSize - zv::kTsPacketSize : 0;
+}
+
 size_t packet_size_of(std::span<const uint8_t> bytes) {
     SurveyRun survey({[](const ZvSurveyEvent&) {}, [](auto, auto, auto) {}, {}});
     survey.feed(bytes, false);

@@ -35,6 +35,9 @@ class UnframedBytes {
     uint64_t run_end_ = 0;     // where the next one of the run begins
 };
 
+// -> bytes of a packet that follow what is its own, as UnframedBytes has it
+size_t parity_size(uint64_t packet_size);
+
 // -> of the packets in the bytes; 0 when there are none
 size_t packet_size_of(std::span<const uint8_t> bytes);
 

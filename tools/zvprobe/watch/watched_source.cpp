@@ -145,11 +145,15 @@ void WatchedSource::begin_survey() {
 }
 
 // What the survey has counted is kept.
-void WatchedSource::end_survey() {
+// passed_on: bytes that it skipped, and that count for the survey after it or never came
+void WatchedSource::end_survey(uint64_t passed_on) {
     survey_->finish();
     tallies_.follow(survey_->run());
     tallies_.survey_begins_anew();
-    if (options_.keep_counts) add_counts(ended_counts_, counts_of(survey_->run()));
+    if (!options_.keep_counts) return;
+    TsCounts counts = counts_of(survey_->run());
+    counts.faults.skipped_bytes -= std::min(counts.faults.skipped_bytes, passed_on);
+    add_counts(ended_counts_, counts);
 }
 
 void WatchedSource::opened(bool begins_anew) {
@@ -253,7 +257,7 @@ void WatchedSource::look_for_other_framing(bool live) {
                              std::to_string(before) + " before",
                          Gravity::kWarning);
     survey_->leave_unframed(live);
-    end_survey();
+    end_survey(bytes.size() + kFiller - parity_size(before));
     begin_survey();
     if (survey_->feed(bytes, live)) note_packets();
 }

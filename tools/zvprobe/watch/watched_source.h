@@ -137,7 +137,7 @@ class WatchedSource {
     void look_for_other_framing(bool live);
     void settle();
     void begin_survey();
-    void end_survey();
+    void end_survey(uint64_t passed_on = 0);
     void follow() const;
     void read_clock();
     void begin_to_wait();
