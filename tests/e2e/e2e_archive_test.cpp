@@ -251,9 +251,10 @@ TEST_F(Archive, RunsByTheExamples) {
         "ls in/* >list");
     const std::string run = "export PATH=\"$(dirname '" ZV_PROBE_BINARY "'):$PATH\"; '" ZV_EXAMPLES;
     const Outcome share = shell(
-        "export SLURM_ARRAY_TASK_COUNT=2 SLURM_CPUS_PER_TASK=2; mkdir out; for i in 0 1; do "
+        "export SLURM_ARRAY_TASK_COUNT=2 SLURM_ARRAY_TASK_MIN=1 SLURM_CPUS_PER_TASK=2; mkdir out; "
+        "for i in 1 2; do "
         "SLURM_ARRAY_TASK_ID=$i; export SLURM_ARRAY_TASK_ID; " +
-        run + "/slurm.sh' list out; echo $? >>statuses; done; cat out/0.jsonl out/1.jsonl");
+        run + "/slurm.sh' list out; echo $? >>statuses; done; cat out/1.jsonl out/2.jsonl");
     EXPECT_EQ(lines_of(share.out).size(), 4u) << share.err;
     EXPECT_EQ(folder_.get("statuses"), "0\n4\n");
     if (shell("command -v parallel").status != 0) GTEST_SKIP() << "GNU parallel is missing";

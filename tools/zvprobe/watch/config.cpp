@@ -77,7 +77,8 @@ void check_url(const std::string& url) {
     if (zvptc_api_urlSplit_urlinfo(&info, url.c_str()) < 0)
         throw UsageError("url " + in_quotes(shown(url)) + ": malformed");
     if (info.ptc_index < 0)
-        throw UsageError("url " + in_quotes(url) + ": unknown protocol " + in_quotes(info.scheme));
+        throw UsageError("url " + in_quotes(without_passwords(without_query_values(url))) +
+                         ": unknown protocol " + in_quotes(info.scheme));
     if (const char* const missing = missing_in(info))
         throw UsageError("url " + in_quotes(shown(url)) + " has " + missing);
 }
