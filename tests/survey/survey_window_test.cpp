@@ -257,9 +257,10 @@ class Twins {
         : live_(live),
           random_(seed),
           span_s_(span_s),
-          history_(pids_, {.span_s = span_s}),
+          history_(pids_, {.rows = 1, .span_s = span_s}),
           literal_(span_s) {
         history_.see_pid(kPid);
+        history_.see_pid(kWithoutRow);
     }
 
     void run(int rounds) {
@@ -267,7 +268,7 @@ class Twins {
             pass_time(i);
             for (uint32_t values = random_() % 4; values > 0; --values)
                 see_something();
-            pids_[kPid].packets += random_() % 100;
+            pids_[kPid].packets = pids_[kWithoutRow].packets += random_() % 100;
         }
         end();
     }
@@ -295,10 +296,11 @@ class Twins {
         const auto& events = history_.counts(Indicator::kCrcError);
         EXPECT_EQ(events.empty() ? zv::survey::StepCounts(600) : events, literal_.events());
         EXPECT_EQ(history_.packets().at(kPid).steps, literal_.packets());
+        EXPECT_EQ(history_.other_packets(), literal_.packets());
     }
 
   private:
-    static constexpr uint16_t kPid = 77;
+    static constexpr uint16_t kPid = 77, kWithoutRow = 78;
 
     // Mostly by little, at times by more than all that is kept. Times are exact.
     void pass_time(int round) {
@@ -321,11 +323,13 @@ class Twins {
         counted_s_ = to_s;
     }
 
-    // Now or a while ago, be it too long.
+    // Now or a while ago, be it too long, or later, as a gap is noticed before packets are counted.
     void see_something() {
         const double ago_s =
             random_() % 3 == 0 ? static_cast<double>(random_() % (span_s_ * 4)) : 0;
-        const double time_s = now_s_ - ago_s, value = static_cast<double>(random_() % 1000);
+        const double later_s = random_() % 50 == 0 ? 4.0 * span_s_ + 100 : 0;
+        const double time_s = now_s_ - ago_s + later_s,
+                     value = static_cast<double>(random_() % 1000);
         const auto list = static_cast<LiteralRecord::List>(random_() % 5);
         literal_.see(list, time_s, value);
         if (list == LiteralRecord::kPcr) history_.see_pcr_interval(kPid, time_s, value);
