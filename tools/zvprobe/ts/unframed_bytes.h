@@ -25,8 +25,8 @@ class UnframedBytes {
     std::vector<uint8_t> release();
 
   private:
-    // Looking takes as long as a survey of a hundred packets.
-    static constexpr size_t kMany = size_t{16} << 10;
+    // Looking takes some 20 us, a hundredth of the time in which as many come at 16 Mbit/s.
+    static constexpr size_t kMany = size_t{4} << 10;
 
     std::vector<uint8_t> bytes_;
     uint64_t given_ = 0;       // bytes, to the survey
