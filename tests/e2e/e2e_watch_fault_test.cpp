@@ -114,7 +114,7 @@ TEST_F(Watch, SaysThatThereIsNoTransportStreamInWhatEnds) {
     EXPECT_TRUE(await([&] {
         return json::parse(get("/api/sources"))["sources"][0]["why_away"] ==
                    "no transport stream" &&
-               get("/").find("away no transport stream") != std::string::npos;
+               get("/").find("away: no transport stream") != std::string::npos;
     }));
 }
 

@@ -14,7 +14,7 @@ constexpr char kStyle[] =
     "body{font:15px sans-serif;margin:1em;color:#222}"
     "table{border-collapse:collapse}"
     "th,td{padding:.2em .8em;text-align:right;border-bottom:1px solid #ddd}"
-    "th:first-child,td:first-child,th:last-child,td:last-child{text-align:left}"
+    "th:first-child,td:first-child,th:nth-last-child(-n+2),td:nth-last-child(-n+2){text-align:left}"
     ".up{color:#070}.away{color:#b00}.totals{font-size:1.6em}"
     "#note{position:sticky;top:0;z-index:1;margin:0;background:#b00;color:#fff;font-size:1.6em}"
     "#note:not(:empty){padding:.3em .5em}#note:not(:empty)~*{opacity:.5}";

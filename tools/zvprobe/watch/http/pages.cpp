@@ -77,6 +77,12 @@ std::string cell(const std::string& text) {
     return "<td>" + html_text(text) + "</td>";
 }
 
+std::string state_cell(const SourceState& state) {
+    if (state.up) return "<td class=\"up\">up</td>";
+    const std::string why = state.why_away.empty() ? "" : ": " + printable(state.why_away);
+    return "<td class=\"away\">away" + html_text(why) + "</td>";
+}
+
 std::string row_of(const SourceSettings& settings, const SourceState& state) {
     const Tallies& tallies = state.tallies;
     const std::string& name = settings.name;
@@ -86,8 +92,7 @@ std::string row_of(const SourceSettings& settings, const SourceState& state) {
          {tallies.packets.sum(), state.indicator("1.4"), tallies.transport_errors.sum(),
           tallies.rtp_packets_lost.sum(), tallies.receive_drops, tallies.reconnects})
         row += cell(std::to_string(count));
-    row += state.up ? "<td class=\"up\">up</td>"
-                    : "<td class=\"away\">away " + html_text(printable(state.why_away)) + "</td>";
+    row += state_cell(state);
     std::string labels;
     for (const auto& [label, value] : settings.labels)
         labels.append(labels.empty() ? "" : ", ").append(label).append("=").append(value);
