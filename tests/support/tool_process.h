@@ -77,7 +77,9 @@ class ToolProcess {
         argv.push_back(nullptr);
         pid_ = fork();
         if (pid_ != 0) return;
-        std::signal(SIGPIPE, SIG_DFL);  // tests may ignore it, and that would be inherited
+        // What tests ignore, or who started them with nohup, would be inherited.
+        for (const int signal : {SIGPIPE, SIGHUP})
+            std::signal(signal, SIG_DFL);
         const int null = open("/dev/null", O_RDWR);
         dup2(in < 0 ? null : in, STDIN_FILENO);
         dup2(out < 0 ? null : out, STDOUT_FILENO);
