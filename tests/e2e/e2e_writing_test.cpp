@@ -3,6 +3,8 @@
 // written is old or complete, a signal is heard wherever it comes, nothing else is left, and what
 // went wrong is said.
 #include <atomic>
+#include <chrono>
+#include <thread>
 
 #include "support/loopback.h"
 #include "support/tool_process.h"
@@ -207,6 +209,13 @@ TEST_F(Writing, ASignalInTheMiddleOfASourceEndsInOrder) {
     }
 }
 
+// ThreadSanitizer keeps a signal back that comes just before a system call, which may wait for ever.
+void let_it_wait() {
+#ifdef __SANITIZE_THREAD__
+    std::this_thread::sleep_for(std::chrono::milliseconds(100));
+#endif
+}
+
 TEST_F(Writing, ASignalEndsAWriteThatNobodyTakes) {
     for (const Arguments& command : {remap(ts_, "-"),
                                      {"flv-meta", flv_, "-"},
@@ -218,6 +227,7 @@ TEST_F(Writing, ASignalEndsAWriteThatNobodyTakes) {
             fcntl(out.write_end, F_SETFL, flags);
             ToolProcess tool(dir_, command, -1, out.write_end);
             EXPECT_TRUE(await([&] { return out.fill() >= 65536; })) << command[0];
+            let_it_wait();
             tool.send(SIGINT);
             EXPECT_EQ(tool.wait(), 128 + SIGINT) << command[0];
             EXPECT_NE(read_file(dir_ / "stderr").find(": interrupted"), std::string::npos);
