@@ -77,8 +77,9 @@ class ToolProcess {
         argv.push_back(nullptr);
         pid_ = fork();
         if (pid_ != 0) return;
-        // What tests ignore, or who started them with nohup, would be inherited.
-        for (const int signal : {SIGPIPE, SIGHUP})
+        // What tests ignore, or who started them with nohup or in the background of a script, would be
+        // inherited.
+        for (const int signal : {SIGPIPE, SIGHUP, SIGINT, SIGQUIT})
             std::signal(signal, SIG_DFL);
         const int null = open("/dev/null", O_RDWR);
         dup2(in < 0 ? null : in, STDIN_FILENO);
