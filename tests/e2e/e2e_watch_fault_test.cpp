@@ -11,7 +11,7 @@ using nlohmann::json;
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
 constexpr uint64_t kGrowthKiB = 64 * 1024;  // sanitizers keep what was freed
 #else
-constexpr uint64_t kGrowthKiB = 8 * 1024;
+constexpr uint64_t kGrowthKiB = 16 * 1024;  // a source lost at each reload: 27 MiB
 #endif
 
 // A port of the tool's, and a stream that is sent there piece by piece.
@@ -166,9 +166,10 @@ TEST_F(Watch, ReloadsFiftyTimesWithoutGrowthOrHarmToWhatStays) {
     for (int round = 1; round <= 50; ++round) {
         stays.send_next(2);
         reload(configuration(round));
-        if (round == 10) memory = status("VmRSS"), open = descriptors();
+        if (round == 10) memory = status("VmHWM"), open = descriptors();
     }
-    EXPECT_LT(status("VmRSS"), memory + kGrowthKiB) << "KiB";
+    // The peaks are compared: what is there at one moment swings by ten MiB.
+    EXPECT_LT(status("VmHWM"), memory + kGrowthKiB) << "KiB";
     EXPECT_TRUE(shows(of("ts_packets_total", "stays"), stays.packets()));
     EXPECT_EQ(metrics().at(of("reconnects_total", "stays")), 0);
     const json report = json::parse(get("/api/sources/stays"))["sources"][0]["mpegts"];
