@@ -305,6 +305,7 @@ class Page(unittest.TestCase):
                 self.open_list(address)
                 time.sleep(6)
                 self.assertGreater(self.browser.requests().count(address + "/"), 1)
+                self.browser.open("about:blank")  # which asks for nothing when the watch is gone
         finally:
             self.browser.emulate("Emulation.setScriptExecutionDisabled", value=False)
 
@@ -325,7 +326,8 @@ class Page(unittest.TestCase):
                 watch.communicate()
 
     def open_live_page(self, address):
-        self.browser.open(address)
+        self.open_list(address)
+        self.wait_until("return document.querySelector('td a')")
         self.browser.complaints()
         self.browser.click("td a")
         self.wait_until("return document.querySelector('.watch button')")
