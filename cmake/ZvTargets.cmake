@@ -20,6 +20,7 @@ endif()
 add_library(zv_library_flags INTERFACE)
 target_link_libraries(zv_library_flags INTERFACE zv_build_flags)
 target_compile_options(zv_library_flags INTERFACE
+    $<$<CONFIG:RelWithDebInfo>:-g> # presets ask for line tables alone; the ABI is read from types
     -fvisibility=hidden $<$<COMPILE_LANGUAGE:CXX>:-fvisibility-inlines-hidden>)
 
 # zv_object_library(name [EXCEPTIONS] SOURCES a.cpp ... [DEPENDS lower ...])
