@@ -8,7 +8,7 @@
 
 namespace zvprobe {
 
-// Does work(), again and again while it throws std::bad_alloc; after a second it gets through.
+// Does work(), again and again while it throws std::bad_alloc, for a second; the last one is passed on.
 template <typename Work>
 auto patiently(Work work) {
     constexpr int kTries = 100;

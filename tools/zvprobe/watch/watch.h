@@ -38,7 +38,7 @@ class Watch {
 
     // These are the sources from now on. Those that are the same as before go on untouched; counts
     // of a name go on in any case.
-    // meanwhile: called ten times a second or so while those that go are waited for; it may tick
+    // meanwhile: called every 50 ms while those that go are waited for; it may tick
     void set_sources(
         const std::vector<SourceSettings>& all, const std::function<void()>& meanwhile = [] {});
 
@@ -83,8 +83,8 @@ class Watch {
     std::map<std::string, Tallies> gone_;  // of sources that are not watched now
     std::vector<std::shared_ptr<Receiver>> receivers_;
     std::vector<Place> places_;
-    mutable std::mutex
-        mutex_;  // for listed_ and changes of receivers_, which other threads ask for
+    // For listed_ and changes of receivers_, which other threads ask for.
+    mutable std::mutex mutex_;
     std::vector<std::shared_ptr<WatchedSource>> listed_;
     std::atomic<std::chrono::steady_clock::time_point> ticked_{std::chrono::steady_clock::now()};
 };
